@@ -1,0 +1,18 @@
+#pragma once
+
+#include <QStringList>
+
+/** What the user asked for on the command line. */
+struct CommandLine
+{
+    /** Start, show the window, check it and quit: the smoke test of the installed binary. */
+    bool selfTest = false;
+
+    /**
+     * Parses the program's arguments (the program name first). Handles --help
+     * and --version itself by printing and exiting, and exits with a message
+     * on bad arguments. Needs no application object, so that these work
+     * without a display.
+     */
+    static CommandLine parse(const QStringList &arguments);
+};

@@ -1,0 +1,100 @@
+#include "FolderPaths.h"
+
+#include "Localization.h"
+#include "PlatformLog.h"
+#include "StandardFolders.h"
+#include "UserDefaults.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+namespace {
+
+const QString kDataFolderPathKey = QStringLiteral("dataFolderPath");
+
+// The folder at @p path, created when missing; empty if it cannot be made.
+QString ensureFolder(const QString &path)
+{
+    if (QFileInfo(path).isDir())
+        return path;
+    if (!QDir().mkpath(path)) {
+        qCWarning(lcPlatform) << "Cannot create the folder" << path;
+        return {};
+    }
+    return path;
+}
+
+// A folder inside @p parent; empty when the parent itself could not be made,
+// so that nothing is ever created at the file-system root instead.
+QString childFolder(const QString &parent, const QString &name)
+{
+    if (parent.isEmpty())
+        return {};
+    return ensureFolder(parent + u'/' + name);
+}
+
+} // namespace
+
+QString applicationSupportPathForName(const QString &name)
+{
+    return childFolder(StandardFolders::dataHome(), name);
+}
+
+QString userDocumentPathForName(const QString &name)
+{
+    return childFolder(StandardFolders::documentsFolder(), name);
+}
+
+QString appName()
+{
+    const QString key = QStringLiteral("CFBundleName");
+    const QString name = localizedString(key, "InfoPlist");
+    return name.isEmpty() || name == key ? QStringLiteral("Jotwell3") : name;
+}
+
+QString dataFolderPath()
+{
+    UserDefaults &defaults = UserDefaults::standardUserDefaults();
+    const QString chosen = defaults.stringForKey(kDataFolderPathKey);
+    if (!chosen.isEmpty()) {
+        ensureFolder(chosen);
+        return chosen;
+    }
+
+    QString path = applicationSupportPathForName(appName());
+    if (path.isEmpty())
+        path = userDocumentPathForName(appName());
+    if (!path.isEmpty())
+        defaults.setValue(kDataFolderPathKey, path);
+    return path;
+}
+
+QString noteDataFolderPath()
+{
+    return childFolder(dataFolderPath(), QStringLiteral("Note Data"));
+}
+
+QString trashFolderPath()
+{
+    return childFolder(noteDataFolderPath(), QStringLiteral("Unused Files"));
+}
+
+QString iPhoneDataBackupRootFolderPath()
+{
+    return childFolder(dataFolderPath(), QStringLiteral("iPhone Data Backup"));
+}
+
+QString dataFilePath()
+{
+    return dataFolderPath() + QStringLiteral("/JW3Data.jw3datastore");
+}
+
+QString dataDictionaryFilePath()
+{
+    return dataFolderPath() + QStringLiteral("/JW3Data.jw3settings");
+}
+
+QString notePathForID(qint64 memoID)
+{
+    return noteDataFolderPath() + u'/' + QString::number(memoID) + QStringLiteral(".jw3page");
+}

@@ -1,0 +1,42 @@
+#include "app/RegisteredDefaults.h"
+#include "common/FreshUserTest.h"
+#include "platform/UserDefaults.h"
+
+namespace {
+
+using RegisteredDefaultsTest = FreshUserTest;
+
+TEST_F(RegisteredDefaultsTest, aFreshUserReadsTheRegisteredValuesWithTheirTypes)
+{
+    UserDefaults &defaults = UserDefaults::standardUserDefaults();
+    RegisteredDefaults::registerWith(defaults);
+
+    EXPECT_TRUE(defaults.boolForKey(QStringLiteral("QuitApp")));
+    EXPECT_FALSE(defaults.boolForKey(QStringLiteral("UseTopLineAsTitle")));
+    EXPECT_EQ(defaults.integerForKey(QStringLiteral("AutoSavePeriod")), 5);
+    EXPECT_EQ(defaults.objectForKey(QStringLiteral("TitleSize")).typeId(), QMetaType::LongLong);
+    EXPECT_EQ(defaults.objectForKey(QStringLiteral("DefaultFontSize")).typeId(), QMetaType::Double);
+    EXPECT_FALSE(defaults.stringForKey(QStringLiteral("DefaultFont")).isEmpty());
+    EXPECT_EQ(defaults.stringForKey(QStringLiteral("TabBarStyle")), QStringLiteral("Aqua"));
+
+    // The background colour is an archived colour: a little-endian typed stream.
+    const QByteArray color = defaults.dataForKey(QStringLiteral("BGColor"));
+    EXPECT_TRUE(color.startsWith(QByteArray("\x04\x0bstreamtyped\x81\xe8\x03", 16)));
+    EXPECT_TRUE(color.contains("NSColor"));
+
+    // Nothing registered is written to the user's file.
+    EXPECT_FALSE(defaults.hasStoredValue(QStringLiteral("QuitApp")));
+}
+
+TEST_F(RegisteredDefaultsTest, theUsersChoiceFromAnEarlierRunWins)
+{
+    UserDefaults::standardUserDefaults().setValue(QStringLiteral("AutoSave"), false);
+    UserDefaults::resetStandardUserDefaults();
+
+    UserDefaults &defaults = UserDefaults::standardUserDefaults();
+    RegisteredDefaults::registerWith(defaults);
+    EXPECT_FALSE(defaults.boolForKey(QStringLiteral("AutoSave")));
+    EXPECT_TRUE(defaults.boolForKey(QStringLiteral("AutoSaveAtBG")));
+}
+
+} // namespace

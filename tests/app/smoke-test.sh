@@ -1,0 +1,25 @@
+#!/usr/bin/env bash
+# Starts the real binary as a new user would and checks what it leaves behind.
+# Usage: smoke-test.sh <jotwell3> <expected version>
+set -euo pipefail
+binary=$1
+version=$2
+
+home=$(mktemp -d)
+trap 'rm -rf "$home"' EXIT
+export HOME="$home" XDG_CONFIG_HOME="$home/config" XDG_DATA_HOME="$home/data" XDG_DOCUMENTS_DIR="$home/Documents"
+export QT_QPA_PLATFORM=${QT_QPA_PLATFORM:-offscreen}
+
+fail() { echo "smoke test failed: $*" >&2; exit 1; }
+
+out=$(env -u DISPLAY -u WAYLAND_DISPLAY "$binary" --version) || fail "--version exited with $?"
+[ "$out" = "jotwell3 $version" ] || fail "--version printed '$out'"
+"$binary" --help | grep -q -- "--version" || fail "--help does not list its options"
+
+out=$("$binary" --self-test 2>&1) || fail "--self-test exited with $?: $out"
+grep -q 'self-test passed: window "Jotwell3" shown' <<<"$out" || fail "unexpected output: $out"
+
+[ -d "$home/data/Jotwell3" ] || fail "the data folder was not created"
+grep -q "<string>$home/data/Jotwell3</string>" "$home/config/jotwell3/defaults.plist" \
+    || fail "the data folder was not remembered in the defaults"
+echo "smoke test passed"

@@ -1,0 +1,90 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<!--
+  English display texts for keys that are not meant to be shown as they
+  stand. A key missing here is shown as it is, so plain English texts
+  ("Page is locked") need no entry. Contexts are the strings tables.
+-->
+<TS version="2.1" language="en">
+<context>
+    <name>Localizable</name>
+    <message>
+        <source>PenSymbol</source>
+        <translation>✎</translation>
+    </message>
+    <message>
+        <source>DateStampFormat</source>
+        <translation>%Y-%m-%d (</translation>
+    </message>
+    <message>
+        <source>TimeStampFormat</source>
+        <translation>) %H:%M</translation>
+    </message>
+    <message>
+        <source>ClippingMemoParent title</source>
+        <translation>Clippings</translation>
+    </message>
+    <message>
+        <source>Clipped Memo via Services Menu</source>
+        <translation>Text clipped from other applications is kept under this page.</translation>
+    </message>
+    <message>
+        <source>JotwellData Title</source>
+        <translation>Jotwell Data</translation>
+    </message>
+    <message>
+        <source>RecentMemo</source>
+        <translation>Recent Pages</translation>
+    </message>
+    <message>
+        <source>FavoriteMemo</source>
+        <translation>Favourite Pages</translation>
+    </message>
+    <message>
+        <source>FontMenu</source>
+        <translation>Font</translation>
+    </message>
+    <message>
+        <source>FontMenuItem</source>
+        <translation>Font Name</translation>
+    </message>
+</context>
+<context>
+    <name>StringUtility</name>
+    <message>
+        <source>Space Character</source>
+        <translation>　</translation>
+    </message>
+    <message>
+        <source>Kuten Character</source>
+        <translation>。</translation>
+    </message>
+    <message>
+        <source>Touten Character</source>
+        <translation>、</translation>
+    </message>
+    <message>
+        <source>Minus Character</source>
+        <translation>－</translation>
+    </message>
+    <message>
+        <source>Tilde Character</source>
+        <translation>～</translation>
+    </message>
+    <message>
+        <source>exclamation</source>
+        <translation>！</translation>
+    </message>
+    <message>
+        <source>question</source>
+        <translation>？</translation>
+    </message>
+</context>
+<context>
+    <name>NumberUtility</name>
+    <message>
+        <source>Multiple Character</source>
+        <translation>×</translation>
+    </message>
+</context>
+</TS>
