@@ -2,6 +2,7 @@
 #include "app/RegisteredDefaults.h"
 #include "platform/FolderPaths.h"
 #include "platform/Localization.h"
+#include "platform/TerminationSignals.h"
 #include "platform/UserDefaults.h"
 #include "windows/StartWindow.h"
 
@@ -43,6 +44,7 @@ int main(int argc, char *argv[])
 
     QApplication app(argc, argv);
     Localization::install();
+    TerminationSignals::quitApplicationOnTermination();
 
     RegisteredDefaults::registerWith(UserDefaults::standardUserDefaults());
 

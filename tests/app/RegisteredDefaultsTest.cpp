@@ -21,7 +21,7 @@ TEST_F(RegisteredDefaultsTest, aFreshUserReadsTheRegisteredValuesWithTheirTypes)
 
     // The background colour is an archived colour: a little-endian typed stream.
     const QByteArray color = defaults.dataForKey(QStringLiteral("BGColor"));
-    EXPECT_TRUE(color.startsWith(QByteArray("\x04\x0bstreamtyped\x81\xe8\x03", 16)));
+    EXPECT_TRUE(color.startsWith(QByteArrayLiteral("\x04\x0bstreamtyped\x81\xe8\x03")));
     EXPECT_TRUE(color.contains("NSColor"));
 
     // Nothing registered is written to the user's file.

@@ -22,4 +22,13 @@ grep -q 'self-test passed: window "Jotwell3" shown' <<<"$out" || fail "unexpecte
 [ -d "$home/data/Jotwell3" ] || fail "the data folder was not created"
 grep -q "<string>$home/data/Jotwell3</string>" "$home/config/jotwell3/defaults.plist" \
     || fail "the data folder was not remembered in the defaults"
+# A logout (SIGTERM) quits in order, with the preferences written.
+rm -rf "$home/config" "$home/data"   # the data folder appears once the window is up
+"$binary" & pid=$!
+for _ in $(seq 100); do [ -d "$home/data/Jotwell3" ] && break; sleep 0.1; done
+kill -TERM "$pid"
+status=0; wait "$pid" || status=$?
+[ "$status" -eq 0 ] || fail "SIGTERM ended the application with status $status instead of quitting"
+[ -f "$home/config/jotwell3/defaults.plist" ] || fail "the preferences were not written on SIGTERM"
+
 echo "smoke test passed"

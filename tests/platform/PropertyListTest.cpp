@@ -68,7 +68,7 @@ TEST(PropertyListTest, everyValueKindSurvivesBothFormats)
         {QStringLiteral("bool"), true},
         {QStringLiteral("date"), QDateTime(QDate(2026, 11, 23), QTime(8, 30, 15), QTimeZone::utc())},
         {QStringLiteral("before2001"), QDateTime(QDate(1999, 12, 31), QTime(23, 59, 59), QTimeZone::utc())},
-        {QStringLiteral("data"), QByteArray("\x00\x01\xfe\xff", 4)},
+        {QStringLiteral("data"), QByteArrayLiteral("\x00\x01\xfe\xff")},
         {QStringLiteral("list"), QVariantList{qint64(1), QStringLiteral("two"), QVariantList{}}},
         {QStringLiteral("map"), QVariantMap{{QStringLiteral("uid"), QVariant::fromValue(PropertyListUid{7})}}},
     };

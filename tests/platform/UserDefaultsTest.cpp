@@ -34,7 +34,7 @@ protected:
 
 TEST_F(UserDefaultsTest, valuesKeepTheirTypesAcrossARestart)
 {
-    const QByteArray color("\x04\x0bstreamtyped\x81\xe8\x03\x00\x86", 19);
+    const QByteArray color = QByteArrayLiteral("\x04\x0bstreamtyped\x81\xe8\x03\x00\x86");
     {
         auto defaults = open();
         defaults->setValue(QStringLiteral("memoID"), qint64(3'000'000'000));
@@ -220,10 +220,10 @@ const QByteArray kValidFile = R"(<?xml version="1.0" encoding="UTF-8"?>
 
 INSTANTIATE_TEST_SUITE_P(
     robustness, UserDefaultsBrokenFileTest,
-    ::testing::Values(BrokenFile{"garbage", QByteArray("\x00\xff not a property list \x01", 26)},
+    ::testing::Values(BrokenFile{"garbage", QByteArrayLiteral("\x00\xff not a property list \x01")},
                       BrokenFile{"empty", QByteArray()},
                       BrokenFile{"truncated", kValidFile.left(kValidFile.size() / 2)},
-                      BrokenFile{"truncatedBinary", QByteArray("bplist00\xd1\x01\x02", 11)},
+                      BrokenFile{"truncatedBinary", QByteArrayLiteral("bplist00\xd1\x01\x02")},
                       BrokenFile{"notADictionary", "<plist version=\"1.0\"><array><integer>1</integer></array></plist>"}),
     [](const ::testing::TestParamInfo<BrokenFile> &info) { return std::string(info.param.name); });
 
