@@ -1,6 +1,8 @@
 // main() of jw-bench: a Qt application on the offscreen platform, run as a
 // fresh user in throw-away XDG folders, so that benchmarks never touch the
 // real home and always start from the same state.
+#include "common/FreshHome.h"
+
 #include <benchmark/benchmark.h>
 
 #include <QGuiApplication>
@@ -13,10 +15,7 @@ int main(int argc, char **argv)
     QTemporaryDir home;
     if (!home.isValid())
         return 2;
-    qputenv("HOME", home.path().toLocal8Bit());
-    qputenv("XDG_CONFIG_HOME", (home.path() + QStringLiteral("/config")).toLocal8Bit());
-    qputenv("XDG_DATA_HOME", (home.path() + QStringLiteral("/data")).toLocal8Bit());
-    qputenv("XDG_DOCUMENTS_DIR", (home.path() + QStringLiteral("/Documents")).toLocal8Bit());
+    useFreshHome(home.path());
 
     QGuiApplication app(argc, argv);
     benchmark::Initialize(&argc, argv);

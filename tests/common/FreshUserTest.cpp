@@ -1,18 +1,14 @@
 #include "FreshUserTest.h"
 
+#include "FreshHome.h"
+
 #include "platform/UserDefaults.h"
 
-#include <QDir>
 
 void FreshUserTest::SetUp()
 {
     ASSERT_TRUE(m_home.isValid());
-    QDir(home()).mkpath(QStringLiteral("config"));
-    QDir(home()).mkpath(QStringLiteral("data"));
-    QDir(home()).mkpath(QStringLiteral("Documents"));
-    qputenv("XDG_CONFIG_HOME", configHome().toLocal8Bit());
-    qputenv("XDG_DATA_HOME", dataHome().toLocal8Bit());
-    qputenv("XDG_DOCUMENTS_DIR", documentsFolder().toLocal8Bit());
+    useFreshHome(home());
     UserDefaults::resetStandardUserDefaults();
 }
 

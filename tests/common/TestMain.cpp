@@ -1,6 +1,8 @@
 // main() of every test executable: a Qt application on the offscreen
 // platform, in a home of its own, so that no test touches the user's files or
 // needs a display.
+#include "FreshHome.h"
+
 #include <gtest/gtest.h>
 
 #include <QTemporaryDir>
@@ -24,10 +26,7 @@ int main(int argc, char **argv)
     QTemporaryDir home;
     if (!home.isValid())
         return 2;
-    qputenv("HOME", home.path().toLocal8Bit());
-    qputenv("XDG_CONFIG_HOME", (home.path() + QStringLiteral("/config")).toLocal8Bit());
-    qputenv("XDG_DATA_HOME", (home.path() + QStringLiteral("/data")).toLocal8Bit());
-    qputenv("XDG_DOCUMENTS_DIR", (home.path() + QStringLiteral("/Documents")).toLocal8Bit());
+    useFreshHome(home.path());
 
     TestApplication app(argc, argv);
     ::testing::InitGoogleTest(&argc, argv);

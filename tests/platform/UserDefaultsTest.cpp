@@ -1,5 +1,4 @@
 #include "common/FreshUserTest.h"
-#include "platform/PropertyList.h"
 #include "platform/UserDefaults.h"
 
 #include <QDir>
@@ -153,21 +152,6 @@ TEST_F(UserDefaultsTest, refusesValuesThatHaveNoPropertyListForm)
     EXPECT_FALSE(defaults->setValue(QStringLiteral("list"), QVariantList{1, QVariant::fromValue(QPoint(1, 2))}));
     EXPECT_FALSE(defaults->objectForKey(QStringLiteral("point")).isValid());
     EXPECT_FALSE(defaults->objectForKey(QStringLiteral("list")).isValid());
-}
-
-TEST_F(UserDefaultsTest, writesAnXmlPropertyListOnSynchronize)
-{
-    auto defaults = open();
-    defaults->setValue(QStringLiteral("HomeID"), 7);
-    ASSERT_TRUE(defaults->synchronize().ok());
-
-    QFile file(settingsPath());
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    const QByteArray bytes = file.readAll();
-    EXPECT_TRUE(bytes.startsWith("<?xml"));
-    const auto parsed = PropertyList::fromData(bytes);
-    ASSERT_TRUE(parsed.ok()) << parsed.errorMessage().toStdString();
-    EXPECT_EQ(parsed.value().toMap().value(QStringLiteral("HomeID")).toLongLong(), 7);
 }
 
 struct BrokenFile
