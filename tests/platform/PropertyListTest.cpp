@@ -2,9 +2,13 @@
 #include "platform/PropertyList.h"
 
 #include <QDateTime>
-#include <QPoint>
+#include <QDir>
 #include <QFile>
+#include <QPoint>
 #include <QTimeZone>
+
+#include <cmath>
+#include <limits>
 
 namespace {
 
@@ -32,6 +36,10 @@ TEST_P(PlatformWrittenPropertyListTest, readsEveryKindOfValue)
     EXPECT_EQ(root.value(QStringLiteral("aNegativeInt")).toLongLong(), -5);
     EXPECT_EQ(root.value(QStringLiteral("aNegativeBigInt")).toLongLong(), -80'000'000'000);
     EXPECT_EQ(root.value(QStringLiteral("aBigInt")).toLongLong(), 9'223'372'036'854'775'764);
+    // Above INT64_MAX: exact, and unsigned rather than negative.
+    const QVariant bigInt2 = root.value(QStringLiteral("aBigInt2"));
+    EXPECT_EQ(bigInt2.typeId(), QMetaType::ULongLong);
+    EXPECT_EQ(bigInt2.toULongLong(), 9'223'372'036'854'775'852u);
     EXPECT_DOUBLE_EQ(root.value(QStringLiteral("aFloat")).toDouble(), 0.5);
     EXPECT_EQ(root.value(QStringLiteral("aDate")).toDateTime(),
               QDateTime(QDate(2004, 10, 26), QTime(10, 33, 33), QTimeZone::utc()));
@@ -134,6 +142,217 @@ TEST(PropertyListTest, hostileNestingIsBounded)
         deep += "<array>";
     const auto parsed = PropertyList::fromData(deep);
     EXPECT_FALSE(parsed.ok());
+}
+
+
+QVariant readTestPlist(const QString &name)
+{
+    const auto parsed = PropertyList::fromData(readTestFile(name));
+    EXPECT_TRUE(parsed.ok()) << name.toStdString() << ": " << parsed.errorMessage().toStdString();
+    return parsed.valueOr({});
+}
+
+QVariant at(const QVariant &value, const QStringList &path)
+{
+    QVariant node = value;
+    for (const QString &step : path) {
+        bool isIndex = false;
+        const int index = step.toInt(&isIndex);
+        node = isIndex && node.typeId() == QMetaType::QVariantList ? node.toList().value(index) : node.toMap().value(step);
+    }
+    return node;
+}
+
+void countKinds(const QVariant &value, QMap<int, int> &counts)
+{
+    if (value.typeId() == QMetaType::QVariantMap) {
+        for (const QVariant &item : value.toMap())
+            countKinds(item, counts);
+    } else if (value.typeId() == QMetaType::QVariantList) {
+        for (const QVariant &item : value.toList())
+            countKinds(item, counts);
+    } else {
+        ++counts[value.typeId()];
+    }
+}
+
+QStringList testFiles(const QString &folder)
+{
+    QStringList files;
+    const auto names = QDir(FreshUserTest::testDataPath(folder)).entryList(QDir::Files, QDir::Name);
+    for (const QString &name : names)
+        files.append(folder + u'/' + name);
+    return files;
+}
+
+class RealPropertyListTest : public ::testing::TestWithParam<QString>
+{
+};
+
+// Every file reads, and what was read survives both written forms.
+TEST_P(RealPropertyListTest, readsAndSurvivesBothForms)
+{
+    const QVariant value = readTestPlist(GetParam());
+    ASSERT_TRUE(value.isValid());
+    for (auto format : {PropertyList::Format::Xml, PropertyList::Format::Binary}) {
+        const auto bytes = PropertyList::toData(value, format);
+        ASSERT_TRUE(bytes.ok()) << bytes.errorMessage().toStdString();
+        const auto back = PropertyList::fromData(bytes.value());
+        ASSERT_TRUE(back.ok()) << back.errorMessage().toStdString();
+        EXPECT_EQ(back.value(), value) << (format == PropertyList::Format::Xml ? "xml" : "binary");
+    }
+    if (GetParam().startsWith(QStringLiteral("keyedarchive/"))) {
+        EXPECT_EQ(at(value, {QStringLiteral("$archiver")}).toString(), QStringLiteral("NSKeyedArchiver"));
+        const QVariantList objects = at(value, {QStringLiteral("$objects")}).toList();
+        ASSERT_FALSE(objects.isEmpty());
+        EXPECT_EQ(objects.first().toString(), QStringLiteral("$null"));
+        for (const QVariant &root : at(value, {QStringLiteral("$top")}).toMap())
+            EXPECT_LT(root.value<PropertyListUid>().value, quint64(objects.size()));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(realData, RealPropertyListTest,
+                         ::testing::ValuesIn(testFiles(QStringLiteral("plist")) + testFiles(QStringLiteral("keyedarchive"))),
+                         [](const auto &info) {
+                             std::string name = info.param.section(u'/', -1).toStdString();
+                             for (char &c : name)
+                                 c = std::isalnum(uchar(c)) ? c : '_';
+                             return name;
+                         });
+
+TEST(PropertyListRealDataTest, mediaLibraryWithCommentAndOldDoctype)
+{
+    const QVariant library = readTestPlist(QStringLiteral("plist/iTunes_Music_Library.xml"));
+    EXPECT_EQ(at(library, {QStringLiteral("Application Version")}).toString(), QStringLiteral("7.4.2"));
+    EXPECT_EQ(at(library, {QStringLiteral("Tracks")}).toMap().size(), 18);
+    EXPECT_EQ(at(library, {QStringLiteral("Playlists"), QStringLiteral("1"), QStringLiteral("Name")}).toString(), QStringLiteral("A-ardvark"));
+    const QVariant track = at(library, {QStringLiteral("Tracks"), QStringLiteral("1785")});
+    EXPECT_EQ(at(track, {QStringLiteral("Name")}).toString(), QStringLiteral("Push the Limits"));
+    EXPECT_EQ(at(track, {QStringLiteral("Play Date")}), QVariant(qint64(3'271'231'422)));
+    EXPECT_EQ(at(track, {QStringLiteral("Date Added")}), QVariant(QDateTime(QDate(2004, 11, 18), QTime(15, 0, 41), Qt::UTC)));
+    QMap<int, int> kinds;
+    countKinds(library, kinds);
+    EXPECT_EQ(kinds.value(QMetaType::QDateTime), 63);
+    EXPECT_EQ(kinds.value(QMetaType::QByteArray), 2);
+    EXPECT_EQ(kinds.value(QMetaType::Bool), 5);
+}
+
+TEST(PropertyListRealDataTest, platformWrittenBinaryFiles)
+{
+    const QVariant pixels = readTestPlist(QStringLiteral("plist/denoise-PixelFormat.plist"));
+    const QVariantMap flags = at(pixels, {QStringLiteral("Pixel Format"), QStringLiteral("Expected"), QStringLiteral("Flags")}).toMap();
+    EXPECT_EQ(flags.size(), 5);
+    for (const QVariant &flag : flags)
+        EXPECT_EQ(flag, QVariant(true));
+    EXPECT_EQ(at(pixels, {QStringLiteral("Pixel Format"), QStringLiteral("Fallback"), QStringLiteral("Size"), QStringLiteral("Color")}),
+              QVariant(qint64(24)));
+
+    const QVariant edited = readTestPlist(QStringLiteral("plist/imessage-message_summary_info-Edited.plist"));
+    EXPECT_EQ(at(edited, {QStringLiteral("otr"), QStringLiteral("0"), QStringLiteral("le")}), QVariant(qint64(15)));
+    EXPECT_EQ(at(edited, {QStringLiteral("ust")}), QVariant(true));
+    const QVariantList edits = at(edited, {QStringLiteral("ec"), QStringLiteral("0")}).toList();
+    ASSERT_EQ(edits.size(), 4);
+    EXPECT_DOUBLE_EQ(at(edits[0], {QStringLiteral("d")}).toDouble(), 690513474.2725511);
+    EXPECT_TRUE(at(edits[3], {QStringLiteral("t")}).toByteArray().startsWith("\x04\x0bstreamtyped"));
+
+    const QVariant freeform = readTestPlist(QStringLiteral("keyedarchive/imessage-payload-Freeform.plist"));
+    bool foundTime = false;
+    for (const QVariant &object : at(freeform, {QStringLiteral("$objects")}).toList())
+        foundTime = foundTime || object.toMap().value(QStringLiteral("NS.time")) == QVariant(695179243.070923);
+    EXPECT_TRUE(foundTime);
+    EXPECT_EQ(at(readTestPlist(QStringLiteral("keyedarchive/webarchiveextractor-MainMenu-keyedobjects.nib")), {QStringLiteral("$objects")}).toList().size(), 621);
+    EXPECT_EQ(at(readTestPlist(QStringLiteral("keyedarchive/denoise-MainMenu-keyedobjects.nib")), {QStringLiteral("$objects")}).toList().size(), 344);
+}
+
+TEST(PropertyListRealDataTest, platformWrittenXmlFiles)
+{
+    const QVariant terminal = readTestPlist(QStringLiteral("plist/Solarized Dark xterm-256color.terminal"));
+    EXPECT_EQ(terminal.toMap().size(), 31);
+    EXPECT_EQ(at(terminal, {QStringLiteral("name")}).toString(), QStringLiteral("Solarized Dark xterm-256color"));
+    EXPECT_EQ(at(terminal, {QStringLiteral("type")}).toString(), QStringLiteral("Window Settings"));
+    EXPECT_EQ(at(terminal, {QStringLiteral("ProfileCurrentVersion")}), QVariant(2.01));
+    // A keyed archive inside <data>, itself a binary property list.
+    const auto font = PropertyList::fromData(at(terminal, {QStringLiteral("Font")}).toByteArray());
+    ASSERT_TRUE(font.ok()) << font.errorMessage().toStdString();
+    EXPECT_TRUE(font.value().toMap().value(QStringLiteral("$objects")).toList().contains(QStringLiteral("Menlo-Regular")));
+
+    const QVariant info = readTestPlist(QStringLiteral("plist/webarchiveextractor-Info.plist"));
+    EXPECT_EQ(at(info, {QStringLiteral("CFBundleIdentifier")}).toString(), QStringLiteral("$(PRODUCT_BUNDLE_IDENTIFIER)"));
+    EXPECT_EQ(at(info, {QStringLiteral("NSAppleScriptEnabled")}).typeId(), QMetaType::Bool);
+    EXPECT_EQ(at(readTestPlist(QStringLiteral("plist/Website.webloc")), {QStringLiteral("URL")}).toString(), QStringLiteral("http://loaistudio.com/"));
+    const QVariant primitives = readTestPlist(QStringLiteral("keyedarchive/nskeyedarchiver-go-primitives.xml.plist"));
+    EXPECT_EQ(at(primitives, {QStringLiteral("$top"), QStringLiteral("$10")}), QVariant::fromValue(PropertyListUid{9}));
+}
+
+QVariantMap edgeValues()
+{
+    QVariantList manyTimes;
+    for (int i = 0; i < 300; ++i)
+        manyTimes.append(QStringLiteral("the same string"));
+    return {
+        {QStringLiteral("empty"), QString()},
+        {QStringLiteral("emoji \U0001F600"), QStringLiteral("a\U0001F600b\U0001F9D1\u200D\U0001F4BB")},
+        {QStringLiteral("control"), QStringLiteral("tab\tcr\rlf\ncrlf\r\nbell\u0007end\u001F\uFFFE")},
+        {QStringLiteral("int64Min"), std::numeric_limits<qint64>::min()},
+        {QStringLiteral("int64Max"), std::numeric_limits<qint64>::max()},
+        {QStringLiteral("uint64Max"), std::numeric_limits<quint64>::max()},
+        {QStringLiteral("infinities"), QVariantList{std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity()}},
+        {QStringLiteral("tiny"), 5e-324},
+        {QStringLiteral("before1970"), QDateTime(QDate(1969, 7, 20), QTime(20, 17, 40), Qt::UTC)},
+        {QStringLiteral("before2001"), QDateTime(QDate(2000, 12, 31), QTime(23, 59, 58), Qt::UTC)},
+        {QStringLiteral("year4001"), QDateTime(QDate(4001, 1, 1), QTime(0, 0), Qt::UTC)},
+        {QStringLiteral("year0100"), QDateTime(QDate(100, 3, 1), QTime(12, 0), Qt::UTC)},
+        {QStringLiteral("containers"), QVariantList{QVariantList{}, QVariantMap{}, QVariantList{QVariantMap{{QStringLiteral("x"), QVariantList{}}}}}},
+        {QStringLiteral("shared"), manyTimes},
+        {QStringLiteral("data"), QByteArray("\x00\xff\x80", 3)},
+        {QStringLiteral("uid"), QVariant::fromValue(PropertyListUid{std::numeric_limits<quint32>::max()})},
+    };
+}
+
+TEST(PropertyListTest, edgeValuesSurviveBothFormsAndRewriteIdentically)
+{
+    const QVariantMap value = edgeValues();
+    for (auto format : {PropertyList::Format::Xml, PropertyList::Format::Binary}) {
+        const auto bytes = PropertyList::toData(value, format);
+        ASSERT_TRUE(bytes.ok()) << bytes.errorMessage().toStdString();
+        const auto back = PropertyList::fromData(bytes.value());
+        ASSERT_TRUE(back.ok()) << back.errorMessage().toStdString();
+        EXPECT_EQ(back.value().toMap(), value) << (format == PropertyList::Format::Xml ? "xml" : "binary");
+        const auto again = PropertyList::toData(back.value(), format);
+        EXPECT_EQ(again.valueOr({}), bytes.value());
+    }
+    const auto nan = PropertyList::toData(QVariantList{std::numeric_limits<double>::quiet_NaN()}, PropertyList::Format::Xml);
+    EXPECT_TRUE(std::isnan(PropertyList::fromData(nan.value()).value().toList().value(0).toDouble()));
+}
+
+TEST(PropertyListTest, xmlWritesLargeUnsignedIntegersAndDistantDatesExactly)
+{
+    const auto xml = PropertyList::toData(QVariantList{std::numeric_limits<quint64>::max(),
+                                                       QDateTime(QDate(4001, 1, 1), QTime(0, 0), Qt::UTC)},
+                                          PropertyList::Format::Xml);
+    ASSERT_TRUE(xml.ok());
+    EXPECT_TRUE(xml.value().contains("<integer>18446744073709551615</integer>")) << xml.value().toStdString();
+    EXPECT_TRUE(xml.value().contains("<date>4001-01-01T00:00:00Z</date>")) << xml.value().toStdString();
+    EXPECT_FALSE(PropertyList::toData(QDateTime(QDate(12000, 1, 1), QTime(0, 0), Qt::UTC), PropertyList::Format::Xml).ok());
+}
+
+TEST(PropertyListTest, detectsTheFormAndNamesWhatItCannotRead)
+{
+    EXPECT_TRUE(PropertyList::fromData("\xEF\xBB\xBF  <plist><true/></plist>").value().toBool());
+    const auto openStep = PropertyList::fromData("{ key = value; }");
+    EXPECT_TRUE(openStep.errorMessage().contains(QStringLiteral("Old-style"))) << openStep.errorMessage().toStdString();
+    EXPECT_FALSE(PropertyList::fromData("\x01\x02\x03").ok());
+}
+
+TEST(PropertyListTest, acceptsOnlyValuesThatCanBeWritten)
+{
+    EXPECT_TRUE(PropertyList::isPropertyListValue(QVariantHash{{QStringLiteral("list"), QStringList{QStringLiteral("a")}}}));
+    EXPECT_FALSE(PropertyList::isPropertyListValue(QVariantList{QDateTime()}));
+    EXPECT_FALSE(PropertyList::isPropertyListValue(QVariantMap{{QStringLiteral("p"), QPoint(1, 2)}}));
+    QVariant deep = QVariantList{};
+    for (int i = 0; i < 600; ++i)
+        deep = QVariantList{deep};
+    EXPECT_FALSE(PropertyList::isPropertyListValue(deep));
 }
 
 } // namespace
