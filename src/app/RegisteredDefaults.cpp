@@ -1,5 +1,7 @@
 #include "RegisteredDefaults.h"
 
+#include "platform/ArchivedValues.h"
+#include "platform/TypedStreamWriter.h"
 #include "platform/UserDefaults.h"
 
 #include <QFont>
@@ -8,19 +10,12 @@
 
 namespace {
 
-// The platform-archived white colour (calibrated white 1.0, alpha 1.0), the
-// form in which "BGColor" is stored: a typed stream holding one NSColor.
+// "BGColor" holds an archived colour, as the platform keeps it: a typed
+// stream of one NSColor, here calibrated white.
 QByteArray archivedWhiteColor()
 {
-    static const unsigned char bytes[] = {
-        0x04, 0x0b, 's', 't', 'r', 'e', 'a', 'm', 't', 'y', 'p', 'e', 'd', 0x81, 0xe8, 0x03,
-        0x84, 0x01, '@', 0x84, 0x84, 0x84, 0x07, 'N', 'S', 'C', 'o', 'l', 'o', 'r', 0x00,
-        0x84, 0x84, 0x08, 'N', 'S', 'O', 'b', 'j', 'e', 'c', 't', 0x00, 0x85,
-        0x84, 0x01, 'c', 0x03,             // kind 3: calibrated white
-        0x84, 0x02, 'f', 'f', 0x01, 0x01,  // white 1, alpha 1
-        0x86,
-    };
-    return QByteArray(reinterpret_cast<const char *>(bytes), sizeof bytes);
+    return TypedStreamWriter::archivedDataWithRootObject(QVariant::fromValue(ArchivedColor::calibratedWhite(1, 1)))
+        .valueOr(QByteArray());
 }
 
 // The name of the system's text font; 14 points is the default size.

@@ -1,5 +1,7 @@
 #include "app/RegisteredDefaults.h"
 #include "common/FreshUserTest.h"
+#include "platform/ArchivedValues.h"
+#include "platform/TypedStreamDecoder.h"
 #include "platform/UserDefaults.h"
 
 namespace {
@@ -19,10 +21,10 @@ TEST_F(RegisteredDefaultsTest, aFreshUserReadsTheRegisteredValuesWithTheirTypes)
     EXPECT_FALSE(defaults.stringForKey(QStringLiteral("DefaultFont")).isEmpty());
     EXPECT_EQ(defaults.stringForKey(QStringLiteral("TabBarStyle")), QStringLiteral("Aqua"));
 
-    // The background colour is an archived colour: a little-endian typed stream.
-    const QByteArray color = defaults.dataForKey(QStringLiteral("BGColor"));
-    EXPECT_TRUE(color.startsWith(QByteArrayLiteral("\x04\x0bstreamtyped\x81\xe8\x03")));
-    EXPECT_TRUE(color.contains("NSColor"));
+    // The background colour is an archived white colour.
+    const auto color = TypedStreamDecoder::unarchiveObjectWithData(defaults.dataForKey(QStringLiteral("BGColor")));
+    ASSERT_TRUE(color.ok()) << color.errorMessage().toStdString();
+    EXPECT_EQ(color.value().value<ArchivedColor>().toColor(), QColor(Qt::white));
 
     // Nothing registered is written to the user's file.
     EXPECT_FALSE(defaults.hasStoredValue(QStringLiteral("QuitApp")));

@@ -1,0 +1,1 @@
+streamtypedè„@„„„NSString

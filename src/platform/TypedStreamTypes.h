@@ -1,0 +1,37 @@
+#pragma once
+
+#include "Result.h"
+
+#include <QByteArrayView>
+
+#include <vector>
+
+/**
+ * One type of a type-encoding string, parsed: a simple type character, an
+ * array `[Nt]` or a struct `{name=...}`.
+ */
+struct TypedStreamType
+{
+    char code = 0;                          ///< the type character; '[' for arrays, '{' for structs
+    qint64 count = 0;                       ///< element count of an array
+    std::vector<TypedStreamType> members;   ///< an array's element type, or a struct's fields
+
+    /** True for [Nc] and [NC], whose elements are stored as one run of raw bytes. */
+    [[nodiscard]] bool isByteArray() const
+    {
+        return code == '[' && (members.front().code == 'c' || members.front().code == 'C');
+    }
+    /** The fewest bytes one value of this type can take in a stream (0 for '!'). */
+    [[nodiscard]] qint64 minimumSize() const;
+};
+
+namespace TypedStreamTypes {
+
+/**
+ * Splits a type-encoding string such as "@i", "ffff" or "{_NSSize=ff}" into its
+ * types. Type qualifiers (const, in, out...) are skipped. Fails on types that
+ * have no typed-stream form (pointers, unions, bit fields) and on malformed text.
+ */
+[[nodiscard]] Result<std::vector<TypedStreamType>> parse(QByteArrayView types);
+
+} // namespace TypedStreamTypes

@@ -1,0 +1,606 @@
+#include "TypedStreamWriter.h"
+
+#include "ArchivedValues.h"
+#include "TypedStreamReader.h"
+#include "TypedStreamTypes.h"
+
+#include <QtEndian>
+
+#include <cstring>
+#include <limits>
+
+namespace {
+
+constexpr char kTagInt16 = char(0x81);
+constexpr char kTagInt32 = char(0x82);
+constexpr char kTagReal = char(0x83);
+constexpr char kTagNew = char(0x84);
+constexpr char kTagNil = char(0x85);
+constexpr char kTagEnd = char(0x86);
+constexpr qint64 kReferenceBase = -110;
+
+// The NSNull singleton has no data of its own; this address stands for it.
+const char kNullIdentity = 0;
+
+std::string_view view(QByteArrayView bytes)
+{
+    return std::string_view(bytes.data(), size_t(bytes.size()));
+}
+
+const void *builtinIdentity(const QVariant &value)
+{
+    switch (value.metaType().id()) {
+    case QMetaType::QString: {
+        const auto *s = static_cast<const QString *>(value.constData());
+        return s->isEmpty() ? nullptr : s->constData();
+    }
+    case QMetaType::QByteArray: {
+        const auto *b = static_cast<const QByteArray *>(value.constData());
+        return b->isEmpty() ? nullptr : b->constData();
+    }
+    case QMetaType::QVariantList: {
+        const auto *l = static_cast<const QVariantList *>(value.constData());
+        return l->isEmpty() ? nullptr : l->constData();
+    }
+    case QMetaType::QVariantMap: {
+        const auto *m = static_cast<const QVariantMap *>(value.constData());
+        return m->isEmpty() ? nullptr : &*m->constBegin();
+    }
+    default:
+        break;
+    }
+    if (value.typeId() == QMetaType::Nullptr)
+        return &kNullIdentity;
+    return nullptr;
+}
+
+Error rangeError(qint64 value, char type)
+{
+    return Error{QStringLiteral("Cannot archive %1 as type '%2': typed streams hold integers of at most 32 bits")
+                     .arg(value)
+                     .arg(QLatin1Char(type))};
+}
+
+Error typeError(const char *what, char type)
+{
+    return Error{QStringLiteral("Cannot archive %1 as type '%2'").arg(QLatin1String(what)).arg(QLatin1Char(type))};
+}
+
+bool isSimple(char code)
+{
+    return code != '[' && code != '{' && code != '(';
+}
+
+} // namespace
+
+TypedStreamWriter::TypedStreamWriter(const TypedStreamRegistry &registry) : m_registry(registry)
+{
+    writeInt(4);
+    writeByteString("streamtyped");
+    writeInt(1000);
+}
+
+TypedStreamWriter::~TypedStreamWriter() = default;
+
+Result<QByteArray> TypedStreamWriter::archivedDataWithRootObject(const QVariant &root,
+                                                                 const TypedStreamRegistry &registry)
+{
+    TypedStreamWriter writer(registry);
+    if (Status s = writer.encodeObject(root); !s)
+        return Error{s.errorMessage()};
+    return writer.m_out;
+}
+
+Result<QByteArray> TypedStreamWriter::archivedDataWithArchive(const TypedStreamArchive &archive)
+{
+    TypedStreamWriter writer;
+    for (const auto &group : archive.groups) {
+        if (Status s = writer.encodeGroup(group); !s)
+            return Error{s.errorMessage()};
+    }
+    return writer.m_out;
+}
+
+void TypedStreamWriter::writeInt(qint64 value)
+{
+    if (value >= -110 && value <= 127) {
+        m_out.append(char(value));
+    } else if (value >= -32767 && value <= 32767) {
+        char raw[2];
+        qToLittleEndian(qint16(value), raw);
+        m_out.append(kTagInt16).append(raw, 2);
+    } else {
+        char raw[4];
+        qToLittleEndian(qint32(value), raw);
+        m_out.append(kTagInt32).append(raw, 4);
+    }
+}
+
+void TypedStreamWriter::writeReal(double value, bool isDouble)
+{
+    // The platform tries the integer form through single precision first; this
+    // reproduces its choice, including the raw form for large whole doubles.
+    qint32 candidate = 0;
+    if (value >= -2147483646.0 && value < 2147483646.0) {
+        const float narrowed = float(value);
+        if (narrowed >= -2147483648.0f && narrowed < 2147483648.0f)
+            candidate = qint32(narrowed);
+    }
+    if (double(candidate) == value) {
+        writeInt(candidate);
+        return;
+    }
+    m_out.append(kTagReal);
+    if (isDouble) {
+        char raw[8];
+        qToLittleEndian(value, raw);
+        m_out.append(raw, 8);
+    } else {
+        char raw[4];
+        qToLittleEndian(float(value), raw);
+        m_out.append(raw, 4);
+    }
+}
+
+void TypedStreamWriter::writeByteString(QByteArrayView bytes)
+{
+    writeInt(bytes.size());
+    m_out.append(bytes.data(), bytes.size());
+}
+
+void TypedStreamWriter::writeReference(qint64 index)
+{
+    writeInt(index + kReferenceBase);
+}
+
+void TypedStreamWriter::writeSharedString(QByteArrayView text)
+{
+    if (auto it = m_strings.find(view(text)); it != m_strings.end()) {
+        writeReference(it->second);
+        return;
+    }
+    m_out.append(kTagNew);
+    writeByteString(text);
+    m_stringStore.push_back(text.toByteArray());
+    const qint64 index = qint64(m_strings.size());
+    m_strings.emplace(view(m_stringStore.back()), index);
+}
+
+void TypedStreamWriter::writeCString(QByteArrayView text)
+{
+    if (auto it = m_cstrings.find(view(text)); it != m_cstrings.end()) {
+        writeReference(it->second);
+        return;
+    }
+    m_out.append(kTagNew);
+    const qint64 index = m_objectCount++;
+    writeSharedString(text);
+    m_stringStore.push_back(text.toByteArray());
+    m_cstrings.emplace(view(m_stringStore.back()), index);
+}
+
+void TypedStreamWriter::writeClassChain(const TypedStreamCoder &coder)
+{
+    const auto literal = [this](const QByteArray &name, qint64 version) {
+        if (auto it = m_classes.find(view(name)); it != m_classes.end()) {
+            writeReference(it->second);
+            return false;
+        }
+        m_out.append(kTagNew);
+        writeSharedString(name);
+        writeInt(version);
+        m_stringStore.push_back(name);
+        m_classes.emplace(view(m_stringStore.back()), m_objectCount++);
+        return true;
+    };
+    if (!literal(coder.className, coder.version))
+        return;
+    for (const auto &[name, version] : coder.superclasses) {
+        if (!literal(name, version))
+            return;
+    }
+    m_out.append(kTagNil);
+}
+
+void TypedStreamWriter::writeClassChain(const TypedStreamClass *cls)
+{
+    for (; cls; cls = cls->superclass.get()) {
+        if (auto it = m_classes.find(view(cls->name)); it != m_classes.end()) {
+            writeReference(it->second);
+            return;
+        }
+        m_out.append(kTagNew);
+        writeSharedString(cls->name);
+        writeInt(cls->version);
+        m_stringStore.push_back(cls->name);
+        m_classes.emplace(view(m_stringStore.back()), m_objectCount++);
+    }
+    m_out.append(kTagNil);
+}
+
+bool TypedStreamWriter::writeKnownObject(const void *identity)
+{
+    if (!identity)
+        return false;
+    const auto it = m_objects.find(identity);
+    if (it == m_objects.end())
+        return false;
+    writeReference(it->second);
+    return true;
+}
+
+void TypedStreamWriter::remember(const void *identity, const QVariant &keepAlive)
+{
+    if (!identity)
+        return;
+    m_objects.emplace(identity, m_objectCount - 1);
+    // Holding the value keeps its address from being reused by another object.
+    m_keepAlive.push_back(keepAlive);
+}
+
+Result<std::shared_ptr<const TypedStreamWriter::Types>> TypedStreamWriter::typesOf(QByteArrayView text)
+{
+    const QByteArray key = text.toByteArray();
+    if (auto it = m_types.constFind(key); it != m_types.cend())
+        return *it;
+    auto parsed = TypedStreamTypes::parse(text);
+    if (!parsed)
+        return Error{parsed.errorMessage()};
+    auto shared = std::make_shared<const Types>(std::move(parsed).value());
+    m_types.insert(key, shared);
+    return shared;
+}
+
+Status TypedStreamWriter::encodeObject(const QVariant &value)
+{
+    writeSharedString("@");
+    return writeObject(value);
+}
+
+Status TypedStreamWriter::encodeStringBytes(const QByteArray &utf8, const QByteArray &className)
+{
+    writeSharedString("@");
+    const TypedStreamCoder *coder = m_registry.coder(className);
+    if (!coder)
+        return Error{QStringLiteral("No archived class %1 is known").arg(QString::fromLatin1(className))};
+    const void *identity = builtinIdentity(QVariant(utf8));
+    if (writeKnownObject(identity))
+        return {};
+    m_out.append(kTagNew);
+    ++m_objectCount;
+    remember(identity, QVariant(utf8));
+    writeClassChain(*coder);
+    writeSharedString("+");
+    writeByteString(utf8);
+    m_out.append(kTagEnd);
+    return {};
+}
+
+Status TypedStreamWriter::encodeValueOfObjCType(QByteArrayView type, const QVariant &value)
+{
+    if (type.size() == 1 && isSimple(type.front())) {
+        writeSharedString(type);
+        TypedStreamType simple;
+        simple.code = type.front();
+        return writeValue(simple, value);
+    }
+    auto types = typesOf(type);
+    if (!types)
+        return Error{types.errorMessage()};
+    if (types.value()->size() != 1)
+        return Error{QStringLiteral("encodeValueOfObjCType takes exactly one type, not \"%1\"")
+                         .arg(QString::fromLatin1(type.toByteArray()))};
+    writeSharedString(type);
+    return writeValue(types.value()->front(), value);
+}
+
+Status TypedStreamWriter::encodeValuesOfObjCTypes(QByteArrayView types, const QVariantList &values)
+{
+    auto parsed = typesOf(types);
+    if (!parsed)
+        return Error{parsed.errorMessage()};
+    if (qsizetype(parsed.value()->size()) != values.size())
+        return Error{QStringLiteral("%1 values for the types \"%2\"")
+                         .arg(values.size())
+                         .arg(QString::fromLatin1(types.toByteArray()))};
+    writeSharedString(types);
+    for (qsizetype i = 0; i < values.size(); ++i) {
+        if (Status s = writeValue((*parsed.value())[size_t(i)], values[i]); !s)
+            return s;
+    }
+    return {};
+}
+
+Status TypedStreamWriter::encodeGroup(const TypedStreamGroup &group)
+{
+    auto parsed = typesOf(group.types);
+    if (!parsed)
+        return Error{parsed.errorMessage()};
+    if (parsed.value()->size() != group.values.size())
+        return Error{QStringLiteral("A group of type \"%1\" holds %2 values")
+                         .arg(QString::fromLatin1(group.types.left(64)))
+                         .arg(group.values.size())};
+    writeSharedString(group.types);
+    for (size_t i = 0; i < group.values.size(); ++i) {
+        if (Status s = writeGenericValue((*parsed.value())[i], group.values[i]); !s)
+            return s;
+    }
+    return {};
+}
+
+void TypedStreamWriter::encodeBool(bool value)
+{
+    writeSharedString("c");
+    m_out.append(char(value ? 1 : 0));
+}
+
+void TypedStreamWriter::encodeInt(qint32 value)
+{
+    writeSharedString("i");
+    writeInt(value);
+}
+
+void TypedStreamWriter::encodeFloat(float value)
+{
+    writeSharedString("f");
+    writeReal(value, false);
+}
+
+void TypedStreamWriter::encodeDouble(double value)
+{
+    writeSharedString("d");
+    writeReal(value, true);
+}
+
+Status TypedStreamWriter::writeObject(const QVariant &value)
+{
+    if (!value.isValid()) {
+        m_out.append(kTagNil);
+        return {};
+    }
+    if (value.metaType() == QMetaType::fromType<TypedStreamObjectPtr>())
+        return writeGenericObject(value.value<TypedStreamObjectPtr>());
+    if (value.metaType() == QMetaType::fromType<ArchivedImage>())
+        return writeGenericObject(value.value<ArchivedImage>().object);
+
+    QByteArray className;
+    QVariant inner;
+    if (value.metaType() == QMetaType::fromType<ArchivedAs>()) {
+        const auto as = value.value<ArchivedAs>();
+        className = as.className;
+        inner = as.value;
+    } else {
+        className = m_registry.defaultClassName(value.metaType().id());
+        inner = value;
+    }
+    if (className.isEmpty()) {
+        return Error{QStringLiteral("No archived class is set for values of type %1")
+                         .arg(QLatin1String(value.metaType().name()))};
+    }
+    const TypedStreamCoder *coder = m_registry.coder(className);
+    if (!coder || !coder->encode)
+        return Error{QStringLiteral("No coder writes archived class %1").arg(QString::fromLatin1(className))};
+
+    const void *identity = coder->identity ? coder->identity(inner) : builtinIdentity(inner);
+    if (writeKnownObject(identity))
+        return {};
+    if (m_depth >= TypedStreamReader::maxDepth)
+        return Error{QStringLiteral("Objects nested too deeply to archive")};
+    m_out.append(kTagNew);
+    ++m_objectCount;
+    remember(identity, inner);
+    writeClassChain(*coder);
+    ++m_depth;
+    Status status = coder->encode(*this, inner);
+    --m_depth;
+    m_out.append(kTagEnd);
+    return status;
+}
+
+Status TypedStreamWriter::writeGenericObject(const TypedStreamObjectPtr &object)
+{
+    if (!object || !object->cls)
+        return Error{QStringLiteral("Cannot archive an object without a class")};
+    if (writeKnownObject(object.get()))
+        return {};
+    if (m_depth >= TypedStreamReader::maxDepth)
+        return Error{QStringLiteral("Objects nested too deeply to archive")};
+    m_out.append(kTagNew);
+    ++m_objectCount;
+    remember(object.get(), QVariant::fromValue(object));
+    writeClassChain(object->cls.get());
+    ++m_depth;
+    for (const auto &group : object->groups) {
+        if (Status s = encodeGroup(group); !s) {
+            --m_depth;
+            return s;
+        }
+    }
+    --m_depth;
+    m_out.append(kTagEnd);
+    return {};
+}
+
+Status TypedStreamWriter::writeValue(const TypedStreamType &type, const QVariant &value)
+{
+    bool ok = true;
+    switch (type.code) {
+    case 'c': case 'C': case 'B': {
+        const int v = value.toInt(&ok);
+        if (!ok)
+            return typeError(value.metaType().name(), type.code);
+        m_out.append(char(v));
+        return {};
+    }
+    case 's': case 'i': case 'l': case 'q': {
+        const qint64 v = value.toLongLong(&ok);
+        if (!ok)
+            return typeError(value.metaType().name(), type.code);
+        const qint64 limit = type.code == 's' ? 32767 : std::numeric_limits<qint32>::max();
+        if (v > limit || v < -limit - 1)
+            return rangeError(v, type.code);
+        writeInt(v);
+        return {};
+    }
+    case 'S': case 'I': case 'L': case 'Q': {
+        const qint64 v = value.toLongLong(&ok);
+        if (!ok)
+            return typeError(value.metaType().name(), type.code);
+        const qint64 limit = type.code == 'S' ? 65535 : std::numeric_limits<quint32>::max();
+        if (v > limit || v < 0)
+            return rangeError(v, type.code);
+        writeInt(type.code == 'S' ? v : qint64(qint32(quint32(v))));
+        return {};
+    }
+    case 'f': case 'd': {
+        const double v = value.toDouble(&ok);
+        if (!ok)
+            return typeError(value.metaType().name(), type.code);
+        writeReal(type.code == 'f' ? double(float(v)) : v, type.code == 'd');
+        return {};
+    }
+    case '+': case '*': case ':': case '%':
+        if (!value.isValid()) {
+            m_out.append(kTagNil);
+        } else if (!value.canConvert<QByteArray>()) {
+            return typeError(value.metaType().name(), type.code);
+        } else if (type.code == '+') {
+            writeByteString(value.toByteArray());
+        } else if (type.code == '*') {
+            writeCString(value.toByteArray());
+        } else {
+            writeSharedString(value.toByteArray());
+        }
+        return {};
+    case '#': {
+        if (!value.isValid()) {
+            m_out.append(kTagNil);
+            return {};
+        }
+        const TypedStreamCoder *coder = m_registry.coder(value.toByteArray());
+        if (!coder)
+            return typeError("an unknown class", type.code);
+        writeClassChain(*coder);
+        return {};
+    }
+    case '@':
+        return writeObject(value);
+    case '!':
+        return {};
+    default:
+        break;
+    }
+    if (type.isByteArray()) {
+        const QByteArray bytes = value.toByteArray();
+        if (bytes.size() != type.count)
+            return Error{QStringLiteral("%1 bytes for an array of %2").arg(bytes.size()).arg(type.count)};
+        m_out.append(bytes);
+        return {};
+    }
+    const QVariantList list = value.toList();
+    const qint64 expected = type.code == '[' ? type.count : qint64(type.members.size());
+    if (list.size() != expected)
+        return Error{QStringLiteral("%1 values for %2 elements").arg(list.size()).arg(expected)};
+    for (qsizetype i = 0; i < list.size(); ++i) {
+        const TypedStreamType &member = type.code == '[' ? type.members.front() : type.members[size_t(i)];
+        if (Status s = writeValue(member, list[i]); !s)
+            return s;
+    }
+    return {};
+}
+
+Status TypedStreamWriter::writeGenericValue(const TypedStreamType &type, const TypedStreamValue &value)
+{
+    using Kind = TypedStreamValue::Kind;
+    const auto expect = [&](Kind kind) -> Status {
+        if (value.kind == kind)
+            return {};
+        return typeError("a value of another kind", type.code);
+    };
+    switch (type.code) {
+    case 'c': case 'C': case 'B':
+        if (Status s = expect(Kind::Char); !s)
+            return s;
+        m_out.append(char(value.integer));
+        return {};
+    case 's': case 'i': case 'l': case 'q':
+        if (Status s = expect(Kind::Integer); !s)
+            return s;
+        if (value.integer > std::numeric_limits<qint32>::max() || value.integer < std::numeric_limits<qint32>::min())
+            return rangeError(value.integer, type.code);
+        writeInt(value.integer);
+        return {};
+    case 'S': case 'I': case 'L': case 'Q':
+        if (Status s = expect(Kind::Integer); !s)
+            return s;
+        if (value.integer > std::numeric_limits<quint32>::max() || value.integer < std::numeric_limits<qint32>::min())
+            return rangeError(value.integer, type.code);
+        writeInt(type.code == 'S' ? value.integer : qint64(qint32(quint32(value.integer))));
+        return {};
+    case 'f': case 'd':
+        if (Status s = expect(Kind::Real); !s)
+            return s;
+        writeReal(type.code == 'f' ? double(float(value.real)) : value.real, type.code == 'd');
+        return {};
+    default:
+        break;
+    }
+    if (value.kind == Kind::Nil && type.code != '[' && type.code != '{') {
+        if (type.code != '!')
+            m_out.append(kTagNil);
+        return {};
+    }
+    switch (type.code) {
+    case '+':
+        if (Status s = expect(Kind::Bytes); !s)
+            return s;
+        writeByteString(value.bytes);
+        return {};
+    case ':': case '%':
+        if (Status s = expect(Kind::SharedString); !s)
+            return s;
+        writeSharedString(value.bytes);
+        return {};
+    case '*':
+        if (Status s = expect(Kind::CString); !s)
+            return s;
+        writeCString(value.bytes);
+        return {};
+    case '#':
+        if (Status s = expect(Kind::Class); !s)
+            return s;
+        writeClassChain(value.cls.get());
+        return {};
+    case '@':
+        if (value.kind == Kind::Class) {
+            writeClassChain(value.cls.get());
+            return {};
+        }
+        if (Status s = expect(Kind::Object); !s)
+            return s;
+        return writeGenericObject(value.target());
+    case '!':
+        return {};
+    default:
+        break;
+    }
+    if (type.isByteArray()) {
+        if (Status s = expect(Kind::Bytes); !s)
+            return s;
+        if (value.bytes.size() != type.count)
+            return Error{QStringLiteral("%1 bytes for an array of %2").arg(value.bytes.size()).arg(type.count)};
+        m_out.append(value.bytes);
+        return {};
+    }
+    if (Status s = expect(type.code == '[' ? Kind::Array : Kind::Struct); !s)
+        return s;
+    const qint64 expected = type.code == '[' ? type.count : qint64(type.members.size());
+    if (qint64(value.elements.size()) != expected)
+        return Error{QStringLiteral("%1 values for %2 elements").arg(value.elements.size()).arg(expected)};
+    for (size_t i = 0; i < value.elements.size(); ++i) {
+        const TypedStreamType &member = type.code == '[' ? type.members.front() : type.members[i];
+        if (Status s = writeGenericValue(member, value.elements[i]); !s)
+            return s;
+    }
+    return {};
+}
