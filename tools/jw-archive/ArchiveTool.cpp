@@ -1,0 +1,116 @@
+#include "ArchiveTool.h"
+
+#include "ArchiveJson.h"
+#include "platform/AtomicFileWriter.h"
+#include "platform/KeyedUnarchiver.h"
+#include "platform/PropertyList.h"
+#include "platform/TypedStreamReader.h"
+
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+namespace {
+
+Result<QByteArray> readFile(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return Error{QStringLiteral("Cannot read %1: %2").arg(path, file.errorString())};
+    QByteArray bytes = file.readAll();
+    if (file.error() != QFileDevice::NoError)
+        return Error{QStringLiteral("Cannot read %1: %2").arg(path, file.errorString())};
+    return bytes;
+}
+
+bool looksLikeTypedStream(const QByteArray &bytes)
+{
+    return bytes.size() >= 13 && bytes[1] == '\x0b'
+        && (bytes.mid(2, 11) == "streamtyped" || bytes.mid(2, 11) == "typedstream");
+}
+
+bool isKeyedArchive(const QVariant &plist)
+{
+    const QVariantMap root = plist.toMap();
+    return root.value(QStringLiteral("$archiver")).toString() == QLatin1String("NSKeyedArchiver")
+        && root.contains(QStringLiteral("$objects"));
+}
+
+QByteArray indented(const QJsonValue &value)
+{
+    const QJsonDocument document = value.isArray() ? QJsonDocument(value.toArray()) : QJsonDocument(value.toObject());
+    if (!value.isArray() && !value.isObject()) // a bare scalar: wrap it so the output stays JSON
+        return QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Indented);
+    return document.toJson(QJsonDocument::Indented);
+}
+
+Result<QByteArray> dumpKeyed(const QByteArray &bytes, const QString &path)
+{
+    auto objects = KeyedUnarchiver::unarchiveTopLevelObjectsWithData(bytes);
+    if (!objects)
+        return Error{QStringLiteral("%1 is not a readable keyed archive: %2").arg(path, objects.errorMessage())};
+    return indented(QJsonObject{{QStringLiteral("$archiver"), QStringLiteral("NSKeyedArchiver")},
+                                {QStringLiteral("$top"), ArchiveJson::fromVariant(objects.value())}});
+}
+
+} // namespace
+
+Result<ArchiveTool::Format> ArchiveTool::formatFromName(const QString &name)
+{
+    if (name.isEmpty())
+        return Format::Detect;
+    if (name == QLatin1String("plist"))
+        return Format::PropertyList;
+    if (name == QLatin1String("typedstream"))
+        return Format::TypedStream;
+    if (name == QLatin1String("keyed"))
+        return Format::KeyedArchive;
+    return Error{QStringLiteral("Unknown format \"%1\": use plist, typedstream or keyed").arg(name)};
+}
+
+Result<QByteArray> ArchiveTool::dump(const QString &path, Format format)
+{
+    auto bytes = readFile(path);
+    if (!bytes)
+        return Error{bytes.errorMessage()};
+
+    if (format == Format::TypedStream || (format == Format::Detect && looksLikeTypedStream(bytes.value()))) {
+        auto archive = TypedStreamReader::read(bytes.value());
+        if (!archive)
+            return Error{QStringLiteral("%1 is not a readable typed stream: %2").arg(path, archive.errorMessage())};
+        return indented(ArchiveJson::fromTypedStream(archive.value()));
+    }
+    if (format == Format::KeyedArchive)
+        return dumpKeyed(bytes.value(), path);
+
+    auto plist = PropertyList::fromData(bytes.value());
+    if (!plist)
+        return Error{QStringLiteral("%1 is not a property list, typed stream or keyed archive: %2")
+                         .arg(path, plist.errorMessage())};
+    if (format == Format::Detect && isKeyedArchive(plist.value()))
+        return dumpKeyed(bytes.value(), path);
+    return indented(ArchiveJson::fromVariant(plist.value()));
+}
+
+Status ArchiveTool::convert(const QString &inputPath, const QString &to, const QString &outputPath)
+{
+    PropertyList::Format format;
+    if (to == QLatin1String("xml"))
+        format = PropertyList::Format::Xml;
+    else if (to == QLatin1String("binary"))
+        format = PropertyList::Format::Binary;
+    else
+        return Error{QStringLiteral("Unknown output format \"%1\": use xml or binary").arg(to)};
+
+    auto bytes = readFile(inputPath);
+    if (!bytes)
+        return Error{bytes.errorMessage()};
+    auto plist = PropertyList::fromData(bytes.value());
+    if (!plist)
+        return Error{QStringLiteral("%1 is not a property list: %2").arg(inputPath, plist.errorMessage())};
+    auto written = PropertyList::toData(plist.value(), format);
+    if (!written)
+        return Error{QStringLiteral("Cannot convert %1: %2").arg(inputPath, written.errorMessage())};
+    return AtomicFileWriter::writeFile(outputPath, written.value());
+}

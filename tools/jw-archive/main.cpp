@@ -1,0 +1,61 @@
+// jw-archive: looks into the application's archive formats.
+//   jw-archive dump [--format plist|typedstream|keyed] FILE
+//   jw-archive convert --to xml|binary IN OUT
+#include "ArchiveTool.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QTextStream>
+
+namespace {
+
+int fail(const QString &message)
+{
+    QTextStream(stderr) << "jw-archive: " << message << Qt::endl;
+    return 1;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("jw-archive"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(JW_VERSION));
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+        "Shows property lists, typed streams and keyed archives as JSON, and converts property lists.\n\n"
+        "  dump FILE            print FILE as indented JSON\n"
+        "  convert IN OUT       rewrite the property list IN as OUT (needs --to)"));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    const QCommandLineOption formatOption(QStringLiteral("format"),
+                                          QStringLiteral("Read FILE as <format>: plist, typedstream or keyed."),
+                                          QStringLiteral("format"));
+    const QCommandLineOption toOption(QStringLiteral("to"), QStringLiteral("Convert to <form>: xml or binary."),
+                                      QStringLiteral("form"));
+    parser.addOption(formatOption);
+    parser.addOption(toOption);
+    parser.addPositionalArgument(QStringLiteral("command"), QStringLiteral("dump or convert"));
+    parser.process(app);
+
+    const QStringList arguments = parser.positionalArguments();
+    const QString command = arguments.value(0);
+    if (command == QLatin1String("dump") && arguments.size() == 2) {
+        auto format = ArchiveTool::formatFromName(parser.value(formatOption));
+        if (!format)
+            return fail(format.errorMessage());
+        auto json = ArchiveTool::dump(arguments[1], format.value());
+        if (!json)
+            return fail(json.errorMessage());
+        QTextStream(stdout) << json.value();
+        return 0;
+    }
+    if (command == QLatin1String("convert") && arguments.size() == 3 && parser.isSet(toOption)) {
+        const Status converted = ArchiveTool::convert(arguments[1], parser.value(toOption), arguments[2]);
+        return converted ? 0 : fail(converted.errorMessage());
+    }
+    QTextStream(stderr) << parser.helpText();
+    return 2;
+}
