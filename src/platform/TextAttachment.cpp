@@ -11,12 +11,20 @@
 
 namespace {
 
-const QString kScheme = QStringLiteral("jw-attachment");
-
+// QTextDocument keys its resources by URL alone, whatever their type, so the
+// picture and the original bytes need URLs of their own.
 QUrl resourceUrl(const QString &fileName)
 {
     QUrl url;
-    url.setScheme(kScheme);
+    url.setScheme(QStringLiteral("jw-attachment"));
+    url.setPath(fileName);
+    return url;
+}
+
+QUrl bytesUrl(const QString &fileName)
+{
+    QUrl url;
+    url.setScheme(QStringLiteral("jw-attachment-bytes"));
     url.setPath(fileName);
     return url;
 }
@@ -59,7 +67,7 @@ QTextImageFormat TextAttachments::insert(QTextCursor &cursor, TextAttachment att
     QImage image = QImage::fromData(attachment.bytes);
     if (image.isNull())
         image = placeholderFor(attachment.fileName);
-    document->addResource(AttachmentBytes, url, attachment.bytes);
+    document->addResource(AttachmentBytes, bytesUrl(attachment.fileName), attachment.bytes);
     document->addResource(QTextDocument::ImageResource, url, image);
 
     QTextImageFormat format;
@@ -80,7 +88,7 @@ std::optional<TextAttachment> TextAttachments::fromFormat(const QTextDocument &d
     const QTextImageFormat image = format.toImageFormat();
     TextAttachment attachment;
     attachment.fileName = image.stringProperty(FileNameProperty);
-    attachment.bytes = document.resource(AttachmentBytes, QUrl(image.name())).toByteArray();
+    attachment.bytes = document.resource(AttachmentBytes, bytesUrl(attachment.fileName)).toByteArray();
     if (image.hasProperty(QTextFormat::ImageWidth) && image.hasProperty(QTextFormat::ImageHeight))
         attachment.displaySize = QSizeF(image.width(), image.height());
     return attachment;

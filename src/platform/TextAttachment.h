@@ -32,9 +32,10 @@ struct TextAttachment
  *
  * An attachment is an image character whose QTextImageFormat carries the
  * file name in FileNameProperty. Its name() is a "jw-attachment:" URL under
- * which the document holds two resources: the original bytes (AttachmentBytes
- * resource) and the picture to show (an ImageResource: the decoded image, or
- * a drawn placeholder for files that are no picture). Every reader and
+ * which the document holds the picture to show (an ImageResource: the decoded
+ * image, or a drawn placeholder for files that are no picture); the original
+ * bytes are an AttachmentBytes resource under "jw-attachment-bytes:" and the
+ * same file name. Every reader and
  * writer of rich text goes through these functions, so the convention lives
  * in one place.
  */
