@@ -1,0 +1,539 @@
+#include "common/FreshUserTest.h"
+#include "platform/RtfReader.h"
+#include "platform/RtfWriter.h"
+#include "platform/TextAttachment.h"
+
+#include <QBuffer>
+#include <QDir>
+#include <QImage>
+#include <QTextBlock>
+#include <QTextCursor>
+#include <QTextDocument>
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+
+namespace {
+
+const std::string kDefaultTabs =
+    "\\tx560\\tx1120\\tx1680\\tx2240\\tx2800\\tx3360\\tx3920\\tx4480\\tx5040\\tx5600\\tx6160\\tx6720";
+const std::string kPlainPard = "\\pard" + kDefaultTabs + "\\ql\\qnatural\\pardirnatural\\partightenfactor0\n";
+
+QTextCharFormat charFormat(const QString &family = QStringLiteral("Helvetica"), qreal size = 12)
+{
+    QTextCharFormat format;
+    format.setFontFamilies({family});
+    format.setFontPointSize(size);
+    return format;
+}
+
+// A document whose default font is Helvetica 12, the platform's default.
+struct Doc
+{
+    Doc() { document.setDefaultFont(QFont(QStringLiteral("Helvetica"), 12)); }
+
+    Doc &add(const QString &text, const QTextCharFormat &format = charFormat())
+    {
+        cursor.insertText(text, format);
+        return *this;
+    }
+
+    QTextDocument document;
+    QTextCursor cursor{&document};
+};
+
+std::string rtfOf(const QTextDocument &document, RtfWriter::Attachments mode = RtfWriter::Attachments::Omit)
+{
+    return RtfWriter::write(document, mode).toStdString();
+}
+
+// Everything after the header and the tables, without the closing brace.
+std::string bodyOf(const QTextDocument &document, RtfWriter::Attachments mode = RtfWriter::Attachments::Omit)
+{
+    const std::string rtf = rtfOf(document, mode);
+    const auto start = rtf.find("{\\*\\expandedcolortbl");
+    const auto end = rtf.find("}\n", start);
+    if (start == std::string::npos || end == std::string::npos || rtf.back() != '}')
+        return "malformed: " + rtf;
+    return rtf.substr(end + 2, rtf.size() - end - 3);
+}
+
+// The text of the first run, after the initial "\f0\fs24 \cf0 ".
+std::string textOf(const QString &text)
+{
+    Doc doc;
+    doc.add(text);
+    const std::string body = bodyOf(doc.document);
+    const std::string prefix = kPlainPard + "\n\\f0\\fs24 \\cf0 ";
+    if (body.compare(0, prefix.size(), prefix) != 0)
+        return "unexpected: " + body;
+    return body.substr(prefix.size());
+}
+
+QByteArray pngBytes(int width, int height)
+{
+    QImage image(width, height, QImage::Format_RGB32);
+    image.fill(Qt::red);
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, "PNG");
+    return bytes;
+}
+
+TEST(RtfWriterTest, WritesThePlatformsStructureForPlainText)
+{
+    Doc doc;
+    doc.add(QStringLiteral("Hello"));
+    EXPECT_EQ(rtfOf(doc.document),
+              "{\\rtf1\\ansi\\ansicpg1252\\cocoartf2822\n"
+              "\\cocoatextscaling0\\cocoaplatform0{\\fonttbl\\f0\\fswiss\\fcharset0 Helvetica;}\n"
+              "{\\colortbl;\\red255\\green255\\blue255;}\n"
+              "{\\*\\expandedcolortbl;;}\n"
+                  + kPlainPard + "\n\\f0\\fs24 \\cf0 Hello}");
+}
+
+TEST(RtfWriterTest, EmptyDocumentHasEmptyTables)
+{
+    QTextDocument document;
+    EXPECT_EQ(rtfOf(document),
+              "{\\rtf1\\ansi\\ansicpg1252\\cocoartf2822\n"
+              "\\cocoatextscaling0\\cocoaplatform0{\\fonttbl}\n"
+              "{\\colortbl;\\red255\\green255\\blue255;}\n"
+              "{\\*\\expandedcolortbl;;}\n}");
+}
+
+TEST(RtfWriterTest, EscapesEveryClassOfCharacter)
+{
+    EXPECT_EQ(textOf(QStringLiteral("a\\b{c}d")), "a\\\\b\\{c\\}d");
+    EXPECT_EQ(textOf(QStringLiteral("x\ty")), "x\ty");
+    EXPECT_EQ(textOf(QStringLiteral("caf\u00e9 \u00a0\u00ff")), "caf\\'e9 \\'a0\\'ff");
+    // The Windows-1252 letters between 0x80 and 0x9F, not their Latin-1 code points.
+    EXPECT_EQ(textOf(QStringLiteral("\u20ac\u2014\u2019\u0178\u017e")), "\\'80\\'97\\'92\\'9f\\'9e");
+    EXPECT_EQ(textOf(QStringLiteral("\u0081")), "\\uc0\\u129 ");
+    EXPECT_EQ(textOf(QStringLiteral("a\u2028b")), "a\\uc0\\u8232 b");
+    EXPECT_EQ(textOf(QStringLiteral("\u4e2d\u6587!")), "\\uc0\\u20013 \\u25991 !");
+    EXPECT_EQ(textOf(QString::fromUtf8("\xf0\x9f\x98\x80")), "\\uc0\\u55357 \\u56832 ");
+    EXPECT_EQ(textOf(QStringLiteral("\u0416\u00e9\u0416")), "\\uc0\\u1046 \\'e9\\uc0\\u1046 ");
+}
+
+TEST(RtfWriterTest, ParagraphsAreSeparatedByBackslashNewline)
+{
+    Doc doc;
+    doc.add(QStringLiteral("one\ntwo\n\nfour"));
+    EXPECT_EQ(bodyOf(doc.document), kPlainPard + "\n\\f0\\fs24 \\cf0 one\\\ntwo\\\n\\\nfour");
+}
+
+TEST(RtfWriterTest, WritesOnlyWhatChangesBetweenRuns)
+{
+    Doc doc;
+    QTextCharFormat bold = charFormat();
+    bold.setFontWeight(QFont::Bold);
+    QTextCharFormat boldItalic = bold;
+    boldItalic.setFontItalic(true);
+    QTextCharFormat big = charFormat(QStringLiteral("Menlo-Regular"), 18.5);
+    QTextCharFormat underlined = charFormat();
+    underlined.setFontUnderline(true);
+    QTextCharFormat struck = underlined;
+    struck.setFontStrikeOut(true);
+    QTextCharFormat super = charFormat();
+    super.setVerticalAlignment(QTextCharFormat::AlignSuperScript);
+    QTextCharFormat sub = charFormat();
+    sub.setVerticalAlignment(QTextCharFormat::AlignSubScript);
+    doc.add(QStringLiteral("a")).add(QStringLiteral("b"), bold).add(QStringLiteral("c"), boldItalic);
+    doc.add(QStringLiteral("d")).add(QStringLiteral("e"), big).add(QStringLiteral("f"));
+    doc.add(QStringLiteral("g"), underlined).add(QStringLiteral("h"), struck).add(QStringLiteral("i"));
+    doc.add(QStringLiteral("j"), super).add(QStringLiteral("k"), sub).add(QStringLiteral("l"));
+    EXPECT_EQ(bodyOf(doc.document), kPlainPard
+                                        + "\n\\f0\\fs24 \\cf0 a"
+                                          "\n\\b b"
+                                          "\n\\i c"
+                                          "\n\\b0\\i0 d"
+                                          "\n\\f1\\fs37 e"
+                                          "\n\\f0\\fs24 f"
+                                          "\\ul g"
+                                          "\\strike \\strikec0 h"
+                                          "\\ulnone \\strike0\\striked0 i"
+                                          "\\super j"
+                                          "\\sub k"
+                                          "\\nosupersub l");
+}
+
+TEST(RtfWriterTest, TablesListOnlyWhatTheTextUses)
+{
+    Doc doc;
+    QTextCharFormat red = charFormat(QStringLiteral("Times-Roman"));
+    red.setForeground(QColor(255, 0, 0));
+    QTextCharFormat white = charFormat();
+    white.setForeground(Qt::white);
+    QTextCharFormat highlighted = charFormat(QStringLiteral("Courier"));
+    highlighted.setForeground(QColor(255, 0, 0));
+    highlighted.setBackground(QColor(0, 0, 238));
+    doc.add(QStringLiteral("gone"), charFormat(QStringLiteral("Unused-Font")));
+    doc.cursor.select(QTextCursor::Document);
+    doc.cursor.removeSelectedText();
+    doc.add(QStringLiteral("r"), red).add(QStringLiteral("w"), white).add(QStringLiteral("h"), highlighted);
+    doc.add(QStringLiteral("r"), red).add(QStringLiteral("p"));
+
+    const std::string rtf = rtfOf(doc.document);
+    EXPECT_NE(rtf.find("{\\fonttbl\\f0\\froman\\fcharset0 Times-Roman;\\f1\\fswiss\\fcharset0 Helvetica;"
+                       "\\f2\\fmodern\\fcharset0 Courier;}\n"
+                       "{\\colortbl;\\red255\\green255\\blue255;\\red255\\green0\\blue0;\\red0\\green0\\blue238;}\n"
+                       "{\\*\\expandedcolortbl;;\\csgenericrgb\\c100000\\c0\\c0;\\csgenericrgb\\c0\\c0\\c93333;}\n"),
+              std::string::npos)
+        << rtf;
+    EXPECT_EQ(bodyOf(doc.document), kPlainPard
+                                        + "\n\\f0\\fs24 \\cf2 r"
+                                          "\n\\f1 \\cf1 w"
+                                          "\n\\f2 \\cf2 \\cb3 h"
+                                          "\n\\f0 \\cb0 r"
+                                          "\n\\f1 \\cf0 p");
+}
+
+TEST(RtfWriterTest, FontNamesAreEscapedInTheTable)
+{
+    Doc doc;
+    doc.add(QStringLiteral("x"), charFormat(QStringLiteral("Odd;{Name}\u00e9")));
+    EXPECT_NE(rtfOf(doc.document).find("\\f0\\fnil\\fcharset0 Odd\\'3b\\{Name\\}\\'e9;}"), std::string::npos);
+}
+
+TEST(RtfWriterTest, MissingFamilyAndSizeComeFromTheDocumentDefault)
+{
+    QTextDocument document;
+    document.setDefaultFont(QFont(QStringLiteral("Georgia"), 15));
+    QTextCursor(&document).insertText(QStringLiteral("x"));
+    const std::string rtf = rtfOf(document);
+    EXPECT_NE(rtf.find("{\\fonttbl\\f0\\froman\\fcharset0 Georgia;}"), std::string::npos) << rtf;
+    EXPECT_NE(rtf.find("\n\\f0\\fs30 \\cf0 x}"), std::string::npos) << rtf;
+}
+
+TEST(RtfWriterTest, WritesParagraphAttributesWhenTheyChange)
+{
+    Doc doc;
+    doc.add(QStringLiteral("plain\nsame\ncentred"));
+    QTextBlockFormat centred;
+    centred.setAlignment(Qt::AlignHCenter);
+    doc.cursor.setBlockFormat(centred);
+    QTextBlockFormat indented;
+    indented.setAlignment(Qt::AlignJustify);
+    indented.setLeftMargin(36);
+    indented.setTextIndent(-18);
+    indented.setRightMargin(10.5);
+    indented.setTopMargin(6);
+    indented.setBottomMargin(12);
+    indented.setTabPositions({QTextOption::Tab(36, QTextOption::LeftTab), QTextOption::Tab(144, QTextOption::RightTab)});
+    doc.cursor.insertBlock(indented);
+    doc.add(QStringLiteral("justified"));
+    QTextBlockFormat right;
+    right.setAlignment(Qt::AlignRight);
+    right.setPageBreakPolicy(QTextFormat::PageBreak_AlwaysBefore);
+    doc.cursor.insertBlock(right);
+    doc.add(QStringLiteral("right"));
+
+    EXPECT_EQ(bodyOf(doc.document),
+              kPlainPard + "\n\\f0\\fs24 \\cf0 plain\\\nsame\\\n"
+                  "\\pard" + kDefaultTabs + "\\qc\\pardirnatural\\partightenfactor0\n\\cf0 centred\\\n"
+                  "\\pard\\tx720\\tqr\\tx2880\\li720\\fi-360\\ri210\\sb120\\sa240\\qj\\pardirnatural\\partightenfactor0\n"
+                  "\\cf0 justified\\page\n"
+                  "\\pard" + kDefaultTabs + "\\qr\\pardirnatural\\partightenfactor0\n\\cf0 right");
+}
+
+TEST(RtfWriterTest, EmptyParagraphsKeepTheirFont)
+{
+    Doc doc;
+    doc.add(QStringLiteral("a\n"));
+    doc.cursor.setCharFormat(charFormat(QStringLiteral("Helvetica"), 30));
+    doc.cursor.setBlockCharFormat(charFormat(QStringLiteral("Helvetica"), 30));
+    doc.cursor.insertBlock();
+    doc.add(QStringLiteral("b"));
+    EXPECT_EQ(bodyOf(doc.document), kPlainPard + "\n\\f0\\fs24 \\cf0 a\\\n\n\\fs60 \\\n\n\\fs24 b");
+}
+
+TEST(RtfWriterTest, LinksBecomeFieldsAndRestoreTheStateAfterThem)
+{
+    Doc doc;
+    QTextCharFormat link = charFormat();
+    link.setAnchor(true);
+    link.setAnchorHref(QStringLiteral("https://example.org/a%20b?x={1}"));
+    QTextCharFormat boldLink = link;
+    boldLink.setFontWeight(QFont::Bold);
+    QTextCharFormat other = charFormat();
+    other.setAnchor(true);
+    other.setAnchorHref(QStringLiteral("Jotwell3://pageid/12/"));
+    doc.add(QStringLiteral("see ")).add(QStringLiteral("th"), link).add(QStringLiteral("is"), boldLink);
+    doc.add(QStringLiteral(" and ")).add(QStringLiteral("that"), other);
+    doc.add(QStringLiteral("\nx"), boldLink);
+
+    EXPECT_EQ(bodyOf(doc.document),
+              kPlainPard
+                  + "\n\\f0\\fs24 \\cf0 see "
+                    "{\\field{\\*\\fldinst{HYPERLINK \"https://example.org/a%20b?x=\\{1\\}\"}}{\\fldrslt th\n\\b is}}"
+                    " and {\\field{\\*\\fldinst{HYPERLINK \"Jotwell3://pageid/12/\"}}{\\fldrslt that}}\\\n"
+                    "{\\field{\\*\\fldinst{HYPERLINK \"https://example.org/a%20b?x=\\{1\\}\"}}{\\fldrslt \n\\b x}}");
+}
+
+TEST(RtfWriterTest, AttachmentsAreReferencedOrOmitted)
+{
+    Doc doc;
+    doc.add(QStringLiteral("a"));
+    TextAttachments::insert(doc.cursor, {QStringLiteral("Pasted Graphic.png"), pngBytes(30, 20), {}});
+    doc.add(QStringLiteral("b"));
+    TextAttachments::insert(doc.cursor, {QStringLiteral("Bild \u00e4{1}.png"), pngBytes(30, 20), QSizeF(100, 50.5)});
+    TextAttachments::insert(doc.cursor, {QStringLiteral("notes.pdf"), QByteArray("%PDF-1.4 broken"), {}});
+    doc.add(QStringLiteral("c"));
+
+    EXPECT_EQ(bodyOf(doc.document, RtfWriter::Attachments::NeXTGraphic),
+              kPlainPard
+                  + "\n\\f0\\fs24 \\cf0 a"
+                    "{{\\NeXTGraphic Pasted Graphic.png \\width600 \\height400\n}\xac}"
+                    "b{{\\NeXTGraphic Bild \\'c3\\'a4\\{1\\}.png \\width2000 \\height1010\n}\xac}"
+                    "{{\\NeXTGraphic notes.pdf \\width0 \\height0\n}\xac}c");
+    EXPECT_EQ(bodyOf(doc.document), kPlainPard + "\n\\f0\\fs24 \\cf0 abc");
+}
+
+TEST(RtfWriterTest, ImagesThatAreNoAttachmentAreDropped)
+{
+    Doc doc;
+    doc.add(QStringLiteral("a"));
+    QTextImageFormat image;
+    image.setName(QStringLiteral("data:nothing"));
+    doc.cursor.insertImage(image);
+    doc.add(QStringLiteral("b"));
+    EXPECT_EQ(bodyOf(doc.document, RtfWriter::Attachments::NeXTGraphic), kPlainPard + "\n\\f0\\fs24 \\cf0 ab");
+}
+
+TEST(RtfWriterTest, OutputIsSevenBitApartFromAttachmentMarks)
+{
+    Doc doc;
+    doc.add(QString::fromUtf8("\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80\xe4\xb8\xad\n\x01\x7f"));
+    TextAttachments::insert(doc.cursor, {QStringLiteral("\u00e9.png"), pngBytes(2, 2), {}});
+    const QByteArray rtf = RtfWriter::write(doc.document, RtfWriter::Attachments::NeXTGraphic);
+    qsizetype high = 0;
+    for (const char c : rtf) {
+        if (static_cast<unsigned char>(c) >= 0x80)
+            ++high;
+    }
+    EXPECT_EQ(high, 1);
+    EXPECT_EQ(rtf.count('{'), rtf.count('}')) << rtf.toStdString();
+}
+
+// What the writer promises to keep of a character, with inherited values made explicit.
+QString describeCharacter(const QTextDocument &document, const QTextCharFormat &format)
+{
+    if (format.isImageFormat())
+        return QStringLiteral("image");
+    QString family = format.fontFamilies().toStringList().value(0);
+    if (family.isEmpty())
+        family = document.defaultFont().family();
+    const qreal size = format.fontPointSize() > 0 ? format.fontPointSize() : document.defaultFont().pointSizeF();
+    const auto colour = [](const QBrush &brush) {
+        return brush.style() == Qt::NoBrush ? QStringLiteral("-") : brush.color().name(QColor::HexArgb);
+    };
+    return QStringLiteral("%1 %2 b%3 i%4 u%5 s%6 fg%7 bg%8 v%9 %10")
+        .arg(family)
+        .arg(size)
+        .arg(format.fontWeight() >= QFont::DemiBold)
+        .arg(format.fontItalic())
+        .arg(format.fontUnderline())
+        .arg(format.fontStrikeOut())
+        .arg(colour(format.foreground()), colour(format.background()))
+        .arg(int(format.verticalAlignment()))
+        .arg(format.isAnchor() ? format.anchorHref() : QString());
+}
+
+QString describeParagraph(const QTextBlockFormat &format)
+{
+    Qt::Alignment alignment = format.alignment() & Qt::AlignHorizontal_Mask;
+    if (alignment == Qt::Alignment() || alignment == Qt::AlignLeading)
+        alignment = Qt::AlignLeft;
+    QList<QTextOption::Tab> stops = format.tabPositions();
+    // No stops of its own means the platform's twelve default stops, which is what gets written.
+    if (stops.isEmpty()) {
+        for (int i = 1; i <= 12; ++i)
+            stops.append(QTextOption::Tab(i * 28, QTextOption::LeftTab));
+    }
+    QString tabs;
+    for (const QTextOption::Tab &tab : stops)
+        tabs += QStringLiteral("%1/%2 ").arg(tab.position).arg(int(tab.type));
+    return QStringLiteral("a%1 l%2 r%3 f%4 t%5 b%6 p%7 [%8]")
+        .arg(int(alignment))
+        .arg(format.leftMargin())
+        .arg(format.rightMargin())
+        .arg(format.textIndent())
+        .arg(format.topMargin())
+        .arg(format.bottomMargin())
+        .arg(bool(format.pageBreakPolicy() & QTextFormat::PageBreak_AlwaysBefore))
+        .arg(tabs);
+}
+
+// The text, then one line per paragraph and per run of equally formatted characters.
+QStringList describe(const QTextDocument &document)
+{
+    QStringList lines{document.toRawText()};
+    QString previous;
+    for (QTextBlock block = document.begin(); block.isValid(); block = block.next()) {
+        lines.append(QStringLiteral("paragraph %1").arg(describeParagraph(block.blockFormat())));
+        for (auto it = block.begin(); !it.atEnd(); ++it) {
+            const QString run = describeCharacter(document, it.fragment().charFormat());
+            if (run != previous)
+                lines.append(QStringLiteral("at %1: %2").arg(it.fragment().position()).arg(run));
+            previous = run;
+        }
+    }
+    return lines;
+}
+
+// The first line where two descriptions differ, or nothing when they agree.
+std::string firstDifference(const QStringList &actual, const QStringList &expected)
+{
+    for (qsizetype i = 0; i < std::max(actual.size(), expected.size()); ++i) {
+        if (actual.value(i) != expected.value(i))
+            return QStringLiteral("line %1: got \"%2\", expected \"%3\"")
+                .arg(i)
+                .arg(actual.value(i), expected.value(i))
+                .toStdString();
+    }
+    return {};
+}
+
+// Written with attachments by name, read back with the original files.
+QStringList roundTrip(const QTextDocument &document)
+{
+    const auto attachments = TextAttachments::all(document);
+    const auto resolver = [&attachments](const QString &name) -> std::optional<QByteArray> {
+        for (const auto &entry : attachments) {
+            if (entry.second.fileName == name)
+                return entry.second.bytes;
+        }
+        return std::nullopt;
+    };
+    QTextDocument read;
+    const Status status = RtfReader::read(RtfWriter::write(document, RtfWriter::Attachments::NeXTGraphic), read, resolver);
+    if (!status)
+        return {status.errorMessage()};
+    return describe(read);
+}
+
+// Many combinations of every attribute the writer carries, drawn from a fixed seed.
+void fillWithMixedFormatting(QTextDocument &document, unsigned seed)
+{
+    std::mt19937 random(seed);
+    const auto pick = [&random](int count) { return int(random() % unsigned(count)); };
+    const QStringList families{QStringLiteral("Helvetica"), QStringLiteral("Menlo-Regular"),
+                               QStringLiteral("Times-Roman"), QStringLiteral("HelveticaNeue-Bold")};
+    const QList<qreal> sizes{9, 12, 13.5, 24, 36};
+    const QList<QColor> colours{QColor(255, 0, 0), QColor(0, 0, 238), QColor(12, 34, 56), Qt::white, Qt::black};
+    const QStringList texts{QStringLiteral("plain"), QStringLiteral("a\\b {c}"), QStringLiteral("tab\there"),
+                            QStringLiteral("caf\u00e9 \u20ac\u2014"), QStringLiteral("\u4e2d\u6587"),
+                            QString::fromUtf8("\xf0\x9f\x98\x80 emoji"), QStringLiteral("line\u2028break"),
+                            QStringLiteral(" spaced  ")};
+    const QList<Qt::Alignment> alignments{Qt::AlignLeft, Qt::AlignHCenter, Qt::AlignRight, Qt::AlignJustify};
+
+    QTextCursor cursor(&document);
+    for (int paragraph = 0; paragraph < 24; ++paragraph) {
+        QTextBlockFormat block;
+        block.setAlignment(alignments.at(pick(4)));
+        block.setLeftMargin(pick(3) * 18);
+        block.setRightMargin(pick(2) * 9);
+        block.setTextIndent(pick(3) * 9 - 9);
+        block.setTopMargin(pick(2) * 6);
+        block.setBottomMargin(pick(2) * 12);
+        if (pick(3) == 0)
+            block.setTabPositions({QTextOption::Tab(36, QTextOption::LeftTab), QTextOption::Tab(200, QTextOption::RightTab)});
+        if (paragraph > 0 && pick(6) == 0)
+            block.setPageBreakPolicy(QTextFormat::PageBreak_AlwaysBefore);
+        if (paragraph == 0)
+            cursor.setBlockFormat(block);
+        else
+            cursor.insertBlock(block);
+        const int runs = pick(6);
+        for (int i = 0; i < runs; ++i) {
+            QTextCharFormat format;
+            format.setFontFamilies({families.at(pick(families.size()))});
+            format.setFontPointSize(sizes.at(pick(sizes.size())));
+            if (pick(2))
+                format.setFontWeight(QFont::Bold);
+            format.setFontItalic(pick(2));
+            format.setFontUnderline(pick(3) == 0);
+            format.setFontStrikeOut(pick(4) == 0);
+            if (pick(2))
+                format.setForeground(colours.at(pick(colours.size())));
+            if (pick(4) == 0)
+                format.setBackground(colours.at(pick(colours.size())));
+            format.setVerticalAlignment(QTextCharFormat::VerticalAlignment(pick(3)));
+            if (pick(5) == 0) {
+                format.setAnchor(true);
+                format.setAnchorHref(QStringLiteral("https://example.org/%1?q=a%20b").arg(pick(2)));
+            }
+            cursor.insertText(texts.at(pick(texts.size())), format);
+        }
+    }
+}
+
+TEST(RtfWriterRoundTripTest, ReadingTheOutputGivesTheSameTextAndFormatting)
+{
+    for (const unsigned seed : {1u, 2u, 3u, 4u}) {
+        QTextDocument document;
+        document.setDefaultFont(QFont(QStringLiteral("Helvetica"), 12));
+        fillWithMixedFormatting(document, seed);
+        EXPECT_EQ(firstDifference(roundTrip(document), describe(document)), "") << "seed " << seed;
+    }
+}
+
+TEST(RtfWriterRoundTripTest, AttachmentsComeBackByName)
+{
+    Doc doc;
+    doc.add(QStringLiteral("before "));
+    TextAttachments::insert(doc.cursor, {QStringLiteral("Bild \u00e4.png"), pngBytes(30, 20), QSizeF(15, 10)});
+    doc.add(QStringLiteral(" after\n"));
+    TextAttachments::insert(doc.cursor, {QStringLiteral("notes {1}.pdf"), QByteArray("%PDF-1.4"), QSizeF(40, 60)});
+    const auto original = TextAttachments::all(doc.document);
+
+    QTextDocument read;
+    ASSERT_TRUE(RtfReader::read(RtfWriter::write(doc.document, RtfWriter::Attachments::NeXTGraphic), read));
+    ASSERT_EQ(read.toRawText(), doc.document.toRawText());
+    const auto names = TextAttachments::all(read);
+    ASSERT_EQ(names.size(), 2);
+    EXPECT_EQ(names.at(0).second.fileName, original.at(0).second.fileName);
+    EXPECT_EQ(names.at(1).second.fileName, original.at(1).second.fileName);
+    EXPECT_EQ(names.at(1).second.displaySize, original.at(1).second.displaySize);
+    // With the files at hand, everything comes back.
+    EXPECT_EQ(firstDifference(roundTrip(doc.document), describe(doc.document)), "");
+    QTextDocument withFiles;
+    const auto resolver = [&original](const QString &name) -> std::optional<QByteArray> {
+        for (const auto &entry : original) {
+            if (entry.second.fileName == name)
+                return entry.second.bytes;
+        }
+        return std::nullopt;
+    };
+    ASSERT_TRUE(RtfReader::read(RtfWriter::write(doc.document, RtfWriter::Attachments::NeXTGraphic), withFiles, resolver));
+    EXPECT_EQ(TextAttachments::all(withFiles), original);
+}
+
+QStringList rtfSamples()
+{
+    QDir folder(FreshUserTest::testDataPath(QStringLiteral("rtf")));
+    QStringList paths;
+    for (const QString &name : folder.entryList({QStringLiteral("*.rtf")}, QDir::Files, QDir::Name))
+        paths.append(folder.filePath(name));
+    return paths;
+}
+
+TEST(RtfWriterRoundTripTest, SampleFilesKeepTextAndFormattingThroughWriting)
+{
+    const QStringList samples = rtfSamples();
+    ASSERT_GE(samples.size(), 5);
+    for (const QString &path : samples) {
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
+        QTextDocument first;
+        ASSERT_TRUE(RtfReader::read(file.readAll(), first)) << path.toStdString();
+        ASSERT_FALSE(first.isEmpty()) << path.toStdString();
+        EXPECT_EQ(firstDifference(roundTrip(first), describe(first)), "") << path.toStdString();
+    }
+}
+
+} // namespace
