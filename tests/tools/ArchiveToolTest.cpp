@@ -1,6 +1,9 @@
 #include "ArchiveTool.h"
 #include "common/FreshUserTest.h"
+#include "platform/AtomicFileWriter.h"
+#include "platform/PropertyList.h"
 
+#include <QDir>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -92,6 +95,67 @@ TEST(ArchiveToolTest, convertWritesEitherFormWithTheSameValues)
               ArchiveTool::dump(source, ArchiveTool::Format::Detect).value());
     EXPECT_EQ(ArchiveTool::dump(xml, ArchiveTool::Format::Detect).value(),
               ArchiveTool::dump(source, ArchiveTool::Format::Detect).value());
+}
+
+QByteArray fileBytes(const QString &path)
+{
+    QFile file(path);
+    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
+    return file.readAll();
+}
+
+TEST(ArchiveToolTest, textReadsRtfFilesRtfdFoldersFlatRtfdAndPageFiles)
+{
+    const auto folder = ArchiveTool::text(FreshUserTest::testDataPath(QStringLiteral("rtfd/openthesaurus-readme_en.rtfd")),
+                                          ArchiveTool::TextForm::Plain);
+    ASSERT_TRUE(folder.ok()) << folder.errorMessage().toStdString();
+    EXPECT_TRUE(folder.value().contains("If you see a security warning during installation"));
+    EXPECT_FALSE(folder.value().contains("\xef\xbf\xbc")) << "attachment characters are left out";
+    EXPECT_TRUE(folder.value().endsWith('\n'));
+
+    const QString flatPath = FreshUserTest::testDataPath(QStringLiteral("rtfd/flat/km-styledtext-example1.flatrtfd"));
+    const auto flat = ArchiveTool::text(flatPath, ArchiveTool::TextForm::Plain);
+    ASSERT_TRUE(flat.ok()) << flat.errorMessage().toStdString();
+    EXPECT_EQ(flat.value().trimmed(), QByteArray("ExampleRTFText1"));
+
+    const auto rtf = ArchiveTool::text(FreshUserTest::testDataPath(QStringLiteral("rtfd/MouseWarpBug-README.rtfd/TXT.rtf")),
+                                       ArchiveTool::TextForm::Plain);
+    ASSERT_TRUE(rtf.ok()) << rtf.errorMessage().toStdString();
+    EXPECT_TRUE(rtf.value().startsWith("This program demonstrates an issue"));
+
+    // A page file keeps its text as flattened RTFD under "memoData".
+    QTemporaryDir temporary;
+    const QString page = temporary.filePath(QStringLiteral("12.jw3page"));
+    const auto plist = PropertyList::toData(QVariantMap{{QStringLiteral("title"), QStringLiteral("Example")},
+                                                        {QStringLiteral("memoData"), fileBytes(flatPath)}},
+                                            PropertyList::Format::Xml);
+    ASSERT_TRUE(plist.ok());
+    ASSERT_TRUE(AtomicFileWriter::writeFile(page, plist.value()).ok());
+    const auto html = ArchiveTool::text(page, ArchiveTool::TextForm::Html);
+    ASSERT_TRUE(html.ok()) << html.errorMessage().toStdString();
+    EXPECT_TRUE(html.value().contains("<html")) << html.value().left(200).toStdString();
+    EXPECT_TRUE(html.value().contains("ExampleRTFText1"));
+    EXPECT_TRUE(html.value().contains("font-weight")) << "the sample is bold";
+}
+
+TEST(ArchiveToolTest, textWritesAttachmentsUnderTheirNamesAndRejectsOtherFiles)
+{
+    QTemporaryDir temporary;
+    const QString package = FreshUserTest::testDataPath(QStringLiteral("rtfd/openthesaurus-finishup_en.rtfd"));
+    const QString out = temporary.filePath(QStringLiteral("files"));
+    const auto text = ArchiveTool::text(package, ArchiveTool::TextForm::Plain, out);
+    ASSERT_TRUE(text.ok()) << text.errorMessage().toStdString();
+    EXPECT_EQ(QDir(out).entryList(QDir::Files, QDir::Name),
+              (QStringList{QStringLiteral("Dictionary_44.png"), QStringLiteral("FAQ_44.png"), QStringLiteral("success.pdf")}));
+    for (const QString &name : QDir(out).entryList(QDir::Files))
+        EXPECT_EQ(fileBytes(QDir(out).filePath(name)), fileBytes(QDir(package).filePath(name))) << name.toStdString();
+
+    const auto plist = ArchiveTool::text(FreshUserTest::testDataPath(QStringLiteral("plist/Website.webloc")),
+                                         ArchiveTool::TextForm::Plain);
+    EXPECT_FALSE(plist.ok());
+    EXPECT_TRUE(plist.errorMessage().contains(QStringLiteral("Website.webloc")));
+    EXPECT_FALSE(ArchiveTool::text(temporary.filePath(QStringLiteral("missing.rtf")), ArchiveTool::TextForm::Plain).ok());
+    EXPECT_FALSE(ArchiveTool::text(temporary.path(), ArchiveTool::TextForm::Plain).ok()) << "a folder without TXT.rtf";
 }
 
 } // namespace

@@ -37,4 +37,17 @@ head -c 8 "$work/t.bplist" | grep -q bplist00 || fail "convert --to binary wrote
 "$tool" dump "$work/t.xml" > "$work/a.json"
 "$tool" dump "$data/plist/cpython-testdata.xml.plist" > "$work/b.json"
 cmp -s "$work/a.json" "$work/b.json" || fail "XML → binary → XML changed the values"
+# text: RTFD folders, flattened RTFD and plain RTF print their text.
+"$tool" text "$data/rtfd/flat/km-styledtext-example1.flatrtfd" | grep -qx 'ExampleRTFText1' \
+    || fail "the flat RTFD sample does not show its text"
+"$tool" text "$data/rtfd/Denoise-ReadMe.rtfd" | grep -q '^Description' \
+    || fail "an RTFD folder does not show its text"
+"$tool" text --html "$data/rtfd/MouseWarpBug-README.rtfd/TXT.rtf" | grep -q '<html' \
+    || fail "text --html prints no HTML"
+"$tool" text --attachments "$work/files" "$data/rtfd/MouseWarpBug-README.rtfd" > /dev/null
+cmp -s "$work/files/Pasted Graphic.tiff" "$data/rtfd/MouseWarpBug-README.rtfd/Pasted Graphic.tiff" \
+    || fail "text --attachments did not write the attachment's bytes"
+status=0; "$tool" text "$work/garbage" 2> "$work/err" || status=$?
+[ "$status" -eq 1 ] || fail "text on garbage gave exit code $status"
+grep -q "garbage" "$work/err" || fail "the text error does not name the file"
 echo "jw-archive test passed ($count files)"

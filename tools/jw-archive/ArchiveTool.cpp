@@ -4,9 +4,13 @@
 #include "platform/AtomicFileWriter.h"
 #include "platform/KeyedUnarchiver.h"
 #include "platform/PropertyList.h"
+#include "platform/Rtfd.h"
+#include "platform/TextConverter.h"
 #include "platform/TypedStreamReader.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -52,6 +56,45 @@ Result<QByteArray> dumpKeyed(const QByteArray &bytes, const QString &path)
         return Error{QStringLiteral("%1 is not a readable keyed archive: %2").arg(path, objects.errorMessage())};
     return indented(QJsonObject{{QStringLiteral("$archiver"), QStringLiteral("NSKeyedArchiver")},
                                 {QStringLiteral("$top"), ArchiveJson::fromVariant(objects.value())}});
+}
+
+Status loadText(const QString &path, TextConverter &converter)
+{
+    if (QFileInfo(path).isDir()) {
+        const Status read = Rtfd::readPackage(path, converter.document());
+        return read ? read : Error{QStringLiteral("%1 is not a readable RTFD folder: %2").arg(path, read.errorMessage())};
+    }
+    auto bytes = readFile(path);
+    if (!bytes)
+        return Error{bytes.errorMessage()};
+    QByteArray data = bytes.value();
+    if (!Rtfd::isRtf(data) && !Rtfd::isFlattenedRtfd(data)) {
+        auto page = PropertyList::fromData(data);
+        if (!page || !page.value().toMap().contains(QStringLiteral("memoData")))
+            return Error{QStringLiteral("%1 is neither RTF, RTFD nor a page file").arg(path)};
+        data = page.value().toMap().value(QStringLiteral("memoData")).toByteArray();
+    }
+    const Status read = converter.setRTFDData(data);
+    return read ? read : Error{QStringLiteral("%1 holds no readable text: %2").arg(path, read.errorMessage())};
+}
+
+Status saveAttachments(const TextConverter &converter, const QString &folderPath)
+{
+    const QDir folder(folderPath);
+    if (!folder.exists() && !QDir().mkpath(folderPath))
+        return Error{QStringLiteral("Cannot create the folder %1").arg(folderPath)};
+    QStringList written;
+    for (const TextConverter::Attachment &attachment : converter.attachments()) {
+        // Names come from the file: never let one point outside the folder.
+        const QString name = QFileInfo(attachment.fileName).fileName();
+        if (name.isEmpty() || name == QLatin1String("..") || written.contains(name))
+            continue;
+        const Status saved = AtomicFileWriter::writeFile(folder.filePath(name), attachment.bytes);
+        if (!saved)
+            return saved;
+        written.append(name);
+    }
+    return {};
 }
 
 } // namespace
@@ -113,4 +156,22 @@ Status ArchiveTool::convert(const QString &inputPath, const QString &to, const Q
     if (!written)
         return Error{QStringLiteral("Cannot convert %1: %2").arg(inputPath, written.errorMessage())};
     return AtomicFileWriter::writeFile(outputPath, written.value());
+}
+
+Result<QByteArray> ArchiveTool::text(const QString &path, TextForm form, const QString &attachmentFolder)
+{
+    TextConverter converter;
+    if (const Status loaded = loadText(path, converter); !loaded)
+        return Error{loaded.errorMessage()};
+    if (!attachmentFolder.isEmpty()) {
+        if (const Status saved = saveAttachments(converter, attachmentFolder); !saved)
+            return Error{saved.errorMessage()};
+    }
+    if (form == TextForm::Html)
+        return converter.document().toHtml().toUtf8();
+    QString plain = converter.string();
+    plain.replace(QChar::LineSeparator, u'\n');
+    if (!plain.endsWith(u'\n'))
+        plain += u'\n';
+    return plain.toUtf8();
 }

@@ -1,0 +1,308 @@
+#include "common/FreshUserTest.h"
+#include "platform/FileWrapper.h"
+#include "platform/Rtfd.h"
+#include "platform/TextAttachment.h"
+
+#include <QBuffer>
+#include <QDir>
+#include <QFile>
+#include <QImage>
+#include <QTemporaryDir>
+#include <QTextBlock>
+#include <QTextCursor>
+#include <QTextDocument>
+#include <QtEndian>
+
+namespace {
+
+QByteArray fileBytes(const QString &path)
+{
+    QFile file(path);
+    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
+    return file.readAll();
+}
+
+QByteArray word(quint32 value)
+{
+    char buffer[4];
+    qToLittleEndian(value, buffer);
+    return QByteArray(buffer, 4);
+}
+
+QByteArray pngBytes(QColor colour, QSize size = QSize(6, 4))
+{
+    QImage image(size, QImage::Format_RGB32);
+    image.fill(colour);
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, "PNG");
+    return bytes;
+}
+
+QString textOf(const QTextDocument &document)
+{
+    return document.toRawText().remove(QChar::ObjectReplacementCharacter);
+}
+
+QMap<QString, QByteArray> attachmentsOf(const QTextDocument &document)
+{
+    QMap<QString, QByteArray> files;
+    for (const auto &entry : TextAttachments::all(document))
+        files.insert(entry.second.fileName, entry.second.bytes);
+    return files;
+}
+
+// "Hello " in bold 14 pt, a picture, " world" in italic, a second paragraph
+// with a second picture.
+void fillSample(QTextDocument &document)
+{
+    QTextCursor cursor(&document);
+    QTextCharFormat bold;
+    bold.setFontWeight(QFont::Bold);
+    bold.setFontPointSize(14);
+    cursor.insertText(QStringLiteral("Hello "), bold);
+    TextAttachments::insert(cursor, {QStringLiteral("red.png"), pngBytes(Qt::red), QSizeF(30, 20)});
+    QTextCharFormat italic;
+    italic.setFontItalic(true);
+    cursor.insertText(QStringLiteral(" world"), italic);
+    cursor.insertBlock();
+    cursor.insertText(QStringLiteral("Second "), QTextCharFormat());
+    TextAttachments::insert(cursor, {QStringLiteral("blue.png"), pngBytes(Qt::blue), {}});
+}
+
+// --- the container -------------------------------------------------------
+
+TEST(FileWrapperTest, thePlatformsFlatSampleReadsAndIsWrittenBackByteForByte)
+{
+    const QByteArray sample = fileBytes(FreshUserTest::testDataPath(QStringLiteral("rtfd/flat/km-styledtext-example1.flatrtfd")));
+    const auto wrapper = FileWrapper::fromSerialized(sample);
+    ASSERT_TRUE(wrapper.ok()) << wrapper.errorMessage().toStdString();
+    EXPECT_EQ(wrapper.value().entryNames(), QStringList{QStringLiteral("TXT.rtf")});
+    const auto text = wrapper.value().fileContents(QStringLiteral("TXT.rtf"));
+    ASSERT_TRUE(text.has_value());
+    EXPECT_EQ(text->size(), 356);
+    EXPECT_TRUE(text->startsWith("{\\rtf1"));
+    EXPECT_FALSE(wrapper.value().fileContents(QStringLiteral(".")).has_value());
+
+    // The "." entry records the time the platform wrote; with that time the
+    // writer must reproduce the sample exactly.
+    const quint32 recorded = qFromLittleEndian<quint32>(sample.constData() + sample.size() - 16);
+    EXPECT_EQ(wrapper.value().serialized(recorded), sample);
+}
+
+TEST(FileWrapperTest, writesNamesThenSizesThenNodesWithTheAttributeTableLast)
+{
+    FileWrapper wrapper;
+    wrapper.insert(QStringLiteral("TXT.rtf"), FileWrapper::regularFile("{\\rtf1 x}"));
+    wrapper.insert(QStringLiteral("a.png"), FileWrapper::regularFile("PNG"));
+    wrapper.insert(QStringLiteral("."), FileWrapper::regularFile("ignored"));
+
+    QByteArray attributes = word(2);
+    for (const QByteArray &name : {QByteArray("TXT.rtf"), QByteArray("a.png")})
+        attributes += word(quint32(name.size())) + name + word(16) + word(1234) + word(0x1B6) + word(0) + word(0);
+    const QByteArray expected = "rtfd" + word(0) + word(3) + word(3)                           //
+        + word(7) + "TXT.rtf" + word(5) + "a.png" + word(1) + "."                                //
+        + word(8 + 9) + word(8 + 3) + word(8 + quint32(attributes.size()))                        //
+        + word(1) + word(9) + "{\\rtf1 x}" + word(1) + word(3) + "PNG" + word(1) + word(quint32(attributes.size()))
+        + attributes;
+    EXPECT_EQ(wrapper.serialized(1234), expected);
+}
+
+TEST(FileWrapperTest, readsPaddedFilesNestedFoldersAndLooksEntriesUpByName)
+{
+    const QByteArray padded = word(1) + word(0x80000000) + word(3) + word(5) + QByteArray(5, '\0') + "abc";
+    const QByteArray inner = word(3) + word(1) + word(4) + "deep" + word(8 + 2) + word(1) + word(2) + "hi";
+    const QByteArray preferred = word(1) + word(4) + "name";
+    const QByteArray data = "rtfd" + word(0) + word(3) + word(3)                                    //
+        + word(6) + "folder" + word(19) + "__@PreferredName@__" + word(8) + "file.bin"              //
+        + word(quint32(inner.size())) + word(quint32(preferred.size())) + word(quint32(padded.size())) //
+        + inner + preferred + padded;
+    const auto wrapper = FileWrapper::fromSerialized(data);
+    ASSERT_TRUE(wrapper.ok()) << wrapper.errorMessage().toStdString();
+    EXPECT_EQ(wrapper.value().entryNames(), (QStringList{QStringLiteral("folder"), QStringLiteral("file.bin")}));
+    EXPECT_EQ(wrapper.value().fileContents(QStringLiteral("file.bin")), QByteArray("abc"));
+    const FileWrapper *folder = wrapper.value().entry(QStringLiteral("folder"));
+    ASSERT_NE(folder, nullptr);
+    EXPECT_TRUE(folder->isDirectory());
+    EXPECT_EQ(folder->fileContents(QStringLiteral("deep")), QByteArray("hi"));
+    EXPECT_FALSE(wrapper.value().fileContents(QStringLiteral("folder")).has_value());
+
+    // A folder that wraps one regular file as ".." is that file.
+    const QByteArray single = "rtfd" + word(0) + word(3) + word(1) + word(2) + ".." + word(8 + 4) + word(1) + word(4) + "solo";
+    const auto file = FileWrapper::fromSerialized(single);
+    ASSERT_TRUE(file.ok());
+    EXPECT_FALSE(file.value().isDirectory());
+    EXPECT_EQ(file.value().contents(), QByteArray("solo"));
+}
+
+TEST(FileWrapperTest, damagedContainersAreErrorsNeverCrashes)
+{
+    FileWrapper tree;
+    tree.insert(QStringLiteral("TXT.rtf"), FileWrapper::regularFile(QByteArray(40, 'r')));
+    tree.insert(QStringLiteral("b.bin"), FileWrapper::regularFile(QByteArray(10, 'b')));
+    const QByteArray good = tree.serialized(0);
+    ASSERT_TRUE(FileWrapper::fromSerialized(good).ok());
+    for (qsizetype cut = 0; cut < good.size(); ++cut)
+        EXPECT_FALSE(FileWrapper::fromSerialized(good.left(cut)).ok()) << "cut at " << cut;
+
+    const QByteArray header = "rtfd" + word(0);
+    EXPECT_FALSE(FileWrapper::fromSerialized(header + word(3) + word(0xFFFFFFF0)).ok()) << "absurd count";
+    EXPECT_FALSE(FileWrapper::fromSerialized(header + word(1) + word(0xFFFFFFFF)).ok()) << "absurd length";
+    EXPECT_FALSE(FileWrapper::fromSerialized(header + word(1) + word(0x80000000) + word(1) + word(0x7FFFFFFF)).ok());
+    EXPECT_FALSE(FileWrapper::fromSerialized(header + word(9)).ok()) << "unknown node type";
+    EXPECT_FALSE(FileWrapper::fromSerialized("rtfd" + word(1) + word(1) + word(0)).ok()) << "wrong magic word";
+
+    // A recorded size one byte larger than its node.
+    QByteArray wrongSize = good;
+    const qsizetype sizeOffset = 8 + 8 + (4 + 7) + (4 + 5) + (4 + 1);
+    qToLittleEndian(qFromLittleEndian<quint32>(wrongSize.constData() + sizeOffset) + 1, wrongSize.data() + sizeOffset);
+    EXPECT_FALSE(FileWrapper::fromSerialized(wrongSize).ok());
+
+    // Folders inside folders, deeper than allowed.
+    QByteArray node = word(3) + word(0);
+    for (int depth = 0; depth < FileWrapper::maxDepth + 1; ++depth)
+        node = word(3) + word(1) + word(1) + "d" + word(quint32(node.size())) + node;
+    const auto nested = FileWrapper::fromSerialized(header + node);
+    EXPECT_FALSE(nested.ok());
+    EXPECT_TRUE(nested.errorMessage().contains(QStringLiteral("deep")));
+}
+
+// --- RTFD ----------------------------------------------------------------
+
+struct PackageCase
+{
+    const char *folder;
+    const char *textStart;
+    QStringList files;
+};
+
+TEST(RtfdTest, everyRealPackageReadsWithItsTextAndByteIdenticalAttachments)
+{
+    const QList<PackageCase> cases{
+        {"Denoise-ReadMe.rtfd", "Denoise", {QStringLiteral("lena_noisy_small.png"), QStringLiteral("GMT 2 Classes.pdf")}},
+        {"MouseWarpBug-README.rtfd", "This program demonstrates an issue", {QStringLiteral("Pasted Graphic.tiff")}},
+        {"openthesaurus-finishup_en.rtfd",
+         "(Un-)Install Succeeded",
+         {QStringLiteral("success.pdf"), QStringLiteral("Dictionary_44.png"), QStringLiteral("FAQ_44.png")}},
+        {"openthesaurus-readme_en.rtfd", "If you see a security warning", {QStringLiteral("tcc.png")}},
+        {"solarized-description.rtfd", "", {}},
+    };
+    for (const PackageCase &package : cases) {
+        SCOPED_TRACE(package.folder);
+        const QString folder = FreshUserTest::testDataPath(QStringLiteral("rtfd/") + QLatin1String(package.folder));
+        QTextDocument document;
+        const Status read = Rtfd::readPackage(folder, document);
+        ASSERT_TRUE(read.ok()) << read.errorMessage().toStdString();
+        EXPECT_TRUE(textOf(document).trimmed().startsWith(QLatin1String(package.textStart)))
+            << textOf(document).left(80).toStdString();
+        const auto attachments = attachmentsOf(document);
+        EXPECT_EQ(QStringList(attachments.keys()).size(), package.files.size());
+        for (const QString &name : package.files) {
+            ASSERT_TRUE(attachments.contains(name)) << name.toStdString();
+            EXPECT_EQ(attachments.value(name), fileBytes(QDir(folder).filePath(name))) << name.toStdString();
+        }
+        // Each attachment is one object character in the text.
+        EXPECT_EQ(document.toRawText().count(QChar::ObjectReplacementCharacter), TextAttachments::all(document).size());
+    }
+}
+
+TEST(RtfdTest, thePastedTiffDecodesAsAPicture)
+{
+    const QByteArray tiff = fileBytes(
+        FreshUserTest::testDataPath(QStringLiteral("rtfd/MouseWarpBug-README.rtfd/Pasted Graphic.tiff")));
+    EXPECT_FALSE(QImage::fromData(tiff).isNull()) << "is the TIFF image plugin installed?";
+}
+
+TEST(RtfdTest, theFlatSampleAndPlainRtfReadButOtherBytesDoNot)
+{
+    QTextDocument document;
+    const QByteArray flat = fileBytes(FreshUserTest::testDataPath(QStringLiteral("rtfd/flat/km-styledtext-example1.flatrtfd")));
+    ASSERT_TRUE(Rtfd::isFlattenedRtfd(flat));
+    ASSERT_TRUE(Rtfd::readFlattened(flat, document).ok());
+    EXPECT_EQ(textOf(document).trimmed(), QStringLiteral("ExampleRTFText1"));
+
+    ASSERT_TRUE(Rtfd::readFlattened("{\\rtf1\\ansi plain {\\b bold}}", document).ok());
+    EXPECT_EQ(textOf(document), QStringLiteral("plain bold"));
+
+    EXPECT_FALSE(Rtfd::readFlattened("hello", document).ok());
+    EXPECT_TRUE(document.isEmpty()) << "a failed read leaves the document empty";
+    FileWrapper noText;
+    noText.insert(QStringLiteral("other.rtf"), FileWrapper::regularFile("{\\rtf1 x}"));
+    ASSERT_TRUE(Rtfd::readFlattened(flat, document).ok());
+    const Status missing = Rtfd::readFlattened(noText.serialized(0), document);
+    EXPECT_FALSE(missing.ok());
+    EXPECT_TRUE(missing.errorMessage().contains(QStringLiteral("TXT.rtf")));
+    EXPECT_TRUE(document.isEmpty());
+}
+
+TEST(RtfdTest, aDocumentSurvivesFlatteningWithFormattingAndAttachmentBytes)
+{
+    QTextDocument original;
+    fillSample(original);
+    const QByteArray flat = Rtfd::writeFlattened(original, 0);
+
+    // TXT.rtf first, then the pictures once each, under their names.
+    const auto wrapper = FileWrapper::fromSerialized(flat);
+    ASSERT_TRUE(wrapper.ok());
+    EXPECT_EQ(wrapper.value().entryNames(),
+              (QStringList{QStringLiteral("TXT.rtf"), QStringLiteral("red.png"), QStringLiteral("blue.png")}));
+    EXPECT_TRUE(wrapper.value().fileContents(QStringLiteral("TXT.rtf"))->contains("\\NeXTGraphic red.png"));
+
+    QTextDocument back;
+    ASSERT_TRUE(Rtfd::readFlattened(flat, back).ok());
+    EXPECT_EQ(textOf(back), textOf(original));
+    EXPECT_EQ(attachmentsOf(back), attachmentsOf(original));
+    EXPECT_EQ(back.toRawText().indexOf(QChar::ObjectReplacementCharacter), 6);
+
+    const QTextBlock first = back.begin();
+    const QTextCharFormat hello = first.begin().fragment().charFormat();
+    EXPECT_EQ(hello.fontWeight(), QFont::Bold);
+    EXPECT_DOUBLE_EQ(hello.fontPointSize(), 14);
+    QTextCursor cursor(&back);
+    cursor.setPosition(first.position() + 9);
+    EXPECT_TRUE(cursor.charFormat().fontItalic());
+
+    // What we write reads back into exactly the same bytes.
+    EXPECT_EQ(Rtfd::writeFlattened(back, 0), flat);
+}
+
+TEST(RtfdTest, packagesAreWrittenWholeAndReplaceTheOldOneOnlyWhenComplete)
+{
+    QTemporaryDir temporary;
+    const QString package = temporary.filePath(QStringLiteral("Note.rtfd"));
+    QTextDocument original;
+    fillSample(original);
+    ASSERT_TRUE(Rtfd::writePackage(original, package).ok());
+    EXPECT_EQ(QDir(package).entryList(QDir::Files, QDir::Name),
+              (QStringList{QStringLiteral("TXT.rtf"), QStringLiteral("blue.png"), QStringLiteral("red.png")}));
+    EXPECT_EQ(fileBytes(QDir(package).filePath(QStringLiteral("red.png"))), pngBytes(Qt::red));
+
+    QTextDocument back;
+    ASSERT_TRUE(Rtfd::readPackage(package, back).ok());
+    EXPECT_EQ(textOf(back), textOf(original));
+    EXPECT_EQ(attachmentsOf(back), attachmentsOf(original));
+
+    // Rewriting with other text drops files the new text no longer has.
+    QTextDocument shorter;
+    shorter.setPlainText(QStringLiteral("Only text"));
+    ASSERT_TRUE(Rtfd::writePackage(shorter, package).ok());
+    EXPECT_EQ(QDir(package).entryList(QDir::Files), QStringList{QStringLiteral("TXT.rtf")});
+    EXPECT_EQ(QDir(temporary.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+              QStringList{QStringLiteral("Note.rtfd")})
+        << "no staging folder is left behind";
+
+    // An attachment whose name would leave the folder fails before anything changes.
+    QTextDocument hostile;
+    QTextCursor cursor(&hostile);
+    TextAttachments::insert(cursor, {QStringLiteral("../escape.png"), pngBytes(Qt::green), {}});
+    EXPECT_FALSE(Rtfd::writePackage(hostile, package).ok());
+    EXPECT_FALSE(QFile::exists(temporary.filePath(QStringLiteral("escape.png"))));
+    ASSERT_TRUE(Rtfd::readPackage(package, back).ok());
+    EXPECT_EQ(textOf(back), QStringLiteral("Only text"));
+
+    EXPECT_FALSE(Rtfd::readPackage(temporary.filePath(QStringLiteral("missing.rtfd")), back).ok());
+    EXPECT_FALSE(Rtfd::writePackage(original, temporary.filePath(QStringLiteral("no/such/folder.rtfd"))).ok());
+}
+
+} // namespace
