@@ -14,7 +14,8 @@ fail() { echo "smoke test failed: $*" >&2; exit 1; }
 
 out=$(env -u DISPLAY -u WAYLAND_DISPLAY "$binary" --version) || fail "--version exited with $?"
 [ "$out" = "jotwell3 $version" ] || fail "--version printed '$out'"
-"$binary" --help | grep -q -- "--version" || fail "--help does not list its options"
+help=$("$binary" --help) || fail "--help exited with $?"
+grep -q -- "--version" <<<"$help" || fail "--help does not list its options"
 
 out=$("$binary" --self-test 2>&1) || fail "--self-test exited with $?: $out"
 grep -q 'self-test passed: window "Jotwell3" shown' <<<"$out" || fail "unexpected output: $out"
