@@ -1,6 +1,7 @@
 #include "Rtfd.h"
 
 #include "AtomicFileWriter.h"
+#include "FileContents.h"
 #include "FileWrapper.h"
 #include "RtfReader.h"
 #include "RtfWriter.h"
@@ -44,17 +45,6 @@ Status failAndClear(QTextDocument &document, const QString &message)
 {
     document.clear();
     return Error{message};
-}
-
-Result<QByteArray> readWholeFile(const QString &path)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return Error{QStringLiteral("Cannot read %1: %2").arg(path, file.errorString())};
-    QByteArray bytes = file.readAll();
-    if (file.error() != QFileDevice::NoError)
-        return Error{QStringLiteral("Cannot read %1: %2").arg(path, file.errorString())};
-    return bytes;
 }
 
 bool removePath(const QString &path)
@@ -123,14 +113,14 @@ Status Rtfd::readPackage(const QString &folderPath, QTextDocument &document)
     const QDir folder(folderPath);
     if (!QFileInfo(folderPath).isDir())
         return failAndClear(document, QStringLiteral("%1 is no RTFD folder").arg(folderPath));
-    const auto text = readWholeFile(folder.filePath(kTextFileName));
+    const auto text = FileContents::read(folder.filePath(kTextFileName));
     if (!text)
         return failAndClear(document, text.errorMessage());
     const Status read
         = RtfReader::read(text.value(), document, [&folder](const QString &fileName) -> std::optional<QByteArray> {
               if (!isStorableName(fileName) || !QFileInfo(folder.filePath(fileName)).isFile())
                   return std::nullopt;
-              auto bytes = readWholeFile(folder.filePath(fileName));
+              auto bytes = FileContents::read(folder.filePath(fileName));
               return bytes ? std::optional<QByteArray>(bytes.value()) : std::nullopt;
           });
     return read ? read : failAndClear(document, QStringLiteral("%1: %2").arg(folderPath, read.errorMessage()));

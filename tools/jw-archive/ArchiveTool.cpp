@@ -2,6 +2,7 @@
 
 #include "ArchiveJson.h"
 #include "platform/AtomicFileWriter.h"
+#include "platform/FileContents.h"
 #include "platform/KeyedUnarchiver.h"
 #include "platform/PropertyList.h"
 #include "platform/Rtfd.h"
@@ -16,17 +17,6 @@
 #include <QJsonObject>
 
 namespace {
-
-Result<QByteArray> readFile(const QString &path)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return Error{QStringLiteral("Cannot read %1: %2").arg(path, file.errorString())};
-    QByteArray bytes = file.readAll();
-    if (file.error() != QFileDevice::NoError)
-        return Error{QStringLiteral("Cannot read %1: %2").arg(path, file.errorString())};
-    return bytes;
-}
 
 bool looksLikeTypedStream(const QByteArray &bytes)
 {
@@ -64,7 +54,7 @@ Status loadText(const QString &path, TextConverter &converter)
         const Status read = Rtfd::readPackage(path, converter.document());
         return read ? read : Error{QStringLiteral("%1 is not a readable RTFD folder: %2").arg(path, read.errorMessage())};
     }
-    auto bytes = readFile(path);
+    auto bytes = FileContents::read(path);
     if (!bytes)
         return Error{bytes.errorMessage()};
     QByteArray data = bytes.value();
@@ -114,7 +104,7 @@ Result<ArchiveTool::Format> ArchiveTool::formatFromName(const QString &name)
 
 Result<QByteArray> ArchiveTool::dump(const QString &path, Format format)
 {
-    auto bytes = readFile(path);
+    auto bytes = FileContents::read(path);
     if (!bytes)
         return Error{bytes.errorMessage()};
 
@@ -146,7 +136,7 @@ Status ArchiveTool::convert(const QString &inputPath, const QString &to, const Q
     else
         return Error{QStringLiteral("Unknown output format \"%1\": use xml or binary").arg(to)};
 
-    auto bytes = readFile(inputPath);
+    auto bytes = FileContents::read(inputPath);
     if (!bytes)
         return Error{bytes.errorMessage()};
     auto plist = PropertyList::fromData(bytes.value());
