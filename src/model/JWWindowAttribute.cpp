@@ -1,0 +1,276 @@
+#include "JWWindowAttribute.h"
+
+#include "WindowAttributeCoding.h"
+
+#include <QMetaProperty>
+
+#include <array>
+
+namespace {
+
+// Stores @p value and answers whether the field changed, so that signals fire
+// only for real changes and an observer that writes back does not loop.
+template<typename T>
+bool assign(T &field, const T &value)
+{
+    if (field == value)
+        return false;
+    field = value;
+    return true;
+}
+
+// The keys a copy carries over, in the order they are copied. The drawer size,
+// icon frame and tabs are left at their defaults on purpose. "showRuler" names
+// no field of this record (the ruler switch is rulerIsVisible): it is skipped,
+// since writing it would only add a stray dynamic property to the copy.
+constexpr std::array kCopiedKeys = {
+    "selectionID", "windowFrame", "windowFrameStr", "showPageHandle", "floating", "showDrawer", "drawerEdge",
+    "iconized", "showRuler", "iconFrameStr", "rulerIsVisible", "continuousSpellChecking",
+    "iconWindowChangeAlphaValue", "iconWindowAlphaValue", "iconWindowAlphaValueAtPoint", "iconWindowMoveSpaces",
+    "noteWindowChangeAlphaValue", "noteWindowAlphaValue", "noteWindowAlphaValueAtPoint", "webWindowFrame",
+    "showWebControlBar",
+};
+
+bool isNumber(const QVariant &value)
+{
+    switch (value.metaType().id()) {
+    case QMetaType::Bool: case QMetaType::Char: case QMetaType::SChar: case QMetaType::UChar:
+    case QMetaType::Short: case QMetaType::UShort: case QMetaType::Int: case QMetaType::UInt:
+    case QMetaType::Long: case QMetaType::ULong: case QMetaType::LongLong: case QMetaType::ULongLong:
+    case QMetaType::Float: case QMetaType::Double:
+        return true;
+    default:
+        return false;
+    }
+}
+
+} // namespace
+
+JWWindowAttribute::JWWindowAttribute(QObject *parent)
+    : QObject(parent)
+{
+}
+
+JWWindowAttribute::~JWWindowAttribute() = default;
+
+WindowAttributePtr JWWindowAttribute::copy() const
+{
+    auto copy = std::make_shared<JWWindowAttribute>();
+    for (const char *key : kCopiedKeys) {
+        const int index = metaObject()->indexOfProperty(key);
+        if (index < 0)
+            continue;
+        const QMetaProperty property = metaObject()->property(index);
+        property.write(copy.get(), property.read(this));
+    }
+    return copy;
+}
+
+bool JWWindowAttribute::setValue(const QString &key, const QVariant &value)
+{
+    // Only declared fields: QObject::setProperty would otherwise add a dynamic
+    // property for an unknown key and hide the caller's mistake.
+    const int index = metaObject()->indexOfProperty(key.toLatin1().constData());
+    if (index < 0)
+        return false;
+    return metaObject()->property(index).write(this, value);
+}
+
+QVariant JWWindowAttribute::value(const QString &key) const
+{
+    const int index = metaObject()->indexOfProperty(key.toLatin1().constData());
+    return index < 0 ? QVariant() : metaObject()->property(index).read(this);
+}
+
+void JWWindowAttribute::setSelectionID(qint64 memoID)
+{
+    if (assign(m_selectionID, memoID))
+        Q_EMIT selectionIDChanged();
+}
+
+void JWWindowAttribute::setWindowFrame(const QRectF &frame)
+{
+    if (assign(m_windowFrame, frame))
+        Q_EMIT windowFrameChanged();
+}
+
+void JWWindowAttribute::setWindowRectString(const QString &text)
+{
+    setWindowFrame(WindowAttributeCoding::rectFromString(text));
+}
+
+void JWWindowAttribute::setWindowFrameStr(const QString &text)
+{
+    if (assign(m_windowFrameStr, text))
+        Q_EMIT windowFrameStrChanged();
+}
+
+void JWWindowAttribute::setWebWindowFrame(const QRectF &frame)
+{
+    if (assign(m_webWindowFrame, frame))
+        Q_EMIT webWindowFrameChanged();
+}
+
+void JWWindowAttribute::setShowPageHandle(bool show)
+{
+    if (assign(m_showPageHandle, show))
+        Q_EMIT showPageHandleChanged();
+}
+
+void JWWindowAttribute::setFloating(bool floating)
+{
+    if (assign(m_floating, floating))
+        Q_EMIT floatingChanged();
+}
+
+void JWWindowAttribute::setShowDrawer(bool show)
+{
+    if (assign(m_showDrawer, show))
+        Q_EMIT showDrawerChanged();
+}
+
+void JWWindowAttribute::setDrawerEdge(int edge)
+{
+    if (assign(m_drawerEdge, edge))
+        Q_EMIT drawerEdgeChanged();
+}
+
+void JWWindowAttribute::setDrawerSize(const QSizeF &size)
+{
+    if (assign(m_drawerSize, size))
+        Q_EMIT drawerSizeChanged();
+}
+
+void JWWindowAttribute::setDrawerSizeString(const QString &text)
+{
+    setDrawerSize(WindowAttributeCoding::sizeFromString(text));
+}
+
+void JWWindowAttribute::setIconized(bool iconized)
+{
+    if (assign(m_iconized, iconized))
+        Q_EMIT iconizedChanged();
+}
+
+void JWWindowAttribute::setIconWindowFrame(const QRectF &frame)
+{
+    if (assign(m_iconWindowFrame, frame))
+        Q_EMIT iconWindowFrameChanged();
+}
+
+void JWWindowAttribute::setIconWindowRectString(const QString &text)
+{
+    setIconWindowFrame(WindowAttributeCoding::rectFromString(text));
+}
+
+void JWWindowAttribute::setIconFrameStr(const QString &text)
+{
+    if (assign(m_iconFrameStr, text))
+        Q_EMIT iconFrameStrChanged();
+}
+
+void JWWindowAttribute::setRulerIsVisible(bool visible)
+{
+    if (assign(m_rulerIsVisible, visible))
+        Q_EMIT rulerIsVisibleChanged();
+}
+
+void JWWindowAttribute::setContinuousSpellChecking(bool on)
+{
+    if (assign(m_continuousSpellChecking, on))
+        Q_EMIT continuousSpellCheckingChanged();
+}
+
+void JWWindowAttribute::setIconWindowChangeAlphaValue(bool on)
+{
+    if (assign(m_iconWindowChangeAlphaValue, on))
+        Q_EMIT iconWindowChangeAlphaValueChanged();
+}
+
+void JWWindowAttribute::setIconWindowAlphaValue(float alpha)
+{
+    if (assign(m_iconWindowAlphaValue, alpha))
+        Q_EMIT iconWindowAlphaValueChanged();
+}
+
+void JWWindowAttribute::setIconWindowAlphaValueAtPoint(float alpha)
+{
+    if (assign(m_iconWindowAlphaValueAtPoint, alpha))
+        Q_EMIT iconWindowAlphaValueAtPointChanged();
+}
+
+void JWWindowAttribute::setIconWindowMoveSpaces(bool on)
+{
+    if (assign(m_iconWindowMoveSpaces, on))
+        Q_EMIT iconWindowMoveSpacesChanged();
+}
+
+void JWWindowAttribute::setNoteWindowChangeAlphaValue(bool on)
+{
+    if (assign(m_noteWindowChangeAlphaValue, on))
+        Q_EMIT noteWindowChangeAlphaValueChanged();
+}
+
+void JWWindowAttribute::setNoteWindowAlphaValue(float alpha)
+{
+    if (assign(m_noteWindowAlphaValue, alpha))
+        Q_EMIT noteWindowAlphaValueChanged();
+}
+
+void JWWindowAttribute::setNoteWindowAlphaValueAtPoint(float alpha)
+{
+    if (assign(m_noteWindowAlphaValueAtPoint, alpha))
+        Q_EMIT noteWindowAlphaValueAtPointChanged();
+}
+
+void JWWindowAttribute::setShowWebControlBar(bool show)
+{
+    if (assign(m_showWebControlBar, show))
+        Q_EMIT showWebControlBarChanged();
+}
+
+void JWWindowAttribute::setTabItems(const std::optional<QList<qint64>> &memoIDs)
+{
+    if (assign(m_tabItems, memoIDs))
+        Q_EMIT tabItemsChanged();
+}
+
+QVariant JWWindowAttribute::tabItemsValue() const
+{
+    if (!m_tabItems)
+        return {};
+    QVariantList list;
+    list.reserve(m_tabItems->size());
+    for (qint64 id : *m_tabItems)
+        list.append(id);
+    return list;
+}
+
+void JWWindowAttribute::setTabItemsValue(const QVariant &value)
+{
+    if (value.isNull()) {
+        setTabItems(std::nullopt);
+        return;
+    }
+    QList<qint64> ids;
+    if (value.metaType() == QMetaType::fromType<QList<qint64>>()) {
+        ids = value.value<QList<qint64>>();
+    } else if (value.metaType() == QMetaType::fromType<QVariantList>()) {
+        const QVariantList list = value.toList();
+        ids.reserve(list.size());
+        for (const QVariant &item : list) {
+            if (!isNumber(item))
+                return;
+            ids.append(item.toLongLong());
+        }
+    } else {
+        return;
+    }
+    setTabItems(ids);
+}
+
+void JWWindowAttribute::setSelectedTabIndex(int index)
+{
+    if (assign(m_selectedTabIndex, index))
+        Q_EMIT selectedTabIndexChanged();
+}

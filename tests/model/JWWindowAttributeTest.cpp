@@ -1,0 +1,368 @@
+#include "common/QtPrinters.h"
+#include "model/JWWindowAttribute.h"
+#include "model/WindowAttributeCoding.h"
+#include "platform/TypedStreamDecoder.h"
+#include "platform/TypedStreamReader.h"
+#include "platform/TypedStreamWriter.h"
+
+#include <gtest/gtest.h>
+
+#include <QMap>
+#include <QMetaProperty>
+#include <QSignalSpy>
+
+namespace {
+
+const QByteArray kHeader = QByteArray::fromHex("040b73747265616d747970656481e803");
+
+TypedStreamRegistry registryAt(qint64 version)
+{
+    TypedStreamRegistry registry = TypedStreamRegistry::withStandardClasses();
+    WindowAttributeCoding::registerWith(registry);
+    if (version != WindowAttributeCoding::kClassVersion)
+        registry.registerCoder(WindowAttributeCoding::coder(version));
+    return registry;
+}
+
+QByteArray archive(const WindowAttributePtr &record, qint64 version = WindowAttributeCoding::kClassVersion)
+{
+    auto bytes = TypedStreamWriter::archivedDataWithRootObject(QVariant::fromValue(record), registryAt(version));
+    EXPECT_TRUE(bytes.ok()) << bytes.errorMessage().toStdString();
+    return bytes.valueOr(QByteArray());
+}
+
+Result<WindowAttributePtr> unarchive(const QByteArray &bytes)
+{
+    auto value = TypedStreamDecoder::unarchiveObjectWithData(bytes, registryAt(WindowAttributeCoding::kClassVersion));
+    if (!value)
+        return Error{value.errorMessage()};
+    return value.value().value<WindowAttributePtr>();
+}
+
+// A record with every field away from its default, fractions included.
+WindowAttributePtr unusualRecord()
+{
+    auto r = std::make_shared<JWWindowAttribute>();
+    r->setSelectionID(4711);
+    r->setWindowFrame(QRectF(10.5, -20, 640, 480.25));
+    r->setWindowFrameStr(QStringLiteral("10 -20 640 480 0 0 1920 1080"));
+    r->setWebWindowFrame(QRectF(1, 2, 3, 4));
+    r->setShowPageHandle(true);
+    r->setFloating(true);
+    r->setShowDrawer(false);
+    r->setDrawerEdge(JWWindowAttribute::MinXEdge);
+    r->setDrawerSize(QSizeF(200.5, 300));
+    r->setIconized(true);
+    r->setIconWindowFrame(QRectF(5, 6, 100, 80));
+    r->setIconFrameStr(QStringLiteral("5 6 100 80 — Ü"));
+    r->setRulerIsVisible(true);
+    r->setContinuousSpellChecking(true);
+    r->setIconWindowChangeAlphaValue(false);
+    r->setIconWindowAlphaValue(0.3f);
+    r->setIconWindowAlphaValueAtPoint(0.75f);
+    r->setIconWindowMoveSpaces(true);
+    r->setNoteWindowChangeAlphaValue(true);
+    r->setNoteWindowAlphaValue(0.6f);
+    r->setNoteWindowAlphaValueAtPoint(0.9f);
+    r->setShowWebControlBar(false);
+    r->setTabItems(QList<qint64>{12, 3, 70000});
+    r->setSelectedTabIndex(2);
+    return r;
+}
+
+QStringList propertyNames()
+{
+    QStringList names;
+    const QMetaObject &meta = JWWindowAttribute::staticMetaObject;
+    for (int i = meta.propertyOffset(); i < meta.propertyCount(); ++i)
+        names.append(QString::fromLatin1(meta.property(i).name()));
+    return names;
+}
+
+struct FakeMemo
+{
+    qint64 id;
+    [[nodiscard]] qint64 memoID() const { return id; }
+};
+
+} // namespace
+
+TEST(JWWindowAttributeTest, startsWithTheDefaultsOfANewWindow)
+{
+    const JWWindowAttribute record;
+    const QList<std::pair<const char *, QVariant>> expected = {
+        {"selectionID", qint64(0)},
+        {"windowFrame", QRectF(48, 61, 500, 500)},
+        {"windowFrameStr", QString()},
+        {"webWindowFrame", QRectF(48, 61, 700, 800)},
+        {"showPageHandle", false},
+        {"floating", false},
+        {"showDrawer", true},
+        {"drawerEdge", 2},
+        {"drawerSize", QSizeF(168, 328)},
+        {"iconized", false},
+        {"iconWindowFrame", QRectF(48, 61, 48, 48)},
+        {"iconFrameStr", QString()},
+        {"rulerIsVisible", false},
+        {"continuousSpellChecking", false},
+        {"iconWindowChangeAlphaValue", true},
+        {"iconWindowAlphaValue", 0.5f},
+        {"iconWindowAlphaValueAtPoint", 1.0f},
+        {"iconWindowMoveSpaces", false},
+        {"noteWindowChangeAlphaValue", false},
+        {"noteWindowAlphaValue", 1.0f},
+        {"noteWindowAlphaValueAtPoint", 1.0f},
+        {"showWebControlBar", true},
+        {"selectedTabIndex", 0},
+    };
+    for (const auto &[key, value] : expected)
+        EXPECT_EQ(record.value(QString::fromLatin1(key)), value) << key;
+    EXPECT_FALSE(record.tabItems().has_value());
+    EXPECT_TRUE(record.value(QStringLiteral("tabItems")).isNull());
+
+    // Exactly the record's keys are properties: nothing missing, nothing extra.
+    QStringList keys = propertyNames();
+    keys.sort();
+    QStringList wanted{QStringLiteral("tabItems")};
+    for (const auto &entry : expected)
+        wanted.append(QString::fromLatin1(entry.first));
+    wanted.sort();
+    EXPECT_EQ(keys, wanted);
+}
+
+TEST(JWWindowAttributeTest, settingByKeyRunsTheSetterAndSignalsOnlyRealChanges)
+{
+    JWWindowAttribute record;
+    QSignalSpy floating(&record, &JWWindowAttribute::floatingChanged);
+    QSignalSpy frame(&record, &JWWindowAttribute::windowFrameChanged);
+
+    EXPECT_TRUE(record.setValue(QStringLiteral("floating"), true));
+    EXPECT_TRUE(record.floating());
+    EXPECT_EQ(floating.count(), 1);
+    EXPECT_TRUE(record.setValue(QStringLiteral("floating"), true));
+    EXPECT_EQ(floating.count(), 1);
+
+    EXPECT_TRUE(record.setProperty("windowFrame", QRectF(1, 2, 3, 4)));
+    EXPECT_EQ(record.windowFrame(), QRectF(1, 2, 3, 4));
+    EXPECT_EQ(frame.count(), 1);
+
+    // A double from a script lands in a float field.
+    EXPECT_TRUE(record.setValue(QStringLiteral("noteWindowAlphaValue"), 0.25));
+    EXPECT_EQ(record.noteWindowAlphaValue(), 0.25f);
+
+    // Unknown keys are refused instead of turning into dynamic properties.
+    EXPECT_FALSE(record.setValue(QStringLiteral("showRuler"), true));
+    EXPECT_TRUE(record.dynamicPropertyNames().isEmpty());
+    EXPECT_FALSE(record.value(QStringLiteral("showRuler")).isValid());
+
+    // Tabs by key: a list of numbers, or null for none; other shapes change nothing.
+    QSignalSpy tabs(&record, &JWWindowAttribute::tabItemsChanged);
+    EXPECT_TRUE(record.setValue(QStringLiteral("tabItems"), QVariantList{1, qint64(2)}));
+    EXPECT_EQ(record.tabItems(), (QList<qint64>{1, 2}));
+    record.setValue(QStringLiteral("tabItems"), QVariantList{QStringLiteral("x")});
+    record.setValue(QStringLiteral("tabItems"), QStringLiteral("1, 2"));
+    EXPECT_EQ(record.tabItems(), (QList<qint64>{1, 2}));
+    EXPECT_EQ(tabs.count(), 1);
+    record.setValue(QStringLiteral("tabItems"), QVariant());
+    EXPECT_FALSE(record.tabItems().has_value());
+    EXPECT_EQ(tabs.count(), 2);
+}
+
+TEST(JWWindowAttributeTest, geometryStringsParseLenientlyAndPrintWholeNumbersPlainly)
+{
+    JWWindowAttribute record;
+    record.setWindowRectString(QStringLiteral("{{10, 20}, {300, 400}}"));
+    EXPECT_EQ(record.windowFrame(), QRectF(10, 20, 300, 400));
+    record.setIconWindowRectString(QStringLiteral("{{1.5,-2},{3"));
+    EXPECT_EQ(record.iconWindowFrame(), QRectF(1.5, -2, 3, 0));
+    record.setDrawerSizeString(QStringLiteral("{250, 1e2}"));
+    EXPECT_EQ(record.drawerSize(), QSizeF(250, 100));
+    record.setDrawerSizeString(QStringLiteral("garbage"));
+    EXPECT_EQ(record.drawerSize(), QSizeF(0, 0));
+    record.setWindowRectString(QStringLiteral("{{1e999, 2}, {3, 4}}"));
+    EXPECT_EQ(record.windowFrame(), QRectF(0, 2, 3, 4));
+
+    using namespace WindowAttributeCoding;
+    EXPECT_EQ(stringFromRect(QRectF(48, 61, 500, 500)), QStringLiteral("{{48, 61}, {500, 500}}"));
+    EXPECT_EQ(stringFromRect(QRectF(-3, 0.5, 10.25, 0)), QStringLiteral("{{-3, 0.5}, {10.25, 0}}"));
+    EXPECT_EQ(stringFromSize(QSizeF(168, 328)), QStringLiteral("{168, 328}"));
+    const QRectF odd(0.1, 1234.567, 1e6, 33.3333);
+    EXPECT_EQ(rectFromString(stringFromRect(odd)), odd);
+}
+
+TEST(JWWindowAttributeTest, tabDictGivesTheMemoIDsInValueOrder)
+{
+    JWWindowAttribute record;
+    QMap<QString, std::shared_ptr<FakeMemo>> tabs;
+    tabs.insert(QStringLiteral("b"), std::make_shared<FakeMemo>(FakeMemo{7}));
+    tabs.insert(QStringLiteral("a"), std::make_shared<FakeMemo>(FakeMemo{42}));
+    record.setTabDict(tabs);
+    EXPECT_EQ(record.tabItems(), (QList<qint64>{42, 7}));
+
+    record.setTabDict(QMap<QString, std::shared_ptr<FakeMemo>>());
+    ASSERT_TRUE(record.tabItems().has_value());
+    EXPECT_TRUE(record.tabItems()->isEmpty());
+    EXPECT_FALSE(record.value(QStringLiteral("tabItems")).isNull());
+}
+
+TEST(JWWindowAttributeTest, copyCarriesTheListedFieldsAndStaysIndependent)
+{
+    const WindowAttributePtr original = unusualRecord();
+    const WindowAttributePtr copy = original->copy();
+    ASSERT_TRUE(copy);
+    ASSERT_NE(copy.get(), original.get());
+
+    const JWWindowAttribute defaults;
+    const QStringList notCopied{QStringLiteral("drawerSize"), QStringLiteral("iconWindowFrame"),
+                                QStringLiteral("tabItems"), QStringLiteral("selectedTabIndex")};
+    for (const QString &key : propertyNames()) {
+        const QVariant expected = notCopied.contains(key) ? defaults.value(key) : original->value(key);
+        EXPECT_EQ(copy->value(key), expected) << key.toStdString();
+    }
+    EXPECT_TRUE(copy->dynamicPropertyNames().isEmpty());
+
+    copy->setFloating(false);
+    copy->setWindowFrameStr(QStringLiteral("changed"));
+    EXPECT_TRUE(original->floating());
+    EXPECT_EQ(original->windowFrameStr(), QStringLiteral("10 -20 640 480 0 0 1920 1080"));
+}
+
+TEST(JWWindowAttributeTest, archivesADefaultRecordByteForByte)
+{
+    const QByteArray expected = kHeader
+        + QByteArray::fromHex("840140" "84" "848411") + "JWWindowAttribute" + QByteArray::fromHex("04")
+        + QByteArray::fromHex("848408") + "NSObject" + QByteArray::fromHex("0085")
+        // selectionID: NSNumber 'q' 0
+        + QByteArray::fromHex("9284848408") + "NSNumber" + QByteArray::fromHex("00848407") + "NSValue"
+        + QByteArray::fromHex("0094" "84012a" "84840171" "9800" "86")
+        // windowFrame
+        + QByteArray::fromHex("9284848408") + "NSString" + QByteArray::fromHex("0194" "84012b" "16")
+        + "{{48, 61}, {500, 500}}" + QByteArray::fromHex("86")
+        // showPageHandle, floating, showDrawer, drawerEdge
+        + QByteArray::fromHex("84016300" "9b00" "9b01" "84016902")
+        // drawerSize, iconized, iconWindowFrame
+        + QByteArray::fromHex("92849a9a0a") + "{168, 328}" + QByteArray::fromHex("86" "9b00")
+        + QByteArray::fromHex("92849a9a14") + "{{48, 61}, {48, 48}}" + QByteArray::fromHex("86")
+        // ruler, spelling, icon alpha switch, icon alpha 0.5 and 1.0, spaces
+        + QByteArray::fromHex("9b00" "9b00" "9b01" "840166" "830000003f" "9d01" "9b00")
+        // note window alpha switch and values
+        + QByteArray::fromHex("9b00" "9d01" "9d01")
+        // tabItems nil, selectedTabIndex, the two empty frame strings
+        + QByteArray::fromHex("9285" "9c00" "92849a9a0086" "92849a9a0086")
+        // webWindowFrame, showWebControlBar, end of the record
+        + QByteArray::fromHex("92849a9a16") + "{{48, 61}, {700, 800}}" + QByteArray::fromHex("86" "9b01" "86");
+    EXPECT_EQ(archive(std::make_shared<JWWindowAttribute>()), expected);
+}
+
+TEST(JWWindowAttributeTest, archiveRoundTripKeepsEveryValueAndResetsTheLiveIconSize)
+{
+    const WindowAttributePtr original = unusualRecord();
+    const QByteArray bytes = archive(original);
+
+    // Saving leaves the live icon form at 48 by 48, keeping its origin.
+    EXPECT_EQ(original->iconWindowFrame(), QRectF(5, 6, 48, 48));
+
+    auto decoded = unarchive(bytes);
+    ASSERT_TRUE(decoded.ok()) << decoded.errorMessage().toStdString();
+    const WindowAttributePtr expected = unusualRecord();
+    for (const QString &key : propertyNames())
+        EXPECT_EQ(decoded.value()->value(key), expected->value(key)) << key.toStdString();
+
+    // nil and empty tabs stay apart.
+    original->setTabItems(QList<qint64>());
+    auto empty = unarchive(archive(original));
+    ASSERT_TRUE(empty.ok());
+    ASSERT_TRUE(empty.value()->tabItems().has_value());
+    EXPECT_TRUE(empty.value()->tabItems()->isEmpty());
+    original->setTabItems(std::nullopt);
+    auto none = unarchive(archive(original));
+    ASSERT_TRUE(none.ok());
+    EXPECT_FALSE(none.value()->tabItems().has_value());
+}
+
+TEST(JWWindowAttributeTest, oneRecordArchivedTwiceIsWrittenOnce)
+{
+    const WindowAttributePtr record = unusualRecord();
+    auto bytes = TypedStreamWriter::archivedDataWithRootObject(
+        QVariantList{QVariant::fromValue(record), QVariant::fromValue(record)}, registryAt(4));
+    ASSERT_TRUE(bytes.ok());
+    auto decoded = TypedStreamDecoder::unarchiveObjectWithData(bytes.value(), registryAt(4));
+    ASSERT_TRUE(decoded.ok()) << decoded.errorMessage().toStdString();
+    const QVariantList list = decoded.value().toList();
+    ASSERT_EQ(list.size(), 2);
+    EXPECT_EQ(list[0].value<WindowAttributePtr>(), list[1].value<WindowAttributePtr>());
+    EXPECT_EQ(list[0].value<WindowAttributePtr>()->selectionID(), 4711);
+}
+
+class OlderVersionTest : public ::testing::TestWithParam<int>
+{
+};
+
+TEST_P(OlderVersionTest, readsWhatTheVersionHoldsAndDefaultsTheRest)
+{
+    const int version = GetParam();
+    const WindowAttributePtr source = unusualRecord();
+    source->setWindowFrame(QRectF(30, 40, 500, 500));
+    const QByteArray bytes = archive(source, version);
+
+    auto tree = TypedStreamReader::read(bytes);
+    ASSERT_TRUE(tree.ok());
+    EXPECT_EQ(tree.value().versionForClassName("JWWindowAttribute"), version);
+    const qsizetype groups = tree.value().groups.front().values.front().object->groups.size();
+    EXPECT_EQ(groups, 16 + 2 * version);
+
+    auto decoded = unarchive(bytes);
+    ASSERT_TRUE(decoded.ok()) << decoded.errorMessage().toStdString();
+    const JWWindowAttribute &r = *decoded.value();
+    const JWWindowAttribute defaults;
+    EXPECT_EQ(r.selectionID(), 4711);
+    EXPECT_EQ(r.windowFrame(), QRectF(30, 40, 500, 500));
+    EXPECT_EQ(r.drawerSize(), QSizeF(200.5, 300));
+    EXPECT_EQ(r.iconWindowFrame(), QRectF(5, 6, 100, 80));
+    EXPECT_EQ(r.noteWindowAlphaValueAtPoint(), 0.9f);
+    EXPECT_EQ(r.tabItems(), version >= 2 ? source->tabItems() : defaults.tabItems());
+    EXPECT_EQ(r.selectedTabIndex(), version >= 2 ? 2 : 0);
+    EXPECT_EQ(r.windowFrameStr(), version >= 3 ? source->windowFrameStr() : QString());
+    EXPECT_EQ(r.iconFrameStr(), version >= 3 ? source->iconFrameStr() : QString());
+    // Without a web frame of its own, a web clip opens 1.2 times the note window's size.
+    EXPECT_EQ(r.webWindowFrame(), QRectF(30, 40, 600, 600));
+    EXPECT_TRUE(r.showWebControlBar());
+}
+
+INSTANTIATE_TEST_SUITE_P(JWWindowAttributeTest, OlderVersionTest, ::testing::Values(1, 2, 3),
+                         [](const ::testing::TestParamInfo<int> &info) {
+                             return "version" + std::to_string(info.param);
+                         });
+
+TEST(JWWindowAttributeTest, truncatedOrMistypedArchivesAreErrors)
+{
+    const QByteArray bytes = archive(unusualRecord());
+    for (qsizetype length = 0; length < bytes.size(); ++length)
+        EXPECT_FALSE(unarchive(bytes.left(length)).ok()) << "prefix of " << length << " bytes";
+
+    // A record claiming version 4 that stops after the version 1 values.
+    QByteArray shortRecord = archive(unusualRecord(), 1);
+    const qsizetype versionByte = shortRecord.indexOf("JWWindowAttribute") + 17;
+    ASSERT_EQ(shortRecord.at(versionByte), '\x01');
+    shortRecord[versionByte] = '\x04';
+    auto missing = unarchive(shortRecord);
+    ASSERT_FALSE(missing.ok());
+    EXPECT_TRUE(missing.errorMessage().contains(QLatin1String("tabItems"))) << missing.errorMessage().toStdString();
+
+    // A number where the window frame string belongs.
+    TypedStreamRegistry hostile = TypedStreamRegistry::withStandardClasses();
+    TypedStreamCoder coder = WindowAttributeCoding::coder();
+    coder.encode = [](TypedStreamWriter &writer, const QVariant &) -> Status {
+        if (Status s = writer.encodeObject(qint64(1)); !s)
+            return s;
+        return writer.encodeObject(qint64(2));
+    };
+    hostile.registerCoder(coder);
+    hostile.setDefaultClassName(qMetaTypeId<WindowAttributePtr>(), "JWWindowAttribute");
+    auto hostileBytes = TypedStreamWriter::archivedDataWithRootObject(
+        QVariant::fromValue(std::make_shared<JWWindowAttribute>()), hostile);
+    ASSERT_TRUE(hostileBytes.ok());
+    auto mistyped = unarchive(hostileBytes.value());
+    ASSERT_FALSE(mistyped.ok());
+    EXPECT_TRUE(mistyped.errorMessage().contains(QLatin1String("windowFrame")));
+}
