@@ -1,6 +1,6 @@
 #include "JWWindowAttribute.h"
 
-#include "WindowAttributeCoding.h"
+#include "util/GeometryStrings.h"
 
 #include <QMetaProperty>
 
@@ -96,7 +96,7 @@ void JWWindowAttribute::setWindowFrame(const QRectF &frame)
 
 void JWWindowAttribute::setWindowRectString(const QString &text)
 {
-    setWindowFrame(WindowAttributeCoding::rectFromString(text));
+    setWindowFrame(GeometryStrings::rectFromString(text));
 }
 
 void JWWindowAttribute::setWindowFrameStr(const QString &text)
@@ -143,7 +143,7 @@ void JWWindowAttribute::setDrawerSize(const QSizeF &size)
 
 void JWWindowAttribute::setDrawerSizeString(const QString &text)
 {
-    setDrawerSize(WindowAttributeCoding::sizeFromString(text));
+    setDrawerSize(GeometryStrings::sizeFromString(text));
 }
 
 void JWWindowAttribute::setIconized(bool iconized)
@@ -160,7 +160,7 @@ void JWWindowAttribute::setIconWindowFrame(const QRectF &frame)
 
 void JWWindowAttribute::setIconWindowRectString(const QString &text)
 {
-    setIconWindowFrame(WindowAttributeCoding::rectFromString(text));
+    setIconWindowFrame(GeometryStrings::rectFromString(text));
 }
 
 void JWWindowAttribute::setIconFrameStr(const QString &text)

@@ -4,10 +4,6 @@
 #include "platform/TypedStreamDecoder.h"
 #include "platform/TypedStreamWriter.h"
 
-#include <QLocale>
-#include <QRegularExpression>
-
-#include <cmath>
 #include <limits>
 
 namespace WindowAttributeCoding {
@@ -17,29 +13,6 @@ namespace {
 constexpr double kWebFrameScale = 1.2;
 // The icon form always reopens at this size; saving puts the live record back to it.
 constexpr double kIconSide = 48;
-
-QString number(double value)
-{
-    // Whole numbers without a decimal point, the way the platform prints
-    // geometry; anything else in the shortest form that reads back exactly.
-    if (std::isfinite(value) && value == std::trunc(value) && std::abs(value) < 1e15)
-        return QString::number(qint64(value));
-    return QString::number(value, 'g', QLocale::FloatingPointShortest);
-}
-
-QList<double> numbersIn(const QString &text, qsizetype wanted)
-{
-    static const QRegularExpression numberPattern(
-        QStringLiteral(R"([-+]?(?:\d+\.?\d*|\.\d+)(?:[eE][-+]?\d+)?)"));
-    QList<double> numbers;
-    for (auto it = numberPattern.globalMatch(text); it.hasNext() && numbers.size() < wanted;) {
-        const double value = it.next().captured().toDouble();
-        numbers.append(std::isfinite(value) ? value : 0.0);
-    }
-    while (numbers.size() < wanted)
-        numbers.append(0.0);
-    return numbers;
-}
 
 // Archives read with class names kept wrap values of non-default classes
 // (NSArray, NSMutableString); the record only cares about the value inside.
@@ -129,13 +102,13 @@ public:
     void rect(const char *field, void (JWWindowAttribute::*set)(const QRectF &))
     {
         if (auto text = readString(field))
-            (m_record.*set)(rectFromString(*text));
+            (m_record.*set)(GeometryStrings::rectFromString(*text));
     }
 
     void size(const char *field, void (JWWindowAttribute::*set)(const QSizeF &))
     {
         if (auto text = readString(field))
-            (m_record.*set)(sizeFromString(*text));
+            (m_record.*set)(GeometryStrings::sizeFromString(*text));
     }
 
     void selectionID()
@@ -263,17 +236,17 @@ Status encode(TypedStreamWriter &writer, const QVariant &value, qint64 version)
 
     if (Status s = writer.encodeObject(record->selectionID()); !s)
         return s;
-    if (Status s = geometry(stringFromRect(record->windowFrame())); !s)
+    if (Status s = geometry(GeometryStrings::stringFromRect(record->windowFrame())); !s)
         return s;
     writer.encodeBool(record->showPageHandle());
     writer.encodeBool(record->floating());
     writer.encodeBool(record->showDrawer());
     writer.encodeInt(record->drawerEdge());
-    if (Status s = geometry(stringFromSize(record->drawerSize())); !s)
+    if (Status s = geometry(GeometryStrings::stringFromSize(record->drawerSize())); !s)
         return s;
     writer.encodeBool(record->iconized());
     const QRectF iconFrame = record->iconWindowFrame();
-    if (Status s = geometry(stringFromRect(iconFrame)); !s)
+    if (Status s = geometry(GeometryStrings::stringFromRect(iconFrame)); !s)
         return s;
     // The archive keeps the icon frame as it was; the live record goes back
     // to the icon size, so the next time the icon form opens it is 48 by 48.
@@ -299,7 +272,7 @@ Status encode(TypedStreamWriter &writer, const QVariant &value, qint64 version)
             return s;
     }
     if (version > 3) {
-        if (Status s = geometry(stringFromRect(record->webWindowFrame())); !s)
+        if (Status s = geometry(GeometryStrings::stringFromRect(record->webWindowFrame())); !s)
             return s;
         writer.encodeBool(record->showWebControlBar());
     }
@@ -325,29 +298,6 @@ void registerWith(TypedStreamRegistry &registry)
 {
     registry.registerCoder(coder(kClassVersion));
     registry.setDefaultClassName(qMetaTypeId<WindowAttributePtr>(), kClassName);
-}
-
-QString stringFromRect(const QRectF &rect)
-{
-    return QStringLiteral("{{%1, %2}, {%3, %4}}")
-        .arg(number(rect.x()), number(rect.y()), number(rect.width()), number(rect.height()));
-}
-
-QString stringFromSize(const QSizeF &size)
-{
-    return QStringLiteral("{%1, %2}").arg(number(size.width()), number(size.height()));
-}
-
-QRectF rectFromString(const QString &text)
-{
-    const QList<double> n = numbersIn(text, 4);
-    return QRectF(n[0], n[1], n[2], n[3]);
-}
-
-QSizeF sizeFromString(const QString &text)
-{
-    const QList<double> n = numbersIn(text, 2);
-    return QSizeF(n[0], n[1]);
 }
 
 } // namespace WindowAttributeCoding

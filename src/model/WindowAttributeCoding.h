@@ -3,6 +3,7 @@
 #include "JWWindowAttribute.h"
 
 #include "platform/TypedStreamRegistry.h"
+#include "util/GeometryStrings.h"
 
 #include <QByteArray>
 #include <QMetaType>
@@ -43,17 +44,5 @@ inline constexpr qint64 kClassVersion = 4;
 
 /** Registers the coder at the current version and makes WindowAttributePtr values archive as it. */
 void registerWith(TypedStreamRegistry &registry);
-
-/** "{{x, y}, {w, h}}"; whole numbers are written without a decimal point. */
-[[nodiscard]] QString stringFromRect(const QRectF &rect);
-/** "{w, h}". */
-[[nodiscard]] QString stringFromSize(const QSizeF &size);
-/**
- * The first four numbers of @p text as x, y, width and height, whatever
- * punctuation surrounds them; missing or non-finite numbers count as 0.
- */
-[[nodiscard]] QRectF rectFromString(const QString &text);
-/** The first two numbers of @p text as width and height, read as rectFromString does. */
-[[nodiscard]] QSizeF sizeFromString(const QString &text);
 
 } // namespace WindowAttributeCoding

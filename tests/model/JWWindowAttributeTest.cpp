@@ -1,6 +1,7 @@
 #include "common/QtPrinters.h"
 #include "model/JWWindowAttribute.h"
 #include "model/WindowAttributeCoding.h"
+#include "util/GeometryStrings.h"
 #include "platform/TypedStreamDecoder.h"
 #include "platform/TypedStreamReader.h"
 #include "platform/TypedStreamWriter.h"
@@ -182,7 +183,7 @@ TEST(JWWindowAttributeTest, geometryStringsParseLenientlyAndPrintWholeNumbersPla
     record.setWindowRectString(QStringLiteral("{{1e999, 2}, {3, 4}}"));
     EXPECT_EQ(record.windowFrame(), QRectF(0, 2, 3, 4));
 
-    using namespace WindowAttributeCoding;
+    using namespace GeometryStrings;
     EXPECT_EQ(stringFromRect(QRectF(48, 61, 500, 500)), QStringLiteral("{{48, 61}, {500, 500}}"));
     EXPECT_EQ(stringFromRect(QRectF(-3, 0.5, 10.25, 0)), QStringLiteral("{{-3, 0.5}, {10.25, 0}}"));
     EXPECT_EQ(stringFromSize(QSizeF(168, 328)), QStringLiteral("{168, 328}"));

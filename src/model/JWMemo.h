@@ -1,0 +1,419 @@
+#pragma once
+
+#include "JWWindowAttribute.h"
+
+#include "util/GeometryStrings.h"
+
+#include <QByteArray>
+#include <QColor>
+#include <QDateTime>
+#include <QList>
+#include <QObject>
+#include <QString>
+#include <QStringList>
+#include <QTimer>
+#include <QVariant>
+
+#include <chrono>
+#include <memory>
+#include <vector>
+
+class JWMemo;
+using MemoPtr = std::shared_ptr<JWMemo>;
+
+/**
+ * One page of the memo tree: a title, its text, display flags, dates, tags
+ * and the child pages, in outline order.
+ *
+ * Every field is a property named as its key: setValue(key, v) runs the same
+ * setter, with the same side effects, as the typed call, and each property's
+ * xChanged signal fires when its value actually changes. The setters that the
+ * outline shows (title, lock, colours, protection) also mark the page edited
+ * and post the application's notifications with the page as object, whether
+ * or not the value changed, since callers use them to force a refresh.
+ *
+ * Pages are held by MemoPtr; a page owns its children. The parent is not
+ * stored: walks that need it (addSubMemosToArray) note it in tempParentMemo,
+ * which does not own.
+ *
+ * A protected page is locked until setUnlockedPassword(true) and locks
+ * itself again relockInterval() later. While locked it shows as a leaf, so
+ * the outline hides its children.
+ */
+class JWMemo final : public QObject, public std::enable_shared_from_this<JWMemo>
+{
+    Q_OBJECT
+    Q_PROPERTY(qint64 memoID READ memoID WRITE setMemoID NOTIFY memoIDChanged)
+    Q_PROPERTY(QString title READ title WRITE setTitle NOTIFY titleChanged)
+    Q_PROPERTY(QByteArray memoData READ memoData WRITE setMemoData NOTIFY memoDataChanged)
+    Q_PROPERTY(QString plainText READ plainText WRITE setPlainText NOTIFY plainTextChanged)
+    Q_PROPERTY(QColor titleColor READ titleColor WRITE setTitleColor NOTIFY titleColorChanged)
+    Q_PROPERTY(QColor titleCharacterColor READ titleCharacterColor WRITE setTitleCharacterColor
+                   NOTIFY titleCharacterColorChanged)
+    Q_PROPERTY(bool locked READ locked WRITE setLocked NOTIFY lockedChanged)
+    Q_PROPERTY(bool isPlainTextMemo READ isPlainTextMemo WRITE setIsPlainTextMemo NOTIFY isPlainTextMemoChanged)
+    Q_PROPERTY(bool protectWithPassword READ protectWithPassword WRITE setProtectWithPassword
+                   NOTIFY protectWithPasswordChanged)
+    Q_PROPERTY(bool unlockedPassword READ unlockedPassword WRITE setUnlockedPassword NOTIFY unlockedPasswordChanged)
+    Q_PROPERTY(QDateTime createdAt READ createdAt WRITE setCreatedAt NOTIFY createdAtChanged)
+    Q_PROPERTY(QDateTime modifiedAt READ modifiedAt WRITE setModifiedAt NOTIFY modifiedAtChanged)
+    Q_PROPERTY(int referenceNumber READ referenceNumber WRITE setReferenceNumber NOTIFY referenceNumberChanged)
+    Q_PROPERTY(QStringList tags READ tags WRITE setTags NOTIFY tagsChanged)
+    Q_PROPERTY(TextRange scrollRange READ scrollRange WRITE setScrollRange NOTIFY scrollRangeChanged)
+    Q_PROPERTY(QString scrollRangeString READ scrollRangeString WRITE setScrollRangeString NOTIFY scrollRangeChanged)
+    Q_PROPERTY(TextRange selectedRange READ selectedRange WRITE setSelectedRange NOTIFY selectedRangeChanged)
+    Q_PROPERTY(QString selectedRangeString READ selectedRangeString WRITE setSelectedRangeString
+                   NOTIFY selectedRangeChanged)
+    /** The children as a list of MemoPtr values. */
+    Q_PROPERTY(QVariantList children READ childrenValue WRITE setChildrenValue NOTIFY childrenChanged)
+    Q_PROPERTY(bool scaleImages READ scaleImages WRITE setScaleImages NOTIFY scaleImagesChanged)
+    Q_PROPERTY(bool showRuler READ showRuler WRITE setShowRuler NOTIFY showRulerChanged)
+    Q_PROPERTY(bool showLineNumbers READ showLineNumbers WRITE setShowLineNumbers NOTIFY showLineNumbersChanged)
+    Q_PROPERTY(bool verticalLayout READ verticalLayout WRITE setVerticalLayout NOTIFY verticalLayoutChanged)
+    Q_PROPERTY(QString webURLStr READ webURLStr WRITE setWebURLStr NOTIFY webURLStrChanged)
+    /** The site icon of a web clip: an ArchivedImage, or QVariant::fromValue(nullptr) for none. */
+    Q_PROPERTY(QVariant webIconImage READ webIconImage WRITE setWebIconImage NOTIFY webIconImageChanged)
+    /** The window state record, for key paths such as "windowAttribute.floating". */
+    Q_PROPERTY(JWWindowAttribute *windowAttribute READ windowAttributeObject NOTIFY windowAttributeChanged)
+    Q_PROPERTY(bool isEdited READ isEdited WRITE setIsEdited NOTIFY isEditedChanged)
+    Q_PROPERTY(bool isLeaf READ isLeaf NOTIFY isLeafChanged)
+    Q_PROPERTY(bool openLeaf READ openLeaf WRITE setOpenLeaf NOTIFY openLeafChanged)
+    Q_PROPERTY(QString charactersCount READ charactersCount WRITE setCharactersCount NOTIFY charactersCountChanged)
+    Q_PROPERTY(QString wordsCount READ wordsCount WRITE setWordsCount NOTIFY wordsCountChanged)
+    Q_PROPERTY(QString summary READ summary WRITE setSummary NOTIFY summaryChanged)
+    Q_PROPERTY(QString tempChildrenIds READ tempChildrenIds WRITE setTempChildrenIds NOTIFY tempChildrenIdsChanged)
+
+    class BareKey
+    {
+        BareKey() = default;
+        friend class JWMemo;
+    };
+
+public:
+    /** How long an unlocked protected page stays unlocked. */
+    static constexpr std::chrono::milliseconds kRelockInterval = std::chrono::seconds(300);
+
+    /**
+     * A new page: a fresh ID from the "memoID" default, the title "Untitled"
+     * (localised), clear label and black characters, both dates now, no tags,
+     * a new window record, marked edited. Prefer memo(), which gives it an
+     * owner; addSubMemosToArray and copy() need the page to be held by a MemoPtr.
+     */
+    JWMemo();
+    /** A page with no ID and nothing set, for the archive reader (see MemoCoding). */
+    explicit JWMemo(BareKey);
+    ~JWMemo() override;
+
+    /** A new page, as JWMemo() describes, held by its pointer. */
+    [[nodiscard]] static MemoPtr memo();
+    /** A page that takes no ID and sets no field, for readers that fill every field themselves. */
+    [[nodiscard]] static MemoPtr bareMemo();
+
+    /**
+     * A duplicate of @p other without children: a new page (new ID, fresh
+     * dates) with the other's text, title, colours of the label, flags and tags.
+     */
+    [[nodiscard]] static MemoPtr initWithMemo(const JWMemo &other);
+
+    /**
+     * A deep copy of this page and its subtree: new IDs and fresh dates, the
+     * title, plain text, colours, flags, ranges, web clip, a copy of the window
+     * record, and a copy of every child in order. The rich text, tags,
+     * reference count and dates are not carried over; the copy's text comes
+     * from the plain text unless the caller sets memoData.
+     */
+    [[nodiscard]] MemoPtr copy() const;
+
+    /**
+     * Sets the field named @p key through its property, so that the setter's
+     * side effects run. Answers false (and changes nothing) when no field has
+     * that name or the value does not convert to the field's type.
+     */
+    bool setValue(const QString &key, const QVariant &value);
+    /** The field named @p key, or an invalid QVariant when no field has that name. */
+    [[nodiscard]] QVariant value(const QString &key) const;
+
+    // --- Identity ------------------------------------------------------------
+
+    /**
+     * Takes the next ID: the "memoID" default plus 1 (1 when there is none),
+     * stores it as this page's ID, writes it back and saves the defaults at
+     * once, so that an ID is never handed out twice, even after a crash.
+     */
+    qint64 assignNewID();
+
+    [[nodiscard]] qint64 memoID() const { return m_memoID; }
+    void setMemoID(qint64 memoID);
+
+    // --- Tree ----------------------------------------------------------------
+
+    [[nodiscard]] const std::vector<MemoPtr> &children() const { return m_children; }
+    /** The children as property values (MemoPtr each). */
+    [[nodiscard]] QVariantList childrenValue() const;
+    /** Replaces the children with the MemoPtr values of @p children; other values are skipped. */
+    void setChildrenValue(const QVariantList &children);
+    /** Inserts @p child at @p index (clamped to the ends). A null child is ignored. */
+    void insertChild(qsizetype index, MemoPtr child);
+    void appendChild(MemoPtr child);
+    /** Removes @p child if it is a direct child; answers whether it was. */
+    bool removeChild(const JWMemo *child);
+    /** Removes and returns the child at @p index, or null when there is none. */
+    MemoPtr takeChildAt(qsizetype index);
+
+    /** True when @p memo is this page or lies anywhere below it. */
+    [[nodiscard]] bool containsMemo(const JWMemo *memo) const;
+
+    /**
+     * Appends this page and all its descendants in pre-order to @p array,
+     * noting each child's parent in tempParentMemo on the way. With
+     * @p withoutProtectedMemo, a protected page that is not unlocked is
+     * skipped together with its whole subtree.
+     */
+    void addSubMemosToArray(QList<MemoPtr> &array, bool withoutProtectedMemo) const;
+
+    /** The parent noted by the last addSubMemosToArray walk; not owned, null when unknown. */
+    [[nodiscard]] MemoPtr tempParentMemo() const { return m_tempParentMemo.lock(); }
+    void setTempParentMemo(const MemoPtr &parent) { m_tempParentMemo = parent; }
+
+    /**
+     * Recomputes isLeaf: a page without children is a leaf unless openLeaf is
+     * on; a page with children (or with openLeaf) is a leaf only while it is
+     * protected and locked, so that the outline hides what is inside.
+     */
+    void changeIsLeaf();
+    [[nodiscard]] bool isLeaf() const { return m_isLeaf; }
+    [[nodiscard]] bool openLeaf() const { return m_openLeaf; }
+    /** Stores the flag and recomputes isLeaf. */
+    void setOpenLeaf(bool openLeaf);
+
+    // --- Text ----------------------------------------------------------------
+
+    /** A title for @p text: its first line, cut to its first 15 characters. */
+    [[nodiscard]] static QString titleFromText(const QString &text);
+
+    /**
+     * The page's rich text (flattened RTFD). Reading it from the page file
+     * when it was never set comes with the data folder; until then it is a
+     * plain field.
+     */
+    [[nodiscard]] QByteArray memoData() const { return m_memoData; }
+    void setMemoData(const QByteArray &data);
+
+    [[nodiscard]] QString plainText() const { return m_plainText; }
+    void setPlainText(const QString &text);
+
+    /** Case-insensitive search in the plain text. */
+    [[nodiscard]] bool containsWordInText(const QString &word) const;
+    /** Case-insensitive search in the title. */
+    [[nodiscard]] bool containsWordInTitle(const QString &word) const;
+
+    // --- Fields with side effects --------------------------------------------
+
+    [[nodiscard]] QString title() const { return m_title; }
+    /**
+     * Stores the title ("" for none) without a leading pen symbol, marks the
+     * page edited and posts "JW3MemoTitleHasChanged".
+     */
+    void setTitle(const QString &title);
+
+    [[nodiscard]] bool isEdited() const { return m_isEdited; }
+    /** Marks the page (un)edited; marking it edited moves modifiedAt to now. */
+    void setIsEdited(bool edited);
+
+    [[nodiscard]] bool locked() const { return m_locked; }
+    /** Stores the flag, marks the page edited and posts "JW3ReloadOutlineData". */
+    void setLocked(bool locked);
+
+    /**
+     * Whether the text is plain rather than rich. Reading it from the page
+     * file comes with the data folder; until then it is a plain field.
+     */
+    [[nodiscard]] bool isPlainTextMemo() const { return m_isPlainTextMemo; }
+    /** Stores the flag, marks the page edited and posts "JW3ReloadOutlineData". */
+    void setIsPlainTextMemo(bool plain);
+
+    [[nodiscard]] QColor titleColor() const { return m_titleColor; }
+    /** Stores the colour as RGB, marks the page edited and posts "JW3ReloadOutlineData". */
+    void setTitleColor(const QColor &color);
+
+    [[nodiscard]] QColor titleCharacterColor() const { return m_titleCharacterColor; }
+    /** Stores the colour as RGB, marks the page edited and posts "JW3ReloadOutlineData". */
+    void setTitleCharacterColor(const QColor &color);
+
+    [[nodiscard]] bool protectWithPassword() const { return m_protectWithPassword; }
+    /**
+     * Stores the flag and marks the page edited without moving modifiedAt
+     * (protecting a page is not an edit of its content), then recomputes
+     * isLeaf and posts "JW3ReloadOutlineData".
+     */
+    void setProtectWithPassword(bool protect);
+
+    [[nodiscard]] bool unlockedPassword() const { return m_unlockedPassword; }
+    /**
+     * Stores the flag. Unlocking (re)starts the one-shot relock timer;
+     * locking leaves a running timer alone. Then recomputes isLeaf and posts
+     * "JW3ReloadOutlineData".
+     */
+    void setUnlockedPassword(bool unlocked);
+    /** Locks the page again: what the relock timer does when it fires. */
+    void lockPassword();
+    /** True while the relock timer runs. */
+    [[nodiscard]] bool isRelockPending() const { return m_lockPasswordTimer.isActive(); }
+
+    /** The relock delay for pages unlocked from now on; kRelockInterval unless changed. */
+    [[nodiscard]] static std::chrono::milliseconds relockInterval();
+    /** Changes the relock delay (tests shorten it); a non-positive value restores kRelockInterval. */
+    static void setRelockInterval(std::chrono::milliseconds interval);
+
+    // --- Plain fields --------------------------------------------------------
+
+    [[nodiscard]] QDateTime createdAt() const { return m_createdAt; }
+    void setCreatedAt(const QDateTime &date);
+    [[nodiscard]] QDateTime modifiedAt() const { return m_modifiedAt; }
+    void setModifiedAt(const QDateTime &date);
+
+    /** How often the page was put into a text view. */
+    [[nodiscard]] int referenceNumber() const { return m_referenceNumber; }
+    void setReferenceNumber(int count);
+
+    [[nodiscard]] QStringList tags() const { return m_tags; }
+    void setTags(const QStringList &tags);
+
+    [[nodiscard]] TextRange scrollRange() const { return m_scrollRange; }
+    void setScrollRange(const TextRange &range);
+    [[nodiscard]] QString scrollRangeString() const;
+    /** Parses "{loc, len}" into scrollRange. */
+    void setScrollRangeString(const QString &text);
+
+    [[nodiscard]] TextRange selectedRange() const { return m_selectedRange; }
+    void setSelectedRange(const TextRange &range);
+    [[nodiscard]] QString selectedRangeString() const;
+    /** Parses "{loc, len}" into selectedRange. */
+    void setSelectedRangeString(const QString &text);
+
+    [[nodiscard]] bool scaleImages() const { return m_scaleImages; }
+    void setScaleImages(bool scale);
+    [[nodiscard]] bool showRuler() const { return m_showRuler; }
+    void setShowRuler(bool show);
+    [[nodiscard]] bool showLineNumbers() const { return m_showLineNumbers; }
+    void setShowLineNumbers(bool show);
+    [[nodiscard]] bool verticalLayout() const { return m_verticalLayout; }
+    void setVerticalLayout(bool vertical);
+
+    /** The URL of a web clip; "" for an ordinary page. */
+    [[nodiscard]] QString webURLStr() const { return m_webURLStr; }
+    void setWebURLStr(const QString &url);
+    [[nodiscard]] QVariant webIconImage() const { return m_webIconImage; }
+    /** An ArchivedImage; anything else (an invalid value included) stores "no icon". */
+    void setWebIconImage(const QVariant &image);
+
+    /** The window state used when this page is the root of a window; never null. */
+    [[nodiscard]] const WindowAttributePtr &windowAttribute() const { return m_windowAttribute; }
+    [[nodiscard]] JWWindowAttribute *windowAttributeObject() const { return m_windowAttribute.get(); }
+    /** Replaces the window record; null gives a new default record. */
+    void setWindowAttribute(WindowAttributePtr attribute);
+
+    [[nodiscard]] QString charactersCount() const { return m_charactersCount; }
+    void setCharactersCount(const QString &count);
+    [[nodiscard]] QString wordsCount() const { return m_wordsCount; }
+    void setWordsCount(const QString &count);
+
+    [[nodiscard]] QString summary() const { return m_summary; }
+    /**
+     * Stores a header with the creation and modification dates (localised
+     * labels and date format) followed by @p textSummary.
+     */
+    void setSummary(const QString &textSummary);
+
+    /** Scratch text used while the tree is exchanged (sync, import). */
+    [[nodiscard]] QString tempChildrenIds() const { return m_tempChildrenIds; }
+    void setTempChildrenIds(const QString &ids);
+
+    // --- Order and display ---------------------------------------------------
+
+    /**
+     * Orders by title in natural order (numbers by value, case ignored), then
+     * by modification date, then by creation date: negative, 0 or positive.
+     */
+    [[nodiscard]] int compare(const JWMemo &other) const;
+    /** "id:<ID> title:<title> / children:<count>", for logs. */
+    [[nodiscard]] QString description() const;
+
+Q_SIGNALS:
+    void memoIDChanged();
+    void titleChanged();
+    void memoDataChanged();
+    void plainTextChanged();
+    void titleColorChanged();
+    void titleCharacterColorChanged();
+    void lockedChanged();
+    void isPlainTextMemoChanged();
+    void protectWithPasswordChanged();
+    void unlockedPasswordChanged();
+    void createdAtChanged();
+    void modifiedAtChanged();
+    void referenceNumberChanged();
+    void tagsChanged();
+    void scrollRangeChanged();
+    void selectedRangeChanged();
+    void childrenChanged();
+    void scaleImagesChanged();
+    void showRulerChanged();
+    void showLineNumbersChanged();
+    void verticalLayoutChanged();
+    void webURLStrChanged();
+    void webIconImageChanged();
+    void windowAttributeChanged();
+    void isEditedChanged();
+    void isLeafChanged();
+    void openLeafChanged();
+    void charactersCountChanged();
+    void wordsCountChanged();
+    void summaryChanged();
+    void tempChildrenIdsChanged();
+
+private:
+    friend struct MemoArchiveAccess;
+
+    void observeNotifications();
+    void markEditedAndReload();
+    void postReloadOutlineData();
+
+    qint64 m_memoID = 0;
+    QString m_title;
+    // Loaded lazily from the page file once the data folder exists; a plain field until then.
+    QByteArray m_memoData;
+    QString m_plainText;
+    QColor m_titleColor;
+    QColor m_titleCharacterColor;
+    bool m_locked = false;
+    // Loaded lazily from the page file once the data folder exists; a plain field until then.
+    bool m_isPlainTextMemo = false;
+    bool m_protectWithPassword = false;
+    bool m_unlockedPassword = false;
+    QTimer m_lockPasswordTimer;
+    QDateTime m_createdAt;
+    QDateTime m_modifiedAt;
+    int m_referenceNumber = 0;
+    QStringList m_tags;
+    TextRange m_scrollRange;
+    TextRange m_selectedRange;
+    std::vector<MemoPtr> m_children;
+    bool m_scaleImages = false;
+    bool m_showRuler = false;
+    bool m_showLineNumbers = false;
+    bool m_verticalLayout = false;
+    QString m_webURLStr;
+    QVariant m_webIconImage;
+    WindowAttributePtr m_windowAttribute;
+    bool m_isEdited = false;
+    bool m_isLeaf = true;
+    bool m_openLeaf = false;
+    QString m_charactersCount;
+    QString m_wordsCount;
+    QString m_summary;
+    QString m_tempChildrenIds;
+    std::weak_ptr<JWMemo> m_tempParentMemo;
+};
+
+Q_DECLARE_METATYPE(MemoPtr)

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "JWMemo.h"
+
+#include "platform/TypedStreamRegistry.h"
+
+/**
+ * How a JWMemo is archived in typed streams: the data store holds the root
+ * page, and every page holds its children, so one archive is the whole tree.
+ *
+ * In a QVariant a page travels as a MemoPtr; the same page archived twice is
+ * written once and referenced afterwards.
+ *
+ * The class version decides how many values a page holds: below 2 the page
+ * stops after its window record, 2 adds the image scaling, 3 the ruler, line
+ * numbers and character colour, 4 the vertical layout, 5 the web clip's URL
+ * and icon. Reading an older page leaves the missing fields at their
+ * defaults; pages of versions 2 and 3 read their image scaling but do not keep
+ * it, which is how data stores of those versions have always been read. The rich text and the plain-text flag are not archived: they
+ * live in the page files.
+ *
+ * A page read from an archive is not edited and keeps the ID it was stored
+ * with; no new ID is taken.
+ */
+namespace MemoCoding {
+
+/** The class name written into archives. */
+inline constexpr char kClassName[] = "JWMemo";
+/** The class version this program writes. */
+inline constexpr qint64 kClassVersion = 5;
+
+/**
+ * The coder for class JWMemo at @p version (1 to 5): encoding writes the
+ * values that version holds, decoding reads by the version the archive records.
+ */
+[[nodiscard]] TypedStreamCoder coder(qint64 version = kClassVersion);
+
+/**
+ * Registers the coder at the current version together with the window
+ * record's coder it needs, and makes MemoPtr values archive as JWMemo.
+ */
+void registerWith(TypedStreamRegistry &registry);
+
+} // namespace MemoCoding

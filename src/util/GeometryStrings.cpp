@@ -1,0 +1,81 @@
+#include "GeometryStrings.h"
+
+#include <QList>
+#include <QLocale>
+#include <QRegularExpression>
+
+#include <algorithm>
+#include <cmath>
+
+namespace GeometryStrings {
+namespace {
+
+QString number(double value)
+{
+    // Whole numbers without a decimal point, the way the platform prints
+    // geometry; anything else in the shortest form that reads back exactly.
+    if (std::isfinite(value) && value == std::trunc(value) && std::abs(value) < 1e15)
+        return QString::number(qint64(value));
+    return QString::number(value, 'g', QLocale::FloatingPointShortest);
+}
+
+QList<double> numbersIn(const QString &text, qsizetype wanted)
+{
+    static const QRegularExpression numberPattern(
+        QStringLiteral(R"([-+]?(?:\d+\.?\d*|\.\d+)(?:[eE][-+]?\d+)?)"));
+    QList<double> numbers;
+    for (auto it = numberPattern.globalMatch(text); it.hasNext() && numbers.size() < wanted;) {
+        const double value = it.next().captured().toDouble();
+        numbers.append(std::isfinite(value) ? value : 0.0);
+    }
+    while (numbers.size() < wanted)
+        numbers.append(0.0);
+    return numbers;
+}
+
+qint64 rangeNumber(double value)
+{
+    // Beyond 2^53 a double no longer counts characters exactly; no text is that long.
+    constexpr double kLargest = 9007199254740992.0;
+    if (!(value > 0))
+        return 0;
+    return qint64(std::min(std::trunc(value), kLargest));
+}
+
+} // namespace
+
+QString stringFromRect(const QRectF &rect)
+{
+    return QStringLiteral("{{%1, %2}, {%3, %4}}")
+        .arg(number(rect.x()), number(rect.y()), number(rect.width()), number(rect.height()));
+}
+
+QString stringFromSize(const QSizeF &size)
+{
+    return QStringLiteral("{%1, %2}").arg(number(size.width()), number(size.height()));
+}
+
+QString stringFromRange(const TextRange &range)
+{
+    return QStringLiteral("{%1, %2}").arg(range.location).arg(range.length);
+}
+
+QRectF rectFromString(const QString &text)
+{
+    const QList<double> n = numbersIn(text, 4);
+    return QRectF(n[0], n[1], n[2], n[3]);
+}
+
+QSizeF sizeFromString(const QString &text)
+{
+    const QList<double> n = numbersIn(text, 2);
+    return QSizeF(n[0], n[1]);
+}
+
+TextRange rangeFromString(const QString &text)
+{
+    const QList<double> n = numbersIn(text, 2);
+    return TextRange{rangeNumber(n[0]), rangeNumber(n[1])};
+}
+
+} // namespace GeometryStrings

@@ -1,0 +1,26 @@
+#include "common/QtPrinters.h"
+#include "util/GeometryStrings.h"
+
+#include <gtest/gtest.h>
+
+using namespace GeometryStrings;
+
+TEST(GeometryStringsTest, rangesWriteAsThePlatformAndReadLeniently)
+{
+    EXPECT_EQ(stringFromRange(TextRange{}), QStringLiteral("{0, 0}"));
+    EXPECT_EQ(stringFromRange(TextRange{12, 3456789012}), QStringLiteral("{12, 3456789012}"));
+    EXPECT_EQ(rangeFromString(QStringLiteral("{12, 3456789012}")), (TextRange{12, 3456789012}));
+    EXPECT_EQ(rangeFromString(QStringLiteral("loc 7 len 2.9")), (TextRange{7, 2}));
+    // A range can neither start before the text nor run backwards.
+    EXPECT_EQ(rangeFromString(QStringLiteral("{-4, -1}")), (TextRange{0, 0}));
+    EXPECT_EQ(rangeFromString(QStringLiteral("{5}")), (TextRange{5, 0}));
+    EXPECT_EQ(rangeFromString(QStringLiteral("garbage")), (TextRange{0, 0}));
+    EXPECT_EQ(rangeFromString(QStringLiteral("{1e999, 3}")), (TextRange{0, 3}));
+}
+
+TEST(GeometryStringsTest, rectsAndSizesKeepTheirFormAfterTheMove)
+{
+    EXPECT_EQ(stringFromRect(QRectF(48, 61, 500, 500)), QStringLiteral("{{48, 61}, {500, 500}}"));
+    EXPECT_EQ(stringFromSize(QSizeF(168.5, 328)), QStringLiteral("{168.5, 328}"));
+    EXPECT_EQ(sizeFromString(QStringLiteral("{168.5, 328}")), QSizeF(168.5, 328));
+}

@@ -1,0 +1,596 @@
+#include "common/FreshUserTest.h"
+#include "model/JWMemo.h"
+#include "model/MemoCoding.h"
+#include "model/WindowAttributeCoding.h"
+#include "platform/ArchivedValues.h"
+#include "platform/Localization.h"
+#include "platform/NotificationCenter.h"
+#include "platform/NotificationNames.h"
+#include "platform/TypedStreamDecoder.h"
+#include "platform/TypedStreamReader.h"
+#include "platform/TypedStreamWriter.h"
+#include "platform/UserDefaults.h"
+
+#include <gtest/gtest.h>
+
+#include <QTest>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+TypedStreamRegistry registryAt(qint64 version)
+{
+    TypedStreamRegistry registry = TypedStreamRegistry::withStandardClasses();
+    MemoCoding::registerWith(registry);
+    if (version != MemoCoding::kClassVersion)
+        registry.registerCoder(MemoCoding::coder(version));
+    return registry;
+}
+
+QByteArray archive(const MemoPtr &root, qint64 version = MemoCoding::kClassVersion)
+{
+    auto bytes = TypedStreamWriter::archivedDataWithRootObject(QVariant::fromValue(root), registryAt(version));
+    EXPECT_TRUE(bytes.ok()) << bytes.errorMessage().toStdString();
+    return bytes.valueOr(QByteArray());
+}
+
+Result<MemoPtr> unarchive(const QByteArray &bytes)
+{
+    auto value = TypedStreamDecoder::unarchiveObjectWithData(bytes, registryAt(MemoCoding::kClassVersion));
+    if (!value)
+        return Error{value.errorMessage()};
+    if (MemoPtr memo = value.value().value<MemoPtr>())
+        return memo;
+    return Error{QStringLiteral("not a page")};
+}
+
+// Counts the notifications of one name posted by one page.
+class Posts : public QObject
+{
+public:
+    Posts(QLatin1StringView name, const JWMemo *sender)
+    {
+        NotificationCenter::defaultCenter().addObserver(this, name, sender, [this](const Notification &note) {
+            ++count;
+            lastObject = note.object;
+        });
+    }
+    int count = 0;
+    QObject *lastObject = nullptr;
+};
+
+class JWMemoTest : public FreshUserTest
+{
+protected:
+    void SetUp() override
+    {
+        FreshUserTest::SetUp();
+        Localization::install();
+    }
+    void TearDown() override
+    {
+        JWMemo::setRelockInterval(JWMemo::kRelockInterval);
+        FreshUserTest::TearDown();
+    }
+
+    static const QDateTime &longAgo()
+    {
+        static const QDateTime date(QDate(2001, 2, 3), QTime(4, 5, 6), Qt::UTC);
+        return date;
+    }
+};
+
+// A page with every archived field away from its default.
+MemoPtr unusualMemo(const QString &title)
+{
+    MemoPtr m = JWMemo::memo();
+    m->setTitle(title);
+    m->setPlainText(title + QStringLiteral(" — text\nsecond line"));
+    m->setCreatedAt(QDateTime(QDate(2009, 5, 6), QTime(7, 8, 9), Qt::UTC));
+    m->setModifiedAt(QDateTime(QDate(2010, 11, 12), QTime(13, 14, 15), Qt::UTC));
+    m->setReferenceNumber(17);
+    m->setTags({QStringLiteral("work"), QStringLiteral("Ärger")});
+    m->setTitleColor(QColor(255, 0, 0));
+    m->setTitleCharacterColor(QColor(0, 0, 255));
+    m->setLocked(true);
+    m->setProtectWithPassword(true);
+    m->setScrollRange({3, 40});
+    m->setSelectedRange({7, 2});
+    m->windowAttribute()->setFloating(true);
+    m->setScaleImages(true);
+    m->setShowRuler(true);
+    m->setShowLineNumbers(true);
+    m->setVerticalLayout(true);
+    m->setWebURLStr(QStringLiteral("http://example.org/"));
+    return m;
+}
+
+void expectSameFields(const JWMemo &a, const JWMemo &b)
+{
+    EXPECT_EQ(a.memoID(), b.memoID());
+    EXPECT_EQ(a.title(), b.title());
+    EXPECT_EQ(a.plainText(), b.plainText());
+    EXPECT_EQ(a.createdAt(), b.createdAt());
+    EXPECT_EQ(a.modifiedAt(), b.modifiedAt());
+    EXPECT_EQ(a.referenceNumber(), b.referenceNumber());
+    EXPECT_EQ(a.tags(), b.tags());
+    EXPECT_EQ(a.titleColor(), b.titleColor());
+    EXPECT_EQ(a.titleCharacterColor(), b.titleCharacterColor());
+    EXPECT_EQ(a.locked(), b.locked());
+    EXPECT_EQ(a.protectWithPassword(), b.protectWithPassword());
+    EXPECT_EQ(a.scrollRange(), b.scrollRange());
+    EXPECT_EQ(a.selectedRange(), b.selectedRange());
+    EXPECT_EQ(a.windowAttribute()->floating(), b.windowAttribute()->floating());
+    EXPECT_EQ(a.scaleImages(), b.scaleImages());
+    EXPECT_EQ(a.showRuler(), b.showRuler());
+    EXPECT_EQ(a.showLineNumbers(), b.showLineNumbers());
+    EXPECT_EQ(a.verticalLayout(), b.verticalLayout());
+    EXPECT_EQ(a.webURLStr(), b.webURLStr());
+    ASSERT_EQ(a.children().size(), b.children().size());
+    for (size_t i = 0; i < a.children().size(); ++i)
+        expectSameFields(*a.children()[i], *b.children()[i]);
+}
+
+} // namespace
+
+// --- Creation and identity ---------------------------------------------------
+
+TEST_F(JWMemoTest, newPagesTakeConsecutiveIDsFromTheDefault)
+{
+    EXPECT_EQ(JWMemo::memo()->memoID(), 1);
+    EXPECT_EQ(JWMemo::memo()->memoID(), 2);
+    EXPECT_EQ(UserDefaults::standardUserDefaults().integerForKey(QStringLiteral("memoID")), 2);
+
+    // Beyond 32 bits the counter still counts, and survives a reload of the defaults.
+    const qint64 large = (qint64(1) << 31) + 5;
+    UserDefaults::standardUserDefaults().setValue(QStringLiteral("memoID"), large);
+    const MemoPtr memo = JWMemo::memo();
+    EXPECT_EQ(memo->memoID(), large + 1);
+    UserDefaults::resetStandardUserDefaults();
+    EXPECT_EQ(UserDefaults::standardUserDefaults().integerForKey(QStringLiteral("memoID")), large + 1);
+    EXPECT_EQ(memo->assignNewID(), large + 2);
+    EXPECT_EQ(memo->memoID(), large + 2);
+}
+
+TEST_F(JWMemoTest, aNewPageHasTheDefaultsOfAnUntitledPage)
+{
+    const MemoPtr memo = JWMemo::memo();
+    EXPECT_EQ(memo->title(), localizedString(QStringLiteral("Untitled")));
+    EXPECT_EQ(memo->plainText(), QString());
+    EXPECT_TRUE(memo->isEdited());
+    EXPECT_EQ(memo->titleColor().alpha(), 0);
+    EXPECT_EQ(memo->titleCharacterColor(), QColor(0, 0, 0));
+    EXPECT_TRUE(memo->createdAt().isValid());
+    EXPECT_EQ(memo->createdAt(), memo->modifiedAt());
+    EXPECT_TRUE(memo->tags().isEmpty());
+    ASSERT_NE(memo->windowAttribute(), nullptr);
+    EXPECT_EQ(memo->webURLStr(), QStringLiteral(""));
+    EXPECT_EQ(memo->webIconImage().metaType(), QMetaType::fromType<std::nullptr_t>());
+    EXPECT_TRUE(memo->isLeaf());
+    EXPECT_TRUE(memo->children().empty());
+    EXPECT_EQ(memo->description(), QStringLiteral("id:1 title:%1 / children:0").arg(memo->title()));
+
+    UserDefaults::standardUserDefaults().setValue(QStringLiteral("UseTopLineAsTitle"), true);
+    UserDefaults::standardUserDefaults().setValue(QStringLiteral("createNewMemoAsPlainText"), true);
+    const MemoPtr second = JWMemo::memo();
+    EXPECT_EQ(second->plainText(), second->title());
+    EXPECT_TRUE(second->isPlainTextMemo());
+}
+
+// --- Setters and their side effects ------------------------------------------
+
+TEST_F(JWMemoTest, setTitleDropsThePenSymbolMarksEditedAndPosts)
+{
+    const MemoPtr memo = JWMemo::memo();
+    Posts titleChanges(NotificationNames::JW3MemoTitleHasChanged, memo.get());
+    const QString pen = localizedString(QStringLiteral("PenSymbol"));
+    ASSERT_NE(pen, QStringLiteral("PenSymbol"));
+
+    memo->setIsEdited(false);
+    memo->setModifiedAt(longAgo());
+    memo->setTitle(pen + QStringLiteral("Plans"));
+    EXPECT_EQ(memo->title(), QStringLiteral("Plans"));
+    EXPECT_TRUE(memo->isEdited());
+    EXPECT_GT(memo->modifiedAt(), longAgo());
+    EXPECT_EQ(titleChanges.count, 1);
+    EXPECT_EQ(titleChanges.lastObject, memo.get());
+
+    // Only the first character is the mark; an untitled page has "", never a null string.
+    memo->setTitle(pen + pen + QStringLiteral("x"));
+    EXPECT_EQ(memo->title(), pen + QStringLiteral("x"));
+    memo->setTitle(QString());
+    EXPECT_FALSE(memo->title().isNull());
+    EXPECT_EQ(memo->title(), QStringLiteral(""));
+    // Setting it by key runs the same setter.
+    EXPECT_TRUE(memo->setValue(QStringLiteral("title"), QString(pen + QStringLiteral("Keyed"))));
+    EXPECT_EQ(memo->title(), QStringLiteral("Keyed"));
+    EXPECT_EQ(titleChanges.count, 4);
+    EXPECT_FALSE(memo->setValue(QStringLiteral("noSuchKey"), 1));
+}
+
+TEST_F(JWMemoTest, outlineSettersMarkEditedButProtectionKeepsTheDate)
+{
+    const MemoPtr memo = JWMemo::memo();
+    Posts reloads(NotificationNames::JW3ReloadOutlineData, memo.get());
+    const auto reset = [&] {
+        memo->setIsEdited(false);
+        memo->setModifiedAt(longAgo());
+    };
+
+    const std::vector<std::pair<const char *, QVariant>> outlineSetters = {
+        {"locked", true},
+        {"isPlainTextMemo", true},
+        {"titleColor", QColor(10, 20, 30)},
+        {"titleCharacterColor", QColor(40, 50, 60)},
+    };
+    int expectedReloads = 0;
+    for (const auto &[key, value] : outlineSetters) {
+        SCOPED_TRACE(key);
+        reset();
+        ASSERT_TRUE(memo->setValue(QString::fromLatin1(key), value));
+        EXPECT_EQ(memo->value(QString::fromLatin1(key)), value);
+        EXPECT_TRUE(memo->isEdited());
+        EXPECT_GT(memo->modifiedAt(), longAgo());
+        EXPECT_EQ(reloads.count, ++expectedReloads);
+    }
+
+    reset();
+    memo->setProtectWithPassword(true);
+    EXPECT_TRUE(memo->isEdited());
+    EXPECT_EQ(memo->modifiedAt(), longAgo());
+    EXPECT_EQ(reloads.count, ++expectedReloads);
+
+    // Marking unedited leaves the date alone too.
+    memo->setModifiedAt(longAgo());
+    memo->setIsEdited(false);
+    EXPECT_EQ(memo->modifiedAt(), longAgo());
+}
+
+TEST_F(JWMemoTest, rangesAreReachableAsStrings)
+{
+    const MemoPtr memo = JWMemo::memo();
+    EXPECT_EQ(memo->scrollRangeString(), QStringLiteral("{0, 0}"));
+    memo->setValue(QStringLiteral("scrollRangeString"), QStringLiteral("{12, 5}"));
+    EXPECT_EQ(memo->scrollRange(), (TextRange{12, 5}));
+    memo->setSelectedRangeString(QStringLiteral("{3, 1}"));
+    EXPECT_EQ(memo->value(QStringLiteral("selectedRangeString")), QStringLiteral("{3, 1}"));
+}
+
+// --- Leaves and protection ---------------------------------------------------
+
+struct LeafCase
+{
+    const char *name;
+    bool openLeaf;
+    bool hasChildren;
+    bool protect;
+    bool unlocked;
+    bool leaf;
+};
+
+class ChangeIsLeafTest : public JWMemoTest, public ::testing::WithParamInterface<LeafCase>
+{
+};
+
+TEST_P(ChangeIsLeafTest, followsChildrenOpenLeafAndLock)
+{
+    const LeafCase c = GetParam();
+    const MemoPtr memo = JWMemo::memo();
+    if (c.hasChildren)
+        memo->appendChild(JWMemo::memo());
+    memo->setProtectWithPassword(c.protect);
+    memo->setUnlockedPassword(c.unlocked);
+    memo->setOpenLeaf(c.openLeaf);
+    EXPECT_EQ(memo->isLeaf(), c.leaf);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    JWMemoTest, ChangeIsLeafTest,
+    ::testing::Values(LeafCase{"empty", false, false, false, false, true},
+                      LeafCase{"emptyProtectedLocked", false, false, true, false, true},
+                      LeafCase{"openLeaf", true, false, false, false, false},
+                      LeafCase{"openLeafProtectedLocked", true, false, true, false, true},
+                      LeafCase{"children", false, true, false, false, false},
+                      LeafCase{"childrenUnprotectedUnlocked", false, true, false, true, false},
+                      LeafCase{"childrenProtectedLocked", false, true, true, false, true},
+                      LeafCase{"childrenProtectedUnlocked", false, true, true, true, false}),
+    [](const auto &info) { return std::string(info.param.name); });
+
+TEST_F(JWMemoTest, childChangesAndTheOpenLeafNotificationRecomputeTheLeaf)
+{
+    const MemoPtr memo = JWMemo::memo();
+    const MemoPtr child = JWMemo::memo();
+    memo->appendChild(child);
+    EXPECT_FALSE(memo->isLeaf());
+    EXPECT_TRUE(memo->removeChild(child.get()));
+    EXPECT_FALSE(memo->removeChild(child.get()));
+    EXPECT_TRUE(memo->isLeaf());
+
+    NotificationCenter::defaultCenter().post(NotificationNames::JW3OpenNoteLeaf, nullptr,
+                                             {{QStringLiteral("status"), true}});
+    EXPECT_TRUE(memo->openLeaf());
+    EXPECT_FALSE(memo->isLeaf());
+}
+
+TEST_F(JWMemoTest, anUnlockedPageLocksItselfAgain)
+{
+    JWMemo::setRelockInterval(50ms);
+    const MemoPtr memo = JWMemo::memo();
+    memo->appendChild(JWMemo::memo());
+    memo->setProtectWithPassword(true);
+    EXPECT_TRUE(memo->isLeaf());
+
+    memo->setUnlockedPassword(true);
+    EXPECT_TRUE(memo->isRelockPending());
+    EXPECT_FALSE(memo->isLeaf());
+    // Locking by hand leaves the timer running; it locks (again) when it fires.
+    memo->setUnlockedPassword(false);
+    EXPECT_TRUE(memo->isRelockPending());
+    memo->setUnlockedPassword(true);
+
+    QTRY_VERIFY_WITH_TIMEOUT(!memo->unlockedPassword(), 5000);
+    EXPECT_TRUE(memo->isLeaf());
+    EXPECT_FALSE(memo->isRelockPending());
+    EXPECT_EQ(JWMemo::relockInterval(), 50ms);
+    JWMemo::setRelockInterval(0ms);
+    EXPECT_EQ(JWMemo::relockInterval(), JWMemo::kRelockInterval);
+}
+
+// --- Tree walks ---------------------------------------------------------------
+
+TEST_F(JWMemoTest, addSubMemosWalksInPreOrderAndCanSkipLockedPages)
+{
+    const MemoPtr root = JWMemo::memo();
+    const MemoPtr secret = JWMemo::memo();
+    const MemoPtr inside = JWMemo::memo();
+    const MemoPtr open = JWMemo::memo();
+    root->appendChild(secret);
+    secret->appendChild(inside);
+    root->appendChild(open);
+    secret->setProtectWithPassword(true);
+
+    QList<MemoPtr> all;
+    root->addSubMemosToArray(all, false);
+    EXPECT_EQ(all, (QList<MemoPtr>{root, secret, inside, open}));
+    EXPECT_EQ(inside->tempParentMemo(), secret);
+    EXPECT_EQ(open->tempParentMemo(), root);
+    EXPECT_EQ(root->tempParentMemo(), nullptr);
+
+    QList<MemoPtr> visible;
+    root->addSubMemosToArray(visible, true);
+    EXPECT_EQ(visible, (QList<MemoPtr>{root, open}));
+
+    secret->setUnlockedPassword(true);
+    visible.clear();
+    root->addSubMemosToArray(visible, true);
+    EXPECT_EQ(visible, all);
+
+    EXPECT_TRUE(root->containsMemo(inside.get()));
+    EXPECT_TRUE(inside->containsMemo(inside.get()));
+    EXPECT_FALSE(secret->containsMemo(open.get()));
+}
+
+TEST_F(JWMemoTest, aDeepCopyIsIndependentAndGetsNewIDs)
+{
+    const MemoPtr root = unusualMemo(QStringLiteral("Root"));
+    const MemoPtr child = unusualMemo(QStringLiteral("Child"));
+    child->appendChild(unusualMemo(QStringLiteral("Grandchild")));
+    root->appendChild(child);
+
+    const MemoPtr copy = root->copy();
+    EXPECT_NE(copy->memoID(), root->memoID());
+    EXPECT_EQ(copy->title(), QStringLiteral("Root"));
+    EXPECT_EQ(copy->plainText(), root->plainText());
+    EXPECT_EQ(copy->titleColor(), root->titleColor());
+    EXPECT_EQ(copy->titleCharacterColor(), root->titleCharacterColor());
+    EXPECT_TRUE(copy->locked());
+    EXPECT_TRUE(copy->protectWithPassword());
+    EXPECT_TRUE(copy->verticalLayout());
+    EXPECT_EQ(copy->scrollRange(), root->scrollRange());
+    EXPECT_EQ(copy->webURLStr(), root->webURLStr());
+    // Not carried over: tags, reference count, dates.
+    EXPECT_TRUE(copy->tags().isEmpty());
+    EXPECT_EQ(copy->referenceNumber(), 0);
+    EXPECT_NE(copy->createdAt(), root->createdAt());
+
+    ASSERT_EQ(copy->children().size(), 1u);
+    const MemoPtr copiedChild = copy->children().front();
+    EXPECT_NE(copiedChild, child);
+    ASSERT_EQ(copiedChild->children().size(), 1u);
+    EXPECT_EQ(copiedChild->children().front()->title(), QStringLiteral("Grandchild"));
+    EXPECT_NE(copy->windowAttribute(), root->windowAttribute());
+    EXPECT_TRUE(copy->windowAttribute()->floating());
+
+    copiedChild->setTitle(QStringLiteral("Changed"));
+    copiedChild->children().front()->appendChild(JWMemo::memo());
+    copy->windowAttribute()->setFloating(false);
+    EXPECT_EQ(child->title(), QStringLiteral("Child"));
+    EXPECT_TRUE(child->children().front()->children().empty());
+    EXPECT_TRUE(root->windowAttribute()->floating());
+}
+
+TEST_F(JWMemoTest, titlesComeFromTheFirstLineAndSortNaturally)
+{
+    EXPECT_EQ(JWMemo::titleFromText(QStringLiteral("abcdefghijklmnopqrstu")), QStringLiteral("abcdefghijklmno"));
+    EXPECT_EQ(JWMemo::titleFromText(QStringLiteral("short\nline")), QStringLiteral("short"));
+    EXPECT_EQ(JWMemo::titleFromText(QStringLiteral("\nsecond")), QStringLiteral(""));
+
+    const MemoPtr a = JWMemo::memo();
+    const MemoPtr b = JWMemo::memo();
+    a->setTitle(QStringLiteral("page 9"));
+    b->setTitle(QStringLiteral("Page 10"));
+    EXPECT_LT(a->compare(*b), 0);
+    EXPECT_GT(b->compare(*a), 0);
+    b->setTitle(QStringLiteral("page 9"));
+    a->setModifiedAt(longAgo());
+    EXPECT_LT(a->compare(*b), 0);
+    b->setModifiedAt(longAgo());
+    b->setCreatedAt(longAgo());
+    EXPECT_GT(a->compare(*b), 0);
+}
+
+// --- Archiving -----------------------------------------------------------------
+
+TEST_F(JWMemoTest, aThreeLevelTreeSurvivesArchiving)
+{
+    const MemoPtr root = unusualMemo(QStringLiteral("Root"));
+    const MemoPtr child = unusualMemo(QStringLiteral("Child"));
+    const MemoPtr plain = JWMemo::memo();
+    child->appendChild(unusualMemo(QStringLiteral("Grandchild")));
+    root->appendChild(child);
+    root->appendChild(plain);
+    plain->setTags({});
+
+    auto decoded = unarchive(archive(root));
+    ASSERT_TRUE(decoded.ok()) << decoded.errorMessage().toStdString();
+    const MemoPtr &r = decoded.value();
+    expectSameFields(*root, *r);
+    EXPECT_FALSE(r->isEdited());
+    // A protected page comes back locked, hiding its children until unlocked.
+    EXPECT_FALSE(r->unlockedPassword());
+    EXPECT_TRUE(r->isLeaf());
+    r->setUnlockedPassword(true);
+    EXPECT_FALSE(r->isLeaf());
+    EXPECT_EQ(r->children()[1]->webIconImage().metaType(), QMetaType::fromType<std::nullptr_t>());
+    // Reading takes no new IDs.
+    EXPECT_EQ(UserDefaults::standardUserDefaults().integerForKey(QStringLiteral("memoID")), 4);
+}
+
+TEST_F(JWMemoTest, theArchiveBeginsAsThePlatformWritesIt)
+{
+    const MemoPtr root = JWMemo::memo();
+    root->setMemoID(0);
+    root->setTitle(QStringLiteral("Notes"));
+    const MemoPtr child = JWMemo::memo();
+    child->setMemoID(1);
+    root->appendChild(child);
+
+    const auto hex = [](const char *text) { return QByteArray::fromHex(text); };
+    const QByteArray expected = hex("040b73747265616d747970656481e803") + hex("840140")
+        + hex("848484 06") + "JWMemo" + hex("05 8484 08") + "NSObject" + hex("00 85")
+        + hex("92 848484 08") + "NSNumber" + hex("00 8484 07") + "NSValue" + hex("00 94")
+        + hex("84012a 84840171 98 00 86")
+        + hex("92 848484 08") + "NSString" + hex("01 94 84012b 05") + "Notes" + hex("86")
+        + hex("92 848484 0e") + "NSMutableArray" + hex("00 8484 07") + "NSArray" + hex("00 94")
+        + hex("84016901")
+        + hex("928493")
+        + hex("92 84 96 97 98 98 01 86");
+    const QByteArray bytes = archive(root);
+    EXPECT_EQ(bytes.left(expected.size()), expected);
+}
+
+class OlderMemoVersionTest : public JWMemoTest, public ::testing::WithParamInterface<int>
+{
+};
+
+TEST_P(OlderMemoVersionTest, readsWhatTheVersionHoldsWithItsRules)
+{
+    const int version = GetParam();
+    const MemoPtr root = unusualMemo(QStringLiteral("Old"));
+    root->appendChild(unusualMemo(QStringLiteral("Older child")));
+    const QByteArray bytes = archive(root, version);
+
+    auto tree = TypedStreamReader::read(bytes);
+    ASSERT_TRUE(tree.ok());
+    EXPECT_EQ(tree.value().versionForClassName("JWMemo"), version);
+    const std::map<int, size_t> groupsPerVersion = {{1, 14}, {2, 15}, {3, 18}, {4, 19}, {5, 21}};
+    EXPECT_EQ(tree.value().groups.front().values.front().object->groups.size(), groupsPerVersion.at(version));
+
+    auto decoded = unarchive(bytes);
+    ASSERT_TRUE(decoded.ok()) << decoded.errorMessage().toStdString();
+    for (const MemoPtr &m : {decoded.value(), decoded.value()->children().front()}) {
+        EXPECT_EQ(m->tags(), root->tags());
+        EXPECT_EQ(m->plainText().left(3), QStringLiteral("Old"));
+        EXPECT_TRUE(m->windowAttribute()->floating());
+        // Image scaling is kept from version 4 on only, though 2 and 3 store it.
+        EXPECT_EQ(m->scaleImages(), version >= 4);
+        EXPECT_EQ(m->showRuler(), version >= 3);
+        EXPECT_EQ(m->showLineNumbers(), version >= 3);
+        EXPECT_EQ(m->titleCharacterColor(), version >= 3 ? QColor(0, 0, 255) : QColor(0, 0, 0));
+        EXPECT_EQ(m->verticalLayout(), version >= 4);
+        EXPECT_EQ(m->webURLStr(), version >= 5 ? QStringLiteral("http://example.org/") : QStringLiteral(""));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(JWMemoTest, OlderMemoVersionTest, ::testing::Values(1, 2, 3, 4, 5),
+                         [](const auto &info) { return "version" + std::to_string(info.param); });
+
+TEST_F(JWMemoTest, readsLooserFormsOfTheFields)
+{
+    // NSArray children, NSDate dates, an 'i' ID and nil tags, colours and strings,
+    // as other writers of the format produce them.
+    TypedStreamRegistry registry = registryAt(MemoCoding::kClassVersion);
+    TypedStreamCoder loose = MemoCoding::coder();
+    loose.encode = [](TypedStreamWriter &w, const QVariant &value) -> Status {
+        const MemoPtr m = value.value<MemoPtr>();
+        const QDateTime when(QDate(2005, 1, 2), QTime(3, 4, 5), Qt::UTC);
+        const QVariantList objects = {
+            QVariant::fromValue(int(m->memoID())),
+            QVariant(),
+            QVariant::fromValue(ArchivedAs{"NSArray", m->childrenValue()}),
+            when,
+            when,
+            QVariant(),
+            QVariant(),
+            QVariant(),
+            QVariant::fromValue(qint8(1)),
+            QVariant(),
+            QVariant(),
+            QVariant(),
+            QVariant(),
+            QVariant(),
+        };
+        for (const QVariant &o : objects) {
+            if (Status s = w.encodeObject(o); !s)
+                return s;
+        }
+        return {};
+    };
+    loose.version = 1;
+    registry.registerCoder(loose);
+    const MemoPtr root = JWMemo::memo();
+    root->appendChild(JWMemo::memo());
+    auto bytes = TypedStreamWriter::archivedDataWithRootObject(QVariant::fromValue(root), registry);
+    ASSERT_TRUE(bytes.ok()) << bytes.errorMessage().toStdString();
+
+    auto decoded = unarchive(bytes.value());
+    ASSERT_TRUE(decoded.ok()) << decoded.errorMessage().toStdString();
+    const JWMemo &r = *decoded.value();
+    EXPECT_EQ(r.memoID(), root->memoID());
+    EXPECT_EQ(r.title(), QStringLiteral(""));
+    EXPECT_EQ(r.createdAt(), QDateTime(QDate(2005, 1, 2), QTime(3, 4, 5), Qt::UTC));
+    EXPECT_TRUE(r.tags().isEmpty());
+    EXPECT_TRUE(r.locked());
+    EXPECT_EQ(r.titleColor().alpha(), 0);
+    ASSERT_EQ(r.children().size(), 1u);
+    EXPECT_EQ(r.children().front()->memoID(), root->children().front()->memoID());
+}
+
+TEST_F(JWMemoTest, truncatedOrWrongArchivesAreErrors)
+{
+    const MemoPtr root = unusualMemo(QStringLiteral("Root"));
+    root->appendChild(unusualMemo(QStringLiteral("Child")));
+    const QByteArray bytes = archive(root);
+    for (qsizetype size = 0; size < bytes.size(); ++size) {
+        auto decoded = unarchive(bytes.left(size));
+        EXPECT_FALSE(decoded.ok()) << "accepted a prefix of " << size << " bytes";
+    }
+
+    // Children that are not pages are refused, not skipped.
+    TypedStreamRegistry registry = registryAt(MemoCoding::kClassVersion);
+    TypedStreamCoder wrong = MemoCoding::coder();
+    wrong.encode = [](TypedStreamWriter &w, const QVariant &) -> Status {
+        if (Status s = w.encodeObject(qint64(5)); !s)
+            return s;
+        if (Status s = w.encodeObject(QStringLiteral("t")); !s)
+            return s;
+        return w.encodeObject(QVariantList{QStringLiteral("not a page")});
+    };
+    registry.registerCoder(wrong);
+    auto hostile = TypedStreamWriter::archivedDataWithRootObject(QVariant::fromValue(JWMemo::memo()), registry);
+    ASSERT_TRUE(hostile.ok());
+    auto decoded = unarchive(hostile.value());
+    ASSERT_FALSE(decoded.ok());
+    EXPECT_TRUE(decoded.errorMessage().contains(QStringLiteral("children"))) << decoded.errorMessage().toStdString();
+}
