@@ -1,5 +1,6 @@
 #include "JWMemo.h"
 
+#include "RecordValues.h"
 #include "platform/ArchivedValues.h"
 #include "platform/Localization.h"
 #include "platform/NotificationCenter.h"
@@ -224,18 +225,12 @@ MemoPtr JWMemo::copy() const
 
 bool JWMemo::setValue(const QString &key, const QVariant &value)
 {
-    // Only declared fields: QObject::setProperty would otherwise add a dynamic
-    // property for an unknown key and hide the caller's mistake.
-    const int index = metaObject()->indexOfProperty(key.toLatin1().constData());
-    if (index < 0)
-        return false;
-    return metaObject()->property(index).write(this, value);
+    return RecordValues::setValueForKey(*this, key, value);
 }
 
 QVariant JWMemo::value(const QString &key) const
 {
-    const int index = metaObject()->indexOfProperty(key.toLatin1().constData());
-    return index < 0 ? QVariant() : metaObject()->property(index).read(this);
+    return RecordValues::valueForKey(*this, key);
 }
 
 void JWMemo::observeNotifications()

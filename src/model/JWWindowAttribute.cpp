@@ -1,5 +1,6 @@
 #include "JWWindowAttribute.h"
 
+#include "RecordValues.h"
 #include "util/GeometryStrings.h"
 
 #include <QMetaProperty>
@@ -7,6 +8,8 @@
 #include <array>
 
 namespace {
+
+using RecordValues::isNumber;
 
 // Stores @p value and answers whether the field changed, so that signals fire
 // only for real changes and an observer that writes back does not loop.
@@ -31,18 +34,6 @@ constexpr std::array kCopiedKeys = {
     "showWebControlBar",
 };
 
-bool isNumber(const QVariant &value)
-{
-    switch (value.metaType().id()) {
-    case QMetaType::Bool: case QMetaType::Char: case QMetaType::SChar: case QMetaType::UChar:
-    case QMetaType::Short: case QMetaType::UShort: case QMetaType::Int: case QMetaType::UInt:
-    case QMetaType::Long: case QMetaType::ULong: case QMetaType::LongLong: case QMetaType::ULongLong:
-    case QMetaType::Float: case QMetaType::Double:
-        return true;
-    default:
-        return false;
-    }
-}
 
 } // namespace
 
@@ -68,18 +59,12 @@ WindowAttributePtr JWWindowAttribute::copy() const
 
 bool JWWindowAttribute::setValue(const QString &key, const QVariant &value)
 {
-    // Only declared fields: QObject::setProperty would otherwise add a dynamic
-    // property for an unknown key and hide the caller's mistake.
-    const int index = metaObject()->indexOfProperty(key.toLatin1().constData());
-    if (index < 0)
-        return false;
-    return metaObject()->property(index).write(this, value);
+    return RecordValues::setValueForKey(*this, key, value);
 }
 
 QVariant JWWindowAttribute::value(const QString &key) const
 {
-    const int index = metaObject()->indexOfProperty(key.toLatin1().constData());
-    return index < 0 ? QVariant() : metaObject()->property(index).read(this);
+    return RecordValues::valueForKey(*this, key);
 }
 
 void JWWindowAttribute::setSelectionID(qint64 memoID)

@@ -1,5 +1,6 @@
 #include "MemoCoding.h"
 
+#include "RecordValues.h"
 #include "WindowAttributeCoding.h"
 
 #include "platform/ArchivedValues.h"
@@ -42,28 +43,12 @@ struct MemoArchiveAccess
 namespace MemoCoding {
 namespace {
 
+using RecordValues::isInteger;
+using RecordValues::unwrapped;
+
 using Access = MemoArchiveAccess;
 
-// Archives read with class names kept wrap values of non-default classes
-// (NSArray, NSMutableString); the page only cares about the value inside.
-QVariant unwrapped(QVariant value)
-{
-    while (value.metaType() == QMetaType::fromType<ArchivedAs>())
-        value = value.value<ArchivedAs>().value;
-    return value;
-}
 
-bool isInteger(const QVariant &value)
-{
-    switch (value.metaType().id()) {
-    case QMetaType::Bool: case QMetaType::Char: case QMetaType::SChar: case QMetaType::UChar:
-    case QMetaType::Short: case QMetaType::UShort: case QMetaType::Int: case QMetaType::UInt:
-    case QMetaType::Long: case QMetaType::ULong: case QMetaType::LongLong: case QMetaType::ULongLong:
-        return true;
-    default:
-        return false;
-    }
-}
 
 QColor displayColor(const ArchivedColor &color)
 {

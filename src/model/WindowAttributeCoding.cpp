@@ -1,5 +1,6 @@
 #include "WindowAttributeCoding.h"
 
+#include "RecordValues.h"
 #include "platform/ArchivedValues.h"
 #include "platform/TypedStreamDecoder.h"
 #include "platform/TypedStreamWriter.h"
@@ -9,37 +10,16 @@
 namespace WindowAttributeCoding {
 namespace {
 
+using RecordValues::isNumber;
+using RecordValues::unwrapped;
+
 // Older windows are opened as web clips 1.2 times as large as their note window.
 constexpr double kWebFrameScale = 1.2;
 // The icon form always reopens at this size; saving puts the live record back to it.
 constexpr double kIconSide = 48;
 
-// Archives read with class names kept wrap values of non-default classes
-// (NSArray, NSMutableString); the record only cares about the value inside.
-QVariant unwrapped(QVariant value)
-{
-    while (value.metaType() == QMetaType::fromType<ArchivedAs>())
-        value = value.value<ArchivedAs>().value;
-    return value;
-}
 
-bool isInteger(const QVariant &value)
-{
-    switch (value.metaType().id()) {
-    case QMetaType::Bool: case QMetaType::Char: case QMetaType::SChar: case QMetaType::UChar:
-    case QMetaType::Short: case QMetaType::UShort: case QMetaType::Int: case QMetaType::UInt:
-    case QMetaType::Long: case QMetaType::ULong: case QMetaType::LongLong: case QMetaType::ULongLong:
-        return true;
-    default:
-        return false;
-    }
-}
 
-bool isNumber(const QVariant &value)
-{
-    const int type = value.metaType().id();
-    return isInteger(value) || type == QMetaType::Float || type == QMetaType::Double;
-}
 
 /**
  * Reads the record's values one after another into its setters. After the
