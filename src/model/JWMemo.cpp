@@ -19,14 +19,7 @@ const QString kMemoIDKey = QStringLiteral("memoID");
 
 std::chrono::milliseconds s_relockInterval = JWMemo::kRelockInterval;
 
-template<typename T>
-bool assign(T &field, const T &value)
-{
-    if (field == value)
-        return false;
-    field = value;
-    return true;
-}
+using RecordValues::assign;
 
 // Titles are never longer than this when taken from a text.
 constexpr qsizetype kTitleLength = 15;

@@ -11,16 +11,7 @@ namespace {
 
 using RecordValues::isNumber;
 
-// Stores @p value and answers whether the field changed, so that signals fire
-// only for real changes and an observer that writes back does not loop.
-template<typename T>
-bool assign(T &field, const T &value)
-{
-    if (field == value)
-        return false;
-    field = value;
-    return true;
-}
+using RecordValues::assign;
 
 // The keys a copy carries over, in the order they are copied. The drawer size,
 // icon frame and tabs are left at their defaults on purpose. "showRuler" names

@@ -1,7 +1,11 @@
 #pragma once
 
+#include "platform/TypedStreamRegistry.h"
+
 #include <QString>
 #include <QVariant>
+
+#include <memory>
 
 class QObject;
 
@@ -27,5 +31,42 @@ bool setValueForKey(QObject &record, const QString &key, const QVariant &value);
 [[nodiscard]] bool isInteger(const QVariant &value);
 /** True for integers and floating-point numbers. */
 [[nodiscard]] bool isNumber(const QVariant &value);
+
+/**
+ * Stores @p value in @p field and answers whether it changed, so that a
+ * record's change signals fire only for real changes and an observer that
+ * writes back does not loop.
+ */
+template<typename T>
+bool assign(T &field, const T &value)
+{
+    if (field == value)
+        return false;
+    field = value;
+    return true;
+}
+
+/**
+ * The typed-stream coder of a record class at @p version. Records are held
+ * as std::shared_ptr<Record> in QVariants; the same record archived twice is
+ * one object, written once and referenced afterwards.
+ */
+template<typename Record>
+TypedStreamCoder recordCoder(const QByteArray &className, qint64 version,
+                             Status (*encode)(TypedStreamWriter &, const QVariant &, qint64),
+                             TypedStreamCoder::Decode decode)
+{
+    TypedStreamCoder coder;
+    coder.className = className;
+    coder.version = version;
+    coder.encode = [encode, version](TypedStreamWriter &writer, const QVariant &value) {
+        return encode(writer, value, version);
+    };
+    coder.decode = std::move(decode);
+    coder.identity = [](const QVariant &value) -> const void * {
+        return value.value<std::shared_ptr<Record>>().get();
+    };
+    return coder;
+}
 
 } // namespace RecordValues

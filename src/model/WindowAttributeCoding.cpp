@@ -263,15 +263,7 @@ Status encode(TypedStreamWriter &writer, const QVariant &value, qint64 version)
 
 TypedStreamCoder coder(qint64 version)
 {
-    TypedStreamCoder result;
-    result.className = kClassName;
-    result.version = version;
-    result.encode = [version](TypedStreamWriter &writer, const QVariant &value) {
-        return encode(writer, value, version);
-    };
-    result.decode = decode;
-    result.identity = [](const QVariant &value) -> const void * { return value.value<WindowAttributePtr>().get(); };
-    return result;
+    return RecordValues::recordCoder<JWWindowAttribute>(kClassName, version, encode, decode);
 }
 
 void registerWith(TypedStreamRegistry &registry)

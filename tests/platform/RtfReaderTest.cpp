@@ -1,4 +1,5 @@
 #include "common/FreshUserTest.h"
+#include "common/TestImages.h"
 #include "common/QtPrinters.h"
 #include "platform/RtfReader.h"
 #include "platform/TextAttachment.h"
@@ -55,13 +56,7 @@ QByteArray readFile(const QString &path)
 
 QByteArray pngBytes()
 {
-    QImage image(4, 2, QImage::Format_RGB32);
-    image.fill(Qt::blue);
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "PNG");
-    return bytes;
+    return encodedImage(QSize(4, 2), Qt::blue);
 }
 
 TEST(RtfReaderTest, rejectsBytesThatAreNoRtfAndLeavesTheDocumentAlone)

@@ -1,4 +1,5 @@
 #include "common/FreshUserTest.h"
+#include "common/TestImages.h"
 #include "platform/RtfReader.h"
 #include "platform/RtfWriter.h"
 #include "platform/TextAttachment.h"
@@ -74,13 +75,7 @@ std::string textOf(const QString &text)
 
 QByteArray pngBytes(int width, int height)
 {
-    QImage image(width, height, QImage::Format_RGB32);
-    image.fill(Qt::red);
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "PNG");
-    return bytes;
+    return encodedImage(QSize(width, height), Qt::red);
 }
 
 TEST(RtfWriterTest, WritesThePlatformsStructureForPlainText)

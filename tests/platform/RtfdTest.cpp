@@ -1,4 +1,5 @@
 #include "common/FreshUserTest.h"
+#include "common/TestImages.h"
 #include "platform/FileWrapper.h"
 #include "platform/Rtfd.h"
 #include "platform/TextAttachment.h"
@@ -31,13 +32,7 @@ QByteArray word(quint32 value)
 
 QByteArray pngBytes(QColor colour, QSize size = QSize(6, 4))
 {
-    QImage image(size, QImage::Format_RGB32);
-    image.fill(colour);
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "PNG");
-    return bytes;
+    return encodedImage(size, colour);
 }
 
 QString textOf(const QTextDocument &document)

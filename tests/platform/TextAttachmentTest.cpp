@@ -1,4 +1,5 @@
 #include "common/QtPrinters.h"
+#include "common/TestImages.h"
 #include "platform/TextAttachment.h"
 
 #include <gtest/gtest.h>
@@ -12,13 +13,7 @@ namespace {
 
 QByteArray pngBytes(int width, int height)
 {
-    QImage image(width, height, QImage::Format_RGB32);
-    image.fill(Qt::red);
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "PNG");
-    return bytes;
+    return encodedImage(QSize(width, height), Qt::red);
 }
 
 TEST(TextAttachmentTest, attachmentsKeepNameBytesAndPlaceInTextOrder)

@@ -1,4 +1,5 @@
 #include "common/FreshUserTest.h"
+#include "common/TestImages.h"
 #include "platform/TextAttachment.h"
 #include "platform/TextConverter.h"
 
@@ -11,13 +12,7 @@ namespace {
 
 QByteArray pngBytes()
 {
-    QImage image(5, 7, QImage::Format_RGB32);
-    image.fill(Qt::darkCyan);
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "PNG");
-    return bytes;
+    return encodedImage(QSize(5, 7), Qt::darkCyan);
 }
 
 TEST(TextConverterTest, plainStringsKeepParagraphsAndLineSeparatorsAndGiveTheirTopLine)
