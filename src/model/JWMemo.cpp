@@ -1,13 +1,20 @@
 #include "JWMemo.h"
 
+#include "ApplicationTree.h"
+#include "PageFile.h"
 #include "RecordValues.h"
 #include "platform/ArchivedValues.h"
+#include "platform/FolderPaths.h"
 #include "platform/Localization.h"
 #include "platform/NotificationCenter.h"
 #include "platform/NotificationNames.h"
 #include "platform/TextConverter.h"
 #include "platform/UserDefaults.h"
+#include "util/StringUtility.h"
 
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QMetaProperty>
 
 #include <algorithm>
@@ -18,6 +25,9 @@ namespace {
 const QString kMemoIDKey = QStringLiteral("memoID");
 
 std::chrono::milliseconds s_relockInterval = JWMemo::kRelockInterval;
+
+// Pages live on the GUI thread only, so a plain counter is enough.
+quint64 s_structureGeneration = 0;
 
 using RecordValues::assign;
 
@@ -55,47 +65,6 @@ QColor clearColor()
 QColor blackColor()
 {
     return QColor(0, 0, 0).toRgb();
-}
-
-// Titles compare as people read them: runs of digits by their value, letters
-// without regard to case. Equal runs of digits with different leading zeros
-// fall back to their length, so the order stays total.
-int naturalCompare(const QString &a, const QString &b)
-{
-    qsizetype i = 0;
-    qsizetype j = 0;
-    while (i < a.size() && j < b.size()) {
-        if (a.at(i).isDigit() && b.at(j).isDigit()) {
-            const qsizetype startA = i;
-            const qsizetype startB = j;
-            while (i < a.size() && a.at(i).isDigit())
-                ++i;
-            while (j < b.size() && b.at(j).isDigit())
-                ++j;
-            QStringView runA = QStringView(a).mid(startA, i - startA);
-            QStringView runB = QStringView(b).mid(startB, j - startB);
-            while (runA.size() > 1 && runA.front() == u'0')
-                runA = runA.mid(1);
-            while (runB.size() > 1 && runB.front() == u'0')
-                runB = runB.mid(1);
-            if (runA.size() != runB.size())
-                return runA.size() < runB.size() ? -1 : 1;
-            if (const int c = runA.compare(runB); c != 0)
-                return c < 0 ? -1 : 1;
-            continue;
-        }
-        const QChar ca = a.at(i).toCaseFolded();
-        const QChar cb = b.at(j).toCaseFolded();
-        if (ca != cb)
-            return ca < cb ? -1 : 1;
-        ++i;
-        ++j;
-    }
-    if (i < a.size())
-        return 1;
-    if (j < b.size())
-        return -1;
-    return 0;
 }
 
 int compareDates(const QDateTime &a, const QDateTime &b)
@@ -154,14 +123,15 @@ QString qtDateFormat(const QString &calendarFormat)
 JWMemo::JWMemo()
     : JWMemo(BareKey{})
 {
-    // Removing a stale page file left under the new ID comes with the data folder.
     assignNewID();
+    setAsideStalePageFile();
     m_title = localizedString(QStringLiteral("Untitled"));
     const UserDefaults &defaults = UserDefaults::standardUserDefaults();
     if (defaults.boolForKey(QStringLiteral("UseTopLineAsTitle")))
         m_plainText = m_title;
     m_createdAt = m_modifiedAt = QDateTime::currentDateTime();
     m_isPlainTextMemo = defaults.boolForKey(QStringLiteral("createNewMemoAsPlainText"));
+    m_hasTags = true;
     m_isEdited = true;
     changeIsLeaf();
 }
@@ -228,10 +198,37 @@ QVariant JWMemo::value(const QString &key) const
 
 void JWMemo::observeNotifications()
 {
+    NotificationCenter &center = NotificationCenter::defaultCenter();
     // The menu command that shows every page as expandable, or not.
-    NotificationCenter::defaultCenter().addObserver(
-        this, NotificationNames::JW3OpenNoteLeaf, nullptr,
-        [this](const Notification &note) { setOpenLeaf(note.userInfo.value(QStringLiteral("status")).toBool()); });
+    center.addObserver(this, NotificationNames::JW3OpenNoteLeaf, nullptr, [this](const Notification &note) {
+        setOpenLeaf(note.userInfo.value(QStringLiteral("status")).toBool());
+    });
+    // Every save of the application asks each edited page to write its file.
+    center.addObserver(this, NotificationNames::JW3SaveMemoContent, nullptr, [this](const Notification &) { save(); });
+    center.addObserver(this, NotificationNames::JW3ConvertNoteTextToSetTitleAtFirstLine, nullptr,
+                       [this](const Notification &) { convertNoteTextToSetTitleAtFirstLine(); });
+    center.addObserver(this, NotificationNames::JW3ConvertNoteTextToSetTitleFromFirstLine, nullptr,
+                       [this](const Notification &) { convertNoteTextToSetTitleFromFirstLine(); });
+}
+
+void JWMemo::setAsideStalePageFile()
+{
+    // A file under a brand-new ID is left over from a page of an earlier
+    // tree (the ID counter was reset, or the folder came from elsewhere). It
+    // must not become this page's text, and it may be someone's only copy, so
+    // it goes where the clean-up puts files of pages no longer in the tree.
+    const QString path = notePathForID(m_memoID);
+    if (path.isEmpty() || !QFileInfo::exists(path))
+        return;
+    const QString trash = trashFolderPath();
+    QString target = trash + u'/' + QFileInfo(path).fileName();
+    for (int n = 2; QFileInfo::exists(target); ++n)
+        target = trash + QStringLiteral("/%1-%2.jw3page").arg(m_memoID).arg(n);
+    if (trash.isEmpty() || !QFile::rename(path, target)) {
+        qWarning("Page %lld: the stale page file %s could not be moved aside; it is removed", m_memoID,
+                 qPrintable(path));
+        QFile::remove(path);
+    }
 }
 
 void JWMemo::postReloadOutlineData()
@@ -260,10 +257,20 @@ qint64 JWMemo::assignNewID()
     return id;
 }
 
+void JWMemo::assignNewIDWithConvertDictionary(QHash<qint64, qint64> &convert)
+{
+    const qint64 oldID = m_memoID;
+    convert.insert(oldID, assignNewID());
+    for (const MemoPtr &child : m_children)
+        child->assignNewIDWithConvertDictionary(convert);
+}
+
 void JWMemo::setMemoID(qint64 memoID)
 {
-    if (assign(m_memoID, memoID))
+    if (assign(m_memoID, memoID)) {
+        structureChanged();
         Q_EMIT memoIDChanged();
+    }
 }
 
 // --- Tree -----------------------------------------------------------------
@@ -281,20 +288,24 @@ void JWMemo::setChildrenValue(const QVariantList &children)
 {
     std::vector<MemoPtr> list;
     for (const QVariant &value : children) {
-        if (MemoPtr child = value.value<MemoPtr>())
+        MemoPtr child = value.value<MemoPtr>();
+        if (child && !child->containsMemo(this))
             list.push_back(std::move(child));
     }
     m_children = std::move(list);
+    structureChanged();
     Q_EMIT childrenChanged();
     changeIsLeaf();
 }
 
 void JWMemo::insertChild(qsizetype index, MemoPtr child)
 {
-    if (!child)
+    // A page inside its own subtree would make every walk of the tree endless.
+    if (!child || child->containsMemo(this))
         return;
     index = std::clamp<qsizetype>(index, 0, qsizetype(m_children.size()));
     m_children.insert(m_children.begin() + index, std::move(child));
+    structureChanged();
     Q_EMIT childrenChanged();
     changeIsLeaf();
 }
@@ -320,9 +331,20 @@ MemoPtr JWMemo::takeChildAt(qsizetype index)
         return nullptr;
     MemoPtr child = std::move(m_children[size_t(index)]);
     m_children.erase(m_children.begin() + index);
+    structureChanged();
     Q_EMIT childrenChanged();
     changeIsLeaf();
     return child;
+}
+
+quint64 JWMemo::structureGeneration()
+{
+    return s_structureGeneration;
+}
+
+void JWMemo::structureChanged()
+{
+    ++s_structureGeneration;
 }
 
 bool JWMemo::containsMemo(const JWMemo *memo) const
@@ -374,10 +396,37 @@ QString JWMemo::titleFromText(const QString &text)
     return line;
 }
 
+QByteArray JWMemo::memoData() const
+{
+    if (m_memoData.isNull()) {
+        QByteArray data = PageFile::memoDataForID(m_memoID);
+        if (data.isNull()) {
+            TextConverter converter;
+            converter.setString(m_plainText);
+            data = converter.RTFDData();
+        }
+        m_memoData = std::move(data);
+    }
+    return m_memoData;
+}
+
 void JWMemo::setMemoData(const QByteArray &data)
 {
-    if (assign(m_memoData, data))
+    // A null array and an empty one differ here: only null means "not loaded".
+    if (m_memoData.isNull() != data.isNull() || m_memoData != data) {
+        m_memoData = data;
         Q_EMIT memoDataChanged();
+    }
+}
+
+void JWMemo::setMemoDataWithPlainText(const QString &text)
+{
+    if (text.isNull())
+        return;
+    setPlainText(text);
+    TextConverter converter;
+    converter.setString(text);
+    setMemoData(converter.RTFDData());
 }
 
 void JWMemo::setPlainText(const QString &text)
@@ -428,10 +477,19 @@ void JWMemo::setLocked(bool locked)
     markEditedAndReload();
 }
 
+bool JWMemo::isPlainTextMemo() const
+{
+    if (!m_isPlainTextMemo)
+        m_isPlainTextMemo = PageFile::isPlainTextMemoForID(m_memoID).value_or(false);
+    return *m_isPlainTextMemo;
+}
+
 void JWMemo::setIsPlainTextMemo(bool plain)
 {
-    if (assign(m_isPlainTextMemo, plain))
+    if (m_isPlainTextMemo != plain) {
+        m_isPlainTextMemo = plain;
         Q_EMIT isPlainTextMemoChanged();
+    }
     markEditedAndReload();
 }
 
@@ -510,6 +568,7 @@ void JWMemo::setReferenceNumber(int count)
 
 void JWMemo::setTags(const QStringList &tags)
 {
+    m_hasTags = true;
     if (assign(m_tags, tags))
         Q_EMIT tagsChanged();
 }
@@ -625,13 +684,130 @@ void JWMemo::setTempChildrenIds(const QString &ids)
 
 // --- Order and display ------------------------------------------------------
 
+// --- Page file -------------------------------------------------------------
+
+bool JWMemo::save()
+{
+    if (!m_isEdited)
+        return false;
+    // Pages made for an export, an import or an exchange never write into the data folder.
+    if (!ApplicationTree::contains(this))
+        return false;
+    m_isEdited = false;
+    Q_EMIT isEditedChanged();
+    // Text shown in a view is taken back from it here once the text view exists.
+    if (!m_isPlainTextMemo) {
+        // Never shown since loading: the old file still knows. Only a page
+        // that never had a file takes the preference for new pages.
+        if (const auto stored = PageFile::isPlainTextMemoForID(m_memoID)) {
+            m_isPlainTextMemo = *stored;
+        } else {
+            UserDefaults &defaults = UserDefaults::standardUserDefaults();
+            const QString key = QStringLiteral("createNewMemoAsPlainText");
+            if (!defaults.objectForKey(key).isValid())
+                defaults.registerDefaults({{key, false}});
+            m_isPlainTextMemo = defaults.boolForKey(key);
+        }
+    }
+    if (Status s = PageFile::write(m_memoID, PageFile::dictionaryForMemo(*this)); !s) {
+        // Still edited, so that the next save tries again; the date stays.
+        m_isEdited = true;
+        Q_EMIT isEditedChanged();
+        qWarning("Page %lld was not saved: %s", m_memoID, qPrintable(s.errorMessage()));
+        return false;
+    }
+    return true;
+}
+
+void JWMemo::removeNoteFile()
+{
+    (void)memoData(); // the text stays in memory, to be written under the page's next ID
+    setIsEdited(true);
+    if (m_webURLStr.isEmpty()) {
+        PageFile::remove(m_memoID);
+        return;
+    }
+    const QString folder = noteDataFolderPath();
+    for (const QString &suffix : {QStringLiteral(".webarchive"), QStringLiteral("_mobile.webarchive")})
+        QFile::remove(folder + u'/' + QString::number(m_memoID) + suffix);
+}
+
+void JWMemo::clearMemoData()
+{
+    QVariantMap dictionary = PageFile::dictionaryForMemo(*this);
+    dictionary.remove(QStringLiteral("memoData"));
+    if (Status s = PageFile::write(m_memoID, dictionary); !s)
+        qWarning("Page %lld: %s", m_memoID, qPrintable(s.errorMessage()));
+}
+
+void JWMemo::convertNoteTextToSetTitleAtFirstLine()
+{
+    save();
+    const QByteArray data = memoData();
+    if (data.isEmpty())
+        return;
+    TextConverter converter;
+    if (!converter.setRTFDData(data))
+        return;
+    converter.insertTitleToTop(m_title);
+    setMemoData(converter.RTFDData());
+    setPlainText(converter.plainString());
+    setIsEdited(true);
+    save();
+}
+
+void JWMemo::convertNoteTextToSetTitleFromFirstLine()
+{
+    save();
+    const QByteArray data = memoData();
+    if (data.isEmpty())
+        return;
+    TextConverter converter;
+    if (!converter.setRTFDData(data))
+        return;
+    setTitle(converter.topLine());
+    setIsEdited(true);
+    save();
+}
+
+void JWMemo::setMemoTitleIfNeeded(const QString &title)
+{
+    if (UserDefaults::standardUserDefaults().boolForKey(QStringLiteral("UseTopLineAsTitle"))) {
+        TextConverter converter;
+        const QByteArray data = memoData();
+        if (!data.isEmpty() && converter.setRTFDData(data) && converter.topLine() != title) {
+            converter.insertTitleToTop(title);
+            setMemoData(converter.RTFDData());
+            setPlainText(converter.plainString());
+            setIsEdited(true);
+            save();
+        }
+    }
+    setTitle(title);
+}
+
 int JWMemo::compare(const JWMemo &other) const
 {
-    if (const int c = naturalCompare(m_title, other.m_title); c != 0)
+    if (const int c = StringUtility::naturalCompare(m_title, other.m_title); c != 0)
         return c;
     if (const int c = compareDates(m_modifiedAt, other.m_modifiedAt); c != 0)
         return c;
     return compareDates(m_createdAt, other.m_createdAt);
+}
+
+QVariantMap JWMemo::dictionaryRepresentation() const
+{
+    QVariantList children;
+    children.reserve(qsizetype(m_children.size()));
+    for (const MemoPtr &child : m_children)
+        children.append(child->dictionaryRepresentation());
+    return {
+        {QStringLiteral("Title"), m_title},
+        {QStringLiteral("NoteString"), m_plainText},
+        {QStringLiteral("CreationDate"), m_createdAt},
+        {QStringLiteral("LastUpdate"), m_modifiedAt},
+        {QStringLiteral("Children"), children},
+    };
 }
 
 QString JWMemo::description() const

@@ -7,6 +7,7 @@
 #include <QByteArray>
 #include <QColor>
 #include <QDateTime>
+#include <QHash>
 #include <QList>
 #include <QObject>
 #include <QString>
@@ -16,6 +17,7 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <vector>
 
 class JWMemo;
@@ -142,6 +144,13 @@ public:
      */
     qint64 assignNewID();
 
+    /**
+     * Gives this page and every page below it (depth first) a new ID, noting
+     * each old ID's new one in @p convert, so that an import or an exchange
+     * can rewrite the links that name the old IDs.
+     */
+    void assignNewIDWithConvertDictionary(QHash<qint64, qint64> &convert);
+
     [[nodiscard]] qint64 memoID() const { return m_memoID; }
     void setMemoID(qint64 memoID);
 
@@ -150,15 +159,28 @@ public:
     [[nodiscard]] const std::vector<MemoPtr> &children() const { return m_children; }
     /** The children as property values (MemoPtr each). */
     [[nodiscard]] QVariantList childrenValue() const;
-    /** Replaces the children with the MemoPtr values of @p children; other values are skipped. */
+    /**
+     * Replaces the children with the MemoPtr values of @p children; other
+     * values, and pages that hold this page, are skipped.
+     */
     void setChildrenValue(const QVariantList &children);
-    /** Inserts @p child at @p index (clamped to the ends). A null child is ignored. */
+    /**
+     * Inserts @p child at @p index (clamped to the ends). A null child, and a
+     * child that holds this page (which would make the tree a cycle), are ignored.
+     */
     void insertChild(qsizetype index, MemoPtr child);
     void appendChild(MemoPtr child);
     /** Removes @p child if it is a direct child; answers whether it was. */
     bool removeChild(const JWMemo *child);
     /** Removes and returns the child at @p index, or null when there is none. */
     MemoPtr takeChildAt(qsizetype index);
+
+    /**
+     * A counter that moves whenever any page anywhere changes its ID or its
+     * list of children. Indexes over a tree (by ID, by parent) stay valid
+     * while it stays the same, so they need no observers of their own.
+     */
+    [[nodiscard]] static quint64 structureGeneration();
 
     /** True when @p memo is this page or lies anywhere below it. */
     [[nodiscard]] bool containsMemo(const JWMemo *memo) const;
@@ -192,12 +214,15 @@ public:
     [[nodiscard]] static QString titleFromText(const QString &text);
 
     /**
-     * The page's rich text (flattened RTFD). Reading it from the page file
-     * when it was never set comes with the data folder; until then it is a
-     * plain field.
+     * The page's rich text (flattened RTFD). A page read from the data store
+     * has none until it is first asked for: then it comes from the page file,
+     * or, when the file has none, is made from the plain text and kept.
      */
-    [[nodiscard]] QByteArray memoData() const { return m_memoData; }
+    [[nodiscard]] QByteArray memoData() const;
+    /** Stores the rich text as given (a null array drops it, so it is read again from the page file). */
     void setMemoData(const QByteArray &data);
+    /** Makes @p text the page's plain text and its rich text; a null string is ignored. */
+    void setMemoDataWithPlainText(const QString &text);
 
     [[nodiscard]] QString plainText() const { return m_plainText; }
     void setPlainText(const QString &text);
@@ -225,10 +250,11 @@ public:
     void setLocked(bool locked);
 
     /**
-     * Whether the text is plain rather than rich. Reading it from the page
-     * file comes with the data folder; until then it is a plain field.
+     * Whether the text is plain rather than rich. A page read from the data
+     * store takes it from its page file when first asked; false when the
+     * file does not say.
      */
-    [[nodiscard]] bool isPlainTextMemo() const { return m_isPlainTextMemo; }
+    [[nodiscard]] bool isPlainTextMemo() const;
     /** Stores the flag, marks the page edited and posts "JW3ReloadOutlineData". */
     void setIsPlainTextMemo(bool plain);
 
@@ -278,6 +304,11 @@ public:
 
     [[nodiscard]] QStringList tags() const { return m_tags; }
     void setTags(const QStringList &tags);
+    /**
+     * False for a page whose archive held no tag list at all (older data
+     * stores have such pages); setting tags gives the page a list.
+     */
+    [[nodiscard]] bool hasTags() const { return m_hasTags; }
 
     [[nodiscard]] TextRange scrollRange() const { return m_scrollRange; }
     void setScrollRange(const TextRange &range);
@@ -329,6 +360,37 @@ public:
     [[nodiscard]] QString tempChildrenIds() const { return m_tempChildrenIds; }
     void setTempChildrenIds(const QString &ids);
 
+    // --- Page file -------------------------------------------------------------
+
+    /**
+     * Writes the page file when the page is edited and belongs to the
+     * application's tree (see ApplicationTree); clears the edited flag first.
+     * Answers whether the file was written.
+     */
+    bool save();
+    /**
+     * Keeps the text in memory, marks the page edited and deletes its page
+     * file; for a web clip, deletes its web archives instead and keeps the page
+     * file. Used when a page takes an ID whose file is stale.
+     */
+    void removeNoteFile();
+    /** Rewrites the page file without its rich text. */
+    void clearMemoData();
+
+    /**
+     * Saves, puts the title into the text as its first line, marks the page
+     * edited and saves again: the menu command that makes every page's text
+     * begin with its title.
+     */
+    void convertNoteTextToSetTitleAtFirstLine();
+    /** Saves, takes the title from the text's first line, marks the page edited and saves again. */
+    void convertNoteTextToSetTitleFromFirstLine();
+    /**
+     * Sets the title; with "UseTopLineAsTitle" on, also puts it into the text
+     * as a new first line when the text's first line differs, and saves.
+     */
+    void setMemoTitleIfNeeded(const QString &title);
+
     // --- Order and display ---------------------------------------------------
 
     /**
@@ -336,6 +398,13 @@ public:
      * by modification date, then by creation date: negative, 0 or positive.
      */
     [[nodiscard]] int compare(const JWMemo &other) const;
+    /**
+     * The page and its subtree in the form text and property-list export
+     * write: "Title", "NoteString" (the plain text), "CreationDate",
+     * "LastUpdate" and "Children" (the same form for each child, in order).
+     */
+    [[nodiscard]] QVariantMap dictionaryRepresentation() const;
+
     /** "id:<ID> title:<title> / children:<count>", for logs. */
     [[nodiscard]] QString description() const;
 
@@ -376,19 +445,21 @@ private:
     friend struct MemoArchiveAccess;
 
     void observeNotifications();
+    void setAsideStalePageFile();
+    static void structureChanged();
     void markEditedAndReload();
     void postReloadOutlineData();
 
     qint64 m_memoID = 0;
     QString m_title;
-    // Loaded lazily from the page file once the data folder exists; a plain field until then.
-    QByteArray m_memoData;
+    // Null until set or first read from the page file.
+    mutable QByteArray m_memoData;
     QString m_plainText;
     QColor m_titleColor;
     QColor m_titleCharacterColor;
     bool m_locked = false;
-    // Loaded lazily from the page file once the data folder exists; a plain field until then.
-    bool m_isPlainTextMemo = false;
+    // Empty until set or first read from the page file.
+    mutable std::optional<bool> m_isPlainTextMemo;
     bool m_protectWithPassword = false;
     bool m_unlockedPassword = false;
     QTimer m_lockPasswordTimer;
@@ -396,6 +467,7 @@ private:
     QDateTime m_modifiedAt;
     int m_referenceNumber = 0;
     QStringList m_tags;
+    bool m_hasTags = false;
     TextRange m_scrollRange;
     TextRange m_selectedRange;
     std::vector<MemoPtr> m_children;

@@ -23,6 +23,7 @@ struct MemoArchiveAccess
     static QDateTime &modifiedAt(JWMemo &m) { return m.m_modifiedAt; }
     static int &referenceNumber(JWMemo &m) { return m.m_referenceNumber; }
     static QStringList &tags(JWMemo &m) { return m.m_tags; }
+    static bool &hasTags(JWMemo &m) { return m.m_hasTags; }
     static QColor &titleColor(JWMemo &m) { return m.m_titleColor; }
     static QColor &titleCharacterColor(JWMemo &m) { return m.m_titleCharacterColor; }
     static bool &locked(JWMemo &m) { return m.m_locked; }
@@ -167,13 +168,14 @@ public:
             fail(field, QStringLiteral("a colour was expected"));
     }
 
-    void tags(QStringList &out)
+    void tags(QStringList &out, bool &present)
     {
         auto value = object("tags");
         if (!value)
             return;
         out.clear();
-        if (value->isNull())
+        present = !value->isNull();
+        if (!present)
             return; // pages of some versions were written without tags
         if (value->metaType() != QMetaType::fromType<QVariantList>())
             return fail("tags", QStringLiteral("an array was expected"));
@@ -249,7 +251,7 @@ Result<QVariant> decode(TypedStreamDecoder &decoder)
     qint64 references = 0;
     read.integer("referenceNumber", references, std::numeric_limits<int>::min(), std::numeric_limits<int>::max());
     Access::referenceNumber(m) = int(references);
-    read.tags(Access::tags(m));
+    read.tags(Access::tags(m), Access::hasTags(m));
     read.color("titleColor", Access::titleColor(m), ArchivedColor::clear().toColor().toRgb());
     read.flagObject("locked", Access::locked(m));
     read.flagObject("protectWithPassword", Access::protectWithPassword(m));
@@ -294,6 +296,8 @@ Status encode(TypedStreamWriter &writer, const QVariant &value, qint64 version)
     const auto color = [](const QColor &c) { return QVariant::fromValue(ArchivedColor::fromColor(c)); };
     const auto string = [](const QString &text) { return QVariant(text.isNull() ? QStringLiteral("") : text); };
 
+    if (!memo->hasTags())
+        qWarning("Problem! Page %lld has no tag list", memo->memoID());
     const QVariantList objects14 = {
         QVariant::fromValue(memo->memoID()),
         string(memo->title()),
@@ -301,7 +305,7 @@ Status encode(TypedStreamWriter &writer, const QVariant &value, qint64 version)
         date(memo->createdAt()),
         date(memo->modifiedAt()),
         QVariant::fromValue(memo->referenceNumber()),
-        QVariant::fromValue(memo->tags()),
+        memo->hasTags() ? QVariant::fromValue(memo->tags()) : QVariant(),
         color(memo->titleColor()),
         QVariant::fromValue(memo->locked()),
         QVariant::fromValue(memo->protectWithPassword()),
@@ -331,7 +335,8 @@ Status encode(TypedStreamWriter &writer, const QVariant &value, qint64 version)
         if (Status s = writer.encodeObject(memo->webIconImage()); !s)
             return s;
     }
-    // Writing the page files of edited pages comes with the data folder.
+    // Archiving the tree is when edited pages write their files.
+    memo->save();
     return {};
 }
 

@@ -6,6 +6,7 @@
 #include "TextAttachment.h"
 
 #include <QTextBlock>
+#include <QTextCursor>
 
 TextConverter::TextConverter() = default;
 
@@ -40,6 +41,21 @@ QString TextConverter::topLine() const
            && text[end] != QChar::ParagraphSeparator)
         ++end;
     return text.left(end);
+}
+
+void TextConverter::insertTitleToTop(const QString &title)
+{
+    QTextCursor cursor(&m_document);
+    cursor.beginEditBlock();
+    cursor.movePosition(QTextCursor::Start);
+    cursor.insertBlock();
+    cursor.movePosition(QTextCursor::Start);
+    cursor.insertText(title);
+    // The new line starts plain: no font, colour or link carried over from what followed it.
+    cursor.movePosition(QTextCursor::Start);
+    cursor.movePosition(QTextCursor::NextBlock, QTextCursor::KeepAnchor);
+    cursor.setCharFormat(QTextCharFormat());
+    cursor.endEditBlock();
 }
 
 Status TextConverter::setRTFData(const QByteArray &rtf)

@@ -42,6 +42,13 @@ public:
     /** The first line of string(): everything before the first paragraph break or line separator. */
     [[nodiscard]] QString topLine() const;
 
+    /**
+     * Makes @p title the text's new first line: a line break and then the
+     * title go in at the start, and that line takes the document's default
+     * character format, without links.
+     */
+    void insertTitleToTop(const QString &title);
+
     /** Replaces the text with RTF. On failure the text is empty. */
     [[nodiscard]] Status setRTFData(const QByteArray &rtf);
     /** The text as RTF; attachments are dropped, as plain RTF cannot hold them. */

@@ -1,6 +1,7 @@
 #include "UserDefaults.h"
 
 #include "AtomicFileWriter.h"
+#include "FileSetAside.h"
 #include "PlatformLog.h"
 #include "PropertyList.h"
 #include "StandardFolders.h"
@@ -156,14 +157,9 @@ void UserDefaults::load()
 
 void UserDefaults::setAside(const QString &reason)
 {
-    const QString stamp = QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss"));
-    QString asidePath = m_filePath + QStringLiteral(".broken-") + stamp;
-    for (int n = 2; QFileInfo::exists(asidePath); ++n)
-        asidePath = m_filePath + QStringLiteral(".broken-%1-%2").arg(stamp).arg(n);
-
     const QString problem = QStringLiteral("The settings file %1 could not be read (%2)").arg(m_filePath, reason);
-    if (QFile::rename(m_filePath, asidePath)) {
-        qCWarning(lcPlatform).noquote() << problem + QStringLiteral("; it was kept as %1 and the default settings apply.").arg(asidePath);
+    if (const auto asidePath = FileSetAside::moveAside(m_filePath, QStringLiteral("broken"))) {
+        qCWarning(lcPlatform).noquote() << problem + QStringLiteral("; it was kept as %1 and the default settings apply.").arg(*asidePath);
     } else {
         m_fileUntouchable = true;
         qCWarning(lcPlatform).noquote() << problem + QStringLiteral(" nor moved aside; it is left as it is, the default settings apply and changes will not be saved.");

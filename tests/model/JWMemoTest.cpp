@@ -153,6 +153,28 @@ TEST_F(JWMemoTest, newPagesTakeConsecutiveIDsFromTheDefault)
     EXPECT_EQ(memo->memoID(), large + 2);
 }
 
+TEST_F(JWMemoTest, renumberingASubtreeNotesEveryOldIDsNewOne)
+{
+    const MemoPtr top = JWMemo::memo();
+    const MemoPtr child = JWMemo::memo();
+    const MemoPtr grandchild = JWMemo::memo();
+    child->appendChild(grandchild);
+    top->appendChild(child);
+    top->setTitle(QStringLiteral("Top"));
+
+    QHash<qint64, qint64> convert;
+    top->assignNewIDWithConvertDictionary(convert);
+    EXPECT_EQ(convert, (QHash<qint64, qint64>{{1, 4}, {2, 5}, {3, 6}})) << "depth first, from the counter";
+    EXPECT_EQ(grandchild->memoID(), 6);
+
+    const QVariantMap exported = top->dictionaryRepresentation();
+    EXPECT_EQ(exported.value(QStringLiteral("Title")).toString(), QStringLiteral("Top"));
+    const QVariantList children = exported.value(QStringLiteral("Children")).toList();
+    ASSERT_EQ(children.size(), 1);
+    EXPECT_EQ(children.front().toMap().value(QStringLiteral("Children")).toList().size(), 1);
+    EXPECT_EQ(exported.value(QStringLiteral("LastUpdate")).toDateTime(), top->modifiedAt());
+}
+
 TEST_F(JWMemoTest, aNewPageHasTheDefaultsOfAnUntitledPage)
 {
     const MemoPtr memo = JWMemo::memo();

@@ -1,0 +1,441 @@
+#include "DataStore.h"
+
+#include "ApplicationTree.h"
+#include "DataStoreHost.h"
+#include "MemoCoding.h"
+
+#include "platform/AtomicFileWriter.h"
+#include "platform/FileContents.h"
+#include "platform/FileSetAside.h"
+#include "platform/FolderPaths.h"
+#include "platform/NotificationCenter.h"
+#include "platform/NotificationNames.h"
+#include "platform/PlatformLog.h"
+#include "platform/TypedStreamDecoder.h"
+#include "platform/TypedStreamRegistry.h"
+#include "platform/TypedStreamWriter.h"
+#include "platform/UserDefaults.h"
+#include "util/FileManagerUtility.h"
+
+#include "SettingsFile.h"
+
+#include <QDesktopServices>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QUrl>
+
+#include <algorithm>
+#include <unordered_set>
+
+namespace {
+
+const QString kApplicationVersionKey = QStringLiteral("ApplicationVersion");
+const QString kRootMemoKey = QStringLiteral("rootMemo");
+const QString kWindowIDsKey = QStringLiteral("windowIDs");
+const QString kOpeningWindowHasProblemKey = QStringLiteral("OpeningWindowHasProblem");
+const QString kAutoSaveKey = QStringLiteral("AutoSave");
+const QString kAutoSavePeriodKey = QStringLiteral("AutoSavePeriod");
+const QString kAutoSaveAtBGKey = QStringLiteral("AutoSaveAtBG");
+const QString kDataFolderPathKey = QStringLiteral("dataFolderPath");
+const QString kQuitAppKey = QStringLiteral("QuitApp");
+const QString kMemoIDKey = QStringLiteral("memoID");
+
+// The version the data store and settings are written for; older ones get
+// their tree from the preferences and are saved once in this form.
+constexpr double kApplicationVersion = 2.0;
+
+void registerRecordCoders()
+{
+    static const bool registered = [] {
+        MemoCoding::registerWith(TypedStreamRegistry::shared());
+        return true;
+    }();
+    (void)registered;
+}
+
+// An archived tree: the root page, or an error saying why not.
+Result<MemoPtr> unarchiveTree(const QByteArray &bytes)
+{
+    auto root = TypedStreamDecoder::unarchiveObjectWithData(bytes);
+    if (!root)
+        return Error{root.errorMessage()};
+    MemoPtr memo = root.value().value<MemoPtr>();
+    if (!memo)
+        return Error{QStringLiteral("it does not hold a page")};
+    return memo;
+}
+
+// Once a data store could not be read, its page files are all that is left
+// of its text: new pages must not take their IDs (a new page sets aside a
+// file left under its ID). Raise the counter above every page file's ID.
+void keepIDsAbovePageFiles()
+{
+    qint64 largest = 0;
+    const QDir folder(noteDataFolderPath());
+    for (const QString &name : folder.entryList({QStringLiteral("*.jw3page")}, QDir::Files)) {
+        bool ok = false;
+        const qint64 id = name.chopped(int(qstrlen(".jw3page"))).toLongLong(&ok);
+        if (ok)
+            largest = std::max(largest, id);
+    }
+    UserDefaults &defaults = UserDefaults::standardUserDefaults();
+    if (largest > defaults.integerForKey(kMemoIDKey)) {
+        defaults.setValue(kMemoIDKey, largest);
+        (void)defaults.synchronize();
+    }
+}
+
+} // namespace
+
+// --- Host defaults -----------------------------------------------------------
+
+void DataStoreHost::revealInFileManager(const QString &path)
+{
+    QDesktopServices::openUrl(QUrl::fromLocalFile(path));
+}
+
+void DataStoreHost::reportProblem(const QString &message)
+{
+    qCWarning(lcPlatform).noquote() << message;
+}
+
+// --- DataStore -------------------------------------------------------------------
+
+DataStore::DataStore(QObject *notificationObject, QObject *parent)
+    : QObject(parent),
+      m_notificationObject(notificationObject),
+      m_tree(notificationObject)
+{
+    registerRecordCoders();
+    m_autoSaveTimer.setSingleShot(false);
+    connect(&m_autoSaveTimer, &QTimer::timeout, this, &DataStore::saveWithTimer);
+}
+
+DataStore::~DataStore()
+{
+    if (ApplicationTree::rootMemo() == m_tree.root())
+        ApplicationTree::setRootMemo(nullptr);
+}
+
+void DataStore::setHost(DataStoreHost *host)
+{
+    m_host = host;
+}
+
+QObject *DataStore::notificationObject()
+{
+    return m_notificationObject ? m_notificationObject : this;
+}
+
+void DataStore::setRootMemo(const MemoPtr &root)
+{
+    m_tree.setRoot(root);
+    ApplicationTree::setRootMemo(root);
+}
+
+void DataStore::report(const QString &message)
+{
+    m_problems.append(message);
+    if (m_host)
+        m_host->reportProblem(message);
+    else
+        qCWarning(lcPlatform).noquote() << message;
+    Q_EMIT problemReported(message);
+}
+
+// --- Loading -----------------------------------------------------------------
+
+void DataStore::loadNoteData()
+{
+    UserDefaults &defaults = UserDefaults::standardUserDefaults();
+    m_problems.clear();
+
+    // The settings first: the preferences they carry apply to what follows.
+    std::optional<QVariantMap> settings;
+    const QString settingsPath = dataDictionaryFilePath();
+    if (auto read = SettingsFile::read(settingsPath); !read) {
+        const auto aside = FileSetAside::moveAside(settingsPath, QStringLiteral("unreadable"));
+        report(aside ? tr("The settings file %1 could not be read (%2). It was kept as %3; the windows "
+                          "open as on a first start.")
+                           .arg(settingsPath, read.errorMessage(), *aside)
+                     : tr("The settings file %1 could not be read (%2) nor moved aside; it is left as it "
+                          "is and will not be written.")
+                           .arg(settingsPath, read.errorMessage()));
+    } else if ((settings = read.value())) {
+        SettingsFile::copyPreferencesTo(*settings, defaults);
+    }
+
+    if (!defaults.objectForKey(kApplicationVersionKey).isValid() && m_host)
+        m_host->importOldUserDefaults();
+
+    MemoPtr root = readDataStore();
+    if (root) {
+        setRootMemo(root);
+        defaults.removeObjectForKey(kRootMemoKey);
+    } else if ((root = readTreeFromOlderPreferences())) {
+        setRootMemo(root);
+        (void)save();
+        defaults.removeObjectForKey(kRootMemoKey);
+        (void)defaults.synchronize();
+    } else {
+        root = JWMemo::memo();
+        root->setTitle(appName());
+        setRootMemo(root);
+        m_tree.addSamplePage();
+    }
+
+    m_tree.resetMemoID();
+
+    if (defaults.floatForKey(kApplicationVersionKey) < kApplicationVersion) {
+        defaults.removeObjectForKey(kRootMemoKey);
+        (void)save();
+    }
+
+    QList<qint64> windowIDs;
+    if (settings) {
+        windowIDs = SettingsFile::windowIDs(*settings);
+    } else {
+        for (const QVariant &id : defaults.arrayForKey(kWindowIDsKey))
+            windowIDs.append(id.toLongLong());
+    }
+    if (defaults.boolForKey(kOpeningWindowHasProblemKey)) {
+        // A window failed to open last time: start without reopening, once.
+        windowIDs.clear();
+        defaults.removeObjectForKey(kWindowIDsKey);
+        defaults.removeObjectForKey(kOpeningWindowHasProblemKey);
+        (void)defaults.synchronize();
+    }
+    reopenWindows(windowIDs);
+}
+
+MemoPtr DataStore::readDataStore()
+{
+    const QString path = dataFilePath();
+    if (!QFileInfo::exists(path))
+        return nullptr;
+    auto bytes = FileContents::read(path);
+    Result<MemoPtr> tree = bytes ? unarchiveTree(bytes.value()) : Result<MemoPtr>(Error{bytes.errorMessage()});
+    if (tree)
+        return tree.value();
+
+    // Never written over: the file goes aside, and so do the page files'
+    // IDs, before a fresh tree is made.
+    const auto aside = FileSetAside::moveAside(path, QStringLiteral("unreadable"));
+    if (aside) {
+        report(tr("The data file %1 could not be read (%2). It was kept as %3, and the application "
+                  "starts with a new tree; the pages' texts are still in \"Note Data\".")
+                   .arg(path, tree.errorMessage(), *aside));
+    } else {
+        report(tr("The data file %1 could not be read (%2) nor moved aside.").arg(path, tree.errorMessage()));
+    }
+    keepIDsAbovePageFiles();
+    return nullptr;
+}
+
+MemoPtr DataStore::readTreeFromOlderPreferences()
+{
+    // Earlier versions kept the whole tree in the preferences.
+    const QVariant stored = UserDefaults::standardUserDefaults().objectForKey(kRootMemoKey);
+    if (stored.typeId() != QMetaType::QByteArray)
+        return nullptr;
+    auto tree = unarchiveTree(stored.toByteArray());
+    if (!tree) {
+        report(tr("The tree kept in the preferences by an earlier version could not be read (%1).")
+                   .arg(tree.errorMessage()));
+        return nullptr;
+    }
+    return tree.value();
+}
+
+void DataStore::reopenWindows(const QList<qint64> &windowIDs)
+{
+    if (!m_host)
+        return;
+    for (qint64 id : windowIDs)
+        m_host->openWindowWithID(id);
+    if (!m_host->hasOpenWindow())
+        m_host->showMainWindow();
+}
+
+// --- Saving ------------------------------------------------------------------
+
+void DataStore::postToWindowsAndPages()
+{
+    NotificationCenter &center = NotificationCenter::defaultCenter();
+    center.post(NotificationNames::JW3SaveData, notificationObject());
+    center.post(NotificationNames::JW3SaveMemoContent, notificationObject());
+}
+
+Status DataStore::save()
+{
+    const MemoPtr root = m_tree.root();
+    if (!root)
+        return Error{tr("There is no tree to save")};
+
+    postToWindowsAndPages();
+
+    UserDefaults &defaults = UserDefaults::standardUserDefaults();
+    defaults.setValue(kApplicationVersionKey, kApplicationVersion);
+    (void)defaults.synchronize();
+
+    Status result;
+    auto archived = TypedStreamWriter::archivedDataWithRootObject(QVariant::fromValue(root));
+    if (!archived)
+        result = Error{tr("The tree could not be archived: %1").arg(archived.errorMessage())};
+    else if (Status written = AtomicFileWriter::writeFile(dataFilePath(), archived.value()); !written)
+        result = written;
+
+    const QList<qint64> windowIDs = m_host ? m_host->openWindowRootIDs() : QList<qint64>();
+    const Status settings =
+        SettingsFile::write(dataDictionaryFilePath(), SettingsFile::dictionaryFromDefaults(defaults, windowIDs));
+    if (result && !settings)
+        result = settings;
+
+    if (m_host && m_host->takeDeviceEdits())
+        m_host->updateAddressBook();
+
+    if (!result)
+        qCWarning(lcPlatform).noquote() << QStringLiteral("Saving failed: %1").arg(result.errorMessage());
+    return result;
+}
+
+// --- Autosave ----------------------------------------------------------------
+
+void DataStore::setAutoSaveTimer()
+{
+    m_autoSaveTimer.stop();
+    const UserDefaults &defaults = UserDefaults::standardUserDefaults();
+    if (!defaults.boolForKey(kAutoSaveKey))
+        return;
+    // Minutes; a period below one minute would save all the time.
+    const qint64 minutes = std::clamp<qint64>(defaults.integerForKey(kAutoSavePeriodKey), 1, 24 * 60);
+    m_autoSaveTimer.start(std::chrono::minutes(minutes));
+}
+
+void DataStore::saveWithTimer()
+{
+    if (!m_host || !m_host->isAnyWindowEdited())
+        return;
+    if (m_host->isApplicationActive() && UserDefaults::standardUserDefaults().boolForKey(kAutoSaveAtBGKey)) {
+        m_saveWhenDeactivate = true;
+        return;
+    }
+    (void)save();
+    m_saveWhenDeactivate = false;
+}
+
+void DataStore::applicationDidResignActive()
+{
+    if (!m_saveWhenDeactivate)
+        return;
+    (void)save();
+    m_saveWhenDeactivate = false;
+}
+
+void DataStore::applicationWillTerminate()
+{
+    if (m_tree.root())
+        (void)save();
+    if (m_host)
+        m_host->backupData();
+}
+
+void DataStore::observeDefaults()
+{
+    UserDefaults &defaults = UserDefaults::standardUserDefaults();
+    const auto restartTimer = [this](const QVariant &, const QVariant &) { setAutoSaveTimer(); };
+    defaults.observe(kAutoSaveKey, this, restartTimer);
+    defaults.observe(kAutoSavePeriodKey, this, restartTimer);
+    defaults.observe(kDataFolderPathKey, this, [this](const QVariant &oldValue, const QVariant &newValue) {
+        if (!m_switchingFolder)
+            dataFolderPathChanged(oldValue.toString(), newValue.toString());
+    });
+}
+
+// --- Housekeeping --------------------------------------------------------------
+
+void DataStore::cleanUpRemovedMemoFiles()
+{
+    const MemoPtr root = m_tree.root();
+    if (!root)
+        return;
+    std::unordered_set<double> ids;
+    for (const MemoPtr &memo : m_tree.arrayOfMemos(root))
+        ids.insert(double(memo->memoID()));
+
+    const QString noteFolder = noteDataFolderPath();
+    const QString trash = trashFolderPath();
+    const QString mobileSuffix = QStringLiteral("_mobile.webarchive");
+    const QDir folder(noteFolder);
+    for (const QFileInfo &entry : folder.entryInfoList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot)) {
+        if (entry.absoluteFilePath() == QFileInfo(trash).absoluteFilePath())
+            continue; // the folder the files go to
+        const QString name = entry.fileName();
+        QString idText = name;
+        if (name.contains(mobileSuffix)) {
+            idText.remove(mobileSuffix);
+        } else if (const qsizetype dot = name.lastIndexOf(u'.'); dot > 0) {
+            idText.truncate(dot);
+        }
+        if (ids.contains(FileManagerUtility::leadingNumber(idText)))
+            continue;
+        if (!QFile::rename(entry.absoluteFilePath(), trash + u'/' + name))
+            qCInfo(lcPlatform) << "Could not move" << name << "to" << trash;
+    }
+    if (m_host && !trash.isEmpty())
+        m_host->revealInFileManager(trash);
+
+    for (const MemoPtr &memo : m_tree.memoArrayWithoutRoot()) {
+        if (!memo->webURLStr().isEmpty())
+            continue;
+        const QString base = noteFolder + u'/' + QString::number(memo->memoID());
+        QFile::remove(base + QStringLiteral(".webarchive"));
+        QFile::remove(base + mobileSuffix);
+    }
+    m_tree.resetMemoID();
+    m_tree.resolveDupulicatedMemoID();
+}
+
+void DataStore::dataFolderPathChanged(const QString &oldPath, const QString &newPath)
+{
+    UserDefaults &defaults = UserDefaults::standardUserDefaults();
+    // The data in memory belong to the old folder: unless that was done
+    // already, they are written there first.
+    m_switchingFolder = true;
+    defaults.setValue(kDataFolderPathKey, oldPath);
+    const QString oldFolder = dataFolderPath();
+    if (!m_notToSave && m_tree.root())
+        (void)save();
+    defaults.setValue(kDataFolderPathKey, newPath);
+    const QString newFolder = newPath.isEmpty() ? dataFolderPath() : newPath;
+    m_switchingFolder = false;
+    m_notToSave = false;
+
+    if (!QFileInfo::exists(newFolder + QStringLiteral("/JW3Data.jw3datastore"))) {
+        // No data there: whatever is in the way is moved aside (an empty
+        // folder simply goes), the old folder is copied over, and the tree in
+        // memory is saved there from now on.
+        if (QFileInfo::exists(newFolder) && !QDir().rmdir(newFolder)) {
+            if (auto renamed = FileManagerUtility::changeFileNameOfPath(newFolder, QStringLiteral("Jotwell3_OldFolder"));
+                !renamed) {
+                report(renamed.errorMessage());
+                return;
+            }
+        }
+        if (Status copied = FileManagerUtility::copyFolderAndContents(oldFolder, newFolder); !copied)
+            report(tr("The data folder could not be copied to %1: %2").arg(newFolder, copied.errorMessage()));
+        return;
+    }
+
+    // A folder with data of its own: show those instead.
+    const QVariant quitApp = defaults.objectForKey(kQuitAppKey);
+    defaults.setValue(kQuitAppKey, false);
+    if (m_host)
+        m_host->closeAllWindows();
+    loadNoteData();
+    if (quitApp.isValid())
+        defaults.setValue(kQuitAppKey, quitApp);
+    else
+        defaults.removeObjectForKey(kQuitAppKey);
+}

@@ -1,0 +1,133 @@
+#pragma once
+
+#include "JWMemo.h"
+#include "MemoTree.h"
+
+#include "platform/Result.h"
+
+#include <QObject>
+#include <QStringList>
+#include <QTimer>
+
+class DataStoreHost;
+
+/**
+ * The application's data folder in memory and on disk: the tree of pages
+ * ("JW3Data.jw3datastore"), the settings file ("JW3Data.jw3settings") and one
+ * page file per page in "Note Data".
+ *
+ * loadNoteData() reads the folder at start-up and reopens the windows;
+ * save() writes it back. Saving is also done by the autosave timer, when the
+ * application goes to the background with a save pending, and at quit.
+ *
+ * Nothing that exists is ever written over when it cannot be read: an
+ * undecodable data store or settings file is renamed aside
+ * ("<name>.unreadable-YYYYMMDD-HHMMSS"), the user is told, and only then is a
+ * fresh tree made.
+ */
+class DataStore final : public QObject
+{
+    Q_OBJECT
+public:
+    /** Notifications this store posts name @p notificationObject as their sender (the store when null). */
+    explicit DataStore(QObject *notificationObject = nullptr, QObject *parent = nullptr);
+    ~DataStore() override;
+
+    /** The windows and other parts of the application; may be null (no windows). Not owned. */
+    void setHost(DataStoreHost *host);
+
+    [[nodiscard]] MemoPtr rootMemo() const { return m_tree.root(); }
+    /** Makes @p root the tree that is shown and saved. */
+    void setRootMemo(const MemoPtr &root);
+    /** The operations on the tree. */
+    [[nodiscard]] MemoTree &tree() { return m_tree; }
+
+    /**
+     * Start-up: takes the preferences from the settings file, reads the tree
+     * (from the data store, else from an older version's preferences, else a
+     * new tree with sample pages), brings the ID counter up to the largest ID,
+     * and reopens the windows listed in the settings (the main window when
+     * none opens).
+     */
+    void loadNoteData();
+
+    /**
+     * Writes everything: windows and pages store their pending text (the
+     * "JW3SaveData" and "JW3SaveMemoContent" notifications, so every edited
+     * page writes its page file), then the data store and the settings file.
+     * Answers the first failure; whatever could be written is written.
+     */
+    Status save();
+
+    /** Problems found by the last load, in the words the user is shown. */
+    [[nodiscard]] QStringList problems() const { return m_problems; }
+
+    // --- Autosave --------------------------------------------------------------
+
+    /** (Re)starts the autosave timer from "AutoSave" and "AutoSavePeriod" (minutes); none when off. */
+    void setAutoSaveTimer();
+    [[nodiscard]] bool isAutoSaveTimerActive() const { return m_autoSaveTimer.isActive(); }
+    [[nodiscard]] int autoSaveIntervalMilliseconds() const { return m_autoSaveTimer.interval(); }
+    /**
+     * What the timer does: nothing unless a window is edited; with the
+     * application in front and "AutoSaveAtBG" on, the save waits for the
+     * application to go to the background.
+     */
+    void saveWithTimer();
+    /** True while an autosave waits for the application to go to the background. */
+    [[nodiscard]] bool saveWhenDeactivate() const { return m_saveWhenDeactivate; }
+    /** The application went to the background: a waiting save runs now. */
+    void applicationDidResignActive();
+    /** The application quits: everything is saved, then backed up. */
+    void applicationWillTerminate();
+
+    /**
+     * Follows the preferences the store depends on: "AutoSave" and
+     * "AutoSavePeriod" restart the timer, "dataFolderPath" switches folders.
+     */
+    void observeDefaults();
+
+    // --- Housekeeping -------------------------------------------------------
+
+    /**
+     * Moves every file of "Note Data" that belongs to no page of the tree into
+     * "Unused Files" and shows that folder, removes web archives of pages that
+     * are no longer web clips, and repairs the ID counter and duplicate IDs.
+     */
+    void cleanUpRemovedMemoFiles();
+
+    /** Skips the save into the old folder on the next change of "dataFolderPath" (it was saved already). */
+    void setNotToSave(bool notToSave) { m_notToSave = notToSave; }
+    [[nodiscard]] bool notToSave() const { return m_notToSave; }
+
+    /**
+     * The "dataFolderPath" preference changed from @p oldPath to @p newPath.
+     * Unless notToSave() is set, the current data are first saved into the
+     * old folder. A new folder without a data store receives a copy of the
+     * old folder (anything already there is renamed aside) and the tree in
+     * memory is saved there from now on; a folder with a data store is
+     * loaded instead, its windows replacing the open ones.
+     */
+    void dataFolderPathChanged(const QString &oldPath, const QString &newPath);
+
+Q_SIGNALS:
+    /** A problem the user must hear about (also in problems()). */
+    void problemReported(const QString &message);
+
+private:
+    void report(const QString &message);
+    MemoPtr readDataStore();
+    MemoPtr readTreeFromOlderPreferences();
+    void reopenWindows(const QList<qint64> &windowIDs);
+    void postToWindowsAndPages();
+    [[nodiscard]] QObject *notificationObject();
+
+    QObject *m_notificationObject;
+    DataStoreHost *m_host = nullptr;
+    MemoTree m_tree;
+    QTimer m_autoSaveTimer;
+    QStringList m_problems;
+    bool m_saveWhenDeactivate = false;
+    bool m_notToSave = false;
+    bool m_switchingFolder = false;
+};

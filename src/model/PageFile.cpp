@@ -1,0 +1,128 @@
+#include "PageFile.h"
+
+#include "JWMemo.h"
+
+#include "platform/AtomicFileWriter.h"
+#include "platform/FileContents.h"
+#include "platform/FolderPaths.h"
+#include "platform/PlatformLog.h"
+#include "platform/PropertyList.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <utility>
+
+namespace PageFile {
+namespace {
+
+const QString kMemoDataKey = QStringLiteral("memoData");
+const QString kIsPlainTextMemoKey = QStringLiteral("isPlainTextMemo");
+
+QVariant stringValue(const QString &text)
+{
+    return text.isNull() ? QVariant() : QVariant(text);
+}
+
+QVariant dateValue(const QDateTime &date)
+{
+    return date.isValid() ? QVariant(date) : QVariant();
+}
+
+} // namespace
+
+QVariantMap dictionaryForMemo(const JWMemo &memo)
+{
+    // In this order; the first missing value ends the list.
+    const std::pair<QString, QVariant> entries[] = {
+        {QStringLiteral("title"), stringValue(memo.title())},
+        {QStringLiteral("memoID"), memo.memoID()},
+        {QStringLiteral("locked"), memo.locked()},
+        {kIsPlainTextMemoKey, memo.isPlainTextMemo()},
+        {QStringLiteral("showRuler"), memo.showRuler()},
+        {QStringLiteral("showLineNumbers"), memo.showLineNumbers()},
+        {QStringLiteral("open"), memo.protectWithPassword()},
+        {QStringLiteral("createdAt"), dateValue(memo.createdAt())},
+        {QStringLiteral("modifiedAt"), dateValue(memo.modifiedAt())},
+        {QStringLiteral("referenceNumber"), memo.referenceNumber()},
+        {QStringLiteral("tags"), memo.hasTags() ? QVariant(memo.tags()) : QVariant()},
+        {kMemoDataKey, memo.memoData()},
+    };
+    QVariantMap dictionary;
+    for (const auto &[key, value] : entries) {
+        if (!value.isValid() || (value.typeId() == QMetaType::QByteArray && value.toByteArray().isNull()))
+            break;
+        dictionary.insert(key, value);
+    }
+    return dictionary;
+}
+
+Status write(qint64 memoID, const QVariantMap &dictionary)
+{
+    const QString path = notePathForID(memoID);
+    if (path.isEmpty())
+        return Error{QStringLiteral("There is no folder for page files")};
+    auto bytes = PropertyList::toData(dictionary, PropertyList::Format::Xml);
+    if (!bytes)
+        return Error{QStringLiteral("Page %1: %2").arg(memoID).arg(bytes.errorMessage())};
+    return AtomicFileWriter::writeFile(path, bytes.value());
+}
+
+std::optional<QVariantMap> read(qint64 memoID)
+{
+    const QString path = notePathForID(memoID);
+    if (path.isEmpty() || !QFileInfo::exists(path))
+        return std::nullopt;
+    auto bytes = FileContents::read(path);
+    if (!bytes) {
+        qCWarning(lcPlatform).noquote() << bytes.errorMessage();
+        return std::nullopt;
+    }
+    auto parsed = PropertyList::fromData(bytes.value());
+    if (!parsed || parsed.value().typeId() != QMetaType::QVariantMap) {
+        qCWarning(lcPlatform).noquote() << QStringLiteral("The page file %1 cannot be read (%2); its text is taken from the data store")
+                                               .arg(path, parsed ? QStringLiteral("it holds no dictionary") : parsed.errorMessage());
+        return std::nullopt;
+    }
+    return parsed.value().toMap();
+}
+
+QByteArray memoDataForID(qint64 memoID)
+{
+    const auto dictionary = read(memoID);
+    if (!dictionary)
+        return {};
+    const QVariant data = dictionary->value(kMemoDataKey);
+    return data.typeId() == QMetaType::QByteArray ? data.toByteArray() : QByteArray();
+}
+
+std::optional<bool> isPlainTextMemoForID(qint64 memoID)
+{
+    const auto dictionary = read(memoID);
+    if (!dictionary)
+        return std::nullopt;
+    const QVariant flag = dictionary->value(kIsPlainTextMemoKey);
+    switch (flag.typeId()) {
+    case QMetaType::Bool:
+        return flag.toBool();
+    case QMetaType::LongLong:
+    case QMetaType::ULongLong:
+        return flag.toLongLong() != 0;
+    default:
+        return std::nullopt;
+    }
+}
+
+bool remove(qint64 memoID)
+{
+    const QString path = notePathForID(memoID);
+    return !path.isEmpty() && QFile::remove(path);
+}
+
+bool exists(qint64 memoID)
+{
+    const QString path = notePathForID(memoID);
+    return !path.isEmpty() && QFileInfo::exists(path);
+}
+
+} // namespace PageFile

@@ -1,0 +1,520 @@
+#include "common/FreshUserTest.h"
+#include "model/JWMemo.h"
+#include "model/MemoTree.h"
+#include "model/MemoTreeHost.h"
+#include "platform/Localization.h"
+#include "platform/NotificationCenter.h"
+#include "platform/NotificationNames.h"
+#include "platform/PasteboardTypes.h"
+#include "platform/UserDefaults.h"
+
+#include <gtest/gtest.h>
+
+#include <QElapsedTimer>
+#include <QMimeData>
+#include <QUndoStack>
+
+namespace {
+
+class FakeHost : public MemoTreeHost
+{
+public:
+    QUndoStack *frontUndoStack() override { return withStack ? &stack : nullptr; }
+    void showMemoInWindow(const MemoPtr &memo) override { shown.append(memo); }
+    void saveNow() override { ++saves; }
+
+    bool withStack = true;
+    QUndoStack stack;
+    QList<MemoPtr> shown;
+    int saves = 0;
+};
+
+// Counts the notifications of one name.
+class Posts : public QObject
+{
+public:
+    explicit Posts(QLatin1StringView name)
+    {
+        NotificationCenter::defaultCenter().addObserver(this, name, nullptr, [this](const Notification &note) {
+            ++count;
+            lastObject = note.object;
+        });
+    }
+    int count = 0;
+    QObject *lastObject = nullptr;
+};
+
+class MemoTreeTest : public FreshUserTest
+{
+protected:
+    void SetUp() override
+    {
+        FreshUserTest::SetUp();
+        Localization::install();
+        root = page(QStringLiteral("root"), 1000);
+        tree.setRoot(root);
+    }
+
+    // A page that takes no ID from the defaults, so that tests choose IDs.
+    static MemoPtr page(const QString &title, qint64 id, const MemoPtr &parent = nullptr)
+    {
+        MemoPtr memo = JWMemo::bareMemo();
+        memo->setTitle(title);
+        memo->setMemoID(id);
+        if (parent)
+            parent->appendChild(memo);
+        return memo;
+    }
+
+    static QStringList titles(const MemoPtr &parent)
+    {
+        QStringList list;
+        for (const MemoPtr &child : parent->children())
+            list.append(child->title());
+        return list;
+    }
+
+    static QStringList titles(const QList<MemoPtr> &memos)
+    {
+        QStringList list;
+        for (const MemoPtr &memo : memos)
+            list.append(memo->title());
+        return list;
+    }
+
+    QObject sender;
+    MemoTree tree{&sender};
+    MemoPtr root;
+};
+
+TEST_F(MemoTreeTest, movesCountInsertionIndexesBeforeThePageIsTakenOut)
+{
+    const MemoPtr a = page(QStringLiteral("A"), 1, root);
+    const MemoPtr b = page(QStringLiteral("B"), 2, root);
+    page(QStringLiteral("C"), 3, root);
+    Posts reloads(NotificationNames::JW3ReloadOutlineData);
+
+    EXPECT_EQ(tree.moveMemo(b, root, 3, false), b);
+    EXPECT_EQ(titles(root), (QStringList{"A", "C", "B"}));
+    EXPECT_EQ(tree.moveMemo(b, nullptr, 0, false), b);
+    EXPECT_EQ(titles(root), (QStringList{"B", "A", "C"}));
+    EXPECT_EQ(tree.moveMemo(b, root, -1, false), b);
+    EXPECT_EQ(titles(root), (QStringList{"A", "C", "B"}));
+    // Further down in the same parent: the index counts the page still in its place.
+    EXPECT_EQ(tree.moveMemo(a, root, 2, false), a);
+    EXPECT_EQ(titles(root), (QStringList{"C", "A", "B"}));
+    EXPECT_EQ(reloads.count, 4);
+    EXPECT_EQ(reloads.lastObject, &sender);
+
+    // Into another parent, which stops being a leaf; the old one becomes one again.
+    ASSERT_TRUE(a->isLeaf());
+    tree.moveMemo(b, a, 0, false);
+    EXPECT_FALSE(a->isLeaf());
+    EXPECT_EQ(tree.parentOfMemo(b), a);
+    tree.moveMemo(2, root, 1, false);
+    EXPECT_TRUE(a->isLeaf());
+    EXPECT_EQ(titles(root), (QStringList{"C", "B", "A"}));
+    EXPECT_FALSE(tree.moveMemo(99, root, 0, false));
+
+    const MemoPtr x = page(QStringLiteral("X"), 4);
+    const MemoPtr y = page(QStringLiteral("Y"), 5);
+    EXPECT_EQ(tree.moveMemos({x, y}, root, 1, false), (QList<MemoPtr>{x, y}));
+    EXPECT_EQ(titles(root), (QStringList{"C", "X", "Y", "B", "A"}));
+}
+
+TEST_F(MemoTreeTest, aPageNeverGoesIntoItsOwnSubtree)
+{
+    const MemoPtr a = page(QStringLiteral("A"), 1, root);
+    const MemoPtr child = page(QStringLiteral("A1"), 2, a);
+    const MemoPtr grandchild = page(QStringLiteral("A11"), 3, child);
+
+    EXPECT_FALSE(tree.moveMemo(a, grandchild, 0, false));
+    EXPECT_FALSE(tree.moveMemo(a, a, 0, false));
+    EXPECT_FALSE(tree.moveMemo(a, grandchild, 0, true));
+    EXPECT_FALSE(tree.moveMemo(root, nullptr, 0, false));
+    EXPECT_FALSE(tree.insertNewMemo(a, child, 0));
+    tree.replaceChildren({a}, grandchild);
+    EXPECT_TRUE(grandchild->children().empty());
+    EXPECT_EQ(tree.parentOfMemo(grandchild), child);
+    EXPECT_EQ(titles(root), QStringList{"A"});
+    EXPECT_TRUE(tree.isSubItemOfMemo(grandchild, a));
+    EXPECT_FALSE(tree.isSubItemOfMemo(a, grandchild));
+}
+
+TEST_F(MemoTreeTest, copyingByAMoveGivesOnePageWithoutChildren)
+{
+    // IDs away from the ones the counter hands out next.
+    const MemoPtr a = page(QStringLiteral("A"), 501, root);
+    page(QStringLiteral("A1"), 502, a);
+    const MemoPtr b = page(QStringLiteral("B"), 503, root);
+
+    const MemoPtr copy = tree.moveMemo(a, b, 0, true);
+    ASSERT_TRUE(copy);
+    EXPECT_NE(copy, a);
+    EXPECT_NE(copy->memoID(), a->memoID());
+    EXPECT_EQ(copy->title(), QStringLiteral("A"));
+    EXPECT_TRUE(copy->children().empty());
+    EXPECT_EQ(b->children().front(), copy);
+    EXPECT_EQ(titles(root), (QStringList{"A", "B"}));
+    EXPECT_EQ(a->children().size(), 1u);
+}
+
+TEST_F(MemoTreeTest, moveUpAndDownWrapAroundTheEnds)
+{
+    for (const char *title : {"A", "B", "C"})
+        page(QString::fromLatin1(title), title[0], root);
+    const auto child = [this](qsizetype i) { return root->children()[size_t(i)]; };
+
+    tree.moveUp(child(0));
+    EXPECT_EQ(titles(root), (QStringList{"B", "C", "A"}));
+    tree.moveDown(child(2));
+    EXPECT_EQ(titles(root), (QStringList{"A", "B", "C"}));
+    tree.moveDown(child(0));
+    EXPECT_EQ(titles(root), (QStringList{"B", "A", "C"}));
+    tree.moveUp(child(2));
+    EXPECT_EQ(titles(root), (QStringList{"B", "C", "A"}));
+    tree.moveUp(root); // the root has no siblings
+    tree.moveDown(page(QStringLiteral("outside"), 9));
+    EXPECT_EQ(titles(root), (QStringList{"B", "C", "A"}));
+
+    QList<MemoPtr> list = {child(0), child(1), child(2)};
+    EXPECT_FALSE(MemoTree::moveData(list, 3, 0));
+    EXPECT_FALSE(MemoTree::moveData(list, 0, 4));
+    EXPECT_TRUE(MemoTree::moveData(list, 0, 3));
+    EXPECT_EQ(titles(list), (QStringList{"C", "A", "B"}));
+}
+
+TEST_F(MemoTreeTest, moveLeftAndRightChangeTheLevel)
+{
+    const MemoPtr a = page(QStringLiteral("A"), 1, root);
+    const MemoPtr b = page(QStringLiteral("B"), 2, root);
+    page(QStringLiteral("C"), 3, root);
+
+    tree.moveRight(a); // a first child stays
+    EXPECT_EQ(titles(root), (QStringList{"A", "B", "C"}));
+    tree.moveRight(b);
+    EXPECT_EQ(titles(root), (QStringList{"A", "C"}));
+    EXPECT_EQ(titles(a), QStringList{"B"});
+    EXPECT_FALSE(a->isLeaf());
+
+    tree.moveLeft(b);
+    EXPECT_EQ(titles(root), (QStringList{"A", "B", "C"}));
+    EXPECT_TRUE(a->isLeaf());
+    tree.moveLeft(b); // top level stays
+    EXPECT_EQ(titles(root), (QStringList{"A", "B", "C"}));
+}
+
+TEST_F(MemoTreeTest, undoRestoresWholeChildListsAndRedoPutsTheEditBack)
+{
+    FakeHost host;
+    tree.setHost(&host);
+    const MemoPtr b = page(QStringLiteral("b"), 2, root);
+    page(QStringLiteral("a"), 1, root);
+    Posts reloads(NotificationNames::JW3ReloadOutlineData);
+
+    ASSERT_TRUE(tree.insertNewMemo(page(QStringLiteral("c"), 3), root, 1));
+    EXPECT_EQ(titles(root), (QStringList{"b", "c", "a"}));
+    tree.prepareUndoForChild(b);
+    tree.moveUp(b);
+    EXPECT_EQ(titles(root), (QStringList{"c", "a", "b"}));
+    tree.prepareUndoForParent(nullptr);
+    tree.sortChildren(root, 1, true);
+    EXPECT_EQ(titles(root), (QStringList{"a", "b", "c"}));
+    ASSERT_EQ(host.stack.count(), 3);
+
+    const int before = reloads.count;
+    host.stack.undo();
+    EXPECT_EQ(titles(root), (QStringList{"c", "a", "b"}));
+    host.stack.undo();
+    EXPECT_EQ(titles(root), (QStringList{"b", "c", "a"}));
+    host.stack.undo();
+    EXPECT_EQ(titles(root), (QStringList{"b", "a"}));
+    EXPECT_FALSE(host.stack.canUndo());
+    EXPECT_EQ(reloads.count, before + 3);
+    EXPECT_EQ(reloads.lastObject, &sender);
+    // The index follows the restored lists.
+    EXPECT_FALSE(tree.noteDataWithID(3));
+
+    host.stack.redo();
+    EXPECT_EQ(titles(root), (QStringList{"b", "c", "a"}));
+    host.stack.redo();
+    host.stack.redo();
+    EXPECT_EQ(titles(root), (QStringList{"a", "b", "c"}));
+    EXPECT_EQ(tree.noteDataWithID(3)->title(), QStringLiteral("c"));
+
+    // Without an undo stack edits still happen, with nothing recorded.
+    host.withStack = false;
+    tree.insertNewMemo(page(QStringLiteral("d"), 4), nullptr, -1);
+    EXPECT_EQ(host.stack.count(), 3);
+    EXPECT_EQ(titles(root).last(), QStringLiteral("d"));
+}
+
+TEST_F(MemoTreeTest, idLookupFindsTheFirstPageInPreOrderAndFollowsChanges)
+{
+    const MemoPtr a = page(QStringLiteral("A"), 5, root);
+    const MemoPtr a1 = page(QStringLiteral("A1"), 7, a);
+    const MemoPtr b = page(QStringLiteral("B"), 7, root);
+    const MemoPtr big = page(QStringLiteral("big"), (qint64(1) << 32) + 9, b);
+
+    EXPECT_EQ(tree.noteDataWithID(7), a1);
+    EXPECT_EQ(tree.noteDataWithID(7, b), b);
+    EXPECT_EQ(tree.noteDataWithID(5), a);
+    EXPECT_FALSE(tree.noteDataWithID(5, b));
+    // Only the start page matches on the low 32 bits.
+    EXPECT_FALSE(tree.noteDataWithID(9));
+    EXPECT_EQ(tree.noteDataWithID(9, big), big);
+    root->setMemoID((qint64(1) << 32) + 1000);
+    EXPECT_EQ(tree.noteDataWithID(1000), root);
+
+    a->takeChildAt(0);
+    EXPECT_EQ(tree.noteDataWithID(7), b);
+    b->setMemoID(8);
+    EXPECT_EQ(tree.noteDataWithID(8), b);
+    EXPECT_FALSE(tree.noteDataWithID(7));
+    EXPECT_EQ(tree.parentOfMemo(big), b);
+
+    tree.setRoot(page(QStringLiteral("other root"), 1));
+    EXPECT_FALSE(tree.noteDataWithID(8));
+    tree.setRoot(nullptr);
+    EXPECT_FALSE(tree.noteDataWithID(1));
+    EXPECT_FALSE(tree.parentOfMemo(b));
+}
+
+TEST_F(MemoTreeTest, idLookupStaysFastOnALargeTree)
+{
+    // 100 top-level pages of 99 children each: 10,000 pages.
+    for (int i = 0; i < 100; ++i) {
+        const MemoPtr top = page(QStringLiteral("top"), 1 + i * 100, root);
+        for (int j = 1; j < 100; ++j)
+            page(QStringLiteral("page"), 1 + i * 100 + j, top);
+    }
+    QElapsedTimer timer;
+    timer.start();
+    int found = 0;
+    for (int i = 0; i < 1000; ++i)
+        found += tree.noteDataWithID(1 + (i * 7919) % 10000) ? 1 : 0;
+    const qint64 elapsed = timer.nsecsElapsed();
+    EXPECT_EQ(found, 1000);
+    EXPECT_LE(elapsed, 5'000'000) << elapsed << " ns";
+}
+
+TEST_F(MemoTreeTest, findingByParentAndTitle)
+{
+    const MemoPtr a = page(QStringLiteral("A"), 1, root);
+    const MemoPtr twin1 = page(QStringLiteral("twin"), 2, a);
+    const MemoPtr twin2 = page(QStringLiteral("twin"), 3, root);
+    const MemoPtr outside = page(QStringLiteral("twin"), 4);
+
+    EXPECT_EQ(tree.parentOfMemo(twin1, a), a);
+    EXPECT_FALSE(tree.parentOfMemo(twin2, a));
+    EXPECT_FALSE(tree.parentOfMemo(root));
+    EXPECT_FALSE(tree.parentOfMemo(outside));
+
+    EXPECT_EQ(tree.memoWithTitle(QStringLiteral("twin"), nullptr), twin1);
+    EXPECT_EQ(tree.memoWithTitle(QStringLiteral("twin"), outside), outside);
+    EXPECT_FALSE(tree.memoWithTitle(QStringLiteral("none"), nullptr));
+    EXPECT_EQ(tree.memoWithTitleIndexFrom(QStringLiteral("twin"), root, 0), twin2); // one level only
+    EXPECT_FALSE(tree.memoWithTitleIndexFrom(QStringLiteral("A"), root, 1));
+    EXPECT_FALSE(tree.memoWithTitleIndexFrom(QStringLiteral("twin"), root, 2));
+}
+
+TEST_F(MemoTreeTest, flatListsLeaveOutWhatTheyShould)
+{
+    const MemoPtr a = page(QStringLiteral("A"), 1, root);
+    const MemoPtr locked = page(QStringLiteral("locked"), 2, a);
+    const MemoPtr hidden = page(QStringLiteral("hidden"), 3, locked);
+    locked->setProtectWithPassword(true);
+    const MemoPtr clip = page(QStringLiteral("clip"), 4, root);
+    clip->setWebURLStr(QStringLiteral("http://example.org/"));
+    const MemoPtr oldClip = page(QStringLiteral("old clip"), 5, a);
+    oldClip->setWebURLStr(QStringLiteral("http://example.com/"));
+    const QDateTime day = QDateTime(QDate(2020, 3, 1), QTime(9, 0), Qt::UTC);
+    int n = 0;
+    for (const MemoPtr &memo : {hidden, a, locked, clip, oldClip})
+        memo->setModifiedAt(day.addDays(++n));
+    root->setModifiedAt(day.addDays(10));
+    locked->setReferenceNumber(9);
+    clip->setReferenceNumber(4);
+
+    EXPECT_EQ(titles(tree.arrayOfMemos(nullptr)), (QStringList{"root", "A", "locked", "hidden", "old clip", "clip"}));
+    EXPECT_EQ(titles(tree.arrayOfMemos(a, true)), (QStringList{"A", "old clip"}));
+    EXPECT_EQ(a->tempParentMemo(), root);
+    EXPECT_EQ(titles(tree.memoArrayWithoutRoot()), (QStringList{"A", "old clip", "clip"}));
+    EXPECT_EQ(titles(tree.memoArrayWithoutRootFromMemo(a)), QStringList{"old clip"});
+    EXPECT_EQ(idArrayFromObjects(tree.memoArrayWithoutRoot()), (QList<qint64>{1, 5, 4}));
+
+    EXPECT_EQ(titles(tree.webclipMemoArrayFromMemo(nullptr)), (QStringList{"old clip", "clip"}));
+    EXPECT_TRUE(tree.webclipMemoArrayFromMemo(clip).isEmpty());
+    EXPECT_EQ(titles(tree.sortedWebclipMemoArrayFromMemo(nullptr)), (QStringList{"clip", "old clip"}));
+
+    // Protected pages count; the root does not, however recent.
+    EXPECT_EQ(titles(tree.recentMemos()), (QStringList{"old clip", "clip", "locked", "A", "hidden"}));
+    EXPECT_EQ(titles(tree.favoriteMemos()).mid(0, 2), (QStringList{"locked", "clip"}));
+    EXPECT_EQ(titles(tree.recentMemos(a)).first(), QStringLiteral("old clip"));
+}
+
+TEST_F(MemoTreeTest, sortChildrenPicksTheOrderByKey)
+{
+    const MemoPtr p10 = page(QStringLiteral("Page 10"), 1, root);
+    const MemoPtr p9 = page(QStringLiteral("page 9"), 3, root);
+    const MemoPtr p2 = page(QStringLiteral("Page 2"), 2, root);
+    p10->setModifiedAt(QDateTime(QDate(2021, 1, 3), QTime(0, 0), Qt::UTC));
+    p9->setModifiedAt(QDateTime(QDate(2021, 1, 1), QTime(0, 0), Qt::UTC));
+    p2->setModifiedAt(QDateTime(QDate(2021, 1, 2), QTime(0, 0), Qt::UTC));
+    Posts reloads(NotificationNames::JW3ReloadOutlineData);
+
+    tree.sortChildren(nullptr, 1, true);
+    EXPECT_EQ(titles(root), (QStringList{"Page 2", "page 9", "Page 10"}));
+    tree.sortChildren(nullptr, 2, true);
+    EXPECT_EQ(titles(root), (QStringList{"page 9", "Page 2", "Page 10"}));
+    tree.sortChildren(nullptr, 0, false);
+    EXPECT_EQ(titles(root), (QStringList{"Page 10", "Page 2", "page 9"}));
+    EXPECT_EQ(reloads.count, 3);
+}
+
+TEST_F(MemoTreeTest, duplicateIDsGoToTheNewerPage)
+{
+    const QDateTime early(QDate(2019, 1, 1), QTime(8, 0), Qt::UTC);
+    const MemoPtr first = page(QStringLiteral("first"), 7, root);
+    const MemoPtr second = page(QStringLiteral("second"), 7, root);
+    UserDefaults::standardUserDefaults().setValue(QStringLiteral("memoID"), 100);
+
+    // The older page met first keeps the ID.
+    first->setCreatedAt(early);
+    second->setCreatedAt(early.addDays(1));
+    EXPECT_EQ(tree.resolveDupulicatedMemoID(), 1);
+    EXPECT_EQ(first->memoID(), 7);
+    EXPECT_EQ(second->memoID(), 101);
+
+    // The older page met later keeps it too; the earlier holder moves on.
+    second->setMemoID(7);
+    second->setCreatedAt(early.addDays(-1));
+    EXPECT_EQ(tree.resolveDupulicatedMemoID(), 1);
+    EXPECT_EQ(first->memoID(), 102);
+    EXPECT_EQ(second->memoID(), 7);
+
+    // On equal dates the page met later keeps it.
+    first->setMemoID(7);
+    first->setCreatedAt(early);
+    second->setCreatedAt(early);
+    EXPECT_EQ(tree.resolveDupulicatedMemoID(), 1);
+    EXPECT_EQ(second->memoID(), 7);
+    EXPECT_EQ(first->memoID(), 103);
+    EXPECT_EQ(tree.resolveDupulicatedMemoID(), 0);
+    EXPECT_EQ(tree.noteDataWithID(7), second);
+}
+
+TEST_F(MemoTreeTest, resettingTheCounterLeavesAGapOfOne)
+{
+    const MemoPtr a = page(QStringLiteral("A"), 12, root);
+    page(QStringLiteral("A1"), 40, a);
+    page(QStringLiteral("B"), 3, root);
+    EXPECT_EQ(tree.findBiggestID(0, nullptr), 1000); // the root's own ID counts
+    EXPECT_EQ(tree.findBiggestID(0, a), 40);
+    EXPECT_EQ(tree.findBiggestID(50, a), 50);
+
+    root->setMemoID(0);
+    tree.resetMemoID();
+    EXPECT_EQ(UserDefaults::standardUserDefaults().integerForKey(QStringLiteral("memoID")), 41);
+    EXPECT_EQ(JWMemo::memo()->memoID(), 42);
+}
+
+TEST_F(MemoTreeTest, clippingsGoUnderOneParentMadeOnFirstUse)
+{
+    FakeHost host;
+    tree.setHost(&host);
+    page(QStringLiteral("existing"), 1, root);
+    const QString parentTitle = localizedString(QStringLiteral("ClippingMemoParent title"));
+
+    QMimeData text;
+    text.setText(QStringLiteral("clipped words"));
+    const MemoPtr first = tree.makeNewClippingMemo(text);
+    ASSERT_TRUE(first);
+    ASSERT_EQ(root->children().size(), 2u);
+    const MemoPtr clippings = root->children().back();
+    EXPECT_EQ(clippings->title(), parentTitle);
+    EXPECT_EQ(clippings->plainText(), localizedString(QStringLiteral("Clipped Memo via Services Menu")));
+    EXPECT_EQ(titles(clippings), QStringList{"clipped words"});
+    EXPECT_EQ(host.shown, QList<MemoPtr>{first});
+    EXPECT_EQ(host.saves, 1);
+
+    // RTF goes before text; the same parent is used.
+    QMimeData rich;
+    rich.setText(QStringLiteral("plain version"));
+    rich.setData(PasteboardTypes::RTFTypes[2], QByteArray("{\\rtf1\\ansi rich version}"));
+    ASSERT_TRUE(tree.makeNewClippingMemo(rich));
+    EXPECT_EQ(root->children().size(), 2u);
+    EXPECT_EQ(titles(clippings), (QStringList{"clipped words", "rich version"}));
+    EXPECT_EQ(tree.parentOfClippingMemo(), clippings);
+
+    // Each clipping undoes in one step, the parent made for it included.
+    host.stack.undo();
+    EXPECT_EQ(titles(clippings), QStringList{"clipped words"});
+    host.stack.undo();
+    EXPECT_EQ(titles(root), QStringList{"existing"});
+
+    // Nothing usable: nothing happens.
+    QMimeData emptyRtf;
+    emptyRtf.setData(PasteboardTypes::RTF, QByteArray());
+    emptyRtf.setText(QStringLiteral("ignored: RTF was offered first"));
+    EXPECT_FALSE(tree.makeNewClippingMemo(emptyRtf));
+    EXPECT_FALSE(tree.makeNewClippingMemo(QMimeData()));
+    QMimeData garbage;
+    garbage.setData(PasteboardTypes::RTFD, QByteArray("\x01\x02garbage"));
+    EXPECT_FALSE(tree.makeNewClippingMemo(garbage));
+    EXPECT_EQ(titles(root), QStringList{"existing"});
+    EXPECT_EQ(host.saves, 2);
+}
+
+TEST_F(MemoTreeTest, newPagesFromDataByType)
+{
+    const MemoPtr parent = page(QStringLiteral("P"), 1, root);
+    const MemoPtr text = tree.makeNewMemoWithData(QStringLiteral("hello\nworld"), MemoTree::MemoDataType::String,
+                                                  parent, 0);
+    ASSERT_TRUE(text);
+    EXPECT_EQ(text->title(), QStringLiteral("hello"));
+    const MemoPtr named = tree.makeNewMemoWithData(QByteArray("{\\rtf1 body}"), MemoTree::MemoDataType::RTF,
+                                                   QStringLiteral("Named"), parent, 0);
+    ASSERT_TRUE(named);
+    const MemoPtr clip = tree.makeNewMemoWithURL(QUrl(QStringLiteral("http://example.org/")), parent, 5);
+    ASSERT_TRUE(clip);
+    EXPECT_EQ(clip->webURLStr(), QStringLiteral("http://example.org/"));
+    EXPECT_EQ(titles(parent), (QStringList{"Named", "hello", clip->title()}));
+
+    // Data of the wrong kind or unreadable data make nothing.
+    EXPECT_FALSE(tree.makeNewMemoWithData(QStringLiteral("{\\rtf1 x}"), MemoTree::MemoDataType::RTFD, parent, 0));
+    EXPECT_FALSE(tree.makeNewMemoWithData(QVariant(42), MemoTree::MemoDataType::String, parent, 0));
+    EXPECT_FALSE(tree.makeNewMemoWithData(QVariant(), MemoTree::MemoDataType::URL, parent, 0));
+    EXPECT_EQ(parent->children().size(), 3u);
+
+    tree.setRoot(nullptr);
+    EXPECT_FALSE(tree.makeNewMemoWithData(QStringLiteral("x"), MemoTree::MemoDataType::String, nullptr, 0));
+    EXPECT_FALSE(tree.makeNewClippingMemo(QMimeData()));
+}
+
+TEST_F(MemoTreeTest, samplePagesComeThroughTheImporterOnlyIntoAnEmptyRoot)
+{
+    EXPECT_FALSE(tree.addSamplePage()); // no importer yet
+    int calls = 0;
+    tree.setSamplePageImporter([&](MemoTree &t, const MemoPtr &parent, qsizetype index) {
+        ++calls;
+        return t.insertNewMemo(page(QStringLiteral("Sample"), 77), parent, index);
+    });
+    EXPECT_TRUE(tree.addSamplePageIfNeeded());
+    EXPECT_FALSE(tree.addSamplePageIfNeeded());
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(titles(root), QStringList{"Sample"});
+}
+
+TEST_F(MemoTreeTest, titleConversionsAreAnnouncedToEveryPage)
+{
+    Posts atFirst(NotificationNames::JW3ConvertNoteTextToSetTitleAtFirstLine);
+    Posts fromFirst(NotificationNames::JW3ConvertNoteTextToSetTitleFromFirstLine);
+    tree.convertNoteTextToSetTitleAtFirstLine();
+    tree.convertNoteTextToSetTitleFromFirstLine();
+    EXPECT_EQ(atFirst.count, 1);
+    EXPECT_EQ(fromFirst.count, 1);
+    EXPECT_EQ(atFirst.lastObject, &sender);
+}
+
+} // namespace

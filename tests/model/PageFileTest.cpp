@@ -1,0 +1,233 @@
+// A page's own file: what saving writes, what loading reads back lazily, and
+// when a page must not touch its file at all.
+#include "common/FreshUserTest.h"
+#include "model/ApplicationTree.h"
+#include "model/JWMemo.h"
+#include "model/PageFile.h"
+#include "platform/FileContents.h"
+#include "platform/FolderPaths.h"
+#include "platform/PropertyList.h"
+#include "platform/TextConverter.h"
+#include "platform/UserDefaults.h"
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+namespace {
+
+class PageFileTest : public FreshUserTest
+{
+protected:
+    void TearDown() override
+    {
+        ApplicationTree::setRootMemo(nullptr);
+        FreshUserTest::TearDown();
+    }
+
+    // A root with one child, made the application's tree.
+    MemoPtr treeWithChild()
+    {
+        root = JWMemo::memo();
+        MemoPtr child = JWMemo::memo();
+        root->appendChild(child);
+        ApplicationTree::setRootMemo(root);
+        return child;
+    }
+
+    static QVariantMap fileOf(qint64 id)
+    {
+        auto bytes = FileContents::read(notePathForID(id));
+        EXPECT_TRUE(bytes.ok());
+        auto parsed = PropertyList::fromData(bytes.valueOr(QByteArray()));
+        EXPECT_TRUE(parsed.ok());
+        return parsed.valueOr(QVariant()).toMap();
+    }
+
+    static void writeRaw(qint64 id, const QByteArray &bytes)
+    {
+        QFile file(notePathForID(id));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(bytes);
+    }
+
+    MemoPtr root;
+};
+
+TEST_F(PageFileTest, SavingWritesEveryKeyWithTheProtectionFlagUnderOpen)
+{
+    const MemoPtr page = treeWithChild();
+    page->setTitle(QStringLiteral("Groceries"));
+    page->setMemoDataWithPlainText(QStringLiteral("milk\neggs"));
+    page->setTags({QStringLiteral("home")});
+    page->setProtectWithPassword(true);
+    page->setShowRuler(true);
+    page->setReferenceNumber(3);
+
+    ASSERT_TRUE(page->save());
+    EXPECT_FALSE(page->isEdited());
+    const QVariantMap file = fileOf(page->memoID());
+    EXPECT_EQ(file.value(QStringLiteral("title")).toString(), QStringLiteral("Groceries"));
+    EXPECT_EQ(file.value(QStringLiteral("memoID")).toLongLong(), page->memoID());
+    EXPECT_EQ(file.value(QStringLiteral("open")), QVariant(true));
+    EXPECT_EQ(file.value(QStringLiteral("showRuler")), QVariant(true));
+    EXPECT_EQ(file.value(QStringLiteral("locked")), QVariant(false));
+    EXPECT_EQ(file.value(QStringLiteral("referenceNumber")).toInt(), 3);
+    EXPECT_EQ(file.value(QStringLiteral("tags")).toList(), QVariantList{QStringLiteral("home")});
+    EXPECT_EQ(file.value(QStringLiteral("createdAt")).toDateTime().toSecsSinceEpoch(),
+              page->createdAt().toSecsSinceEpoch());
+    EXPECT_FALSE(file.contains(QStringLiteral("protectWithPassword")));
+
+    TextConverter text;
+    ASSERT_TRUE(text.setRTFDData(file.value(QStringLiteral("memoData")).toByteArray()).ok());
+    EXPECT_EQ(text.string(), QStringLiteral("milk\neggs"));
+
+    EXPECT_FALSE(page->save()) << "a page that is not edited writes nothing";
+}
+
+TEST_F(PageFileTest, GatheringStopsAtTheFirstMissingValue)
+{
+    MemoPtr page = JWMemo::bareMemo(); // as read from an archive without tags or dates
+    page->setMemoID(5);
+    page->setTitle(QStringLiteral("Old"));
+    QVariantMap dictionary = PageFile::dictionaryForMemo(*page);
+    EXPECT_TRUE(dictionary.contains(QStringLiteral("open")));
+    EXPECT_FALSE(dictionary.contains(QStringLiteral("createdAt")));
+    EXPECT_FALSE(dictionary.contains(QStringLiteral("memoData"))) << "everything after a missing date is left out";
+
+    page->setCreatedAt(QDateTime::currentDateTimeUtc());
+    page->setModifiedAt(QDateTime::currentDateTimeUtc());
+    dictionary = PageFile::dictionaryForMemo(*page);
+    EXPECT_TRUE(dictionary.contains(QStringLiteral("referenceNumber")));
+    EXPECT_FALSE(dictionary.contains(QStringLiteral("tags")));
+    EXPECT_FALSE(dictionary.contains(QStringLiteral("memoData"))) << "a page without tags writes no text";
+
+    page->setTags({});
+    EXPECT_TRUE(PageFile::dictionaryForMemo(*page).contains(QStringLiteral("memoData")));
+}
+
+TEST_F(PageFileTest, TextAndPlainFlagComeFromTheFileOnFirstUse)
+{
+    TextConverter text;
+    text.setString(QStringLiteral("from the file"));
+    const QVariantMap stored{{QStringLiteral("memoData"), text.RTFDData()},
+                             {QStringLiteral("isPlainTextMemo"), qint64(1)}}; // integers count as flags
+    (void)notePathForID(1); // makes the folder
+    ASSERT_TRUE(PageFile::write(41, stored).ok());
+
+    MemoPtr page = JWMemo::bareMemo();
+    page->setMemoID(41);
+    EXPECT_TRUE(page->isPlainTextMemo());
+    TextConverter back;
+    ASSERT_TRUE(back.setRTFDData(page->memoData()).ok());
+    EXPECT_EQ(back.string(), QStringLiteral("from the file"));
+
+    // Without a file (or with a damaged one), the text is made from the plain text.
+    MemoPtr other = JWMemo::bareMemo();
+    other->setMemoID(42);
+    other->setPlainText(QStringLiteral("kept in the tree"));
+    writeRaw(42, "<?xml version=\"1.0\"?><plist><dict><key>memoData</key>");
+    EXPECT_FALSE(other->isPlainTextMemo());
+    ASSERT_TRUE(back.setRTFDData(other->memoData()).ok());
+    EXPECT_EQ(back.string(), QStringLiteral("kept in the tree"));
+}
+
+TEST_F(PageFileTest, OnlyPagesOfTheApplicationsTreeWriteTheirFiles)
+{
+    const MemoPtr inTree = treeWithChild();
+    const MemoPtr loose = JWMemo::memo(); // an import in progress, say
+    EXPECT_FALSE(loose->save());
+    EXPECT_FALSE(QFileInfo::exists(notePathForID(loose->memoID())));
+    EXPECT_TRUE(loose->isEdited()) << "it keeps its edit for when it joins the tree";
+
+    root->appendChild(loose);
+    EXPECT_TRUE(loose->save()) << "membership follows changes of the tree";
+
+    const MemoPtr removed = root->takeChildAt(0);
+    ASSERT_EQ(removed, inTree);
+    removed->setTitle(QStringLiteral("deleted, kept for undo"));
+    EXPECT_FALSE(removed->save());
+}
+
+TEST_F(PageFileTest, ASaveThatFailsLeavesThePageEditedForTheNextTry)
+{
+    const MemoPtr page = treeWithChild();
+    // A folder where the file should be makes the write fail.
+    ASSERT_TRUE(QDir().mkpath(notePathForID(page->memoID())));
+    EXPECT_FALSE(page->save());
+    EXPECT_TRUE(page->isEdited());
+
+    ASSERT_TRUE(QDir(notePathForID(page->memoID())).removeRecursively());
+    EXPECT_TRUE(page->save());
+}
+
+TEST_F(PageFileTest, AnUnshownPageKeepsItsPlainFlagWhenSavedForAnotherEdit)
+{
+    ASSERT_TRUE(PageFile::write(7, {{QStringLiteral("isPlainTextMemo"), true}}).ok());
+    root = JWMemo::memo();
+    MemoPtr page = JWMemo::bareMemo();
+    page->setMemoID(7);
+    page->setCreatedAt(QDateTime::currentDateTimeUtc());
+    root->appendChild(page);
+    ApplicationTree::setRootMemo(root);
+
+    page->setTitle(QStringLiteral("renamed in the outline"));
+    ASSERT_TRUE(page->save());
+    EXPECT_EQ(fileOf(7).value(QStringLiteral("isPlainTextMemo")), QVariant(true));
+}
+
+TEST_F(PageFileTest, ANewPageMovesAStaleFileUnderItsIDAside)
+{
+    UserDefaults::standardUserDefaults().setValue(QStringLiteral("memoID"), 9);
+    ASSERT_TRUE(PageFile::write(10, {{QStringLiteral("title"), QStringLiteral("someone's old page")}}).ok());
+
+    const MemoPtr page = JWMemo::memo();
+    ASSERT_EQ(page->memoID(), 10);
+    EXPECT_FALSE(PageFile::exists(10));
+    EXPECT_TRUE(QFileInfo::exists(trashFolderPath() + QStringLiteral("/10.jw3page")));
+    EXPECT_TRUE(page->title() != QStringLiteral("someone's old page"));
+}
+
+TEST_F(PageFileTest, RemovingAndClearingTheFile)
+{
+    const MemoPtr page = treeWithChild();
+    page->setMemoDataWithPlainText(QStringLiteral("text"));
+    ASSERT_TRUE(page->save());
+
+    page->clearMemoData();
+    EXPECT_FALSE(fileOf(page->memoID()).contains(QStringLiteral("memoData")));
+    EXPECT_TRUE(fileOf(page->memoID()).contains(QStringLiteral("tags")));
+
+    page->removeNoteFile();
+    EXPECT_FALSE(PageFile::exists(page->memoID()));
+    EXPECT_TRUE(page->isEdited());
+    EXPECT_FALSE(page->memoData().isEmpty()) << "the text stays in memory";
+
+    // A web clip keeps its page file and loses its archives instead.
+    page->setWebURLStr(QStringLiteral("https://example.org/"));
+    ASSERT_TRUE(page->save());
+    const QString archive = noteDataFolderPath() + QStringLiteral("/%1.webarchive").arg(page->memoID());
+    QFile(archive).open(QIODevice::WriteOnly);
+    page->removeNoteFile();
+    EXPECT_TRUE(PageFile::exists(page->memoID()));
+    EXPECT_FALSE(QFileInfo::exists(archive));
+}
+
+TEST_F(PageFileTest, ConvertingPutsTheTitleIntoTheTextAndBack)
+{
+    const MemoPtr page = treeWithChild();
+    page->setTitle(QStringLiteral("Heading"));
+    page->setMemoDataWithPlainText(QStringLiteral("body"));
+    page->convertNoteTextToSetTitleAtFirstLine();
+    EXPECT_EQ(page->plainText(), QStringLiteral("Heading\nbody"));
+    EXPECT_FALSE(page->isEdited()) << "converted pages are saved at once";
+
+    page->setMemoDataWithPlainText(QStringLiteral("First line\nrest"));
+    page->convertNoteTextToSetTitleFromFirstLine();
+    EXPECT_EQ(page->title(), QStringLiteral("First line"));
+    EXPECT_EQ(fileOf(page->memoID()).value(QStringLiteral("title")).toString(), QStringLiteral("First line"));
+}
+
+} // namespace
