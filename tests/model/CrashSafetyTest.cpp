@@ -1,0 +1,298 @@
+// Killing the application while it saves must never cost a page: a program
+// that edits and saves without pause (jw-save-loop) is killed with SIGKILL
+// again and again at random moments, and after each kill the data folder
+// must load, keep every page it had, and hold only whole files, each one a
+// version the program really wrote.
+//
+// The moments are drawn from a seed (JW_CRASH_SEED, else a fixed one) that
+// every failure names, so a failing run can be repeated.
+#include "common/FreshUserTest.h"
+#include "model/ApplicationTree.h"
+#include "model/DataStore.h"
+#include "platform/FileContents.h"
+#include "platform/FolderPaths.h"
+#include "platform/PropertyList.h"
+#include "platform/TextConverter.h"
+#include "platform/UserDefaults.h"
+
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QCryptographicHash>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QHash>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QSet>
+#include <QTemporaryDir>
+#include <QThread>
+
+#include <signal.h>
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <random>
+
+namespace {
+
+constexpr int kKills = 100;
+// Smaller than a real tree so that a hundred kills and checks stay within
+// a minute on two cores; every save still rewrites the whole tree.
+constexpr int kPages = 1'000;
+constexpr int kTextBytes = 2'000;
+constexpr quint32 kDefaultSeed = 20'240'601;
+
+using Version = std::pair<qint64, qint64>; // ID and generation
+
+QByteArray textHash(const QString &text)
+{
+    return QCryptographicHash::hash(text.toUtf8(), QCryptographicHash::Sha1).toHex();
+}
+
+// The generation a title "Page <ID> gen <generation>" names for @p memoID; -1 when it names none.
+qint64 generationInTitle(const QString &title, qint64 memoID)
+{
+    static const QRegularExpression pattern(QStringLiteral("^Page (\\d+) gen (\\d+)$"));
+    const QRegularExpressionMatch match = pattern.match(title);
+    if (!match.hasMatch() || match.captured(1).toLongLong() != memoID)
+        return -1;
+    return match.captured(2).toLongLong();
+}
+
+// A file's identity: the same identity, the same bytes (an atomic write
+// makes a new file; a write in place moves the change time).
+struct FileIdentity {
+    ino_t inode = 0;
+    qint64 size = 0;
+    qint64 changed = 0;
+    friend bool operator==(const FileIdentity &, const FileIdentity &) = default;
+};
+
+std::optional<FileIdentity> identityOf(const QString &path)
+{
+    struct stat info { };
+    if (::stat(QFile::encodeName(path).constData(), &info) != 0)
+        return std::nullopt;
+    return FileIdentity { info.st_ino, qint64(info.st_size),
+        qint64(info.st_ctim.tv_sec) * 1'000'000'000 + info.st_ctim.tv_nsec };
+}
+
+class CrashSafetyTest : public FreshUserTest {
+protected:
+    void SetUp() override
+    {
+        FreshUserTest::SetUp();
+        ASSERT_TRUE(m_work.isValid());
+        m_folder = m_work.path() + QStringLiteral("/data");
+        m_journalPath = m_work.path() + QStringLiteral("/journal");
+        const QString childHome = m_work.path() + QStringLiteral("/child");
+        for (const QString &sub : { QStringLiteral("/config"), QStringLiteral("/data") })
+            ASSERT_TRUE(QDir().mkpath(childHome + sub));
+        m_environment = QProcessEnvironment::systemEnvironment();
+        m_environment.insert(QStringLiteral("HOME"), childHome);
+        m_environment.insert(QStringLiteral("XDG_CONFIG_HOME"), childHome + QStringLiteral("/config"));
+        m_environment.insert(QStringLiteral("XDG_DATA_HOME"), childHome + QStringLiteral("/data"));
+        m_environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), m_work.path());
+        m_environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+        const QByteArray seed = qgetenv("JW_CRASH_SEED");
+        m_seed = seed.isEmpty() ? kDefaultSeed : seed.toUInt();
+    }
+
+    void TearDown() override
+    {
+        ApplicationTree::setRootMemo(nullptr);
+        FreshUserTest::TearDown();
+    }
+
+    // Starts the child for @p round and waits until its tree is loaded or made and saved.
+    void startChild(QProcess &child, int round)
+    {
+        child.setProcessEnvironment(m_environment);
+        child.start(QCoreApplication::applicationDirPath() + QStringLiteral("/jw-save-loop"),
+            { m_folder, QStringLiteral("--journal"), m_journalPath, QStringLiteral("--round"), QString::number(round),
+                QStringLiteral("--pages"), QString::number(kPages), QStringLiteral("--text-bytes"),
+                QString::number(kTextBytes), QStringLiteral("--seed"), QString::number(m_seed) });
+        ASSERT_TRUE(child.waitForStarted())
+            << "jw-save-loop, built with the tests, cannot be started: " << child.errorString().toStdString();
+        while (!child.canReadLine()) {
+            ASSERT_TRUE(child.waitForReadyRead(60'000))
+                << "jw-save-loop never got ready: " << child.readAllStandardError().toStdString();
+        }
+        ASSERT_EQ(child.readLine().trimmed(), QByteArray("ready"));
+    }
+
+    // The journal: every version the child announced, with its text's hash.
+    [[nodiscard]] QHash<Version, QByteArray> readJournal() const
+    {
+        QHash<Version, QByteArray> versions;
+        auto bytes = FileContents::read(m_journalPath);
+        EXPECT_TRUE(bytes.ok()) << bytes.errorMessage().toStdString();
+        for (const QByteArray &line : bytes.valueOr(QByteArray()).split('\n')) {
+            const QList<QByteArray> fields = line.split(' ');
+            if (fields.size() == 3) // a line cut short by the kill names no version
+                versions.insert({ fields[0].toLongLong(), fields[1].toLongLong() }, fields[2]);
+        }
+        return versions;
+    }
+
+    // Checks one page file and notes the generation it holds in @p generation;
+    // answers an empty string or what is wrong with it.
+    static QString problemWithPageFile(
+        const QString &path, qint64 memoID, const QHash<Version, QByteArray> &journal, qint64 &generation)
+    {
+        auto bytes = FileContents::read(path);
+        if (!bytes)
+            return bytes.errorMessage();
+        auto parsed = PropertyList::fromData(bytes.value());
+        if (!parsed || parsed.value().typeId() != QMetaType::QVariantMap)
+            return QStringLiteral("not a property-list dictionary (%1 bytes)").arg(bytes.value().size());
+        const QVariantMap page = parsed.value().toMap();
+        if (page.value(QStringLiteral("memoID")).toLongLong() != memoID)
+            return QStringLiteral("it names page %1").arg(page.value(QStringLiteral("memoID")).toLongLong());
+        generation = generationInTitle(page.value(QStringLiteral("title")).toString(), memoID);
+        if (!journal.contains({ memoID, generation }))
+            return QStringLiteral("its title \"%1\" is no version the program wrote")
+                .arg(page.value(QStringLiteral("title")).toString());
+        TextConverter text;
+        if (Status read = text.setRTFDData(page.value(QStringLiteral("memoData")).toByteArray()); !read)
+            return QStringLiteral("its text is no RTFD: %1").arg(read.errorMessage());
+        if (textHash(text.string()) != journal.value({ memoID, generation }))
+            return QStringLiteral("its text is not the text of generation %1").arg(generation);
+        return {};
+    }
+
+    // Every page file and the data store's own files, whole and as written.
+    void checkFiles(const QHash<Version, QByteArray> &journal)
+    {
+        static const QRegularExpression pageFileName(QStringLiteral("^(\\d+)\\.jw3page$"));
+        const QDir noteData(m_folder + QStringLiteral("/Note Data"));
+        QHash<qint64, CheckedFile> present;
+        for (const QFileInfo &entry : noteData.entryInfoList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot)) {
+            const QString name = entry.fileName();
+            if (entry.isDir()) {
+                EXPECT_EQ(name, QStringLiteral("Unused Files")) << "an unexpected folder in Note Data";
+                continue;
+            }
+            const QRegularExpressionMatch match = pageFileName.match(name);
+            if (!match.hasMatch()) {
+                // What the store takes for page files must be nothing else.
+                EXPECT_FALSE(name.endsWith(QStringLiteral(".jw3page")))
+                    << "a stray file looks like a page file: " << name.toStdString();
+                m_leftovers.insert(name);
+                continue;
+            }
+            const qint64 id = match.captured(1).toLongLong();
+            const auto identity = identityOf(entry.absoluteFilePath());
+            ASSERT_TRUE(identity.has_value()) << name.toStdString();
+            if (const auto known = m_checkedFiles.constFind(id);
+                known != m_checkedFiles.cend() && known->identity == *identity) {
+                present.insert(id, *known); // unchanged since it was checked
+                continue;
+            }
+            CheckedFile checked { *identity, -1 };
+            const QString problem = problemWithPageFile(entry.absoluteFilePath(), id, journal, checked.generation);
+            EXPECT_TRUE(problem.isEmpty()) << "page file " << name.toStdString() << ": " << problem.toStdString();
+            present.insert(id, checked);
+        }
+        m_checkedFiles = present;
+        const QStringList storeNames
+            = { QStringLiteral("JW3Data.jw3datastore"), QStringLiteral("JW3Data.jw3settings") };
+        for (const QString &name : QDir(m_folder).entryList(QDir::Files | QDir::Hidden)) {
+            if (storeNames.contains(name))
+                continue;
+            EXPECT_FALSE(
+                name.endsWith(QStringLiteral(".jw3datastore")) || name.endsWith(QStringLiteral(".jw3settings")))
+                << "a stray file looks like the data store's: " << name.toStdString();
+            m_leftovers.insert(name);
+        }
+    }
+
+    // Loads the folder as the application would, with fresh preferences, and
+    // checks the tree against what was known before and against the journal.
+    void checkTree(const QHash<Version, QByteArray> &journal)
+    {
+        UserDefaults::resetStandardUserDefaults();
+        QFile::remove(UserDefaults::standardFilePath());
+        UserDefaults::resetStandardUserDefaults();
+        UserDefaults::standardUserDefaults().setValue(QStringLiteral("dataFolderPath"), m_folder);
+
+        DataStore store;
+        store.loadNoteData();
+        ASSERT_TRUE(store.problems().isEmpty()) << store.problems().join(u'\n').toStdString();
+        ASSERT_TRUE(store.rootMemo());
+        QSet<qint64> ids;
+        for (const MemoPtr &page : store.tree().arrayOfMemos(store.rootMemo())) {
+            const qint64 id = page->memoID();
+            // Two pages with one ID would share, and overwrite, one page file.
+            EXPECT_FALSE(ids.contains(id)) << "two pages have the ID " << id;
+            ids.insert(id);
+            const qint64 generation = generationInTitle(page->title(), id);
+            EXPECT_TRUE(journal.contains({ id, generation }))
+                << "page " << id << " has the title " << page->title().toStdString();
+            EXPECT_EQ(textHash(page->plainText()), journal.value({ id, generation }))
+                << "page " << id << ": the data store's text is not that of generation " << generation;
+            // Pages write their files before the tree is written, so a
+            // file is never older than the tree's copy of its page; else
+            // the newer version's rich text would be lost.
+            EXPECT_TRUE(m_checkedFiles.contains(id)) << "page " << id << " has no page file";
+            EXPECT_GE(m_checkedFiles.value(id).generation, generation)
+                << "page " << id << ": the tree holds a newer version than its page file";
+        }
+        for (qint64 id : std::as_const(m_knownIDs))
+            EXPECT_TRUE(ids.contains(id)) << "page " << id << " is lost";
+        m_knownIDs = ids;
+    }
+
+    QTemporaryDir m_work;
+    QString m_folder;
+    QString m_journalPath;
+    QProcessEnvironment m_environment;
+    quint32 m_seed = kDefaultSeed;
+    QSet<qint64> m_knownIDs;
+    struct CheckedFile {
+        FileIdentity identity;
+        qint64 generation = -1;
+    };
+    // The page files present after the last kill by ID, with the generation each holds.
+    QHash<qint64, CheckedFile> m_checkedFiles;
+    QSet<QString> m_leftovers;
+};
+
+TEST_F(CrashSafetyTest, KilledWhileSavingLosesNothingAndLeavesOnlyWholeFiles)
+{
+    std::mt19937 random(m_seed);
+    std::uniform_int_distribution<int> runTime(20, 400);
+    for (int round = 1; round <= kKills; ++round) {
+        const int milliseconds = runTime(random);
+        SCOPED_TRACE(QStringLiteral("kill %1 after %2 ms, JW_CRASH_SEED=%3")
+                         .arg(round)
+                         .arg(milliseconds)
+                         .arg(m_seed)
+                         .toStdString());
+        QProcess child;
+        ASSERT_NO_FATAL_FAILURE(startChild(child, round));
+        QThread::msleep(milliseconds);
+        ASSERT_EQ(child.state(), QProcess::Running)
+            << "jw-save-loop stopped by itself: " << child.readAllStandardError().toStdString();
+        ::kill(pid_t(child.processId()), SIGKILL);
+        ASSERT_TRUE(child.waitForFinished(10'000));
+        ASSERT_EQ(child.exitStatus(), QProcess::CrashExit);
+
+        const QHash<Version, QByteArray> journal = readJournal();
+        ASSERT_NO_FATAL_FAILURE(checkFiles(journal));
+        ASSERT_NO_FATAL_FAILURE(checkTree(journal));
+        ASSERT_GE(m_knownIDs.size(), kPages);
+        if (HasFailure())
+            break; // one kill's findings are enough to read
+    }
+    // Allowed, as long as nothing takes them for real files; shown, as they take room.
+    if (!m_leftovers.isEmpty()) {
+        const QStringList names(m_leftovers.cbegin(), m_leftovers.cend());
+        std::printf("Temporary files left by the kills: %s\n", qPrintable(names.join(QStringLiteral(", "))));
+        RecordProperty("leftover_temporary_files", int(names.size()));
+    }
+}
+
+} // namespace

@@ -1,0 +1,213 @@
+// jw-save-loop: a program that does nothing but edit and save, for the
+// crash-safety test to kill at random moments.
+//
+//     jw-save-loop FOLDER --journal FILE [--round R] [--pages N] [--text-bytes B] [--seed S]
+//
+// It opens the data folder FOLDER (its preferences are wherever its
+// XDG_CONFIG_HOME says), loads the tree there or makes one of N pages, says
+// "ready" on its standard output and then, for ever: gives a few random pages
+// a new generation of title and text, now and then adds a page, and saves.
+//
+// Every version of a page it will write is first appended to the journal as
+// "<ID> <generation> <SHA-1 of the text>", in one write straight to the
+// kernel, so that a page file found after a kill can be matched against what
+// was really written. Titles are "Page <ID> gen <generation>"; generations
+// of round R start at R * 1,000,000, so no two runs write the same one.
+#include "model/DataStore.h"
+#include "model/JWMemo.h"
+#include "platform/UserDefaults.h"
+
+#include <QCommandLineParser>
+#include <QCryptographicHash>
+#include <QDateTime>
+#include <QFile>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QSet>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <random>
+#include <vector>
+
+namespace {
+
+constexpr int kFailed = 3;
+constexpr int kMaxDepth = 4;
+
+// The journal of versions; every line goes to the kernel before the version can reach a file.
+class Journal {
+public:
+    explicit Journal(const QString &path)
+        : m_fd(::open(QFile::encodeName(path).constData(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644))
+    {
+    }
+    ~Journal()
+    {
+        if (m_fd >= 0)
+            ::close(m_fd);
+    }
+    Journal(const Journal &) = delete;
+    Journal &operator=(const Journal &) = delete;
+
+    [[nodiscard]] bool isOpen() const { return m_fd >= 0; }
+
+    [[nodiscard]] bool record(qint64 memoID, qint64 generation, const QString &text)
+    {
+        const QByteArray line = QByteArray::number(memoID) + ' ' + QByteArray::number(generation) + ' '
+            + QCryptographicHash::hash(text.toUtf8(), QCryptographicHash::Sha1).toHex() + '\n';
+        return ::write(m_fd, line.constData(), size_t(line.size())) == line.size();
+    }
+
+private:
+    int m_fd;
+};
+
+QString titleFor(qint64 memoID, qint64 generation)
+{
+    return QStringLiteral("Page %1 gen %2").arg(memoID).arg(generation);
+}
+
+// Words enough for @p bytes, after a first line naming the version.
+QString textFor(qint64 memoID, qint64 generation, int bytes, std::mt19937 &random)
+{
+    static const char *const words[] = { "alpha", "river", "stone", "paper", "lamp", "orchard", "window", "quiet",
+        "signal", "harbour", "copper", "meadow", "ledger", "spring" };
+    std::uniform_int_distribution<int> word(0, int(std::size(words)) - 1);
+    QString text = titleFor(memoID, generation);
+    for (int n = 0; text.size() < bytes; ++n) {
+        text += n % 12 == 0 ? u'\n' : u' ';
+        text += QLatin1String(words[word(random)]);
+    }
+    return text;
+}
+
+// Gives @p page the version @p generation, journalled first.
+bool writeVersion(JWMemo &page, qint64 generation, int bytes, std::mt19937 &random, Journal &journal)
+{
+    const QString text = textFor(page.memoID(), generation, bytes, random);
+    if (!journal.record(page.memoID(), generation, text))
+        return false;
+    page.setTitle(titleFor(page.memoID(), generation));
+    page.setMemoDataWithPlainText(text);
+    return true;
+}
+
+// A tree of @p pages pages, IDs 1 to @p pages, nested a few levels deep; generation 0 of every page.
+MemoPtr makeTree(int pages, int bytes, std::mt19937 &random, Journal &journal)
+{
+    std::vector<std::pair<JWMemo *, int>> placed;
+    MemoPtr root;
+    const QDateTime now = QDateTime::currentDateTime();
+    for (qint64 id = 1; id <= pages; ++id) {
+        MemoPtr page = JWMemo::bareMemo();
+        page->setMemoID(id);
+        page->setTags({});
+        page->setIsPlainTextMemo(false);
+        page->setCreatedAt(now);
+        if (!writeVersion(*page, 0, bytes, random, journal))
+            return nullptr;
+        page->setIsEdited(true);
+        if (!root) {
+            root = page;
+            placed.emplace_back(page.get(), 0);
+            continue;
+        }
+        auto parent = placed[std::uniform_int_distribution<size_t>(0, placed.size() - 1)(random)];
+        if (parent.second >= kMaxDepth)
+            parent = placed.front();
+        placed.emplace_back(page.get(), parent.second + 1);
+        parent.first->appendChild(std::move(page));
+    }
+    for (const auto &[page, depth] : placed)
+        page->changeIsLeaf();
+    return root;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication app(argc, argv);
+
+    QCommandLineParser parser;
+    parser.addPositionalArgument(QStringLiteral("FOLDER"), QStringLiteral("The data folder."));
+    parser.addOptions(
+        { { QStringLiteral("journal"), QStringLiteral("The journal of versions."), QStringLiteral("FILE") },
+            { QStringLiteral("round"), QStringLiteral("This run's number."), QStringLiteral("R"), QStringLiteral("1") },
+            { QStringLiteral("pages"), QStringLiteral("Pages of a new tree."), QStringLiteral("N"),
+                QStringLiteral("2000") },
+            { QStringLiteral("text-bytes"), QStringLiteral("Characters per page."), QStringLiteral("B"),
+                QStringLiteral("2000") },
+            { QStringLiteral("seed"), QStringLiteral("Seed of the random choices."), QStringLiteral("S"),
+                QStringLiteral("1") } });
+    parser.process(app);
+    const int round = parser.value(QStringLiteral("round")).toInt();
+    const int pages = parser.value(QStringLiteral("pages")).toInt();
+    const int bytes = parser.value(QStringLiteral("text-bytes")).toInt();
+    if (parser.positionalArguments().size() != 1 || !parser.isSet(QStringLiteral("journal")) || round < 1 || pages < 2
+        || bytes < 1) {
+        std::fputs(
+            "jw-save-loop: FOLDER --journal FILE [--round R>0] [--pages N>1] [--text-bytes B>0] [--seed S]\n", stderr);
+        return 2;
+    }
+    Journal journal(parser.value(QStringLiteral("journal")));
+    if (!journal.isOpen()) {
+        std::fputs("jw-save-loop: the journal cannot be opened\n", stderr);
+        return kFailed;
+    }
+    std::mt19937 random(parser.value(QStringLiteral("seed")).toUInt() * 1000u + unsigned(round));
+
+    const QString folder = QFileInfo(parser.positionalArguments().first()).absoluteFilePath();
+    UserDefaults::standardUserDefaults().setValue(QStringLiteral("dataFolderPath"), folder);
+    DataStore store;
+    if (QFileInfo::exists(folder + QStringLiteral("/JW3Data.jw3datastore"))) {
+        store.loadNoteData();
+        if (!store.problems().isEmpty() || !store.rootMemo()) {
+            std::fprintf(
+                stderr, "jw-save-loop: the folder did not load: %s\n", qPrintable(store.problems().join(u' ')));
+            return kFailed;
+        }
+    } else {
+        const MemoPtr root = makeTree(pages, bytes, random, journal);
+        if (!root) {
+            std::fputs("jw-save-loop: the journal cannot be written\n", stderr);
+            return kFailed;
+        }
+        store.setRootMemo(root);
+        store.tree().resetMemoID();
+        if (Status saved = store.save(); !saved) {
+            std::fprintf(stderr, "jw-save-loop: the new tree was not saved: %s\n", qPrintable(saved.errorMessage()));
+            return kFailed;
+        }
+    }
+    std::fputs("ready\n", stdout);
+    std::fflush(stdout);
+
+    for (qint64 generation = qint64(round) * 1'000'000 + 1;; ++generation) {
+        QList<MemoPtr> all = store.tree().arrayOfMemos(store.rootMemo());
+        std::uniform_int_distribution<qsizetype> anyPage(1, all.size() - 1); // never the root
+        // A few different pages: one text per page and generation.
+        QSet<JWMemo *> edited;
+        for (int n = std::uniform_int_distribution<int>(1, 4)(random); n > 0; --n)
+            edited.insert(all.at(anyPage(random)).get());
+        for (JWMemo *page : std::as_const(edited)) {
+            if (!writeVersion(*page, generation, bytes, random, journal))
+                return kFailed;
+        }
+        if (generation % 8 == 0) {
+            const MemoPtr page = JWMemo::memo();
+            if (!writeVersion(*page, generation, bytes, random, journal))
+                return kFailed;
+            (void)store.tree().insertNewMemo(page, all.at(anyPage(random)), -1);
+        }
+        if (Status saved = store.save(); !saved) {
+            std::fprintf(stderr, "jw-save-loop: saving failed: %s\n", qPrintable(saved.errorMessage()));
+            return kFailed;
+        }
+    }
+}
