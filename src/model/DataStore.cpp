@@ -23,6 +23,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
 #include <QUrl>
 
 #include <algorithm>
@@ -84,6 +85,16 @@ void keepIDsAbovePageFiles()
         defaults.setValue(kMemoIDKey, largest);
         (void)defaults.synchronize();
     }
+}
+
+// A write that was cut off (a crash, a power cut) leaves its temporary file,
+// "<file>.XXXXXX", beside the file it was to replace. It belongs to no page,
+// whatever number its name starts with.
+bool isInterruptedWrite(const QString &name)
+{
+    static const QRegularExpression pattern(
+        QStringLiteral("\\.(jw3page|webarchive|jw3datastore|jw3settings)\\.[A-Za-z0-9]{6}$"));
+    return pattern.match(name).hasMatch();
 }
 
 } // namespace
@@ -378,10 +389,16 @@ void DataStore::cleanUpRemovedMemoFiles()
         } else if (const qsizetype dot = name.lastIndexOf(u'.'); dot > 0) {
             idText.truncate(dot);
         }
-        if (ids.contains(FileManagerUtility::leadingNumber(idText)))
+        if (!isInterruptedWrite(name) && ids.contains(FileManagerUtility::leadingNumber(idText)))
             continue;
         if (!QFile::rename(entry.absoluteFilePath(), trash + u'/' + name))
             qCInfo(lcPlatform) << "Could not move" << name << "to" << trash;
+    }
+    // Cut-off writes of the data store and settings are as large as the
+    // files themselves; they go with the rest, never deleted unasked.
+    for (const QFileInfo &entry : QDir(dataFolderPath()).entryInfoList(QDir::Files | QDir::Hidden)) {
+        if (isInterruptedWrite(entry.fileName()) && !QFile::rename(entry.absoluteFilePath(), trash + u'/' + entry.fileName()))
+            qCInfo(lcPlatform) << "Could not move" << entry.fileName() << "to" << trash;
     }
     if (m_host && !trash.isEmpty())
         m_host->revealInFileManager(trash);

@@ -295,15 +295,19 @@ TEST_F(DataStoreTest, CleanUpMovesFilesOfRemovedPagesAside)
     writeFile(notes + QStringLiteral("/9999.jw3page"), "a removed page");
     writeFile(notes + QStringLiteral("/9998_mobile.webarchive"), "a removed clip");
     writeFile(notes + QStringLiteral("/notes.txt"), "not a number: ID 0");
+    writeFile(notes + QStringLiteral("/%1.jw3page.HYtawu").arg(kept), "a write cut off by a crash");
+    writeFile(folder() + QStringLiteral("/JW3Data.jw3datastore.Ab12Cd"), "a cut-off save of the tree");
 
     store->cleanUpRemovedMemoFiles();
     const QString trash = trashFolderPath();
     for (const QString &moved : {QStringLiteral("9999.jw3page"), QStringLiteral("9998_mobile.webarchive"),
-                                 QStringLiteral("notes.txt")}) {
+                                 QStringLiteral("notes.txt"), QStringLiteral("%1.jw3page.HYtawu").arg(kept)}) {
         EXPECT_TRUE(QFileInfo::exists(trash + u'/' + moved)) << moved.toStdString();
         EXPECT_FALSE(QFileInfo::exists(notes + u'/' + moved)) << moved.toStdString();
     }
     EXPECT_TRUE(PageFile::exists(kept));
+    EXPECT_TRUE(QFileInfo::exists(trash + QStringLiteral("/JW3Data.jw3datastore.Ab12Cd")));
+    EXPECT_TRUE(QFileInfo::exists(folder() + QStringLiteral("/JW3Data.jw3datastore")));
     EXPECT_FALSE(QFileInfo::exists(notes + QStringLiteral("/%1.webarchive").arg(kept)))
         << "archives of a page that is not a web clip go";
     EXPECT_FALSE(QFileInfo::exists(trash + QStringLiteral("/%1_mobile.webarchive").arg(kept)))
