@@ -270,9 +270,19 @@ Result<QVariant> TypedStreamDecoder::decodeObjectNode(const TypedStreamValue &va
     if (!target)
         return Error{QStringLiteral("Expected an object in the archive, found a class or plain value")};
     const TypedStreamObject &object = *target;
-    if (auto it = m_context->decoded.constFind(&object); it != m_context->decoded.cend())
-        return *it;
-    if (m_context->open.contains(&object)) {
+    // Only an object held by more than its one enclosing value can be met
+    // again; remembering just those keeps a large tree's decoding from
+    // filling a hash with every string and number it holds. The archive's
+    // list of all objects is one holder more, and so is `target` itself.
+    const long holders = target.use_count() - 1 - (m_context->archive.objects.empty() ? 0 : 1);
+    const bool shared = holders > 1 || !value.object;
+    if (shared) {
+        if (auto it = m_context->decoded.constFind(&object); it != m_context->decoded.cend())
+            return *it;
+    }
+    // A reference to an object still being read is held weakly; only such a
+    // reference can point back at an enclosing object.
+    if (!value.object && m_context->open.contains(&object)) {
         return Error{QStringLiteral("An archived %1 contains a reference to itself, which has no Qt value form")
                          .arg(QString::fromLatin1(object.className()))};
     }
@@ -304,6 +314,7 @@ Result<QVariant> TypedStreamDecoder::decodeObjectNode(const TypedStreamValue &va
         if (!standard.isEmpty() && standard != object.className())
             decoded = QVariant::fromValue(ArchivedAs{object.className(), decoded});
     }
-    m_context->decoded.insert(&object, decoded);
+    if (shared)
+        m_context->decoded.insert(&object, decoded);
     return decoded;
 }

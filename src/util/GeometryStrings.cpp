@@ -2,7 +2,6 @@
 
 #include <QList>
 #include <QLocale>
-#include <QRegularExpression>
 
 #include <algorithm>
 #include <cmath>
@@ -19,14 +18,57 @@ QString number(double value)
     return QString::number(value, 'g', QLocale::FloatingPointShortest);
 }
 
+bool isDigit(QChar c)
+{
+    return c >= u'0' && c <= u'9';
+}
+
+// The length of the number that starts at @p from ([-+]?(\d+\.?\d*|\.\d+)([eE][-+]?\d+)?),
+// or 0 when none starts there. Geometry strings are read by the thousand at
+// start-up, so this scans by hand rather than with a regular expression.
+qsizetype numberLength(QStringView text, qsizetype from)
+{
+    qsizetype i = from;
+    const qsizetype n = text.size();
+    if (i < n && (text[i] == u'-' || text[i] == u'+'))
+        ++i;
+    qsizetype digits = 0;
+    while (i < n && isDigit(text[i]))
+        ++i, ++digits;
+    if (i < n && text[i] == u'.') {
+        ++i;
+        while (i < n && isDigit(text[i]))
+            ++i, ++digits;
+    }
+    if (digits == 0)
+        return 0;
+    if (i < n && (text[i] == u'e' || text[i] == u'E')) {
+        qsizetype j = i + 1;
+        if (j < n && (text[j] == u'-' || text[j] == u'+'))
+            ++j;
+        if (j < n && isDigit(text[j])) {
+            while (j < n && isDigit(text[j]))
+                ++j;
+            i = j;
+        }
+    }
+    return i - from;
+}
+
 QList<double> numbersIn(const QString &text, qsizetype wanted)
 {
-    static const QRegularExpression numberPattern(
-        QStringLiteral(R"([-+]?(?:\d+\.?\d*|\.\d+)(?:[eE][-+]?\d+)?)"));
     QList<double> numbers;
-    for (auto it = numberPattern.globalMatch(text); it.hasNext() && numbers.size() < wanted;) {
-        const double value = it.next().captured().toDouble();
+    numbers.reserve(wanted);
+    const QStringView view(text);
+    for (qsizetype i = 0; i < view.size() && numbers.size() < wanted;) {
+        const qsizetype length = numberLength(view, i);
+        if (length == 0) {
+            ++i;
+            continue;
+        }
+        const double value = view.mid(i, length).toDouble();
         numbers.append(std::isfinite(value) ? value : 0.0);
+        i += length;
     }
     while (numbers.size() < wanted)
         numbers.append(0.0);
