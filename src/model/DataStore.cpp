@@ -3,6 +3,8 @@
 #include "ApplicationTree.h"
 #include "DataStoreHost.h"
 #include "MemoCoding.h"
+#include "ModelLog.h"
+#include "SettingsFile.h"
 
 #include "platform/AtomicFileWriter.h"
 #include "platform/FileContents.h"
@@ -10,14 +12,11 @@
 #include "platform/FolderPaths.h"
 #include "platform/NotificationCenter.h"
 #include "platform/NotificationNames.h"
-#include "platform/PlatformLog.h"
 #include "platform/TypedStreamDecoder.h"
 #include "platform/TypedStreamRegistry.h"
 #include "platform/TypedStreamWriter.h"
 #include "platform/UserDefaults.h"
 #include "util/FileManagerUtility.h"
-
-#include "SettingsFile.h"
 
 #include <QDesktopServices>
 #include <QDir>
@@ -108,7 +107,7 @@ void DataStoreHost::revealInFileManager(const QString &path)
 
 void DataStoreHost::reportProblem(const QString &message)
 {
-    qCWarning(lcPlatform).noquote() << message;
+    qCWarning(lcModel).noquote() << message;
 }
 
 // --- DataStore -------------------------------------------------------------------
@@ -151,7 +150,7 @@ void DataStore::report(const QString &message)
     if (m_host)
         m_host->reportProblem(message);
     else
-        qCWarning(lcPlatform).noquote() << message;
+        qCWarning(lcModel).noquote() << message;
     Q_EMIT problemReported(message);
 }
 
@@ -307,7 +306,7 @@ Status DataStore::save()
         m_host->updateAddressBook();
 
     if (!result)
-        qCWarning(lcPlatform).noquote() << QStringLiteral("Saving failed: %1").arg(result.errorMessage());
+        qCWarning(lcModel).noquote() << QStringLiteral("Saving failed: %1").arg(result.errorMessage());
     return result;
 }
 
@@ -392,13 +391,13 @@ void DataStore::cleanUpRemovedMemoFiles()
         if (!isInterruptedWrite(name) && ids.contains(FileManagerUtility::leadingNumber(idText)))
             continue;
         if (!QFile::rename(entry.absoluteFilePath(), trash + u'/' + name))
-            qCInfo(lcPlatform) << "Could not move" << name << "to" << trash;
+            qCInfo(lcModel) << "Could not move" << name << "to" << trash;
     }
     // Cut-off writes of the data store and settings are as large as the
     // files themselves; they go with the rest, never deleted unasked.
     for (const QFileInfo &entry : QDir(dataFolderPath()).entryInfoList(QDir::Files | QDir::Hidden)) {
         if (isInterruptedWrite(entry.fileName()) && !QFile::rename(entry.absoluteFilePath(), trash + u'/' + entry.fileName()))
-            qCInfo(lcPlatform) << "Could not move" << entry.fileName() << "to" << trash;
+            qCInfo(lcModel) << "Could not move" << entry.fileName() << "to" << trash;
     }
     if (m_host && !trash.isEmpty())
         m_host->revealInFileManager(trash);

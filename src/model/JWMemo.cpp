@@ -1,6 +1,7 @@
 #include "JWMemo.h"
 
 #include "ApplicationTree.h"
+#include "ModelLog.h"
 #include "PageFile.h"
 #include "RecordValues.h"
 #include "platform/ArchivedValues.h"
@@ -225,7 +226,7 @@ void JWMemo::setAsideStalePageFile()
     for (int n = 2; QFileInfo::exists(target); ++n)
         target = trash + QStringLiteral("/%1-%2.jw3page").arg(m_memoID).arg(n);
     if (trash.isEmpty() || !QFile::rename(path, target)) {
-        qWarning("Page %lld: the stale page file %s could not be moved aside; it is removed", m_memoID,
+        qCWarning(lcModel, "Page %lld: the stale page file %s could not be moved aside; it is removed", m_memoID,
                  qPrintable(path));
         QFile::remove(path);
     }
@@ -253,7 +254,7 @@ qint64 JWMemo::assignNewID()
     defaults.setValue(kMemoIDKey, id);
     // Written at once, so that a crash never hands the same ID out again.
     if (Status s = defaults.synchronize(); !s)
-        qWarning("Could not save the last page ID: %s", qPrintable(s.errorMessage()));
+        qCWarning(lcModel, "Could not save the last page ID: %s", qPrintable(s.errorMessage()));
     return id;
 }
 
@@ -713,7 +714,7 @@ bool JWMemo::save()
         // Still edited, so that the next save tries again; the date stays.
         m_isEdited = true;
         Q_EMIT isEditedChanged();
-        qWarning("Page %lld was not saved: %s", m_memoID, qPrintable(s.errorMessage()));
+        qCWarning(lcModel, "Page %lld was not saved: %s", m_memoID, qPrintable(s.errorMessage()));
         return false;
     }
     return true;
@@ -737,33 +738,38 @@ void JWMemo::clearMemoData()
     QVariantMap dictionary = PageFile::dictionaryForMemo(*this);
     dictionary.remove(QStringLiteral("memoData"));
     if (Status s = PageFile::write(m_memoID, dictionary); !s)
-        qWarning("Page %lld: %s", m_memoID, qPrintable(s.errorMessage()));
+        qCWarning(lcModel, "Page %lld: %s", m_memoID, qPrintable(s.errorMessage()));
 }
 
-void JWMemo::convertNoteTextToSetTitleAtFirstLine()
+bool JWMemo::loadTextInto(TextConverter &converter) const
 {
-    save();
     const QByteArray data = memoData();
-    if (data.isEmpty())
-        return;
-    TextConverter converter;
-    if (!converter.setRTFDData(data))
-        return;
-    converter.insertTitleToTop(m_title);
+    return !data.isEmpty() && converter.setRTFDData(data).ok();
+}
+
+void JWMemo::storeTextAndSave(const TextConverter &converter)
+{
     setMemoData(converter.RTFDData());
     setPlainText(converter.plainString());
     setIsEdited(true);
     save();
 }
 
+void JWMemo::convertNoteTextToSetTitleAtFirstLine()
+{
+    save();
+    TextConverter converter;
+    if (!loadTextInto(converter))
+        return;
+    converter.insertTitleToTop(m_title);
+    storeTextAndSave(converter);
+}
+
 void JWMemo::convertNoteTextToSetTitleFromFirstLine()
 {
     save();
-    const QByteArray data = memoData();
-    if (data.isEmpty())
-        return;
     TextConverter converter;
-    if (!converter.setRTFDData(data))
+    if (!loadTextInto(converter))
         return;
     setTitle(converter.topLine());
     setIsEdited(true);
@@ -772,16 +778,11 @@ void JWMemo::convertNoteTextToSetTitleFromFirstLine()
 
 void JWMemo::setMemoTitleIfNeeded(const QString &title)
 {
-    if (UserDefaults::standardUserDefaults().boolForKey(QStringLiteral("UseTopLineAsTitle"))) {
-        TextConverter converter;
-        const QByteArray data = memoData();
-        if (!data.isEmpty() && converter.setRTFDData(data) && converter.topLine() != title) {
-            converter.insertTitleToTop(title);
-            setMemoData(converter.RTFDData());
-            setPlainText(converter.plainString());
-            setIsEdited(true);
-            save();
-        }
+    TextConverter converter;
+    if (UserDefaults::standardUserDefaults().boolForKey(QStringLiteral("UseTopLineAsTitle"))
+        && loadTextInto(converter) && converter.topLine() != title) {
+        converter.insertTitleToTop(title);
+        storeTextAndSave(converter);
     }
     setTitle(title);
 }

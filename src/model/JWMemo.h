@@ -21,6 +21,7 @@
 #include <vector>
 
 class JWMemo;
+class TextConverter;
 using MemoPtr = std::shared_ptr<JWMemo>;
 
 /**
@@ -446,6 +447,8 @@ private:
 
     void observeNotifications();
     void setAsideStalePageFile();
+    bool loadTextInto(TextConverter &converter) const;
+    void storeTextAndSave(const TextConverter &converter);
     static void structureChanged();
     void markEditedAndReload();
     void postReloadOutlineData();

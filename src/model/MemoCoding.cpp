@@ -1,5 +1,6 @@
 #include "MemoCoding.h"
 
+#include "ModelLog.h"
 #include "RecordValues.h"
 #include "WindowAttributeCoding.h"
 
@@ -297,7 +298,7 @@ Status encode(TypedStreamWriter &writer, const QVariant &value, qint64 version)
     const auto string = [](const QString &text) { return QVariant(text.isNull() ? QStringLiteral("") : text); };
 
     if (!memo->hasTags())
-        qWarning("Problem! Page %lld has no tag list", memo->memoID());
+        qCWarning(lcModel, "Problem! Page %lld has no tag list", memo->memoID());
     const QVariantList objects14 = {
         QVariant::fromValue(memo->memoID()),
         string(memo->title()),

@@ -1,16 +1,13 @@
 #include "MemoCreation.h"
 
 #include "JWMemo.h"
+#include "ModelLog.h"
 
 #include "platform/TextConverter.h"
 #include "platform/UserDefaults.h"
 #include "util/StringUtility.h"
 
-#include <QLoggingCategory>
-
 namespace {
-
-Q_LOGGING_CATEGORY(lcCreation, "jw.model", QtWarningMsg)
 
 std::function<void(const MemoPtr &)> &downloadStarter()
 {
@@ -57,7 +54,7 @@ MemoPtr initWithString(const QString &text)
     if (isWebAddress(text)) {
         const QUrl url(text, QUrl::StrictMode);
         if (!url.isValid())
-            qCWarning(lcCreation) << "Not a valid web address:" << text;
+            qCWarning(lcModel) << "Not a valid web address:" << text;
         return initWithURL(url);
     }
     return memoWithText(text);
@@ -67,7 +64,7 @@ MemoPtr initWithString(const QByteArray &data)
 {
     const std::optional<QString> text = StringUtility::stringWithContentsOfDataByAutoDetectingEncoding(data);
     if (!text) {
-        qCWarning(lcCreation) << "The text is in no encoding known here";
+        qCWarning(lcModel) << "The text is in no encoding known here";
         return nullptr;
     }
     return memoWithText(*text);
@@ -77,7 +74,7 @@ MemoPtr initWithRTF(const QByteArray &rtf)
 {
     TextConverter converter;
     if (const Status read = converter.setRTFData(rtf); !read) {
-        qCWarning(lcCreation) << "Cannot read the RTF text:" << read.errorMessage();
+        qCWarning(lcModel) << "Cannot read the RTF text:" << read.errorMessage();
         return nullptr;
     }
     MemoPtr memo = JWMemo::memo();
@@ -95,7 +92,7 @@ MemoPtr initWithRTFD(const QByteArray &rtfd)
 {
     TextConverter converter;
     if (const Status read = converter.setRTFDData(rtfd); !read) {
-        qCWarning(lcCreation) << "Cannot read the RTFD text:" << read.errorMessage();
+        qCWarning(lcModel) << "Cannot read the RTFD text:" << read.errorMessage();
         return nullptr;
     }
     MemoPtr memo = JWMemo::memo();

@@ -4,6 +4,7 @@
 #include "MemoCreation.h"
 #include "MemoSorting.h"
 #include "MemoTreeHost.h"
+#include "ModelLog.h"
 #include "ReplaceChildrenCommand.h"
 
 #include "platform/Localization.h"
@@ -12,7 +13,6 @@
 #include "platform/PasteboardTypes.h"
 #include "platform/UserDefaults.h"
 
-#include <QLoggingCategory>
 #include <QMimeData>
 #include <QUndoStack>
 
@@ -20,8 +20,6 @@
 #include <vector>
 
 namespace {
-
-Q_LOGGING_CATEGORY(lcTree, "jw.model", QtWarningMsg)
 
 // Calls visit(memo, parent) for @p start and every page below it in
 // pre-order, until visit answers false. Iterative, so that deep trees cannot
@@ -124,7 +122,7 @@ bool MemoTree::insertNewMemo(const MemoPtr &memo, const MemoPtr &parent, qsizety
     if (!memo || !target)
         return false;
     if (memo->containsMemo(target.get())) {
-        qCWarning(lcTree) << "A page cannot go into its own subtree:" << memo->description();
+        qCWarning(lcModel) << "A page cannot go into its own subtree:" << memo->description();
         return false;
     }
     prepareUndoForParent(target);
@@ -277,7 +275,7 @@ bool MemoTree::addSamplePage()
     if (!m_root)
         return false;
     if (!m_samplePageImporter) {
-        qCWarning(lcTree) << "No importer for the sample pages; none added";
+        qCWarning(lcModel) << "No importer for the sample pages; none added";
         return false;
     }
     return m_samplePageImporter(*this, m_root, qsizetype(m_root->children().size()));
@@ -312,7 +310,7 @@ void MemoTree::replaceChildren(const QList<MemoPtr> &children, const MemoPtr &pa
         return;
     for (const MemoPtr &child : children) {
         if (child && child->containsMemo(target.get())) {
-            qCWarning(lcTree) << "A page cannot go into its own subtree:" << child->description();
+            qCWarning(lcModel) << "A page cannot go into its own subtree:" << child->description();
             return;
         }
     }
@@ -668,7 +666,7 @@ void MemoTree::resetMemoID()
     UserDefaults &defaults = UserDefaults::standardUserDefaults();
     defaults.setValue(QStringLiteral("memoID"), findBiggestID(0, m_root) + 1);
     if (const Status saved = defaults.synchronize(); !saved)
-        qCWarning(lcTree) << "Could not save the last page ID:" << saved.errorMessage();
+        qCWarning(lcModel) << "Could not save the last page ID:" << saved.errorMessage();
 }
 
 int MemoTree::resolveDupulicatedMemoID()

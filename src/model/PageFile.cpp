@@ -1,11 +1,11 @@
 #include "PageFile.h"
 
 #include "JWMemo.h"
+#include "ModelLog.h"
 
 #include "platform/AtomicFileWriter.h"
 #include "platform/FileContents.h"
 #include "platform/FolderPaths.h"
-#include "platform/PlatformLog.h"
 #include "platform/PropertyList.h"
 
 #include <QFile>
@@ -75,12 +75,12 @@ std::optional<QVariantMap> read(qint64 memoID)
         return std::nullopt;
     auto bytes = FileContents::read(path);
     if (!bytes) {
-        qCWarning(lcPlatform).noquote() << bytes.errorMessage();
+        qCWarning(lcModel).noquote() << bytes.errorMessage();
         return std::nullopt;
     }
     auto parsed = PropertyList::fromData(bytes.value());
     if (!parsed || parsed.value().typeId() != QMetaType::QVariantMap) {
-        qCWarning(lcPlatform).noquote() << QStringLiteral("The page file %1 cannot be read (%2); its text is taken from the data store")
+        qCWarning(lcModel).noquote() << QStringLiteral("The page file %1 cannot be read (%2); its text is taken from the data store")
                                                .arg(path, parsed ? QStringLiteral("it holds no dictionary") : parsed.errorMessage());
         return std::nullopt;
     }

@@ -1,8 +1,9 @@
 #include "SettingsFile.h"
 
+#include "ModelLog.h"
+
 #include "platform/AtomicFileWriter.h"
 #include "platform/FileContents.h"
-#include "platform/PlatformLog.h"
 #include "platform/TypedStreamDecoder.h"
 #include "platform/TypedStreamWriter.h"
 #include "platform/UserDefaults.h"
@@ -55,7 +56,7 @@ void copyPreferencesTo(const QVariantMap &dictionary, UserDefaults &defaults)
         if (it == dictionary.cend() || !it->isValid() || it->isNull())
             continue;
         if (!defaults.setValue(key, *it))
-            qCWarning(lcPlatform) << "The settings file's value for" << key << "is not a preference; it is ignored";
+            qCWarning(lcModel) << "The settings file's value for" << key << "is not a preference; it is ignored";
     }
 }
 
