@@ -160,12 +160,14 @@ void DataStore::loadNoteData()
 {
     UserDefaults &defaults = UserDefaults::standardUserDefaults();
     m_problems.clear();
+    m_keepDataStore = m_keepSettings = false;
 
     // The settings first: the preferences they carry apply to what follows.
     std::optional<QVariantMap> settings;
     const QString settingsPath = dataDictionaryFilePath();
     if (auto read = SettingsFile::read(settingsPath); !read) {
         const auto aside = FileSetAside::moveAside(settingsPath, QStringLiteral("unreadable"));
+        m_keepSettings = !aside;
         report(aside ? tr("The settings file %1 could not be read (%2). It was kept as %3; the windows "
                           "open as on a first start.")
                            .arg(settingsPath, read.errorMessage(), *aside)
@@ -237,7 +239,10 @@ MemoPtr DataStore::readDataStore()
                   "starts with a new tree; the pages' texts are still in \"Note Data\".")
                    .arg(path, tree.errorMessage(), *aside));
     } else {
-        report(tr("The data file %1 could not be read (%2) nor moved aside.").arg(path, tree.errorMessage()));
+        m_keepDataStore = true;
+        report(tr("The data file %1 could not be read (%2) nor moved aside; it is left as it is and "
+                  "will not be written.")
+                   .arg(path, tree.errorMessage()));
     }
     keepIDsAbovePageFiles();
     return nullptr;
@@ -290,15 +295,19 @@ Status DataStore::save()
     (void)defaults.synchronize();
 
     Status result;
-    auto archived = TypedStreamWriter::archivedDataWithRootObject(QVariant::fromValue(root));
-    if (!archived)
+    if (m_keepDataStore) {
+        result = Error{tr("The data file is not written: an unreadable one is in its place")};
+    } else if (auto archived = TypedStreamWriter::archivedDataWithRootObject(QVariant::fromValue(root)); !archived) {
         result = Error{tr("The tree could not be archived: %1").arg(archived.errorMessage())};
-    else if (Status written = AtomicFileWriter::writeFile(dataFilePath(), archived.value()); !written)
+    } else if (Status written = AtomicFileWriter::writeFile(dataFilePath(), archived.value()); !written) {
         result = written;
+    }
 
     const QList<qint64> windowIDs = m_host ? m_host->openWindowRootIDs() : QList<qint64>();
     const Status settings =
-        SettingsFile::write(dataDictionaryFilePath(), SettingsFile::dictionaryFromDefaults(defaults, windowIDs));
+        m_keepSettings
+            ? Status(Error{tr("The settings file is not written: an unreadable one is in its place")})
+            : SettingsFile::write(dataDictionaryFilePath(), SettingsFile::dictionaryFromDefaults(defaults, windowIDs));
     if (result && !settings)
         result = settings;
 

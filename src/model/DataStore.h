@@ -130,4 +130,7 @@ private:
     bool m_saveWhenDeactivate = false;
     bool m_notToSave = false;
     bool m_switchingFolder = false;
+    // An unreadable file that could not be renamed aside stays untouched.
+    bool m_keepDataStore = false;
+    bool m_keepSettings = false;
 };
