@@ -258,6 +258,20 @@ qint64 JWMemo::assignNewID()
     return id;
 }
 
+qint64 JWMemo::takeNewIDKeepingText()
+{
+    // Two pages shared the old ID and so its one page file: whichever wrote
+    // last owns it. Keep the file's text only if it is this page's.
+    TextConverter converter;
+    if (!loadTextInto(converter) || converter.plainString() != m_plainText)
+        setMemoDataWithPlainText(m_plainText.isNull() ? QStringLiteral("") : m_plainText);
+    const qint64 id = assignNewID();
+    // Not a change of content: the file is out of date, the date is not.
+    if (assign(m_isEdited, true))
+        Q_EMIT isEditedChanged();
+    return id;
+}
+
 void JWMemo::assignNewIDWithConvertDictionary(QHash<qint64, qint64> &convert)
 {
     const qint64 oldID = m_memoID;

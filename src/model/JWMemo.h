@@ -146,6 +146,14 @@ public:
     qint64 assignNewID();
 
     /**
+     * Gives the page a new ID, as the repair of duplicate IDs does. The page's
+     * text is kept in memory first (read from the file of the old ID when it
+     * still matches the page's plain text, else made from the plain text) and
+     * is written under the new ID at the next save; the dates stay.
+     */
+    qint64 takeNewIDKeepingText();
+
+    /**
      * Gives this page and every page below it (depth first) a new ID, noting
      * each old ID's new one in @p convert, so that an import or an exchange
      * can rewrite the links that name the old IDs.

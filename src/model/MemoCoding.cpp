@@ -131,6 +131,10 @@ public:
         if (value->metaType() != QMetaType::fromType<QString>())
             return fail(field, QStringLiteral("a string was expected"));
         out = value->toString();
+        // An archived "" is a string all the same: a null QString would count
+        // as missing, and a page file stops at its first missing value.
+        if (out.isNull())
+            out = QStringLiteral("");
     }
 
     void range(const char *field, TextRange &out)

@@ -693,9 +693,9 @@ int MemoTree::resolveDupulicatedMemoID()
         if (memo->createdAt() <= holder->createdAt()) {
             // The older page keeps the ID; the earlier holder moves on.
             holders.insert(id, memo);
-            holders.insert(holder->assignNewID(), holder);
+            holders.insert(holder->takeNewIDKeepingText(), holder);
         } else {
-            holders.insert(memo->assignNewID(), memo);
+            holders.insert(memo->takeNewIDKeepingText(), memo);
         }
     }
     return renumbered;

@@ -3,11 +3,15 @@
 #include "common/FreshUserTest.h"
 #include "model/ApplicationTree.h"
 #include "model/JWMemo.h"
+#include "model/MemoCoding.h"
+#include "model/MemoTree.h"
 #include "model/PageFile.h"
 #include "platform/FileContents.h"
 #include "platform/FolderPaths.h"
 #include "platform/PropertyList.h"
 #include "platform/TextConverter.h"
+#include "platform/TypedStreamDecoder.h"
+#include "platform/TypedStreamWriter.h"
 #include "platform/UserDefaults.h"
 
 #include <gtest/gtest.h>
@@ -188,6 +192,66 @@ TEST_F(PageFileTest, ANewPageMovesAStaleFileUnderItsIDAside)
     EXPECT_FALSE(PageFile::exists(10));
     EXPECT_TRUE(QFileInfo::exists(trashFolderPath() + QStringLiteral("/10.jw3page")));
     EXPECT_TRUE(page->title() != QStringLiteral("someone's old page"));
+}
+
+TEST_F(PageFileTest, RepairingADuplicateIDKeepsBothPagesTexts)
+{
+    // Two pages share ID 7 and so one page file, last written by the older one.
+    TextConverter older;
+    older.setString(QStringLiteral("older text"));
+    ASSERT_TRUE(PageFile::write(7, {{QStringLiteral("memoData"), older.RTFDData()}}).ok());
+    root = JWMemo::memo();
+    const auto page = [this](const QString &text, int daysAgo) {
+        MemoPtr memo = JWMemo::bareMemo();
+        memo->setMemoID(7);
+        memo->setTitle(text);
+        memo->setPlainText(text);
+        memo->setTags({});
+        memo->setCreatedAt(QDateTime::currentDateTimeUtc().addDays(-daysAgo));
+        memo->setModifiedAt(memo->createdAt());
+        root->appendChild(memo);
+        return memo;
+    };
+    const MemoPtr oldPage = page(QStringLiteral("older text"), 10);
+    const MemoPtr newPage = page(QStringLiteral("newer text"), 1);
+    ApplicationTree::setRootMemo(root);
+    MemoTree tree;
+    tree.setRoot(root);
+    tree.resetMemoID();
+
+    EXPECT_EQ(tree.resolveDupulicatedMemoID(), 1);
+    EXPECT_EQ(oldPage->memoID(), 7);
+    ASSERT_NE(newPage->memoID(), 7);
+    EXPECT_EQ(newPage->modifiedAt(), newPage->createdAt()) << "a new ID is no edit of the content";
+    ASSERT_TRUE(newPage->save()) << "the text is written under the new ID";
+
+    TextConverter back;
+    ASSERT_TRUE(back.setRTFDData(PageFile::memoDataForID(newPage->memoID())).ok());
+    EXPECT_EQ(back.string(), QStringLiteral("newer text")) << "not the other page's file";
+    ASSERT_TRUE(back.setRTFDData(oldPage->memoData()).ok());
+    EXPECT_EQ(back.string(), QStringLiteral("older text"));
+}
+
+TEST_F(PageFileTest, APageWithAnEmptyTitleReadFromTheStoreKeepsItsTextInItsFile)
+{
+    TypedStreamRegistry registry = TypedStreamRegistry::withStandardClasses();
+    MemoCoding::registerWith(registry);
+    const MemoPtr original = JWMemo::memo();
+    original->setTitle(QString());
+    original->setPlainText(QStringLiteral("text under no title"));
+    auto bytes = TypedStreamWriter::archivedDataWithRootObject(QVariant::fromValue(original), registry);
+    ASSERT_TRUE(bytes.ok());
+    auto decoded = TypedStreamDecoder::unarchiveObjectWithData(bytes.value(), registry);
+    ASSERT_TRUE(decoded.ok());
+
+    root = JWMemo::memo();
+    const MemoPtr page = decoded.value().value<MemoPtr>();
+    root->appendChild(page);
+    ApplicationTree::setRootMemo(root);
+    page->setIsEdited(true);
+    ASSERT_TRUE(page->save());
+    // An empty title is a title: the file must go on to hold the text.
+    EXPECT_TRUE(fileOf(page->memoID()).contains(QStringLiteral("memoData")));
 }
 
 TEST_F(PageFileTest, RemovingAndClearingTheFile)
