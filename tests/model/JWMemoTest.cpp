@@ -1,4 +1,5 @@
 #include "common/FreshUserTest.h"
+#include "common/Posts.h"
 #include "model/JWMemo.h"
 #include "model/MemoCoding.h"
 #include "model/WindowAttributeCoding.h"
@@ -44,21 +45,6 @@ Result<MemoPtr> unarchive(const QByteArray &bytes)
         return memo;
     return Error{QStringLiteral("not a page")};
 }
-
-// Counts the notifications of one name posted by one page.
-class Posts : public QObject
-{
-public:
-    Posts(QLatin1StringView name, const JWMemo *sender)
-    {
-        NotificationCenter::defaultCenter().addObserver(this, name, sender, [this](const Notification &note) {
-            ++count;
-            lastObject = note.object;
-        });
-    }
-    int count = 0;
-    QObject *lastObject = nullptr;
-};
 
 class JWMemoTest : public FreshUserTest
 {

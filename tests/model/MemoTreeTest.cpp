@@ -1,4 +1,5 @@
 #include "common/FreshUserTest.h"
+#include "common/Posts.h"
 #include "model/JWMemo.h"
 #include "model/MemoTree.h"
 #include "model/MemoTreeHost.h"
@@ -27,21 +28,6 @@ public:
     QUndoStack stack;
     QList<MemoPtr> shown;
     int saves = 0;
-};
-
-// Counts the notifications of one name.
-class Posts : public QObject
-{
-public:
-    explicit Posts(QLatin1StringView name)
-    {
-        NotificationCenter::defaultCenter().addObserver(this, name, nullptr, [this](const Notification &note) {
-            ++count;
-            lastObject = note.object;
-        });
-    }
-    int count = 0;
-    QObject *lastObject = nullptr;
 };
 
 class MemoTreeTest : public FreshUserTest
