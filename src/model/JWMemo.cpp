@@ -283,6 +283,7 @@ void JWMemo::assignNewIDWithConvertDictionary(QHash<qint64, qint64> &convert)
 void JWMemo::setMemoID(qint64 memoID)
 {
     if (assign(m_memoID, memoID)) {
+        m_pageFileRead = false;
         structureChanged();
         Q_EMIT memoIDChanged();
     }
@@ -411,16 +412,30 @@ QString JWMemo::titleFromText(const QString &text)
     return line;
 }
 
+void JWMemo::readPageFile() const
+{
+    // The text and the flag come from one file: it is read and parsed once,
+    // filling whichever of them is still missing.
+    if (m_pageFileRead)
+        return;
+    m_pageFileRead = true;
+    const auto dictionary = PageFile::read(m_memoID);
+    if (!dictionary)
+        return;
+    if (m_memoData.isNull())
+        m_memoData = PageFile::memoDataIn(*dictionary);
+    if (!m_isPlainTextMemo)
+        m_isPlainTextMemo = PageFile::isPlainTextMemoIn(*dictionary);
+}
+
 QByteArray JWMemo::memoData() const
 {
+    if (m_memoData.isNull())
+        readPageFile();
     if (m_memoData.isNull()) {
-        QByteArray data = PageFile::memoDataForID(m_memoID);
-        if (data.isNull()) {
-            TextConverter converter;
-            converter.setString(m_plainText);
-            data = converter.RTFDData();
-        }
-        m_memoData = std::move(data);
+        TextConverter converter;
+        converter.setString(m_plainText);
+        m_memoData = converter.RTFDData();
     }
     return m_memoData;
 }
@@ -430,6 +445,8 @@ void JWMemo::setMemoData(const QByteArray &data)
     // A null array and an empty one differ here: only null means "not loaded".
     if (m_memoData.isNull() != data.isNull() || m_memoData != data) {
         m_memoData = data;
+        if (data.isNull())
+            m_pageFileRead = false; // to be read again when asked for
         Q_EMIT memoDataChanged();
     }
 }
@@ -495,7 +512,9 @@ void JWMemo::setLocked(bool locked)
 bool JWMemo::isPlainTextMemo() const
 {
     if (!m_isPlainTextMemo)
-        m_isPlainTextMemo = PageFile::isPlainTextMemoForID(m_memoID).value_or(false);
+        readPageFile();
+    if (!m_isPlainTextMemo)
+        m_isPlainTextMemo = false;
     return *m_isPlainTextMemo;
 }
 
@@ -714,9 +733,8 @@ bool JWMemo::save()
     if (!m_isPlainTextMemo) {
         // Never shown since loading: the old file still knows. Only a page
         // that never had a file takes the preference for new pages.
-        if (const auto stored = PageFile::isPlainTextMemoForID(m_memoID)) {
-            m_isPlainTextMemo = *stored;
-        } else {
+        readPageFile();
+        if (!m_isPlainTextMemo) {
             UserDefaults &defaults = UserDefaults::standardUserDefaults();
             const QString key = QStringLiteral("createNewMemoAsPlainText");
             if (!defaults.objectForKey(key).isValid())

@@ -455,6 +455,7 @@ private:
 
     void observeNotifications();
     void setAsideStalePageFile();
+    void readPageFile() const;
     bool loadTextInto(TextConverter &converter) const;
     void storeTextAndSave(const TextConverter &converter);
     static void structureChanged();
@@ -471,6 +472,8 @@ private:
     bool m_locked = false;
     // Empty until set or first read from the page file.
     mutable std::optional<bool> m_isPlainTextMemo;
+    // Whether the page file was read for the current ID since the text was dropped.
+    mutable bool m_pageFileRead = false;
     bool m_protectWithPassword = false;
     bool m_unlockedPassword = false;
     QTimer m_lockPasswordTimer;

@@ -87,21 +87,15 @@ std::optional<QVariantMap> read(qint64 memoID)
     return parsed.value().toMap();
 }
 
-QByteArray memoDataForID(qint64 memoID)
+QByteArray memoDataIn(const QVariantMap &dictionary)
 {
-    const auto dictionary = read(memoID);
-    if (!dictionary)
-        return {};
-    const QVariant data = dictionary->value(kMemoDataKey);
+    const QVariant data = dictionary.value(kMemoDataKey);
     return data.typeId() == QMetaType::QByteArray ? data.toByteArray() : QByteArray();
 }
 
-std::optional<bool> isPlainTextMemoForID(qint64 memoID)
+std::optional<bool> isPlainTextMemoIn(const QVariantMap &dictionary)
 {
-    const auto dictionary = read(memoID);
-    if (!dictionary)
-        return std::nullopt;
-    const QVariant flag = dictionary->value(kIsPlainTextMemoKey);
+    const QVariant flag = dictionary.value(kIsPlainTextMemoKey);
     switch (flag.typeId()) {
     case QMetaType::Bool:
         return flag.toBool();
@@ -111,6 +105,12 @@ std::optional<bool> isPlainTextMemoForID(qint64 memoID)
     default:
         return std::nullopt;
     }
+}
+
+QByteArray memoDataForID(qint64 memoID)
+{
+    const auto dictionary = read(memoID);
+    return dictionary ? memoDataIn(*dictionary) : QByteArray();
 }
 
 bool remove(qint64 memoID)

@@ -36,11 +36,14 @@ namespace PageFile {
  */
 [[nodiscard]] std::optional<QVariantMap> read(qint64 memoID);
 
+/** The rich text a page file's @p dictionary holds; a null array when it holds none. */
+[[nodiscard]] QByteArray memoDataIn(const QVariantMap &dictionary);
+
+/** The plain-text flag a page file's @p dictionary holds; nothing when it holds none. Integers count as flags. */
+[[nodiscard]] std::optional<bool> isPlainTextMemoIn(const QVariantMap &dictionary);
+
 /** The page's rich text from its file; a null array when the file or the entry is missing. */
 [[nodiscard]] QByteArray memoDataForID(qint64 memoID);
-
-/** The page's plain-text flag from its file; nothing when the file or the entry is missing. Integers count as flags. */
-[[nodiscard]] std::optional<bool> isPlainTextMemoForID(qint64 memoID);
 
 /** Deletes the page file of @p memoID; answers whether a file was there and is gone. */
 bool remove(qint64 memoID);
