@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ApplicationRequest.h"
+
 #include <QStringList>
 
 /** What the user asked for on the command line. */
@@ -7,6 +9,10 @@ struct CommandLine
 {
     /** Start, show the window, check it and quit: the smoke test of the installed binary. */
     bool selfTest = false;
+    /** Start, print the milliseconds from process start to the first painted window, and quit. */
+    bool measureStartup = false;
+    /** Files to open and things to clip, with paths made absolute. */
+    ApplicationRequest request;
 
     /**
      * Parses the program's arguments (the program name first). Handles --help

@@ -1,31 +1,61 @@
+#include "app/ApplicationAdaptor.h"
 #include "app/CommandLine.h"
+#include "app/DataFolderLock.h"
+#include "app/JW3Controller.h"
 #include "app/RegisteredDefaults.h"
+#include "app/SingleInstance.h"
+#include "app/StartupMeasurement.h"
 #include "platform/FolderPaths.h"
 #include "platform/Localization.h"
 #include "platform/TerminationSignals.h"
 #include "platform/UserDefaults.h"
-#include "windows/StartWindow.h"
+#include "windows/StartNoteWindow.h"
 
 #include <QApplication>
+#include <QMessageBox>
 #include <QTextStream>
 #include <QTimer>
 
 namespace {
 
-// Checks what a user would see first; the exit code tells the smoke test.
-int runSelfTest(QApplication &app, const StartWindow &window)
+bool hasScreenForDialogs()
 {
-    int result = 1;
+    return QGuiApplication::platformName() != QLatin1String("offscreen");
+}
+
+// Says what stopped the start, where the user will see it.
+int refuseToStart(const QString &message)
+{
+    QTextStream(stderr) << message << Qt::endl;
+    if (hasScreenForDialogs())
+        QMessageBox::critical(nullptr, appName(), message);
+    return 1;
+}
+
+void showProblem(const QString &message)
+{
+    if (!hasScreenForDialogs())
+        return; // logged by the controller already
+    auto *box = new QMessageBox(QMessageBox::Warning, appName(), message);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->open();
+}
+
+// Checks what a user would see first; the exit code tells the smoke test.
+void checkFirstWindow(QApplication &app, const JW3Controller &controller, int &result)
+{
     QTimer::singleShot(0, &app, [&] {
-        QTextStream out(stdout);
-        const bool shown = window.isVisible() && window.windowTitle() == appName();
-        out << (shown ? "self-test passed: " : "self-test failed: ") << "window \"" << window.windowTitle()
-            << "\" " << (window.isVisible() ? "shown" : "not shown") << Qt::endl;
-        result = shown ? 0 : 1;
+        const QWidget *shown = nullptr;
+        for (const QWidget *widget : QApplication::topLevelWidgets()) {
+            if (widget->isVisible() && widget->windowTitle() == appName())
+                shown = widget;
+        }
+        const bool ok = shown && controller.frontWindowController();
+        QTextStream(stdout) << (ok ? "self-test passed: " : "self-test failed: ") << "window \"" << appName()
+                            << "\" " << (shown ? "shown" : "not shown") << Qt::endl;
+        result = ok ? 0 : 1;
         app.quit();
     });
-    app.exec();
-    return result;
 }
 
 } // namespace
@@ -45,14 +75,59 @@ int main(int argc, char *argv[])
     QApplication app(argc, argv);
     Localization::install();
     TerminationSignals::quitApplicationOnTermination();
-
     RegisteredDefaults::registerWith(UserDefaults::standardUserDefaults());
+
+    StartupMeasurement measurement;
+    if (options.measureStartup)
+        measurement.start();
 
     int status = 0;
     {
-        StartWindow window;
-        window.show();
-        status = options.selfTest ? runSelfTest(app, window) : app.exec();
+        const QString folder = dataFolderPath();
+        const QString serviceName = SingleInstance::serviceNameForFolder(folder);
+        QString handOverProblem;
+        switch (SingleInstance::handOver(serviceName, options.request, &handOverProblem)) {
+        case SingleInstance::HandOver::Done:
+            return 0;
+        case SingleInstance::HandOver::Failed:
+            return refuseToStart(handOverProblem);
+        case SingleInstance::HandOver::NoneRunning:
+            break;
+        }
+
+        JW3Controller controller([] { return std::make_unique<StartNoteWindow>(); });
+        // Taking the bus name is what decides between two starts at once:
+        // the one that lost hands its request over after all.
+        if (Status registered = SingleInstance::registerController(controller, serviceName); !registered) {
+            if (SingleInstance::handOver(serviceName, options.request, &handOverProblem)
+                == SingleInstance::HandOver::Done)
+                return 0;
+        }
+        if (Status locked = controller.claimDataFolder(folder); !locked)
+            return refuseToStart(locked.errorMessage());
+
+        QObject::connect(&controller, &JW3Controller::problemReported, &app, &showProblem);
+        QObject::connect(&controller, &JW3Controller::terminateRequested, &app, &QApplication::quit,
+                         Qt::QueuedConnection);
+        QObject::connect(&app, &QApplication::aboutToQuit, &controller, &JW3Controller::applicationWillTerminate);
+        QObject::connect(&measurement, &StartupMeasurement::firstWindowPainted, &app, [&app](double milliseconds) {
+            QTextStream(stdout) << "startup: " << qRound(milliseconds) << " ms" << Qt::endl;
+            app.quit();
+        });
+
+        controller.startUp();
+        if (!options.request.isEmpty()) {
+            if (const QString problems = ApplicationAdaptor::perform(controller, options.request);
+                !problems.isEmpty()) {
+                QTextStream(stderr) << problems << Qt::endl;
+                showProblem(problems);
+            }
+        }
+        if (options.selfTest)
+            checkFirstWindow(app, controller, status);
+        const int exitCode = app.exec();
+        if (!options.selfTest)
+            status = exitCode;
     }
     // Writes what is pending while the application object still exists.
     UserDefaults::resetStandardUserDefaults();

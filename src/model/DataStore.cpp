@@ -100,6 +100,11 @@ bool isInterruptedWrite(const QString &name)
 
 // --- Host defaults -----------------------------------------------------------
 
+Status DataStoreHost::claimDataFolder(const QString &)
+{
+    return {};
+}
+
 void DataStoreHost::revealInFileManager(const QString &path)
 {
     QDesktopServices::openUrl(QUrl::fromLocalFile(path));
@@ -437,6 +442,19 @@ void DataStore::dataFolderPathChanged(const QString &oldPath, const QString &new
     m_switchingFolder = false;
     m_notToSave = false;
 
+    // Another process writing the new folder would save over our data and we
+    // over its: then the switch is refused and the preference put back.
+    const auto claimNewFolder = [&] {
+        Status claimed = m_host ? m_host->claimDataFolder(newFolder) : Status();
+        if (!claimed) {
+            m_switchingFolder = true;
+            defaults.setValue(kDataFolderPathKey, oldPath);
+            m_switchingFolder = false;
+            report(claimed.errorMessage());
+        }
+        return claimed.ok();
+    };
+
     if (!QFileInfo::exists(newFolder + QStringLiteral("/JW3Data.jw3datastore"))) {
         // No data there: whatever is in the way is moved aside (an empty
         // folder simply goes), the old folder is copied over, and the tree in
@@ -448,10 +466,15 @@ void DataStore::dataFolderPathChanged(const QString &oldPath, const QString &new
                 return;
             }
         }
-        if (Status copied = FileManagerUtility::copyFolderAndContents(oldFolder, newFolder); !copied)
+        if (Status copied = FileManagerUtility::copyFolderAndContents(oldFolder, newFolder); !copied) {
             report(tr("The data folder could not be copied to %1: %2").arg(newFolder, copied.errorMessage()));
+            return;
+        }
+        (void)claimNewFolder();
         return;
     }
+    if (!claimNewFolder())
+        return;
 
     // A folder with data of its own: show those instead.
     const QVariant quitApp = defaults.objectForKey(kQuitAppKey);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Result.h"
+
 #include <QList>
 #include <QString>
 
@@ -44,6 +46,11 @@ public:
     virtual void backupData() {}
     /** Shows @p path in the desktop's file manager. */
     virtual void revealInFileManager(const QString &path);
+    /**
+     * Makes @p folder this process's data folder, so that no other process
+     * writes it; fails, naming that process, when another one uses it.
+     */
+    virtual Status claimDataFolder(const QString &folder);
     /** Tells the user about a problem found while loading; logs by default. */
     virtual void reportProblem(const QString &message);
 };

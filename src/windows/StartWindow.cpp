@@ -4,9 +4,11 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QCloseEvent>
 #include <QKeySequence>
 #include <QLabel>
 #include <QMenuBar>
+#include <QPlainTextEdit>
 #include <QVBoxLayout>
 
 StartWindow::StartWindow(QWidget *parent)
@@ -34,10 +36,52 @@ StartWindow::StartWindow(QWidget *parent)
     m_folderLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
     m_folderLabel->setWordWrap(true);
 
+    m_countLabel = new QLabel(central);
+    m_countLabel->setAlignment(Qt::AlignCenter);
+
+    m_pageTitle = new QLabel(central);
+    QFont pageTitleFont = m_pageTitle->font();
+    pageTitleFont.setBold(true);
+    m_pageTitle->setFont(pageTitleFont);
+    m_pageText = new QPlainTextEdit(central);
+    m_pageText->setReadOnly(true);
+    m_pageTitle->hide();
+    m_pageText->hide();
+
     layout->addStretch();
     layout->addWidget(title);
     layout->addWidget(m_folderLabel);
+    layout->addWidget(m_countLabel);
+    layout->addWidget(m_pageTitle);
+    layout->addWidget(m_pageText, 1);
     layout->addStretch();
     setCentralWidget(central);
     resize(640, 420);
+}
+
+void StartWindow::setPageCount(qsizetype count)
+{
+    m_countLabel->setText(tr("%n page(s)", nullptr, int(count)));
+}
+
+void StartWindow::showPage(const QString &title, const QString &text)
+{
+    m_pageTitle->setText(title);
+    m_pageText->setPlainText(text);
+    m_pageTitle->show();
+    m_pageText->show();
+}
+
+void StartWindow::changeEvent(QEvent *event)
+{
+    QMainWindow::changeEvent(event);
+    if (event->type() == QEvent::ActivationChange && isActiveWindow())
+        Q_EMIT activated();
+}
+
+void StartWindow::closeEvent(QCloseEvent *event)
+{
+    QMainWindow::closeEvent(event);
+    if (event->isAccepted())
+        Q_EMIT closing();
 }

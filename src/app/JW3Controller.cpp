@@ -1,0 +1,345 @@
+#include "JW3Controller.h"
+
+#include "model/JWMemo.h"
+#include "platform/NotificationCenter.h"
+#include "platform/NotificationNames.h"
+#include "platform/PasteboardTypes.h"
+#include "platform/Rtfd.h"
+#include "platform/UserDefaults.h"
+#include "util/StringUtility.h"
+#include "windows/NoteWindow.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QLoggingCategory>
+#include <QMimeData>
+#include <QTextDocument>
+#include <QTimer>
+
+#include <algorithm>
+
+Q_LOGGING_CATEGORY(lcController, "jw.app")
+
+namespace {
+
+const QString kQuitAppKey = QStringLiteral("QuitApp");
+const QString kIconAtBackGroundKey = QStringLiteral("IconAtBackGround");
+const QString kAbGroupNameKey = QStringLiteral("abGroupName");
+const QString kAutoCheckForUpdateKey = QStringLiteral("autoCheckForUpdate");
+
+// A file handed to the clipping service becomes one page's text; anything
+// larger than this is not a clipping but an import.
+constexpr qint64 kMaximumClipFileSize = 64 * 1024 * 1024;
+
+} // namespace
+
+JW3Controller::JW3Controller(WindowFactory windowFactory, QObject *parent)
+    : QObject(parent)
+    , m_windowFactory(std::move(windowFactory))
+    , m_store(this)
+{
+    m_store.setHost(this);
+    m_store.tree().setHost(this);
+}
+
+JW3Controller::~JW3Controller()
+{
+    // Windows tell us when they close; nothing is left to hear it.
+    for (const auto &window : m_windows)
+        window->disconnect(this);
+}
+
+void JW3Controller::startUp()
+{
+    if (m_started)
+        return;
+    m_started = true;
+    // Every step below has its place in this order: the windows reopened by
+    // the load must exist before the timers and observers that look at them.
+    m_store.loadNoteData();
+    syncABData2JW3();
+    registerMyNotifications();
+    m_store.setAutoSaveTimer();
+    restartServer();
+    refreshTextColorMenu();
+    refreshTextBackgroundColorMenu();
+    QTimer::singleShot(500, this, &JW3Controller::refreshFontMenu);
+    if (UserDefaults::standardUserDefaults().boolForKey(kAutoCheckForUpdateKey))
+        autoCheckForUpdate();
+}
+
+void JW3Controller::registerMyNotifications()
+{
+    m_store.observeDefaults();
+    UserDefaults::standardUserDefaults().observe(kAbGroupNameKey, this,
+                                                 [this](const QVariant &, const QVariant &) { restartServer(); });
+    followApplicationState();
+}
+
+void JW3Controller::followApplicationState()
+{
+    auto *application = qobject_cast<QGuiApplication *>(QCoreApplication::instance());
+    if (!application)
+        return;
+    connect(application, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
+        if (state == Qt::ApplicationActive)
+            applicationDidBecomeActive();
+        else if (state == Qt::ApplicationInactive)
+            applicationDidResignActive();
+    });
+    // A desktop session that ends asks running programs to save first.
+    connect(application, &QGuiApplication::commitDataRequest, this, [this] { (void)save(); });
+}
+
+Status JW3Controller::save()
+{
+    return m_store.save();
+}
+
+// --- Windows -------------------------------------------------------------------
+
+std::vector<NoteWindow *> JW3Controller::windowControllers() const
+{
+    std::vector<NoteWindow *> windows;
+    windows.reserve(m_windows.size());
+    for (const auto &window : m_windows)
+        windows.push_back(window.get());
+    return windows;
+}
+
+NoteWindow *JW3Controller::openWindowWithMemo(const MemoPtr &root, const MemoPtr &show)
+{
+    if (!root || !m_windowFactory)
+        return nullptr;
+    std::unique_ptr<NoteWindow> window = m_windowFactory();
+    if (!window)
+        return nullptr;
+    NoteWindow *opened = window.get();
+    window->setRootMemo(root);
+    if (show)
+        window->selectMemo(show);
+    adopt(std::move(window));
+    opened->showWindow();
+    // A window that was just opened is the one in front, whether or not the
+    // window system has told us yet.
+    changeKeyWindow(opened);
+    return opened;
+}
+
+void JW3Controller::adopt(std::unique_ptr<NoteWindow> window)
+{
+    NoteWindow *raw = window.get();
+    connect(raw, &NoteWindow::becameKey, this, [this, raw] { changeKeyWindow(raw); });
+    connect(raw, &NoteWindow::willClose, this, [this, raw] { didCloseNoteWindow(raw); });
+    m_windows.push_back(std::move(window));
+}
+
+void JW3Controller::openWindowWithID(qint64 memoID)
+{
+    (void)openWindowWithMemo(tree().noteDataWithID(memoID));
+}
+
+NoteWindow *JW3Controller::openWindowAndShowMemo(const MemoPtr &memo)
+{
+    if (!memo)
+        return nullptr;
+    return openWindowWithMemo(tree().parentOfMemo(memo), memo);
+}
+
+void JW3Controller::showMainWindow()
+{
+    (void)openWindowWithMemo(rootMemo());
+}
+
+void JW3Controller::makeAllWindowToIcon()
+{
+    for (const auto &window : m_windows)
+        window->makeIconWindow();
+}
+
+void JW3Controller::changeKeyWindow(NoteWindow *window)
+{
+    m_frontWindow = window;
+}
+
+void JW3Controller::didCloseNoteWindow(NoteWindow *window)
+{
+    const auto found = std::find_if(m_windows.begin(), m_windows.end(),
+                                    [window](const auto &owned) { return owned.get() == window; });
+    if (found == m_windows.end())
+        return;
+    // The window is still inside its close handling: it goes when that is done.
+    std::unique_ptr<NoteWindow> closing = std::move(*found);
+    m_windows.erase(found);
+    closing->disconnect(this);
+    closing.release()->deleteLater();
+    if (m_frontWindow == window)
+        m_frontWindow = m_windows.empty() ? nullptr : m_windows.back().get();
+    if (m_windows.empty() && !m_closingAll && UserDefaults::standardUserDefaults().boolForKey(kQuitAppKey))
+        Q_EMIT terminateRequested();
+}
+
+void JW3Controller::closeAllWindows()
+{
+    // Closing for a folder switch never quits, whatever "QuitApp" says.
+    const bool wasClosingAll = m_closingAll;
+    m_closingAll = true;
+    const std::vector<NoteWindow *> windows = windowControllers();
+    for (NoteWindow *window : windows)
+        window->performClose();
+    // A window that did not report its closing is let go all the same.
+    for (NoteWindow *window : windows)
+        didCloseNoteWindow(window);
+    m_closingAll = wasClosingAll;
+}
+
+// --- Application state -------------------------------------------------------------
+
+void JW3Controller::applicationDidBecomeActive()
+{
+    if (m_started && m_windows.empty())
+        showMainWindow();
+}
+
+void JW3Controller::applicationDidResignActive()
+{
+    m_store.applicationDidResignActive();
+    if (UserDefaults::standardUserDefaults().boolForKey(kIconAtBackGroundKey)) {
+        for (const auto &window : m_windows)
+            window->makeIconWindowAtBackground();
+    }
+}
+
+void JW3Controller::applicationWillTerminate()
+{
+    if (rootMemo())
+        m_store.applicationWillTerminate();
+}
+
+bool JW3Controller::isApplicationActive() const
+{
+    return QGuiApplication::applicationState() == Qt::ApplicationActive;
+}
+
+QList<qint64> JW3Controller::openWindowRootIDs() const
+{
+    QList<qint64> ids;
+    for (const auto &window : m_windows) {
+        if (const MemoPtr root = window->rootMemo())
+            ids.append(root->memoID());
+    }
+    return ids;
+}
+
+bool JW3Controller::isAnyWindowEdited() const
+{
+    return std::any_of(m_windows.begin(), m_windows.end(), [](const auto &window) { return window->isEdited(); });
+}
+
+bool JW3Controller::takeDeviceEdits()
+{
+    bool any = false;
+    for (const auto &window : m_windows)
+        any = window->takeDeviceEdits() || any;
+    return any;
+}
+
+void JW3Controller::reportProblem(const QString &message)
+{
+    qCWarning(lcController).noquote() << message;
+    Q_EMIT problemReported(message);
+}
+
+// --- Tree host --------------------------------------------------------------------
+
+QUndoStack *JW3Controller::frontUndoStack()
+{
+    return m_frontWindow ? m_frontWindow->undoStack() : nullptr;
+}
+
+void JW3Controller::showMemoInWindow(const MemoPtr &memo)
+{
+    if (!memo)
+        return;
+    const MemoPtr frontRoot = m_frontWindow ? m_frontWindow->rootMemo() : nullptr;
+    if (!frontRoot || !tree().isSubItemOfMemo(memo, frontRoot))
+        showMainWindow();
+    if (m_frontWindow)
+        m_frontWindow->selectMemo(memo);
+}
+
+// --- Seams for later parts -------------------------------------------------------------
+
+void JW3Controller::restartServer()
+{
+    ++m_serverRestarts;
+}
+
+void JW3Controller::refreshFontMenu()
+{
+    NotificationCenter::defaultCenter().post(NotificationNames::JW3RefreshFontMenu, this);
+}
+
+// --- Clipping ---------------------------------------------------------------------------
+
+MemoPtr JW3Controller::makeNewClippingMemo(const QMimeData &data)
+{
+    return tree().makeNewClippingMemo(data);
+}
+
+MemoPtr JW3Controller::clipText(const QString &text)
+{
+    QMimeData data;
+    data.setText(text);
+    return makeNewClippingMemo(data);
+}
+
+MemoPtr JW3Controller::clipURL(const QUrl &url)
+{
+    if (!url.isValid() || url.scheme().isEmpty())
+        return nullptr;
+    QMimeData data;
+    data.setUrls({url});
+    return makeNewClippingMemo(data);
+}
+
+Result<MemoPtr> JW3Controller::clipFile(const QString &path)
+{
+    const QFileInfo info(path);
+    QMimeData data;
+    if (info.isDir()) {
+        // An RTFD package: read it, then hand it over flattened as a drag would.
+        QTextDocument document;
+        if (Status read = Rtfd::readPackage(path, document); !read)
+            return Error{tr("%1 cannot be clipped: %2").arg(path, read.errorMessage())};
+        data.setData(PasteboardTypes::RTFD, Rtfd::writeFlattened(document));
+    } else {
+        if (!info.exists())
+            return Error{tr("%1 cannot be clipped: there is no such file").arg(path)};
+        if (info.size() > kMaximumClipFileSize)
+            return Error{
+                tr("%1 cannot be clipped: it is larger than %2 MB; import it instead")
+                    .arg(path)
+                    .arg(kMaximumClipFileSize / (1024 * 1024))};
+        QFile file(path);
+        if (!file.open(QIODevice::ReadOnly))
+            return Error{tr("%1 cannot be clipped: %2").arg(path, file.errorString())};
+        const QByteArray bytes = file.readAll();
+        if (Rtfd::isFlattenedRtfd(bytes)) {
+            data.setData(PasteboardTypes::RTFD, bytes);
+        } else if (Rtfd::isRtf(bytes)) {
+            data.setData(PasteboardTypes::RTF, bytes);
+        } else {
+            const std::optional<QString> text = StringUtility::stringWithContentsOfDataByAutoDetectingEncoding(bytes);
+            // Text never holds a NUL; a file that does is a picture, a program, ...
+            if (!text || text->contains(QChar(u'\0')))
+                return Error{tr("%1 cannot be clipped: it holds no text").arg(path)};
+            data.setText(*text);
+        }
+    }
+    const MemoPtr memo = makeNewClippingMemo(data);
+    if (!memo)
+        return Error{tr("%1 cannot be clipped: no page could be made from it").arg(path)};
+    return memo;
+}

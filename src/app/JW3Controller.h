@@ -1,0 +1,139 @@
+#pragma once
+
+#include "app/DataFolderLock.h"
+#include "model/DataStore.h"
+#include "model/DataStoreHost.h"
+#include "model/MemoTreeHost.h"
+#include "platform/Result.h"
+#include "windows/NoteWindow.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QUrl>
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+class QMimeData;
+
+/**
+ * The application's owner of the data: the page tree and its data folder,
+ * the open note windows and the timers around them.
+ *
+ * startUp() runs once after launch: it loads the data folder (reopening the
+ * windows of the last session), follows the preferences it depends on, and
+ * starts the autosave timer. From then on the controller opens and closes
+ * windows, keeps track of the one in front, saves when the application goes
+ * to the background and when it quits, and quits after the last window
+ * closes when "QuitApp" says so.
+ *
+ * Windows are made by a factory, so that the controller never depends on how
+ * a window looks; tests hand it stand-ins.
+ */
+class JW3Controller final : public QObject, public DataStoreHost, public MemoTreeHost
+{
+    Q_OBJECT
+public:
+    using WindowFactory = std::function<std::unique_ptr<NoteWindow>()>;
+
+    explicit JW3Controller(WindowFactory windowFactory, QObject *parent = nullptr);
+    ~JW3Controller() override;
+
+    /** Launch: load the data, reopen the windows, follow the preferences, start the timers. Once. */
+    void startUp();
+    [[nodiscard]] bool isStarted() const { return m_started; }
+
+    // --- Data -------------------------------------------------------------------
+    [[nodiscard]] MemoPtr rootMemo() const { return m_store.rootMemo(); }
+    [[nodiscard]] DataStore &dataStore() { return m_store; }
+    [[nodiscard]] MemoTree &tree() { return m_store.tree(); }
+    /** Writes the data folder now; answers the first failure. */
+    Status save();
+
+    // --- Windows ----------------------------------------------------------------
+    /** The open note windows, in the order they were opened. */
+    [[nodiscard]] std::vector<NoteWindow *> windowControllers() const;
+    /** The window that last took the keyboard, or null. */
+    [[nodiscard]] NoteWindow *frontWindowController() const { return m_frontWindow; }
+
+    /** Opens a window on @p root, selecting @p show when given; null for no root. */
+    NoteWindow *openWindowWithMemo(const MemoPtr &root, const MemoPtr &show = {});
+    /** Opens a window on @p memo's parent with @p memo selected. */
+    NoteWindow *openWindowAndShowMemo(const MemoPtr &memo);
+    /** Turns every window into its icon window. */
+    void makeAllWindowToIcon();
+
+    // --- Application state --------------------------------------------------------
+    /** The application came to the front: a main window appears when none is open. */
+    void applicationDidBecomeActive();
+    /** The application went to the background: a waiting autosave runs. */
+    void applicationDidResignActive();
+    /** The application quits: everything is saved, then backed up. */
+    void applicationWillTerminate();
+
+    // --- Clipping from other programs ------------------------------------------------
+    /** Makes a clipping page from @p data (see MemoTree::makeNewClippingMemo). */
+    MemoPtr makeNewClippingMemo(const QMimeData &data);
+    MemoPtr clipText(const QString &text);
+    /** A web clip of @p url; null for a URL that is not valid. */
+    MemoPtr clipURL(const QUrl &url);
+    /** A page made from the file at @p path (RTF, RTFD or text); an error when it cannot be read. */
+    Result<MemoPtr> clipFile(const QString &path);
+
+    // --- DataStoreHost ------------------------------------------------------------
+    [[nodiscard]] QList<qint64> openWindowRootIDs() const override;
+    /** Opens a window on the page with @p memoID; nothing when there is none. */
+    void openWindowWithID(qint64 memoID) override;
+    void showMainWindow() override;
+    [[nodiscard]] bool hasOpenWindow() const override { return !m_windows.empty(); }
+    [[nodiscard]] bool isAnyWindowEdited() const override;
+    [[nodiscard]] bool isApplicationActive() const override;
+    void closeAllWindows() override;
+    bool takeDeviceEdits() override;
+    void reportProblem(const QString &message) override;
+    /** Locks @p folder for this process (see DataFolderLock), letting go of the one held before. */
+    Status claimDataFolder(const QString &folder) override { return m_folderLock.lock(folder); }
+
+    // --- MemoTreeHost ---------------------------------------------------------------
+    [[nodiscard]] QUndoStack *frontUndoStack() override;
+    void showMemoInWindow(const MemoPtr &memo) override;
+    void saveNow() override { (void)save(); }
+
+    // --- Parts that come later: each runs at its step and does nothing yet ----------
+    /** Brings contacts from the address book into the tree. */
+    void syncABData2JW3() {}
+    /** Stops the sync server and starts a new one. */
+    void restartServer();
+    void refreshTextColorMenu() {}
+    void refreshTextBackgroundColorMenu() {}
+    /** Rebuilds the font menu and tells the windows ("JW3RefreshFontMenu"). */
+    void refreshFontMenu();
+    /** Looks for a newer version when "autoCheckForUpdate" is on. */
+    void autoCheckForUpdate() {}
+
+    /** How often restartServer() has run, for tests of what restarts it. */
+    [[nodiscard]] int serverRestarts() const { return m_serverRestarts; }
+
+Q_SIGNALS:
+    /** The last window closed with "QuitApp" on: the application should quit. */
+    void terminateRequested();
+    /** A problem the user must be told about. */
+    void problemReported(const QString &message);
+
+private:
+    void registerMyNotifications();
+    void adopt(std::unique_ptr<NoteWindow> window);
+    void didCloseNoteWindow(NoteWindow *window);
+    void changeKeyWindow(NoteWindow *window);
+    void followApplicationState();
+
+    WindowFactory m_windowFactory;
+    DataFolderLock m_folderLock;
+    DataStore m_store;
+    std::vector<std::unique_ptr<NoteWindow>> m_windows;
+    QPointer<NoteWindow> m_frontWindow;
+    int m_serverRestarts = 0;
+    bool m_started = false;
+    bool m_closingAll = false;
+};
