@@ -1,12 +1,11 @@
 #include "StringUtility.h"
 
-#include <QCollator>
-#include <QLocale>
-#include <QScopeGuard>
+#include "LocalizedCharacters.h"
 
-#include <array>
-#include <cerrno>
-#include <iconv.h>
+#include <QLocale>
+
+#include <algorithm>
+#include <vector>
 
 namespace {
 
@@ -31,55 +30,29 @@ const QCollator &titleCollator()
     return collator;
 }
 
-// The candidates, in the order they are tried, by their iconv names. The
-// null entry is encoding number 2565, which old data named but no decoder
-// here knows; it keeps its place in the order and never decodes.
-constexpr std::array<const char *, 13> kCandidates = {
-    "UTF-8", "ASCII", "SHIFT_JIS", "EUC-JP", "MACINTOSH", "CP1251", "CP1252",
-    "CP1253", "CP1254", "CP1250", "ISO-8859-1", nullptr, "UTF-16",
+// One step of the byte-size ladder: values above @c threshold are shown in @c unit.
+struct SizeUnit
+{
+    double threshold;
+    const char *unit;
 };
 
-constexpr char kEscape = 27;
+constexpr double kKilo = 1024.0;
+constexpr SizeUnit kTera{kKilo * kKilo * kKilo * kKilo, "TB"};
+constexpr SizeUnit kGiga{kKilo * kKilo * kKilo, "GB"};
+constexpr SizeUnit kMega{kKilo * kKilo, "MB"};
+constexpr SizeUnit kKiloUnit{kKilo, "KB"};
 
-// The bytes decoded by iconv as @p encoding, or nothing unless every byte
-// converts without error (an incomplete sequence at the end is an error too).
-std::optional<QString> decode(const QByteArray &data, const char *encoding)
+// The value scaled to the largest unit it exceeds, with that unit; bytes
+// when it exceeds none.
+template<std::size_t N>
+std::pair<double, const char *> scaled(double bytes, const SizeUnit (&units)[N])
 {
-    iconv_t cd = iconv_open("UTF-8", encoding);
-    if (cd == iconv_t(-1))
-        return std::nullopt;
-    const auto closeLater = qScopeGuard([cd] { iconv_close(cd); });
-
-    // Three UTF-8 bytes per input byte cover every encoding tried here; the
-    // buffer still grows should an encoding surprise us.
-    QByteArray out(data.size() * 3 + 16, Qt::Uninitialized);
-    char *cursor = out.data();
-    size_t outLeft = size_t(out.size());
-    const auto makeRoom = [&] {
-        const qsizetype used = cursor - out.data();
-        out.resize(out.size() * 2);
-        cursor = out.data() + used;
-        outLeft = size_t(out.size() - used);
-    };
-
-    char *in = const_cast<char *>(data.constData());
-    size_t inLeft = size_t(data.size());
-    while (inLeft > 0) {
-        if (iconv(cd, &in, &inLeft, &cursor, &outLeft) != size_t(-1))
-            continue;
-        if (errno != E2BIG)
-            return std::nullopt;
-        makeRoom();
+    for (const SizeUnit &step : units) {
+        if (bytes > step.threshold)
+            return {bytes / step.threshold, step.unit};
     }
-    // Back to the initial shift state, as stateful encodings (ISO-2022-JP) want.
-    while (iconv(cd, nullptr, nullptr, &cursor, &outLeft) == size_t(-1)) {
-        if (errno != E2BIG)
-            return std::nullopt;
-        makeRoom();
-    }
-    out.truncate(cursor - out.data());
-    const QString text = QString::fromUtf8(out);
-    return text.isNull() ? QStringLiteral("") : text;
+    return {bytes, "B"};
 }
 
 } // namespace
@@ -92,6 +65,30 @@ int naturalCompare(const QString &a, const QString &b)
     return result < 0 ? -1 : (result > 0 ? 1 : 0);
 }
 
+QCollatorSortKey naturalSortKey(const QString &text)
+{
+    return titleCollator().sortKey(text);
+}
+
+QList<qsizetype> naturalOrder(const QStringList &texts)
+{
+    std::vector<QCollatorSortKey> keys;
+    keys.reserve(std::size_t(texts.size()));
+    for (const QString &text : texts)
+        keys.push_back(naturalSortKey(text));
+
+    QList<qsizetype> order(texts.size());
+    for (qsizetype i = 0; i < order.size(); ++i)
+        order[i] = i;
+    // Ties go by position, which keeps equal texts in their order without
+    // the extra cost of a stable sort.
+    std::sort(order.begin(), order.end(), [&keys](qsizetype a, qsizetype b) {
+        const int result = keys[std::size_t(a)].compare(keys[std::size_t(b)]);
+        return result < 0 || (result == 0 && a < b);
+    });
+    return order;
+}
+
 QString replaceReturnCode(const QString &text)
 {
     QString result = text;
@@ -100,22 +97,42 @@ QString replaceReturnCode(const QString &text)
     return result;
 }
 
-std::optional<QString> stringWithContentsOfDataByAutoDetectingEncoding(const QByteArray &data)
+bool isNumberString(const QString &text)
 {
-    if (data.contains(kEscape)) {
-        if (auto text = decode(data, "ISO-2022-JP"))
-            return text;
-    }
-    for (const char *encoding : kCandidates) {
-        if (!encoding)
-            continue;
-        if (auto text = decode(data, encoding)) {
-            if (qstrcmp(encoding, "UTF-8") == 0 && text->startsWith(QChar::ByteOrderMark))
-                text->remove(0, 1);
-            return text;
-        }
-    }
-    return std::nullopt;
+    return std::all_of(text.cbegin(), text.cend(), [](QChar c) { return c >= u'0' && c <= u'9'; });
+}
+
+bool isAlphanumericString(const QString &text)
+{
+    return LocalizedCharacters::forThisThread().alphabet.containsAll(text);
+}
+
+bool isHiraganaKatanakaString(const QString &text)
+{
+    return LocalizedCharacters::forThisThread().japanese.containsAll(text);
+}
+
+bool isHiraganaKatanakaAlphabetString(const QString &text)
+{
+    return LocalizedCharacters::forThisThread().japaneseAlphabet.containsAll(text);
+}
+
+QString stringWithByteSize(double bytes)
+{
+    const SizeUnit units[] = {kTera, kGiga, kMega, kKiloUnit};
+    const auto [value, unit] = scaled(bytes, units);
+    return QString::asprintf(value < 10 ? "%.1f%s" : "%.0f%s", value, unit);
+}
+
+QString fileSizeString(double bytes)
+{
+    const SizeUnit units[] = {kGiga, kMega, kKiloUnit};
+    const auto [value, unit] = scaled(bytes, units);
+    QLocale locale;
+    // The decimal separator is the user's; sizes are short enough to go
+    // without grouping, as they always have.
+    locale.setNumberOptions(locale.numberOptions() | QLocale::OmitGroupSeparator);
+    return locale.toString(value, 'f', value < 10 ? 1 : 0) + QLatin1String(unit);
 }
 
 } // namespace StringUtility

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 using namespace MemoSorting;
 
 namespace {
@@ -97,6 +99,35 @@ TEST_F(MemoSortingTest, sortMemosIsStableAndPutsNullEntriesLast)
 
     sortMemos(memos, nullptr, true);
     EXPECT_EQ(memos, (QList<MemoPtr>{b, a, c, nullptr}));
+}
+
+TEST_F(MemoSortingTest, sortingManyPagesByNameGivesThePairwiseOrder)
+{
+    const QStringList titles = {"Page 10", "page 9", "Page 9", "Chapter 3 - 2024-05-01", "chapter 12", "a10", "a2",
+                                "A2", "a\uFF11\uFF10", "r\u00E9sum\u00E9", "resume", "a-b", "ab", "",
+                                "\u65E5\u8A18 2", "\u65E5\u8A18 10", "\u306B\u3063\u304D", "Zebra", "zebra",
+                                "x 007", "x 7", "100 tips", "99 tips"};
+    QList<MemoPtr> memos;
+    qint64 id = 1;
+    for (const QString &title : titles)
+        memos.append(titled(id++, title));
+    // Untitled pages and null entries mixed in.
+    memos.insert(3, page(id++));
+    memos.insert(9, nullptr);
+    memos.insert(12, page(id++));
+
+    for (const bool flag : {true, false}) {
+        QList<MemoPtr> expected = memos;
+        std::stable_sort(expected.begin(), expected.end(), [flag](const MemoPtr &a, const MemoPtr &b) {
+            if (!a || !b)
+                return a && !b;
+            return sortWithName(*a, *b, flag) < 0;
+        });
+        QList<MemoPtr> sorted = memos;
+        sortMemos(sorted, sortWithName, flag);
+        EXPECT_EQ(sorted, expected) << "flag " << flag;
+        EXPECT_EQ(sorted.constLast(), nullptr);
+    }
 }
 
 } // namespace
