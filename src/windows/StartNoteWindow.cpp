@@ -2,6 +2,8 @@
 
 #include "StartWindow.h"
 #include "model/JWMemo.h"
+#include "platform/NotificationCenter.h"
+#include "platform/NotificationNames.h"
 
 namespace {
 
@@ -21,6 +23,9 @@ StartNoteWindow::StartNoteWindow(QObject *parent)
 {
     connect(m_window.get(), &StartWindow::activated, this, &NoteWindow::becameKey);
     connect(m_window.get(), &StartWindow::closing, this, &NoteWindow::willClose);
+    // Every change of the tree's shape ends with this notification.
+    NotificationCenter::defaultCenter().addObserver(this, NotificationNames::JW3ReloadOutlineData, nullptr,
+                                                    [this](const Notification &) { refreshPageCount(); });
 }
 
 StartNoteWindow::~StartNoteWindow() = default;
@@ -28,7 +33,12 @@ StartNoteWindow::~StartNoteWindow() = default;
 void StartNoteWindow::setRootMemo(const MemoPtr &root)
 {
     m_root = root;
-    m_window->setPageCount(root ? countPages(*root) : 0);
+    refreshPageCount();
+}
+
+void StartNoteWindow::refreshPageCount()
+{
+    m_window->setPageCount(m_root ? countPages(*m_root) : 0);
 }
 
 void StartNoteWindow::selectMemo(const MemoPtr &memo)

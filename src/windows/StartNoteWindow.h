@@ -34,6 +34,8 @@ public:
     [[nodiscard]] StartWindow *window() const { return m_window.get(); }
 
 private:
+    void refreshPageCount();
+
     std::unique_ptr<StartWindow> m_window;
     MemoPtr m_root;
     MemoPtr m_selection;
