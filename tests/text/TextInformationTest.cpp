@@ -1,0 +1,171 @@
+#include "common/QtPrinters.h"
+#include "text/ColorTags.h"
+#include "text/TextInformation.h"
+
+#include <gtest/gtest.h>
+
+#include <QRandomGenerator>
+#include <QTextBoundaryFinder>
+#include <QTextCursor>
+#include <QTextDocument>
+
+#include <algorithm>
+
+using namespace TextInformation;
+
+namespace {
+
+TEST(ColorTagsTest, tagsPickTheTableEntryModuloTwentyAndBlackOtherwise)
+{
+    EXPECT_EQ(colorForTag(0), QColor::fromRgbF(0, 0, 0, 0));
+    EXPECT_EQ(colorForTag(0).alpha(), 0);
+    EXPECT_EQ(colorForTag(1), QColor(Qt::black));
+    EXPECT_EQ(colorForTag(2), QColor(Qt::blue));
+    EXPECT_EQ(colorForTag(23), QColor(Qt::red));
+    EXPECT_EQ(colorForTag(4), QColor(Qt::yellow));
+    EXPECT_EQ(colorForTag(5), QColor(Qt::green));
+    EXPECT_EQ(colorForTag(6), QColor::fromRgbF(1, 0.5f, 0));
+    EXPECT_EQ(colorForTag(7), QColor::fromRgbF(0.5f, 0.5f, 0.5f));
+    EXPECT_EQ(colorForTag(48), QColor::fromRgbF(0.5f, 0, 0.5f));
+    EXPECT_EQ(colorForTag(9), QColor::fromRgbF(0.6f, 0.4f, 0.2f));
+    EXPECT_EQ(colorForTag(10), QColor(Qt::white));
+    EXPECT_EQ(colorForTag(20).alpha(), 0);
+    for (const int tag : {11, 15, 19, 35, -1, -3, -20})
+        EXPECT_EQ(colorForTag(tag), QColor(Qt::black)) << tag;
+}
+
+TEST(TextInformationTest, linesEndAtEveryKindOfBreakAndAFinalBreakStartsNoLine)
+{
+    EXPECT_EQ(countLines(QStringLiteral("a\nb")), 2);
+    EXPECT_EQ(countLines(QStringLiteral("a\n")), 1);
+    EXPECT_EQ(countLines(QString()), 0);
+    EXPECT_EQ(countLines(QStringLiteral("\n")), 1);
+    EXPECT_EQ(countLines(QStringLiteral("\n\n")), 2);
+    EXPECT_EQ(countLines(QStringLiteral("a\r\nb\rc")), 3);
+    EXPECT_EQ(countLines(QStringLiteral("a\u2028b\u2029c\u0085d")), 4);
+
+    const QString text = QStringLiteral("one\ntwo\nthree");
+    EXPECT_EQ(countLinesInRange(text, {5, 0}), 0);
+    EXPECT_EQ(countLinesInRange(text, {1, 2}), 1);
+    EXPECT_EQ(countLinesInRange(text, {1, 4}), 2);     // "ne\ntw"
+    EXPECT_EQ(countLinesInRange(text, {0, 4}), 1);     // "one\n": its break starts no line
+    EXPECT_EQ(countLinesInRange(text, {3, 1}), 1);     // the break alone
+    EXPECT_EQ(countLinesInRange(text, {-7, 1000}), 3); // cut to the text
+    EXPECT_EQ(countLinesInRange(text, {100, 5}), 0);
+    // A range ending between "\r" and "\n" still holds one line there.
+    EXPECT_EQ(countLinesInRange(QStringLiteral("a\r\nb"), {0, 2}), 1);
+}
+
+TEST(TextInformationTest, documentLinesCountParagraphsAndLineSeparators)
+{
+    QTextDocument document;
+    EXPECT_EQ(countLines(document), 0);
+    document.setPlainText(QStringLiteral("first\nsecond\n"));
+    EXPECT_EQ(document.blockCount(), 3);
+    EXPECT_EQ(countLines(document), 2);
+
+    QTextCursor cursor(&document);
+    cursor.movePosition(QTextCursor::End);
+    cursor.insertText(QStringLiteral("third") + QChar::LineSeparator + QStringLiteral("fourth"));
+    EXPECT_EQ(countLines(document), 4);
+    EXPECT_EQ(countLinesInRange(document, {0, 8}), 2);
+
+    cursor.setPosition(2);
+    EXPECT_EQ(countSelectedLines(cursor), 0);
+    cursor.setPosition(9, QTextCursor::KeepAnchor);
+    EXPECT_EQ(countSelectedLines(cursor), 2);
+    EXPECT_EQ(countSelectedLines(QTextCursor()), 0);
+}
+
+TEST(TextInformationTest, wordsAreDoubleClickStretchesHoldingALetterOrDigit)
+{
+    EXPECT_EQ(countWords(QStringLiteral("Hello, world!")), 2);
+    EXPECT_EQ(countWords(QStringLiteral("Don't stop: 3.14 is 1,000;5 or x_y __ e.g.")), 9);
+    EXPECT_EQ(countWords(QStringLiteral(" -- !! ... \"'\" ")), 0);
+    EXPECT_EQ(countWords(QString()), 0);
+    EXPECT_EQ(countWords(QStringLiteral("café naïve\u2029über")), 3);
+    // Katakana holds together; kana and ideographs are a word each, the full stop none.
+    EXPECT_EQ(countWords(QStringLiteral("カタカナで書く。")), 4);
+    EXPECT_EQ(countWords(QStringLiteral("\U0001D49C\U0001D49E and \U0001F600")), 2);
+
+    const QString text = QStringLiteral("hello brave new world");
+    EXPECT_EQ(countWordsInRange(text, {2, 0}), 0);
+    EXPECT_EQ(countWordsInRange(text, {2, 1}), 1);  // inside "hello"
+    EXPECT_EQ(countWordsInRange(text, {4, 3}), 2);  // "o b": both words it touches
+    EXPECT_EQ(countWordsInRange(text, {5, 1}), 0);  // the space alone
+    EXPECT_EQ(countWordsInRange(text, {5, 7}), 1);  // " brave "
+    EXPECT_EQ(countWordsInRange(text, {5, 8}), 2);  // and the "n" of "new"
+    EXPECT_EQ(countWordsInRange(text, {16, 99}), 1);
+    EXPECT_EQ(countWordsInRange(text, {-3, 6}), 1);
+}
+
+TEST(TextInformationTest, documentWordsAndCharactersCountAcrossParagraphs)
+{
+    QTextDocument document;
+    document.setPlainText(QStringLiteral("Two words.\nAnd three more"));
+    EXPECT_EQ(countWords(document), 5);
+    EXPECT_EQ(countWordsInRange(document, {4, 8}), 2); // "words.\nA"
+    EXPECT_EQ(countCharacters(document), 25);
+
+    QTextCursor cursor(&document);
+    cursor.setPosition(11);
+    cursor.movePosition(QTextCursor::EndOfWord, QTextCursor::KeepAnchor);
+    EXPECT_EQ(countSelectedWords(cursor), 1);
+    cursor.clearSelection();
+    EXPECT_EQ(countSelectedWords(cursor), 0);
+
+    document.clear();
+    EXPECT_EQ(countWords(document), 0);
+    EXPECT_EQ(countCharacters(document), 0);
+}
+
+// The counting as the double-click walk describes it, with QTextBoundaryFinder
+// over the whole text: what the faster per-line counting must agree with.
+qint64 referenceWordCount(const QString &text, qint64 start, qint64 end)
+{
+    if (start >= end)
+        return 0;
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Word, text);
+    qint64 words = 0;
+    for (qint64 position = start; position < text.size();) {
+        finder.setPosition(position);
+        const qint64 wordStart = finder.isAtBoundary() ? position : finder.toPreviousBoundary();
+        finder.setPosition(position);
+        const qint64 wordEnd = finder.toNextBoundary();
+        const QString word = text.mid(wordStart, wordEnd - wordStart);
+        if (std::any_of(word.begin(), word.end(), [](QChar c) { return c.isLetterOrNumber() || c.isMark(); }))
+            ++words;
+        if (wordEnd >= end)
+            break;
+        position = wordEnd;
+    }
+    return words;
+}
+
+TEST(TextInformationTest, fastLatinCountingAgreesWithTheBoundaryFinderOnVariedText)
+{
+    const QString latin = QStringLiteral("aZk09__''..,,;;::  \t-!?\"()@# éÜßª×²½··’‘—“”…\u00a0\u007f\u0080\u0099\v");
+    const QString other = QStringLiteral("日本語かなカナー、。！？\u00ad\u0301\u2028\u2029\u0085\n\r\u2024\u0100");
+    auto *random = QRandomGenerator::global();
+    for (int round = 0; round < 400; ++round) {
+        QString text;
+        const int lines = 1 + random->bounded(6);
+        for (int line = 0; line < lines; ++line) {
+            // Most lines are Latin text, the rest mix in other characters.
+            const bool mixed = random->bounded(3) == 0;
+            const int length = random->bounded(40);
+            for (int i = 0; i < length; ++i) {
+                const QString &pool = mixed && random->bounded(4) == 0 ? other : latin;
+                text += pool[random->bounded(pool.size())];
+            }
+            text += u'\n';
+        }
+        const qint64 start = random->bounded(text.size() + 1);
+        const qint64 end = start + random->bounded(text.size() + 1 - start);
+        ASSERT_EQ(countWordsInRange(text, {start, end - start}), referenceWordCount(text, start, end))
+            << text.toStdString() << " [" << start << ", " << end << ")";
+        ASSERT_EQ(countWords(text), referenceWordCount(text, 0, text.size())) << text.toStdString();
+    }
+}
+
+} // namespace
