@@ -17,26 +17,19 @@ namespace {
 template<typename Visit>
 void forEachAttachment(const QTextDocument &document, TextSpan span, Visit visit)
 {
-    if (span.isEmpty())
-        return;
-    for (QTextBlock block = document.findBlock(span.start); block.isValid() && block.position() < span.end;
-         block = block.next()) {
-        for (auto it = block.begin(); !it.atEnd(); ++it) {
-            const QTextFragment fragment = it.fragment();
-            const int first = std::max(fragment.position(), span.start);
-            const int last = std::min(fragment.position() + fragment.length(), span.end);
-            if (first >= last || !fragment.charFormat().isImageFormat())
-                continue;
-            const auto attachment = TextAttachments::fromFormat(document, fragment.charFormat());
-            if (!attachment)
-                continue;
-            // Equal attachment characters side by side share one fragment.
-            for (int position = first; position < last; ++position) {
-                if (!visit(*attachment))
-                    return;
-            }
+    DocumentText::forEachFragment(document, span, [&](const QTextFragment &fragment, int first, int last) {
+        if (!fragment.charFormat().isImageFormat())
+            return true;
+        const auto attachment = TextAttachments::fromFormat(document, fragment.charFormat());
+        if (!attachment)
+            return true;
+        // Equal attachment characters side by side share one fragment.
+        for (int position = first; position < last; ++position) {
+            if (!visit(*attachment))
+                return false;
         }
-    }
+        return true;
+    });
 }
 
 QTextCursor cursorAt(QTextDocument &document, qint64 index)

@@ -46,24 +46,17 @@ void clearProperties(QTextDocument &document, TextSpan span, const QList<int> &p
         return;
     // Collected first: rewriting a format splits and merges the fragments being walked.
     std::vector<std::tuple<int, int, QTextCharFormat>> pieces;
-    for (QTextBlock block = document.findBlock(span.start); block.isValid() && block.position() < span.end;
-         block = block.next()) {
-        for (auto it = block.begin(); !it.atEnd(); ++it) {
-            const QTextFragment fragment = it.fragment();
-            const int first = std::max(fragment.position(), span.start);
-            const int last = std::min(fragment.position() + fragment.length(), span.end);
-            if (first >= last)
-                continue;
-            QTextCharFormat format = fragment.charFormat();
-            bool changed = false;
-            for (const int property : properties) {
-                changed = changed || format.hasProperty(property);
-                format.clearProperty(property);
-            }
-            if (changed)
-                pieces.emplace_back(first, last, format);
+    forEachFragment(document, span, [&](const QTextFragment &fragment, int first, int last) {
+        QTextCharFormat format = fragment.charFormat();
+        bool changed = false;
+        for (const int property : properties) {
+            changed = changed || format.hasProperty(property);
+            format.clearProperty(property);
         }
-    }
+        if (changed)
+            pieces.emplace_back(first, last, format);
+        return true;
+    });
     QTextCursor cursor(&document);
     for (const auto &[first, last, format] : pieces) {
         cursor.setPosition(first);

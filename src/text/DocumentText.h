@@ -4,9 +4,11 @@
 
 #include <QList>
 #include <QString>
+#include <QTextBlock>
 #include <QTextCharFormat>
+#include <QTextDocument>
 
-class QTextDocument;
+#include <algorithm>
 
 /**
  * Reading and rewriting a QTextDocument's character formats at positions,
@@ -33,6 +35,28 @@ namespace DocumentText {
  * picture's (see textFormat()).
  */
 [[nodiscard]] QTextCharFormat insertionFormat(const QTextDocument &document, int position);
+
+/**
+ * Calls @p visit(fragment, first, last) for each format run of @p document
+ * that overlaps @p span, with the part inside the span as [first, last), in
+ * order. Stops early when @p visit answers false.
+ */
+template<typename Visit>
+void forEachFragment(const QTextDocument &document, TextSpan span, Visit visit)
+{
+    if (span.isEmpty())
+        return;
+    for (QTextBlock block = document.findBlock(span.start); block.isValid() && block.position() < span.end;
+         block = block.next()) {
+        for (auto it = block.begin(); !it.atEnd(); ++it) {
+            const QTextFragment fragment = it.fragment();
+            const int first = std::max(fragment.position(), span.start);
+            const int last = std::min(fragment.position() + fragment.length(), span.end);
+            if (first < last && !visit(fragment, first, last))
+                return;
+        }
+    }
+}
 
 /**
  * Removes @p properties from every character format in @p span, keeping the

@@ -23,6 +23,9 @@ grep -q 'self-test passed: window "Jotwell3" shown' <<<"$out" || fail "unexpecte
 [ -d "$home/data/Jotwell3" ] || fail "the data folder was not created"
 grep -q "<string>$home/data/Jotwell3</string>" "$home/config/jotwell3/defaults.plist" \
     || fail "the data folder was not remembered in the defaults"
+out=$("$binary" --measure-startup 2>/dev/null) || fail "--measure-startup exited with $?"
+grep -Eq '^startup: [0-9]+ ms$' <<<"$out" || fail "--measure-startup printed '$out'"
+
 # A logout (SIGTERM) quits in order, with the preferences written.
 rm -rf "$home/config" "$home/data"   # the data folder appears once the window is up
 "$binary" & pid=$!
