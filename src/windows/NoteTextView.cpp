@@ -1,0 +1,316 @@
+#include "NoteTextView.h"
+
+#include "model/JWMemo.h"
+#include "platform/ArchivedValues.h"
+#include "platform/Localization.h"
+#include "platform/TypedStreamDecoder.h"
+#include "platform/UserDefaults.h"
+#include "text/TextInformation.h"
+#include "text/TextStyling.h"
+#include "util/CalendarFormat.h"
+
+#include <QApplication>
+#include <QMouseEvent>
+#include <QTextBlock>
+#include <QTextCursor>
+#include <QTextDocument>
+
+namespace {
+
+const QString kBGColorKey = QStringLiteral("BGColor");
+const QString kDefaultFontKey = QStringLiteral("DefaultFont");
+const QString kDefaultFontSizeKey = QStringLiteral("DefaultFontSize");
+
+// Counting a text this long takes a few milliseconds; below it the counts
+// follow every keystroke, above it they wait for a pause.
+constexpr qsizetype kCountAtOnceBelow = 100'000;
+constexpr int kSummaryPauseMilliseconds = 400;
+
+bool isLineBreak(QChar c)
+{
+    return c == u'\n' || c == QChar::ParagraphSeparator || c == QChar::LineSeparator;
+}
+
+// The document's text with its paragraph breaks as they are.
+QString rawText(const QTextDocument &document)
+{
+    return document.toRawText();
+}
+
+qsizetype firstLineBreak(const QString &text)
+{
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        if (isLineBreak(text.at(i)))
+            return i;
+    }
+    return -1;
+}
+
+} // namespace
+
+NoteTextView::NoteTextView(QWidget *parent)
+    : QTextEdit(parent)
+    , m_originalStorage(document())
+{
+    setMouseTracking(true);
+    viewport()->setMouseTracking(true);
+    m_summaryTimer.setSingleShot(true);
+    connect(&m_summaryTimer, &QTimer::timeout, this, &NoteTextView::textSummaryChanged);
+    connect(this, &QTextEdit::cursorPositionChanged, this, &NoteTextView::scheduleSummary);
+    connect(this, &QTextEdit::selectionChanged, this, &NoteTextView::scheduleSummary);
+    // A view that shows another view's document follows that document's edits too.
+    connect(this, &QTextEdit::textChanged, this, &NoteTextView::scheduleSummary);
+
+    UserDefaults::standardUserDefaults().observe(kBGColorKey, this,
+                                                 [this](const QVariant &, const QVariant &) { changeBGColor(); });
+    changeBGColor();
+}
+
+NoteTextView::~NoteTextView() = default;
+
+// --- Appearance ---------------------------------------------------------------------
+
+void NoteTextView::changeBGColor()
+{
+    QColor color = Qt::white;
+    const QByteArray archived = UserDefaults::standardUserDefaults().dataForKey(kBGColorKey);
+    if (const auto decoded = TypedStreamDecoder::unarchiveObjectWithData(archived);
+        decoded.ok() && decoded.value().canConvert<ArchivedColor>()) {
+        const QColor stored = decoded.value().value<ArchivedColor>().toColor();
+        if (stored.isValid())
+            color = stored;
+    }
+    QPalette palette = this->palette();
+    palette.setColor(QPalette::Base, color);
+    setPalette(palette);
+    viewport()->setAutoFillBackground(true);
+}
+
+// --- Title line -------------------------------------------------------------------------
+
+QString NoteTextView::topLine() const
+{
+    const QString text = rawText(*document());
+    const qsizetype lineBreak = firstLineBreak(text);
+    return lineBreak < 0 ? text : text.left(lineBreak);
+}
+
+bool NoteTextView::editedInTopLine() const
+{
+    const QString text = rawText(*document());
+    const qsizetype lineBreak = firstLineBreak(text);
+    if (lineBreak < 0)
+        return true;
+    if (textCursor().selectionStart() <= lineBreak + 1)
+        return true;
+    return lineBreak == 0;
+}
+
+void NoteTextView::insertTitleToTop(const QString &title)
+{
+    QTextCursor cursor(document());
+    cursor.beginEditBlock();
+    cursor.setPosition(0);
+    cursor.insertBlock();
+    cursor.setPosition(0);
+    cursor.insertText(title);
+    initializeFontInRange(TextRange{0, title.size() + 1}, true);
+    cursor.endEditBlock();
+}
+
+void NoteTextView::changeTitle(const QString &title)
+{
+    if (isReadOnly())
+        return;
+    const QTextCursor selection = textCursor();
+    const int anchor = selection.anchor();
+    const int position = selection.position();
+    const QString text = rawText(*document());
+    const qsizetype lineBreak = firstLineBreak(text);
+    QTextCursor cursor(document());
+    cursor.setPosition(0);
+    cursor.setPosition(int(lineBreak < 0 ? text.size() : lineBreak), QTextCursor::KeepAnchor);
+    cursor.insertText(title);
+
+    // The selection stays where it still fits, is cut at the end of the
+    // text, or goes to the start when the text became shorter than its start.
+    const int length = TextSpan::textLength(*document());
+    const int start = std::min(anchor, position);
+    QTextCursor restored(document());
+    if (start > length) {
+        restored.setPosition(0);
+    } else {
+        restored.setPosition(std::min(anchor, length));
+        restored.setPosition(std::min(position, length), QTextCursor::KeepAnchor);
+    }
+    setTextCursor(restored);
+}
+
+// --- Fonts --------------------------------------------------------------------------------
+
+std::optional<QFont> NoteTextView::defaultFont()
+{
+    const UserDefaults &defaults = UserDefaults::standardUserDefaults();
+    const QString family = defaults.stringForKey(kDefaultFontKey);
+    const double size = defaults.floatForKey(kDefaultFontSizeKey);
+    if (family.isEmpty() || size <= 0)
+        return std::nullopt;
+    QFont font(family);
+    font.setPointSizeF(size);
+    return font;
+}
+
+void NoteTextView::clearText()
+{
+    clear();
+    if (const std::optional<QFont> font = defaultFont()) {
+        // Typing starts in the default font and nothing else.
+        QTextCharFormat format;
+        format.setFont(*font);
+        setCurrentCharFormat(format);
+    }
+}
+
+void NoteTextView::initializeFont(bool wholePage)
+{
+    if (wholePage) {
+        initializeFontOfPage();
+        return;
+    }
+    initializeFontInRange(TextSpan::selection(textCursor()).toRange(), false);
+}
+
+void NoteTextView::initializeFontInRange(const TextRange &range, bool deleteLink)
+{
+    const std::optional<QFont> font = defaultFont();
+    if (!font || isReadOnly())
+        return;
+    TextStyling::initializeFontInRange(*document(), range, font, deleteLink);
+}
+
+void NoteTextView::initializeFontOfPage()
+{
+    const QTextCursor kept = textCursor();
+    initializeFontInRange(TextSpan::whole(*document()).toRange(), false);
+    setTextCursor(kept);
+}
+
+// --- Counts ---------------------------------------------------------------------------------
+
+QString NoteTextView::countCharacters() const
+{
+    const QTextCursor cursor = textCursor();
+    const int length = TextSpan::textLength(*document());
+    if (!cursor.hasSelection())
+        return QStringLiteral("(%1)/%2").arg(cursor.position()).arg(length);
+    return QStringLiteral("%1/%2").arg(cursor.selectionEnd() - cursor.selectionStart()).arg(length);
+}
+
+QString NoteTextView::countWordsStr() const
+{
+    return QStringLiteral("%1/%2")
+        .arg(TextInformation::countSelectedWords(textCursor()))
+        .arg(TextInformation::countWords(*document()));
+}
+
+QVariantMap NoteTextView::textSummaryDictionary() const
+{
+    const QTextCursor cursor = textCursor();
+    const QString text = rawText(*document());
+    const qint64 length = text.size();
+    const qint64 location = cursor.selectionStart();
+    const qint64 selectedLength = cursor.selectionEnd() - cursor.selectionStart();
+    qint64 lines = TextInformation::countLines(*document());
+    if (text.isEmpty() || isLineBreak(text.back()))
+        ++lines;
+    qint64 currentLine = 1;
+    if (lines > 1) {
+        currentLine = 0;
+        if (location <= length) {
+            currentLine = 1;
+            for (qsizetype i = 0; i < location; ++i)
+                currentLine += isLineBreak(text.at(i)) ? 1 : 0;
+        }
+    }
+    const qint64 words = TextInformation::countWords(*document());
+    const qint64 selectedWords = TextInformation::countSelectedWords(cursor);
+    const qint64 selectedLines = TextInformation::countSelectedLines(cursor);
+
+    const auto line = [](const char *label, qint64 value) -> QString {
+        return localizedString(QString::fromLatin1(label)) + QString::number(value);
+    };
+    const QString summary = line("         Characters: ", length) + u'\n' + line("   Current Position: ", location)
+        + u'\n' + line("Selected Characters: ", selectedLength) + u'\n' + u'\n' + line("       Lines: ", lines)
+        + u'\n' + line("Current Line: ", currentLine) + u'\n' + u'\n' + line("       Words: ", words) + u'\n'
+        + line("Selected Words: ", selectedWords);
+    return {
+        {QStringLiteral("length"), length},
+        {QStringLiteral("location"), location},
+        {QStringLiteral("selectedLength"), selectedLength},
+        {QStringLiteral("lines"), lines},
+        {QStringLiteral("selectedLines"), selectedLines},
+        {QStringLiteral("words"), words},
+        {QStringLiteral("selectedWords"), selectedWords},
+        {QStringLiteral("summary"), summary},
+    };
+}
+
+int NoteTextView::summaryDelayForLength(qsizetype length)
+{
+    return length < kCountAtOnceBelow ? 0 : kSummaryPauseMilliseconds;
+}
+
+void NoteTextView::scheduleSummary()
+{
+    // Restarting the timer on every keystroke is what makes a long text wait
+    // for a pause; a short one is counted on the next turn of the event loop.
+    m_summaryTimer.start(summaryDelayForLength(document()->characterCount()));
+}
+
+// --- Commands ----------------------------------------------------------------------------------
+
+void NoteTextView::insertTimeStamp()
+{
+    const QDateTime now = QDateTime::currentDateTime();
+    const QString weekday = localizedString(QLocale::c().toString(now, QStringLiteral("ddd")));
+    const QString stamp = CalendarFormat::format(now, localizedString(QStringLiteral("DateStampFormat"))) + weekday
+        + CalendarFormat::format(now, localizedString(QStringLiteral("TimeStampFormat")));
+    textCursor().insertText(stamp);
+}
+
+void NoteTextView::setChangingBackgroundColor(bool on)
+{
+    if (m_changingBackgroundColor == on)
+        return;
+    m_changingBackgroundColor = on;
+    Q_EMIT changingBackgroundColorChanged(on);
+}
+
+// --- Links ------------------------------------------------------------------------------------------
+
+void NoteTextView::mousePressEvent(QMouseEvent *event)
+{
+    m_pressPosition = event->position().toPoint();
+    m_pressedLink = event->button() == Qt::LeftButton ? anchorAt(m_pressPosition) : QString();
+    QTextEdit::mousePressEvent(event);
+}
+
+void NoteTextView::mouseMoveEvent(QMouseEvent *event)
+{
+    QTextEdit::mouseMoveEvent(event);
+    const bool overLink = !anchorAt(event->position().toPoint()).isEmpty();
+    viewport()->setCursor(overLink ? Qt::PointingHandCursor : Qt::IBeamCursor);
+}
+
+void NoteTextView::mouseReleaseEvent(QMouseEvent *event)
+{
+    QTextEdit::mouseReleaseEvent(event);
+    const QPoint position = event->position().toPoint();
+    // A click, not the end of a drag that selected text.
+    if (m_pressedLink.isEmpty() || event->button() != Qt::LeftButton
+        || (position - m_pressPosition).manhattanLength() >= QApplication::startDragDistance()
+        || textCursor().hasSelection() || anchorAt(position) != m_pressedLink)
+        return;
+    const QString link = std::exchange(m_pressedLink, QString());
+    Q_EMIT clickedOnLink(link, cursorForPosition(position).position());
+}

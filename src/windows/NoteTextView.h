@@ -1,0 +1,119 @@
+#pragma once
+
+#include "text/TextSpan.h"
+
+#include <QFont>
+#include <QPointer>
+#include <QTextEdit>
+#include <QTimer>
+#include <QVariantMap>
+
+#include <memory>
+#include <optional>
+
+class JWMemo;
+using MemoPtr = std::shared_ptr<JWMemo>;
+
+/**
+ * The rich-text editor in which a note window shows its page.
+ *
+ * Besides editing it gives the page its title (the text's first line), resets
+ * text to the default font, counts characters, words and lines for the
+ * window's footer and summary, stamps the date, and opens links on a click
+ * with the pointing-hand cursor over them. The background follows the
+ * "BGColor" preference.
+ *
+ * A view has a document of its own (originalStorage()); a second view on the
+ * same page shares the first one's document instead, so that both edit one
+ * text, and returns to its own afterwards.
+ */
+class NoteTextView : public QTextEdit
+{
+    Q_OBJECT
+    /** While on, colours chosen in the colour dialog highlight the selection instead of colouring its text. */
+    Q_PROPERTY(bool changingBackgroundColor READ changingBackgroundColor WRITE setChangingBackgroundColor NOTIFY
+                   changingBackgroundColorChanged)
+public:
+    explicit NoteTextView(QWidget *parent = nullptr);
+    ~NoteTextView() override;
+
+    /** The page shown, or null. */
+    [[nodiscard]] MemoPtr selectedMemo() const { return m_selectedMemo; }
+    void setSelectedMemo(const MemoPtr &memo) { m_selectedMemo = memo; }
+    /** The document the view was made with, to which it returns after sharing another view's. */
+    [[nodiscard]] QTextDocument *originalStorage() const { return m_originalStorage; }
+
+    // --- Appearance ---------------------------------------------------------------
+    /** Applies the "BGColor" preference (an archived colour; white when unreadable). */
+    void changeBGColor();
+
+    // --- Title line ---------------------------------------------------------------
+    /** The text before the first line break; the whole text without one. */
+    [[nodiscard]] QString topLine() const;
+    /** True when the caret or selection starts within the first line (so the title may change). */
+    [[nodiscard]] bool editedInTopLine() const;
+    /** Makes @p title the new first line, in the default font and without links. */
+    void insertTitleToTop(const QString &title);
+    /** Replaces the first line by @p title, keeping the selection where it still fits. Only when editable. */
+    void changeTitle(const QString &title);
+
+    // --- Fonts --------------------------------------------------------------------
+    /** The font of "DefaultFont" at "DefaultFontSize"; none unless both are set. */
+    [[nodiscard]] static std::optional<QFont> defaultFont();
+    /** Empties the text; typing then starts in the default font. */
+    void clearText();
+    /** Resets the selection's font and attributes (the whole page with @p wholePage). */
+    void initializeFont(bool wholePage = false);
+    /** Resets @p range to the default font, removing links with @p deleteLink. Nothing without a default font. */
+    void initializeFontInRange(const TextRange &range, bool deleteLink);
+    /** Resets the whole text to the default font, keeping the selection. */
+    void initializeFontOfPage();
+
+    // --- Counts ---------------------------------------------------------------------
+    /** "(location)/length" with nothing selected, "selected/length" otherwise. */
+    [[nodiscard]] QString countCharacters() const;
+    /** "selected words/all words". */
+    [[nodiscard]] QString countWordsStr() const;
+    /**
+     * The numbers of the text information panel ("length", "location",
+     * "selectedLength", "lines", "selectedLines", "words", "selectedWords")
+     * and under "summary" the same as labelled lines.
+     */
+    [[nodiscard]] QVariantMap textSummaryDictionary() const;
+
+    // --- Commands -------------------------------------------------------------------
+    /** Replaces the selection by the date, the weekday and the time, as one undoable step. */
+    void insertTimeStamp();
+
+    /** How long the counts wait after an edit of a text of @p length characters, in milliseconds. */
+    [[nodiscard]] static int summaryDelayForLength(qsizetype length);
+
+    [[nodiscard]] bool changingBackgroundColor() const { return m_changingBackgroundColor; }
+    void setChangingBackgroundColor(bool on);
+
+Q_SIGNALS:
+    /** The link @p link at character @p index was clicked. */
+    void clickedOnLink(const QString &link, int index);
+    /**
+     * The counts changed: emitted once typing pauses, at once for short
+     * texts and after a short delay for long ones, so that counting a large
+     * text never runs on every keystroke.
+     */
+    void textSummaryChanged();
+    void changingBackgroundColorChanged(bool on);
+
+protected:
+    void mousePressEvent(QMouseEvent *event) override;
+    void mouseMoveEvent(QMouseEvent *event) override;
+    void mouseReleaseEvent(QMouseEvent *event) override;
+
+private:
+    void scheduleSummary();
+
+    MemoPtr m_selectedMemo;
+    QPointer<QTextDocument> m_originalStorage;
+    QTimer m_summaryTimer;
+    QPoint m_pressPosition;
+    QString m_pressedLink;
+    bool m_changingBackgroundColor = false;
+};

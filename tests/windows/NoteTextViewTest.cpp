@@ -1,0 +1,217 @@
+#include "common/FreshUserTest.h"
+#include "platform/ArchivedValues.h"
+#include "platform/Localization.h"
+#include "platform/TypedStreamWriter.h"
+#include "platform/UserDefaults.h"
+#include "windows/NoteTextView.h"
+
+#include <QRegularExpression>
+#include <QSignalSpy>
+#include <QTest>
+#include <QTextBlock>
+#include <QTextCursor>
+
+namespace {
+
+class NoteTextViewTest : public FreshUserTest
+{
+protected:
+    void SetUp() override
+    {
+        FreshUserTest::SetUp();
+        Localization::install();
+        view = std::make_unique<NoteTextView>();
+        view->resize(500, 300);
+    }
+
+    void select(int anchor, int position)
+    {
+        QTextCursor cursor(view->document());
+        cursor.setPosition(anchor);
+        cursor.setPosition(position, QTextCursor::KeepAnchor);
+        view->setTextCursor(cursor);
+    }
+
+    std::unique_ptr<NoteTextView> view;
+};
+
+TEST_F(NoteTextViewTest, theFirstLineIsTheTitle)
+{
+    view->setPlainText(QStringLiteral("abc"));
+    EXPECT_EQ(view->topLine(), QStringLiteral("abc"));
+    EXPECT_TRUE(view->editedInTopLine());
+    view->setPlainText(QStringLiteral("\nsecond"));
+    EXPECT_EQ(view->topLine(), QString());
+    select(5, 5);
+    EXPECT_TRUE(view->editedInTopLine()); // the text starts with its line break
+
+    view->setPlainText(QStringLiteral("Title\nbody text"));
+    select(8, 8);
+    EXPECT_FALSE(view->editedInTopLine());
+    select(6, 6);
+    EXPECT_TRUE(view->editedInTopLine()); // just after the first line break
+
+    // A new title replaces the first line; the selection moves with nothing.
+    select(8, 10);
+    view->changeTitle(QStringLiteral("New"));
+    EXPECT_EQ(view->toPlainText(), QStringLiteral("New\nbody text"));
+    EXPECT_EQ(view->textCursor().selectionStart(), 8);
+    EXPECT_EQ(view->textCursor().selectionEnd(), 10);
+
+    // Without a line break the whole text is the title.
+    view->setPlainText(QStringLiteral("only a title"));
+    select(7, 12);
+    view->changeTitle(QStringLiteral("short"));
+    EXPECT_EQ(view->toPlainText(), QStringLiteral("short"));
+    EXPECT_EQ(view->textCursor().position(), 0); // the selection started past the new end
+
+    view->setReadOnly(true);
+    view->changeTitle(QStringLiteral("ignored"));
+    EXPECT_EQ(view->toPlainText(), QStringLiteral("short"));
+}
+
+TEST_F(NoteTextViewTest, aTitleInsertedOnTopTakesTheDefaultFontWithoutLinks)
+{
+    UserDefaults::standardUserDefaults().setValue(QStringLiteral("DefaultFont"), QStringLiteral("DejaVu Serif"));
+    UserDefaults::standardUserDefaults().setValue(QStringLiteral("DefaultFontSize"), 17.0);
+    view->setHtml(QStringLiteral("<b><a href=\"https://example.org\">linked body</a></b>"));
+    view->insertTitleToTop(QStringLiteral("Heading"));
+
+    EXPECT_EQ(view->toPlainText(), QStringLiteral("Heading\nlinked body"));
+    const QTextCharFormat title = view->document()->firstBlock().begin().fragment().charFormat();
+    EXPECT_FALSE(title.isAnchor());
+    EXPECT_EQ(title.fontPointSize(), 17.0);
+    EXPECT_NE(title.fontWeight(), QFont::Bold);
+    const QTextCharFormat body = view->document()->lastBlock().begin().fragment().charFormat();
+    EXPECT_TRUE(body.isAnchor());
+    // One undo takes the whole title away again.
+    view->document()->undo();
+    EXPECT_EQ(view->toPlainText(), QStringLiteral("linked body"));
+}
+
+TEST_F(NoteTextViewTest, fontResetsNeedBothDefaultPreferences)
+{
+    view->setHtml(QStringLiteral("<b>bold</b> plain"));
+    view->selectAll();
+    view->initializeFont();
+    EXPECT_EQ(view->document()->firstBlock().begin().fragment().charFormat().fontWeight(), QFont::Bold);
+
+    UserDefaults::standardUserDefaults().setValue(QStringLiteral("DefaultFont"), QStringLiteral("DejaVu Sans"));
+    UserDefaults::standardUserDefaults().setValue(QStringLiteral("DefaultFontSize"), 13.0);
+    select(0, 2);
+    view->initializeFont();
+    const QTextCharFormat reset = view->document()->firstBlock().begin().fragment().charFormat();
+    EXPECT_NE(reset.fontWeight(), QFont::Bold);
+    EXPECT_EQ(reset.fontPointSize(), 13.0);
+
+    view->clearText();
+    QTest::keyClicks(view.get(), QStringLiteral("typed"));
+    EXPECT_EQ(view->toPlainText(), QStringLiteral("typed"));
+    EXPECT_EQ(view->document()->firstBlock().begin().fragment().charFormat().fontPointSize(), 13.0);
+}
+
+TEST_F(NoteTextViewTest, countsFollowTheCaretAndTheSelection)
+{
+    view->setPlainText(QStringLiteral("Hello world!"));
+    select(5, 5);
+    EXPECT_EQ(view->countCharacters(), QStringLiteral("(5)/12"));
+    select(6, 9);
+    EXPECT_EQ(view->countCharacters(), QStringLiteral("3/12"));
+    EXPECT_EQ(view->countWordsStr(), QStringLiteral("1/2"));
+
+    view->setPlainText(QString());
+    QVariantMap summary = view->textSummaryDictionary();
+    EXPECT_EQ(summary.value(QStringLiteral("lines")).toLongLong(), 1);
+
+    view->setPlainText(QStringLiteral("a\n"));
+    summary = view->textSummaryDictionary();
+    EXPECT_EQ(summary.value(QStringLiteral("lines")).toLongLong(), 2);
+
+    view->setPlainText(QStringLiteral("one\ntwo three\nfour"));
+    select(9, 13);
+    summary = view->textSummaryDictionary();
+    EXPECT_EQ(summary.value(QStringLiteral("length")).toLongLong(), 18);
+    EXPECT_EQ(summary.value(QStringLiteral("location")).toLongLong(), 9);
+    EXPECT_EQ(summary.value(QStringLiteral("selectedLength")).toLongLong(), 4);
+    EXPECT_EQ(summary.value(QStringLiteral("lines")).toLongLong(), 3);
+    EXPECT_EQ(summary.value(QStringLiteral("words")).toLongLong(), 4);
+    EXPECT_EQ(summary.value(QStringLiteral("selectedWords")).toLongLong(), 1);
+    EXPECT_EQ(summary.value(QStringLiteral("summary")).toString(),
+              QStringLiteral("         Characters: 18\n   Current Position: 9\nSelected Characters: 4\n\n"
+                             "       Lines: 3\nCurrent Line: 2\n\n       Words: 4\nSelected Words: 1"));
+}
+
+TEST_F(NoteTextViewTest, countsOfALongTextWaitForAPauseInTyping)
+{
+    view->setPlainText(QStringLiteral("x"));
+    QSignalSpy changed(view.get(), &NoteTextView::textSummaryChanged);
+    QTest::keyClicks(view.get(), QStringLiteral("ab"));
+    EXPECT_TRUE(changed.wait(1000));
+    changed.clear();
+
+    view->setPlainText(QString(200'000, u'w'));
+    QTest::qWait(0);
+    changed.clear();
+    QTest::keyClicks(view.get(), QStringLiteral("abc"));
+    QTest::qWait(50);
+    EXPECT_EQ(changed.count(), 0); // still typing
+    EXPECT_TRUE(changed.wait(2000));
+    EXPECT_EQ(changed.count(), 1); // one count for the three keystrokes
+}
+
+TEST_F(NoteTextViewTest, aClickOnALinkOpensItAndTheHandShowsOverIt)
+{
+    view->setHtml(QStringLiteral("<p>see <a href=\"Jotwell3://pageid/42/\">the page</a> here</p>"));
+    view->show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(view.get()));
+    QSignalSpy clicked(view.get(), &NoteTextView::clickedOnLink);
+
+    QTextCursor onLink(view->document());
+    onLink.setPosition(6);
+    const QPoint linkPoint = view->cursorRect(onLink).center();
+    QTest::mouseMove(view->viewport(), linkPoint);
+    EXPECT_EQ(view->viewport()->cursor().shape(), Qt::PointingHandCursor);
+    QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, linkPoint);
+    ASSERT_EQ(clicked.count(), 1);
+    EXPECT_EQ(clicked.at(0).at(0).toString(), QStringLiteral("Jotwell3://pageid/42/"));
+
+    QTextCursor offLink(view->document());
+    offLink.setPosition(1);
+    const QPoint plainPoint = view->cursorRect(offLink).center();
+    QTest::mouseMove(view->viewport(), plainPoint);
+    EXPECT_EQ(view->viewport()->cursor().shape(), Qt::IBeamCursor);
+    QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, plainPoint);
+    EXPECT_EQ(clicked.count(), 1);
+
+    // Dragging across the link selects its text instead of opening it.
+    QTest::mousePress(view->viewport(), Qt::LeftButton, {}, linkPoint);
+    QTest::mouseMove(view->viewport(), plainPoint);
+    QTest::mouseRelease(view->viewport(), Qt::LeftButton, {}, plainPoint);
+    EXPECT_EQ(clicked.count(), 1);
+}
+
+TEST_F(NoteTextViewTest, theBackgroundFollowsThePreference)
+{
+    EXPECT_EQ(view->palette().color(QPalette::Base), QColor(Qt::white));
+    const auto archived = TypedStreamWriter::archivedDataWithRootObject(
+        QVariant::fromValue(ArchivedColor::deviceRGB(1.0f, 1.0f, 0.8f)));
+    ASSERT_TRUE(archived.ok());
+    UserDefaults::standardUserDefaults().setValue(QStringLiteral("BGColor"), archived.value());
+    EXPECT_EQ(view->palette().color(QPalette::Base).rgb(), QColor::fromRgbF(1.0f, 1.0f, 0.8f).rgb());
+
+    UserDefaults::standardUserDefaults().setValue(QStringLiteral("BGColor"), QByteArray("not an archive"));
+    EXPECT_EQ(view->palette().color(QPalette::Base), QColor(Qt::white));
+}
+
+TEST_F(NoteTextViewTest, theTimeStampIsOneUndoableInsertion)
+{
+    view->setPlainText(QStringLiteral("Log: "));
+    view->moveCursor(QTextCursor::End);
+    view->insertTimeStamp();
+    const QRegularExpression stamp(QStringLiteral("^Log: \\d{4}-\\d\\d-\\d\\d \\(\\w+\\) \\d\\d:\\d\\d$"));
+    EXPECT_TRUE(stamp.match(view->toPlainText()).hasMatch()) << view->toPlainText().toStdString();
+    view->document()->undo();
+    EXPECT_EQ(view->toPlainText(), QStringLiteral("Log: "));
+}
+
+} // namespace
