@@ -28,6 +28,9 @@ QString ApplicationAdaptor::perform(JW3Controller &controller, const Application
         if (auto opened = controller.clipFile(path); !opened)
             problems << opened.errorMessage();
     }
+    // A page link that leads nowhere does nothing visible: the controller logs it.
+    for (const QString &link : request.linksToOpen)
+        (void)controller.openLink(link);
     return problems.join(u'\n');
 }
 
@@ -69,5 +72,12 @@ QString ApplicationAdaptor::Open(const QStringList &paths)
 {
     ApplicationRequest request;
     request.filesToOpen = paths;
+    return perform(*m_controller, request);
+}
+
+QString ApplicationAdaptor::OpenLink(const QString &link)
+{
+    ApplicationRequest request;
+    request.linksToOpen = {link};
     return perform(*m_controller, request);
 }

@@ -39,6 +39,8 @@ public Q_SLOTS:
     QString ClipFile(const QString &path);
     /** Opens the files at @p paths (absolute). */
     QString Open(const QStringList &paths);
+    /** Opens @p link (a page link, or any URL) as a click in the front window would. */
+    QString OpenLink(const QString &link);
 
 private:
     JW3Controller *m_controller;

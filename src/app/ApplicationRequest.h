@@ -10,12 +10,13 @@
 struct ApplicationRequest
 {
     QStringList filesToOpen; ///< absolute paths
+    QStringList linksToOpen; ///< page links ("Jotwell3://pageid/12/")
     QString clipText;        ///< clipped when not null
     QString clipURL;         ///< clipped when not empty
     QString clipFile;        ///< absolute path; clipped when not empty
 
     [[nodiscard]] bool isEmpty() const
     {
-        return filesToOpen.isEmpty() && clipText.isNull() && clipURL.isEmpty() && clipFile.isEmpty();
+        return filesToOpen.isEmpty() && linksToOpen.isEmpty() && clipText.isNull() && clipURL.isEmpty() && clipFile.isEmpty();
     }
 };

@@ -16,6 +16,13 @@ QString absolute(const QString &path)
     return path.isEmpty() ? path : QFileInfo(path).absoluteFilePath();
 }
 
+// Page links arrive from the desktop's URL handler; the scheme's case is
+// whatever the other program wrote.
+bool isPageLinkArgument(const QString &argument)
+{
+    return argument.startsWith(QLatin1String("jotwell3:"), Qt::CaseInsensitive);
+}
+
 } // namespace
 
 CommandLine CommandLine::parse(const QStringList &arguments)
@@ -39,7 +46,8 @@ CommandLine CommandLine::parse(const QStringList &arguments)
                                       tr("Make a clipping page of FILE (plain text, RTF or RTFD)."),
                                       QStringLiteral("FILE"));
     parser.addOptions({selfTest, measureStartup, clipText, clipUrl, clipFile});
-    parser.addPositionalArgument(QStringLiteral("files"), tr("Files to open."), QStringLiteral("[files...]"));
+    parser.addPositionalArgument(QStringLiteral("files"), tr("Files or page links (Jotwell3://pageid/ID/) to open."),
+                                 QStringLiteral("[files or links...]"));
     parser.process(arguments);
 
     CommandLine options;
@@ -49,7 +57,11 @@ CommandLine CommandLine::parse(const QStringList &arguments)
         options.request.clipText = parser.value(clipText).isNull() ? QStringLiteral("") : parser.value(clipText);
     options.request.clipURL = parser.value(clipUrl);
     options.request.clipFile = absolute(parser.value(clipFile));
-    for (const QString &file : parser.positionalArguments())
-        options.request.filesToOpen << absolute(file);
+    for (const QString &argument : parser.positionalArguments()) {
+        if (isPageLinkArgument(argument))
+            options.request.linksToOpen << argument;
+        else
+            options.request.filesToOpen << absolute(argument);
+    }
     return options;
 }

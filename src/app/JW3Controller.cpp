@@ -6,9 +6,11 @@
 #include "platform/PasteboardTypes.h"
 #include "platform/Rtfd.h"
 #include "platform/UserDefaults.h"
+#include "text/LinkClick.h"
 #include "util/StringUtility.h"
 #include "windows/NoteWindow.h"
 
+#include <QDesktopServices>
 #include <QFile>
 #include <QFileInfo>
 #include <QGuiApplication>
@@ -31,6 +33,24 @@ const QString kAutoCheckForUpdateKey = QStringLiteral("autoCheckForUpdate");
 // A file handed to the clipping service becomes one page's text; anything
 // larger than this is not a clipping but an import.
 constexpr qint64 kMaximumClipFileSize = 64 * 1024 * 1024;
+
+// A link opened from outside acts as if clicked in the front window.
+class FrontWindowLinkHost final : public LinkClickHost
+{
+public:
+    explicit FrontWindowLinkHost(JW3Controller &controller)
+        : m_controller(controller)
+    {
+    }
+
+    MemoPtr noteDataWithID(qint64 memoID) override { return m_controller.tree().noteDataWithID(memoID); }
+    void openWindowAndShowMemo(const MemoPtr &memo) override { (void)m_controller.openWindowAndShowMemo(memo); }
+    void showMemoInThisWindow(const MemoPtr &memo) override { m_controller.showMemoInWindow(memo); }
+    bool openUrl(const QUrl &url) override { return QDesktopServices::openUrl(url); }
+
+private:
+    JW3Controller &m_controller;
+};
 
 } // namespace
 
@@ -279,6 +299,32 @@ void JW3Controller::restartServer()
 void JW3Controller::refreshFontMenu()
 {
     NotificationCenter::defaultCenter().post(NotificationNames::JW3RefreshFontMenu, this);
+}
+
+// --- Links from other programs -----------------------------------------------------------
+
+bool JW3Controller::openLink(const QString &link)
+{
+    // Desktops hand URLs on with the scheme in lower case.
+    QString normalized = link;
+    const QString header = QStringLiteral("Jotwell3://");
+    if (normalized.startsWith(header, Qt::CaseInsensitive))
+        normalized.replace(0, header.size(), header);
+    FrontWindowLinkHost host(*this);
+    switch (LinkClick::resolve(host, normalized)) {
+    case LinkClick::Outcome::ShowedPage:
+    case LinkClick::Outcome::OpenedPageWindow:
+    case LinkClick::Outcome::OpenedMailLocation:
+    case LinkClick::Outcome::OpenedMailFile:
+    case LinkClick::Outcome::OpenedUrl:
+        return true;
+    case LinkClick::Outcome::NoPageID:
+    case LinkClick::Outcome::MissingPage:
+    case LinkClick::Outcome::MissingMailFile:
+    case LinkClick::Outcome::NotALink:
+        break;
+    }
+    return false;
 }
 
 // --- Clipping ---------------------------------------------------------------------------

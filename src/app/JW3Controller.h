@@ -81,6 +81,16 @@ public:
     /** A page made from the file at @p path (RTF, RTFD or text); an error when it cannot be read. */
     Result<MemoPtr> clipFile(const QString &path);
 
+    // --- Links from other programs ----------------------------------------------------
+    /**
+     * Opens the link @p link as a click on it in the front window would: a
+     * page link shows its page there (or in a new window with
+     * "/OpenWithNewWindow"); any other URL goes to the desktop. A page that
+     * no longer exists does nothing but log a line. Answers whether a page
+     * or URL was opened.
+     */
+    bool openLink(const QString &link);
+
     // --- DataStoreHost ------------------------------------------------------------
     [[nodiscard]] QList<qint64> openWindowRootIDs() const override;
     /** Opens a window on the page with @p memoID; nothing when there is none. */

@@ -63,6 +63,8 @@ SingleInstance::HandOver SingleInstance::handOver(const QString &serviceName, co
         call(QStringLiteral("ClipFile"), {request.clipFile});
     if (!request.filesToOpen.isEmpty())
         call(QStringLiteral("Open"), {request.filesToOpen});
+    for (const QString &link : request.linksToOpen)
+        call(QStringLiteral("OpenLink"), {link});
     // Whatever was asked, the user expects to see the application now.
     call(QStringLiteral("Activate"), {});
 

@@ -1,15 +1,20 @@
 #include "NoteTextView.h"
 
+#include "NoteTextMenu.h"
+
 #include "model/JWMemo.h"
 #include "platform/ArchivedValues.h"
 #include "platform/Localization.h"
 #include "platform/TypedStreamDecoder.h"
 #include "platform/UserDefaults.h"
 #include "text/TextInformation.h"
+#include "text/TextLinks.h"
 #include "text/TextStyling.h"
 #include "util/CalendarFormat.h"
 
 #include <QApplication>
+#include <QContextMenuEvent>
+#include <QMenu>
 #include <QMouseEvent>
 #include <QTextBlock>
 #include <QTextCursor>
@@ -276,6 +281,23 @@ void NoteTextView::insertTimeStamp()
     const QString stamp = CalendarFormat::format(now, localizedString(QStringLiteral("DateStampFormat"))) + weekday
         + CalendarFormat::format(now, localizedString(QStringLiteral("TimeStampFormat")));
     textCursor().insertText(stamp);
+}
+
+void NoteTextView::removeLink()
+{
+    TextLinks::removeLink(*document(), TextSpan::selection(textCursor()).toRange());
+}
+
+std::unique_ptr<QMenu> NoteTextView::menuForEvent(const QPoint &position)
+{
+    std::unique_ptr<QMenu> menu(createStandardContextMenu(position));
+    NoteTextMenu::addEntries(*this, *menu);
+    return menu;
+}
+
+void NoteTextView::contextMenuEvent(QContextMenuEvent *event)
+{
+    menuForEvent(event->pos())->exec(event->globalPos());
 }
 
 void NoteTextView::setChangingBackgroundColor(bool on)

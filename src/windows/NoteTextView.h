@@ -12,6 +12,7 @@
 #include <optional>
 
 class JWMemo;
+class QMenu;
 using MemoPtr = std::shared_ptr<JWMemo>;
 
 /**
@@ -84,6 +85,13 @@ public:
     // --- Commands -------------------------------------------------------------------
     /** Replaces the selection by the date, the weekday and the time, as one undoable step. */
     void insertTimeStamp();
+    /**
+     * The context menu for a click at @p position (in viewport coordinates):
+     * Qt's editing commands and the view's own (see NoteTextMenu).
+     */
+    [[nodiscard]] std::unique_ptr<QMenu> menuForEvent(const QPoint &position);
+    /** Takes the links off the selected text (with their colour and underline), as one undoable step. */
+    void removeLink();
 
     /** How long the counts wait after an edit of a text of @p length characters, in milliseconds. */
     [[nodiscard]] static int summaryDelayForLength(qsizetype length);
@@ -101,8 +109,13 @@ Q_SIGNALS:
      */
     void textSummaryChanged();
     void changingBackgroundColorChanged(bool on);
+    /** The user asked to set or change the selection's link (the window shows the link sheet). */
+    void editLinkRequested();
+    /** The user asked to highlight the selection (the window shows the colour dialog). */
+    void changeTextBackgroundColorRequested();
 
 protected:
+    void contextMenuEvent(QContextMenuEvent *event) override;
     void mousePressEvent(QMouseEvent *event) override;
     void mouseMoveEvent(QMouseEvent *event) override;
     void mouseReleaseEvent(QMouseEvent *event) override;

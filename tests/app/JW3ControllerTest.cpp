@@ -326,6 +326,29 @@ TEST_F(ControllerTest, clippedFilesAreReadByTheirKindAndBadOnesAreRefused)
     EXPECT_EQ(controller->tree().parentOfClippingMemo()->children().size(), pages);
 }
 
+TEST_F(ControllerTest, pageLinksFromOtherProgramsShowTheirPage)
+{
+    auto controller = makeController();
+    controller->startUp();
+    MemoPtr chapter = addPage(*controller, QStringLiteral("Chapter"));
+    MemoPtr section = addPage(*controller, QStringLiteral("Section"), chapter);
+    const QString id = QString::number(section->memoID());
+
+    EXPECT_TRUE(controller->openLink(QStringLiteral("Jotwell3://pageid/") + id + u'/'));
+    EXPECT_EQ(controller->windowControllers().size(), 1u);
+    EXPECT_EQ(controller->frontWindowController()->selectedMemo(), section);
+
+    // The scheme's case is the other program's; a new window opens on the page's parent.
+    EXPECT_TRUE(controller->openLink(QStringLiteral("jotwell3://pageid/") + id + QStringLiteral("/OpenWithNewWindow")));
+    ASSERT_EQ(controller->windowControllers().size(), 2u);
+    EXPECT_EQ(controller->windowControllers().back()->rootMemo(), chapter);
+    EXPECT_EQ(controller->windowControllers().back()->selectedMemo(), section);
+
+    EXPECT_FALSE(controller->openLink(QStringLiteral("Jotwell3://pageid/999999/")));
+    EXPECT_FALSE(controller->openLink(QStringLiteral("Jotwell3://pageid/not-a-number/")));
+    EXPECT_EQ(controller->windowControllers().size(), 2u);
+}
+
 TEST_F(ControllerTest, closingEveryWindowForAFolderSwitchLetsGoOfWindowsThatDoNotSaySo)
 {
     auto controller = makeController();

@@ -42,6 +42,9 @@ out=$("$binary" --clip-file "$HOME/missing.txt" 2>&1) || status=$?
 [ "$status" -eq 1 ] || fail "a file that does not exist was reported with status $status"
 grep -q "missing.txt cannot be clipped" <<<"$out" || fail "no clear message for a missing file: $out"
 
+# A page link clicked in another program reaches the running application.
+"$binary" "jotwell3://pageid/1/" || fail "the hand-over of a page link failed"
+
 # Another data folder is another application: it starts on its own.
 other="$HOME/other"
 out=$(XDG_CONFIG_HOME="$other/config" XDG_DATA_HOME="$other/data" "$binary" --self-test 2>&1) \

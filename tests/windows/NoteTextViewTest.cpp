@@ -5,6 +5,7 @@
 #include "platform/UserDefaults.h"
 #include "windows/NoteTextView.h"
 
+#include <QMenu>
 #include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
@@ -212,6 +213,60 @@ TEST_F(NoteTextViewTest, theTimeStampIsOneUndoableInsertion)
     EXPECT_TRUE(stamp.match(view->toPlainText()).hasMatch()) << view->toPlainText().toStdString();
     view->document()->undo();
     EXPECT_EQ(view->toPlainText(), QStringLiteral("Log: "));
+}
+
+QAction *findAction(const QMenu &menu, const QString &title)
+{
+    for (QAction *action : menu.actions()) {
+        if (action->text() == title)
+            return action;
+        if (action->menu())
+            if (QAction *found = findAction(*action->menu(), title))
+                return found;
+    }
+    return nullptr;
+}
+
+TEST_F(NoteTextViewTest, theContextMenuOffersLinkAndFormatCommandsForASelection)
+{
+    view->setHtml(QStringLiteral("<p>plain <a href=\"https://example.org/\" style=\"color:#0000ff\">linked</a></p>"));
+    select(1, 1);
+    std::unique_ptr<QMenu> menu = view->menuForEvent({5, 5});
+    EXPECT_EQ(findAction(*menu, QStringLiteral("Edit Link...")), nullptr);
+    EXPECT_EQ(findAction(*menu, QStringLiteral("Export Every Attachment...")), nullptr);
+    ASSERT_NE(findAction(*menu, QStringLiteral("Scripts")), nullptr);
+
+    select(6, 12);
+    menu = view->menuForEvent({5, 5});
+    QSignalSpy editLink(view.get(), &NoteTextView::editLinkRequested);
+    findAction(*menu, QStringLiteral("Edit Link..."))->trigger();
+    EXPECT_EQ(editLink.count(), 1);
+
+    // Our entries come after Qt's Paste, before Delete and Select All.
+    const QList<QAction *> actions = menu->actions();
+    const auto indexOf = [&](const QString &name) {
+        for (qsizetype i = 0; i < actions.size(); ++i)
+            if (actions.at(i)->objectName() == name || actions.at(i)->text() == name)
+                return i;
+        return qsizetype(-1);
+    };
+    EXPECT_LT(indexOf(QStringLiteral("edit-paste")), indexOf(QStringLiteral("Edit Link...")));
+    EXPECT_LT(indexOf(QStringLiteral("Highlight Text...")), indexOf(QStringLiteral("select-all")));
+
+    findAction(*menu, QStringLiteral("Remove Link"))->trigger();
+    QTextCursor atLink(view->document());
+    atLink.setPosition(8);
+    EXPECT_FALSE(atLink.charFormat().isAnchor());
+    view->document()->undo();
+    atLink.setPosition(8);
+    EXPECT_TRUE(atLink.charFormat().isAnchor());
+
+    findAction(*menu, QStringLiteral("24"))->trigger();
+    atLink.setPosition(8);
+    EXPECT_EQ(atLink.charFormat().fontPointSize(), 24);
+    findAction(*menu, QStringLiteral("Red"))->trigger();
+    atLink.setPosition(8);
+    EXPECT_EQ(atLink.charFormat().foreground().color(), QColor(Qt::red));
 }
 
 } // namespace

@@ -1,0 +1,235 @@
+#include "common/FreshUserTest.h"
+#include "model/JWMemo.h"
+#include "text/LinkClick.h"
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFile>
+#include <QStringList>
+#include <QUrl>
+
+#include <map>
+
+namespace {
+
+using LinkClick::Outcome;
+
+// Records what a click asks of the application, with pages by ID.
+class RecordingHost : public LinkClickHost
+{
+public:
+    MemoPtr noteDataWithID(qint64 memoID) override
+    {
+        lookups.append(memoID);
+        const auto found = pages.find(memoID);
+        return found == pages.end() ? nullptr : found->second;
+    }
+    void openWindowAndShowMemo(const MemoPtr &memo) override { newWindow.append(memo); }
+    void showMemoInThisWindow(const MemoPtr &memo) override { thisWindow.append(memo); }
+    bool openUrl(const QUrl &url) override
+    {
+        urls.append(url);
+        return desktopWorks;
+    }
+
+    std::map<qint64, MemoPtr> pages;
+    QList<qint64> lookups;
+    QList<MemoPtr> newWindow;
+    QList<MemoPtr> thisWindow;
+    QList<QUrl> urls;
+    bool desktopWorks = true;
+};
+
+// Passes locations on as text, as a desktop host does.
+class TextHost : public RecordingHost
+{
+public:
+    bool openLocation(const QString &location) override
+    {
+        locations.append(location);
+        return true;
+    }
+    QStringList locations;
+};
+
+// Collects the lines of the links' log category while it lives.
+class LinkLog
+{
+public:
+    LinkLog()
+    {
+        s_lines.clear();
+        s_previous = qInstallMessageHandler(&LinkLog::handle);
+    }
+    ~LinkLog() { qInstallMessageHandler(s_previous); }
+    LinkLog(const LinkLog &) = delete;
+    LinkLog &operator=(const LinkLog &) = delete;
+
+    [[nodiscard]] qsizetype count() const { return s_lines.size(); }
+    void clear() { s_lines.clear(); }
+
+private:
+    static void handle(QtMsgType, const QMessageLogContext &context, const QString &message)
+    {
+        if (context.category && QByteArray(context.category) == "jw.text.links")
+            s_lines.append(message);
+    }
+    static inline QtMessageHandler s_previous = nullptr;
+    static inline QStringList s_lines;
+};
+
+void createFile(const QString &path)
+{
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write("From: someone\n");
+}
+
+class LinkClickTest : public FreshUserTest
+{
+protected:
+    void SetUp() override
+    {
+        FreshUserTest::SetUp();
+        m_maildir = qgetenv("MAILDIR");
+        qunsetenv("MAILDIR");
+        host.pages[42] = JWMemo::bareMemo();
+    }
+    void TearDown() override
+    {
+        if (m_maildir.isNull())
+            qunsetenv("MAILDIR");
+        else
+            qputenv("MAILDIR", m_maildir);
+        FreshUserTest::TearDown();
+    }
+
+    TextHost host;
+    LinkLog log;
+
+private:
+    QByteArray m_maildir;
+};
+
+TEST_F(LinkClickTest, pageLinksShowTheirPageHereOrInANewWindow)
+{
+    EXPECT_EQ(LinkClick::resolve(host, QStringLiteral("Jotwell3://pageid/42/")), Outcome::ShowedPage);
+    EXPECT_EQ(LinkClick::resolve(host, QStringLiteral("Jotwell3://pageid/42.0/OpenWithNewWindow")),
+              Outcome::OpenedPageWindow);
+    ASSERT_EQ(host.thisWindow.size(), 1);
+    EXPECT_EQ(host.thisWindow.first(), host.pages[42]);
+    ASSERT_EQ(host.newWindow.size(), 1);
+    EXPECT_EQ(host.newWindow.first(), host.pages[42]);
+    EXPECT_EQ(log.count(), 0);
+
+    EXPECT_EQ(LinkClick::resolve(host, QStringLiteral("Jotwell3://pageid/7/OpenWithNewWindow")), Outcome::MissingPage);
+    EXPECT_EQ(host.lookups, (QList<qint64>{42, 42, 7}));
+    EXPECT_EQ(log.count(), 1);
+
+    // Links that name no page look nothing up and show nothing.
+    const QString huge = QStringLiteral("Jotwell3://pageid/") + QString(1 << 20, u'1') + u'/';
+    for (const QString &bad : {QStringLiteral("Jotwell3://pageid//"), QStringLiteral("Jotwell3://pageid/abc/"),
+                               QStringLiteral("Jotwell3://pageid/99999999999999999999/"), huge})
+        EXPECT_EQ(LinkClick::resolve(host, bad), Outcome::NoPageID);
+    EXPECT_EQ(host.lookups.size(), 3);
+    EXPECT_EQ(host.thisWindow.size() + host.newWindow.size(), 2);
+    EXPECT_TRUE(host.urls.isEmpty());
+    EXPECT_EQ(log.count(), 5);
+}
+
+TEST_F(LinkClickTest, mailLocationsGoToTheDesktopAsText)
+{
+    EXPECT_EQ(LinkClick::resolve(host, QStringLiteral("message:%3Cid@example.com%3E")), Outcome::OpenedMailLocation);
+    EXPECT_EQ(LinkClick::resolve(host, QStringLiteral("message:%3Ca%3Eb")), Outcome::OpenedMailLocation);
+    EXPECT_EQ(host.locations,
+              (QStringList{QStringLiteral("message:<id@example.com>"), QStringLiteral("message:<a%3Eb")}));
+    EXPECT_TRUE(host.urls.isEmpty());
+
+    // A host that cannot pass text on gets the location as a URL.
+    RecordingHost urlsOnly;
+    EXPECT_EQ(LinkClick::resolve(urlsOnly, QStringLiteral("message:%3Cid@example.com%3E")),
+              Outcome::OpenedMailLocation);
+    ASSERT_EQ(urlsOnly.urls.size(), 1);
+    EXPECT_EQ(urlsOnly.urls.first().scheme(), QStringLiteral("message"));
+    EXPECT_EQ(urlsOnly.urls.first().path(), QStringLiteral("<id@example.com>"));
+}
+
+TEST_F(LinkClickTest, mailMessageFilesAreFoundInTheMailFoldersThatExist)
+{
+    EXPECT_TRUE(LinkClick::mailFolders().isEmpty());
+    EXPECT_EQ(LinkClick::resolve(host, QStringLiteral("mailMessageID:12345")), Outcome::MissingMailFile);
+    EXPECT_EQ(log.count(), 1);
+
+    const QString message = home() + QStringLiteral("/.mail/work/cur/12345.1700000000.host:2,S");
+    createFile(message);
+    createFile(home() + QStringLiteral("/.mail/work/cur/99999.eml"));
+    QDir().mkpath(home() + QStringLiteral("/.mail/work/123456789"));
+    EXPECT_EQ(LinkClick::mailFolders(), QStringList{home() + QStringLiteral("/.mail")});
+    EXPECT_EQ(LinkClick::resolve(host, QStringLiteral("mailMessageID:12345")), Outcome::OpenedMailFile);
+    ASSERT_EQ(host.urls.size(), 1);
+    EXPECT_EQ(host.urls.first(), QUrl::fromLocalFile(message));
+
+    // The name is unescaped; $MAILDIR adds a folder after the usual ones.
+    const QString other = home() + QStringLiteral("/elsewhere");
+    createFile(other + QStringLiteral("/new/a b.eml"));
+    qputenv("MAILDIR", other.toLocal8Bit());
+    EXPECT_EQ(LinkClick::mailFolders(), (QStringList{home() + QStringLiteral("/.mail"), other}));
+    EXPECT_EQ(LinkClick::resolve(host, QStringLiteral("mailMessageID:a%20b")), Outcome::OpenedMailFile);
+    EXPECT_EQ(host.urls.last(), QUrl::fromLocalFile(other + QStringLiteral("/new/a b.eml")));
+
+    EXPECT_EQ(LinkClick::resolve(host, QStringLiteral("mailMessageID:")), Outcome::MissingMailFile);
+    EXPECT_EQ(LinkClick::resolve(host, QStringLiteral("mailMessageID:work")), Outcome::MissingMailFile);
+    EXPECT_EQ(host.urls.size(), 2);
+}
+
+TEST_F(LinkClickTest, theMailSearchStopsAfterItsLimit)
+{
+    const QString first = home() + QStringLiteral("/first");
+    const QString second = home() + QStringLiteral("/second");
+    for (int i = 0; i < 30; ++i)
+        createFile(first + QStringLiteral("/%1.eml").arg(i));
+    createFile(second + QStringLiteral("/wanted.eml"));
+
+    EXPECT_EQ(LinkClick::findMailMessage(QStringLiteral("wanted"), {first, second}, 100),
+              second + QStringLiteral("/wanted.eml"));
+    EXPECT_FALSE(LinkClick::findMailMessage(QStringLiteral("wanted"), {first, second}, 30));
+    EXPECT_EQ(LinkClick::findMailMessage(QStringLiteral("wanted"), {first, second}, 31),
+              second + QStringLiteral("/wanted.eml"));
+    EXPECT_FALSE(LinkClick::findMailMessage(QStringLiteral("wanted"), {home() + QStringLiteral("/none")}, 100));
+}
+
+TEST_F(LinkClickTest, everyOtherURLGoesToTheDesktop)
+{
+    const QString missingFolder = QUrl::fromLocalFile(home() + QStringLiteral("/gone/")).toString();
+    for (const QString &url : {QStringLiteral("https://example.com/a%20b"), missingFolder,
+                               QStringLiteral("mailto:me@example.com")})
+        EXPECT_EQ(LinkClick::resolve(host, url), Outcome::OpenedUrl);
+    ASSERT_EQ(host.urls.size(), 3);
+    EXPECT_EQ(host.urls.at(0).toString(QUrl::FullyEncoded), QStringLiteral("https://example.com/a%20b"));
+    EXPECT_EQ(host.urls.at(1).toLocalFile(), home() + QStringLiteral("/gone/"));
+    EXPECT_EQ(log.count(), 0);
+
+    host.desktopWorks = false;
+    EXPECT_EQ(LinkClick::resolve(host, QStringLiteral("https://example.com/")), Outcome::OpenedUrl);
+    EXPECT_EQ(log.count(), 1);
+
+    log.clear();
+    const std::map<QString, Outcome> others = {
+        {QString(), Outcome::NotALink},
+        {QStringLiteral("no scheme here"), Outcome::NotALink},
+        {QStringLiteral("http://[broken"), Outcome::NotALink},
+        // Not a page link: the header is case-sensitive.
+        {QStringLiteral("jotwell3://pageid/42/"), Outcome::OpenedUrl},
+    };
+    for (const auto &[text, outcome] : others)
+        EXPECT_EQ(LinkClick::resolve(host, text), outcome) << text.toStdString();
+    EXPECT_EQ(log.count(), 4);
+    EXPECT_TRUE(host.lookups.isEmpty());
+
+    const QString huge = QStringLiteral("https://example.com/") + QString(1 << 20, u'x');
+    EXPECT_EQ(LinkClick::resolve(host, huge), Outcome::OpenedUrl);
+}
+
+} // namespace
