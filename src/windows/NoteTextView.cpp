@@ -1,5 +1,6 @@
 #include "NoteTextView.h"
 
+#include "ImageScaling.h"
 #include "NoteTextMenu.h"
 
 #include "model/JWMemo.h"
@@ -15,6 +16,7 @@
 #include <QApplication>
 #include <QContextMenuEvent>
 #include <QMenu>
+#include <QMimeData>
 #include <QMouseEvent>
 #include <QTextBlock>
 #include <QTextCursor>
@@ -89,6 +91,48 @@ void NoteTextView::changeBGColor()
     palette.setColor(QPalette::Base, color);
     setPalette(palette);
     viewport()->setAutoFillBackground(true);
+}
+
+void NoteTextView::setScaleImages(bool on)
+{
+    m_scaleImages = on;
+    applyImageScaling();
+}
+
+void NoteTextView::applyImageScaling()
+{
+    const qreal margins = 2 * document()->documentMargin();
+    ImageScaling::install(*document())->setMaximumWidth(m_scaleImages, viewport()->width() - margins);
+}
+
+void NoteTextView::resizeEvent(QResizeEvent *event)
+{
+    QTextEdit::resizeEvent(event);
+    if (m_scaleImages)
+        applyImageScaling();
+}
+
+void NoteTextView::setPlainTextMode(bool plain)
+{
+    setAcceptRichText(!plain);
+}
+
+bool NoteTextView::canInsertFromMimeData(const QMimeData *source) const
+{
+    if (isPlainTextMode())
+        return source->hasText();
+    return QTextEdit::canInsertFromMimeData(source);
+}
+
+void NoteTextView::insertFromMimeData(const QMimeData *source)
+{
+    if (!isPlainTextMode()) {
+        QTextEdit::insertFromMimeData(source);
+        return;
+    }
+    // Only the words: a plain page holds no formatting and no pictures.
+    if (source->hasText())
+        textCursor().insertText(source->text(), QTextCharFormat());
 }
 
 // --- Title line -------------------------------------------------------------------------

@@ -48,6 +48,17 @@ public:
     /** Applies the "BGColor" preference (an archived colour; white when unreadable). */
     void changeBGColor();
 
+    /** Shrinks pictures wider than the view to its width (the page's "scaleImages"), without changing the text. */
+    void setScaleImages(bool on);
+    [[nodiscard]] bool scaleImages() const { return m_scaleImages; }
+    /**
+     * A plain-text page's view: text pasted or dropped in loses its
+     * formatting and pictures are refused (setRichText and
+     * setImportsGraphics of a page view).
+     */
+    void setPlainTextMode(bool plain);
+    [[nodiscard]] bool isPlainTextMode() const { return !acceptRichText(); }
+
     // --- Title line ---------------------------------------------------------------
     /** The text before the first line break; the whole text without one. */
     [[nodiscard]] QString topLine() const;
@@ -115,6 +126,9 @@ Q_SIGNALS:
     void changeTextBackgroundColorRequested();
 
 protected:
+    void resizeEvent(QResizeEvent *event) override;
+    bool canInsertFromMimeData(const QMimeData *source) const override;
+    void insertFromMimeData(const QMimeData *source) override;
     void contextMenuEvent(QContextMenuEvent *event) override;
     void mousePressEvent(QMouseEvent *event) override;
     void mouseMoveEvent(QMouseEvent *event) override;
@@ -122,6 +136,7 @@ protected:
 
 private:
     void scheduleSummary();
+    void applyImageScaling();
 
     MemoPtr m_selectedMemo;
     QPointer<QTextDocument> m_originalStorage;
@@ -129,4 +144,5 @@ private:
     QPoint m_pressPosition;
     QString m_pressedLink;
     bool m_changingBackgroundColor = false;
+    bool m_scaleImages = false;
 };

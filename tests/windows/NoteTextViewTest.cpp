@@ -1,11 +1,17 @@
 #include "common/FreshUserTest.h"
+#include "common/TestImages.h"
+#include "platform/TextAttachment.h"
 #include "platform/ArchivedValues.h"
 #include "platform/Localization.h"
 #include "platform/TypedStreamWriter.h"
 #include "platform/UserDefaults.h"
 #include "windows/NoteTextView.h"
 
+#include <QAbstractTextDocumentLayout>
+#include <QClipboard>
+#include <QGuiApplication>
 #include <QMenu>
+#include <QMimeData>
 #include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
@@ -213,6 +219,61 @@ TEST_F(NoteTextViewTest, theTimeStampIsOneUndoableInsertion)
     EXPECT_TRUE(stamp.match(view->toPlainText()).hasMatch()) << view->toPlainText().toStdString();
     view->document()->undo();
     EXPECT_EQ(view->toPlainText(), QStringLiteral("Log: "));
+}
+
+TEST_F(NoteTextViewTest, widePicturesShrinkToTheViewWithoutChangingTheText)
+{
+    view->setPlainText(QStringLiteral("before "));
+    QTextCursor cursor(view->document());
+    cursor.movePosition(QTextCursor::End);
+    TextAttachments::insert(cursor, {QStringLiteral("wide.png"), encodedImage({2000, 100}, Qt::red), {}});
+    view->document()->clearUndoRedoStacks();
+    view->document()->setModified(false);
+    view->show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(view.get()));
+    const auto documentWidth = [&] { return view->document()->documentLayout()->documentSize().width(); };
+    EXPECT_GT(documentWidth(), 2000);
+
+    view->setScaleImages(true);
+    EXPECT_LE(documentWidth(), view->viewport()->width());
+    view->resize(300, 300);
+    EXPECT_LE(documentWidth(), view->viewport()->width());
+    EXPECT_FALSE(view->document()->isModified());
+    EXPECT_FALSE(view->document()->isUndoAvailable());
+    const auto attachments = TextAttachments::all(*view->document());
+    ASSERT_EQ(attachments.size(), 1);
+    EXPECT_TRUE(attachments.front().second.displaySize.isEmpty());
+
+    view->setScaleImages(false);
+    EXPECT_GT(documentWidth(), 2000);
+}
+
+TEST_F(NoteTextViewTest, aPlainPageTakesOnlyTheWordsOfWhatIsPasted)
+{
+    const auto copyRich = [] {
+        auto *rich = new QMimeData;
+        rich->setHtml(QStringLiteral("<b>bold</b> words"));
+        rich->setText(QStringLiteral("bold words"));
+        QGuiApplication::clipboard()->setMimeData(rich);
+    };
+    copyRich();
+    view->paste();
+    QTextCursor at(view->document());
+    at.setPosition(2);
+    EXPECT_EQ(at.charFormat().fontWeight(), QFont::Bold);
+
+    view->clear();
+    view->setPlainTextMode(true);
+    copyRich();
+    view->paste();
+    EXPECT_EQ(view->toPlainText(), QStringLiteral("bold words"));
+    at.setPosition(2);
+    EXPECT_NE(at.charFormat().fontWeight(), QFont::Bold);
+
+    auto *picture = new QMimeData;
+    picture->setImageData(QImage(10, 10, QImage::Format_RGB32));
+    QGuiApplication::clipboard()->setMimeData(picture);
+    EXPECT_FALSE(view->canPaste());
 }
 
 QAction *findAction(const QMenu &menu, const QString &title)
