@@ -5,7 +5,7 @@
 
 #include <benchmark/benchmark.h>
 
-#include <QGuiApplication>
+#include <QApplication>
 #include <QTemporaryDir>
 
 int main(int argc, char **argv)
@@ -17,7 +17,8 @@ int main(int argc, char **argv)
         return 2;
     useFreshHome(home.path());
 
-    QGuiApplication app(argc, argv);
+    // Widgets too: the page editor's benchmarks need a QApplication.
+    QApplication app(argc, argv);
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv))
         return 1;

@@ -9,6 +9,7 @@
 #include "platform/TypedStreamDecoder.h"
 #include "platform/UserDefaults.h"
 #include "text/TextInformation.h"
+#include "text/TextExport.h"
 #include "text/TextLinks.h"
 #include "text/TextStyling.h"
 #include "util/CalendarFormat.h"
@@ -74,6 +75,20 @@ NoteTextView::NoteTextView(QWidget *parent)
 }
 
 NoteTextView::~NoteTextView() = default;
+
+Status NoteTextView::setRTFDData(const QByteArray &data)
+{
+    auto *fresh = new QTextDocument(this);
+    fresh->setDefaultFont(document()->defaultFont());
+    const Status read = TextExport::setRTFDData(*fresh, data);
+    // The view's own document, if it was showing it, goes with setDocument():
+    // it is a child of the view.
+    setDocument(fresh);
+    m_originalStorage = fresh;
+    if (m_scaleImages)
+        applyImageScaling();
+    return read;
+}
 
 // --- Appearance ---------------------------------------------------------------------
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Result.h"
 #include "text/TextSpan.h"
 
 #include <QFont>
@@ -43,6 +44,14 @@ public:
     void setSelectedMemo(const MemoPtr &memo) { m_selectedMemo = memo; }
     /** The document the view was made with, to which it returns after sharing another view's. */
     [[nodiscard]] QTextDocument *originalStorage() const { return m_originalStorage; }
+
+    /**
+     * Shows the RTFD (or RTF) @p data as the view's own text. The text is
+     * read into a fresh document that then takes the old one's place, which
+     * is several times faster than filling a document the view lays out as
+     * it grows; the old document goes, with its undo steps.
+     */
+    Status setRTFDData(const QByteArray &data);
 
     // --- Appearance ---------------------------------------------------------------
     /** Applies the "BGColor" preference (an archived colour; white when unreadable). */

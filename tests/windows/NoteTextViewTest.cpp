@@ -1,6 +1,7 @@
 #include "common/FreshUserTest.h"
 #include "common/TestImages.h"
 #include "platform/TextAttachment.h"
+#include "text/TextExport.h"
 #include "platform/ArchivedValues.h"
 #include "platform/Localization.h"
 #include "platform/TypedStreamWriter.h"
@@ -274,6 +275,31 @@ TEST_F(NoteTextViewTest, aPlainPageTakesOnlyTheWordsOfWhatIsPasted)
     picture->setImageData(QImage(10, 10, QImage::Format_RGB32));
     QGuiApplication::clipboard()->setMimeData(picture);
     EXPECT_FALSE(view->canPaste());
+}
+
+TEST_F(NoteTextViewTest, aPageShownFromRTFDReplacesTheTextAndItsUndoSteps)
+{
+    QTest::keyClicks(view.get(), QStringLiteral("typed before"));
+    ASSERT_TRUE(view->document()->isUndoAvailable());
+    QTextDocument page;
+    page.setHtml(QStringLiteral("<p><b>Bold</b> and <a href=\"Jotwell3://pageid/7/\">a link</a></p>"));
+    ASSERT_TRUE(view->setRTFDData(TextExport::RTFDData(page)).ok());
+
+    EXPECT_EQ(view->toPlainText(), QStringLiteral("Bold and a link"));
+    EXPECT_FALSE(view->document()->isUndoAvailable());
+    EXPECT_EQ(view->originalStorage(), view->document());
+    QTextCursor at(view->document());
+    at.setPosition(12);
+    EXPECT_EQ(at.charFormat().anchorHref(), QStringLiteral("Jotwell3://pageid/7/"));
+    // Typing and counting go on in the new text.
+    QSignalSpy changed(view.get(), &NoteTextView::textSummaryChanged);
+    view->moveCursor(QTextCursor::End);
+    QTest::keyClicks(view.get(), QStringLiteral("!"));
+    EXPECT_TRUE(changed.wait(1000));
+    EXPECT_EQ(view->toPlainText(), QStringLiteral("Bold and a link!"));
+
+    EXPECT_FALSE(view->setRTFDData(QByteArray("neither RTF nor RTFD")).ok());
+    EXPECT_EQ(view->toPlainText(), QString());
 }
 
 QAction *findAction(const QMenu &menu, const QString &title)
