@@ -25,6 +25,9 @@
 
 namespace {
 
+// Room between the text and the view's edges, so that text never touches them.
+constexpr qreal kTextMargin = 10;
+
 const QString kBGColorKey = QStringLiteral("BGColor");
 const QString kDefaultFontKey = QStringLiteral("DefaultFont");
 const QString kDefaultFontSizeKey = QStringLiteral("DefaultFontSize");
@@ -62,6 +65,7 @@ NoteTextView::NoteTextView(QWidget *parent)
 {
     setMouseTracking(true);
     viewport()->setMouseTracking(true);
+    document()->setDocumentMargin(kTextMargin);
     m_summaryTimer.setSingleShot(true);
     connect(&m_summaryTimer, &QTimer::timeout, this, &NoteTextView::textSummaryChanged);
     connect(this, &QTextEdit::cursorPositionChanged, this, &NoteTextView::scheduleSummary);
@@ -80,6 +84,7 @@ Status NoteTextView::setRTFDData(const QByteArray &data)
 {
     auto *fresh = new QTextDocument(this);
     fresh->setDefaultFont(document()->defaultFont());
+    fresh->setDocumentMargin(kTextMargin);
     const Status read = TextExport::setRTFDData(*fresh, data);
     // The view's own document, if it was showing it, goes with setDocument():
     // it is a child of the view.
