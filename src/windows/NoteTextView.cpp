@@ -8,6 +8,7 @@
 #include "platform/Localization.h"
 #include "platform/TypedStreamDecoder.h"
 #include "platform/UserDefaults.h"
+#include "text/TextHighlight.h"
 #include "text/TextInformation.h"
 #include "text/TextExport.h"
 #include "text/TextLinks.h"
@@ -362,6 +363,15 @@ std::unique_ptr<QMenu> NoteTextView::menuForEvent(const QPoint &position)
 void NoteTextView::contextMenuEvent(QContextMenuEvent *event)
 {
     menuForEvent(event->pos())->exec(event->globalPos());
+}
+
+void NoteTextView::changeColor(const QColor &color)
+{
+    const TextRange selection = TextSpan::selection(textCursor()).toRange();
+    if (m_changingBackgroundColor)
+        TextHighlight::setBackgroundColor(*document(), color, selection);
+    else
+        TextStyling::changeTextColor(*document(), color, selection);
 }
 
 void NoteTextView::setChangingBackgroundColor(bool on)

@@ -116,6 +116,12 @@ public:
     /** How long the counts wait after an edit of a text of @p length characters, in milliseconds. */
     [[nodiscard]] static int summaryDelayForLength(qsizetype length);
 
+    /**
+     * A colour chosen in the colour dialog: the selection's text colour, or
+     * its highlight while changingBackgroundColor() is on.
+     */
+    void changeColor(const QColor &color);
+
     [[nodiscard]] bool changingBackgroundColor() const { return m_changingBackgroundColor; }
     void setChangingBackgroundColor(bool on);
 

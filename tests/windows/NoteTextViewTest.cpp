@@ -211,6 +211,23 @@ TEST_F(NoteTextViewTest, theBackgroundFollowsThePreference)
     EXPECT_EQ(view->palette().color(QPalette::Base), QColor(Qt::white));
 }
 
+TEST_F(NoteTextViewTest, inHighlightModeAChosenColourBecomesTheBackground)
+{
+    view->setPlainText(QStringLiteral("some words here"));
+    select(5, 10);
+    view->changeColor(Qt::blue);
+    QTextCursor at(view->document());
+    at.setPosition(7);
+    EXPECT_EQ(at.charFormat().foreground().color(), QColor(Qt::blue));
+    EXPECT_EQ(at.charFormat().background().style(), Qt::NoBrush);
+
+    view->setChangingBackgroundColor(true);
+    view->changeColor(Qt::yellow);
+    at.setPosition(7);
+    EXPECT_EQ(at.charFormat().background().color(), QColor(Qt::yellow));
+    EXPECT_EQ(at.charFormat().foreground().color(), QColor(Qt::blue));
+}
+
 TEST_F(NoteTextViewTest, theTimeStampIsOneUndoableInsertion)
 {
     view->setPlainText(QStringLiteral("Log: "));
