@@ -22,6 +22,7 @@
 #include <QMouseEvent>
 #include <QTextBlock>
 #include <QTextCursor>
+#include <QScopeGuard>
 #include <QTextDocument>
 
 namespace {
@@ -37,6 +38,8 @@ const QString kDefaultFontSizeKey = QStringLiteral("DefaultFontSize");
 // follow every keystroke, above it they wait for a pause.
 constexpr qsizetype kCountAtOnceBelow = 100'000;
 constexpr int kSummaryPauseMilliseconds = 400;
+// Pastes longer than this show the busy cursor while they are laid out.
+constexpr qsizetype kLargePaste = 1'000'000;
 
 bool isLineBreak(QChar c)
 {
@@ -147,6 +150,14 @@ bool NoteTextView::canInsertFromMimeData(const QMimeData *source) const
 
 void NoteTextView::insertFromMimeData(const QMimeData *source)
 {
+    // Laying out megabytes of pasted text takes seconds: say so.
+    const bool large = source->hasText() && source->text().size() > kLargePaste;
+    if (large)
+        QApplication::setOverrideCursor(Qt::WaitCursor);
+    const auto restoreCursor = qScopeGuard([large] {
+        if (large)
+            QApplication::restoreOverrideCursor();
+    });
     if (!isPlainTextMode()) {
         QTextEdit::insertFromMimeData(source);
         return;
