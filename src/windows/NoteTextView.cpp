@@ -23,6 +23,7 @@
 #include <QTextBlock>
 #include <QTextCursor>
 #include <QScopeGuard>
+#include <QScrollBar>
 #include <QTextDocument>
 
 namespace {
@@ -65,8 +66,9 @@ qsizetype firstLineBreak(const QString &text)
 
 NoteTextView::NoteTextView(QWidget *parent)
     : QTextEdit(parent)
-    , m_originalStorage(document())
+    , m_ownDocument(std::make_unique<QTextDocument>())
 {
+    setDocument(m_ownDocument.get());
     setMouseTracking(true);
     viewport()->setMouseTracking(true);
     document()->setDocumentMargin(kTextMargin);
@@ -82,21 +84,91 @@ NoteTextView::NoteTextView(QWidget *parent)
     changeBGColor();
 }
 
-NoteTextView::~NoteTextView() = default;
+NoteTextView::~NoteTextView()
+{
+    // The editor must let go of documents it does not own before they go.
+    setDocument(nullptr);
+}
 
 Status NoteTextView::setRTFDData(const QByteArray &data)
 {
-    auto *fresh = new QTextDocument(this);
+    auto fresh = std::make_unique<QTextDocument>();
     fresh->setDefaultFont(document()->defaultFont());
     fresh->setDocumentMargin(kTextMargin);
     const Status read = TextExport::setRTFDData(*fresh, data);
-    // The view's own document, if it was showing it, goes with setDocument():
-    // it is a child of the view.
-    setDocument(fresh);
-    m_originalStorage = fresh;
+    setDocument(fresh.get());
+    m_ownDocument = std::move(fresh);
     if (m_scaleImages)
         applyImageScaling();
     return read;
+}
+
+void NoteTextView::showDocument(QTextDocument *shared)
+{
+    QTextDocument *shown = shared ? shared : m_ownDocument.get();
+    if (shown == document())
+        return;
+    setDocument(shown);
+    if (m_scaleImages)
+        applyImageScaling();
+}
+
+void NoteTextView::setString(const QString &text)
+{
+    setPlainText(text);
+}
+
+QByteArray NoteTextView::RTFDData() const
+{
+    return TextExport::RTFDData(*document());
+}
+
+QString NoteTextView::string() const
+{
+    return TextExport::string(*document());
+}
+
+TextRange NoteTextView::visibleRange() const
+{
+    const int first = cursorForPosition(QPoint(0, 0)).position();
+    const int last = cursorForPosition(QPoint(viewport()->width() - 1, viewport()->height() - 1)).position();
+    return TextRange{first, std::max(0, last - first)};
+}
+
+void NoteTextView::scrollRangeToVisible(const TextRange &range)
+{
+    // Scrolls without moving the caret: setting a cursor would bring the
+    // caret back into view when it is restored.
+    const TextSpan span = TextSpan::fit(range, *document());
+    QScrollBar *bar = verticalScrollBar();
+    const auto rectAt = [this](int position) {
+        QTextCursor cursor(document());
+        cursor.setPosition(position);
+        return cursorRect(cursor);
+    };
+    // The end first, then the start: the start stays in view when both cannot.
+    const QRect end = rectAt(span.end);
+    if (end.bottom() > viewport()->height())
+        bar->setValue(bar->value() + end.bottom() - viewport()->height());
+    else if (end.top() < 0)
+        bar->setValue(bar->value() + end.top());
+    const QRect start = rectAt(span.start);
+    if (start.top() < 0 || start.bottom() > viewport()->height())
+        bar->setValue(bar->value() + start.top());
+}
+
+TextRange NoteTextView::selectedRange() const
+{
+    return TextSpan::selection(textCursor()).toRange();
+}
+
+void NoteTextView::setSelectedRange(const TextRange &range)
+{
+    const TextSpan span = TextSpan::fit(range, *document());
+    QTextCursor cursor(document());
+    cursor.setPosition(span.start);
+    cursor.setPosition(span.end, QTextCursor::KeepAnchor);
+    setTextCursor(cursor);
 }
 
 // --- Appearance ---------------------------------------------------------------------

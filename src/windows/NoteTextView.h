@@ -1,5 +1,6 @@
 #pragma once
 
+#include "model/MemoTextView.h"
 #include "platform/Result.h"
 #include "text/TextSpan.h"
 
@@ -29,7 +30,7 @@ using MemoPtr = std::shared_ptr<JWMemo>;
  * same page shares the first one's document instead, so that both edit one
  * text, and returns to its own afterwards.
  */
-class NoteTextView : public QTextEdit
+class NoteTextView : public QTextEdit, public MemoTextView
 {
     Q_OBJECT
     /** While on, colours chosen in the colour dialog highlight the selection instead of colouring its text. */
@@ -43,7 +44,22 @@ public:
     [[nodiscard]] MemoPtr selectedMemo() const { return m_selectedMemo; }
     void setSelectedMemo(const MemoPtr &memo) { m_selectedMemo = memo; }
     /** The document the view was made with, to which it returns after sharing another view's. */
-    [[nodiscard]] QTextDocument *originalStorage() const { return m_originalStorage; }
+    [[nodiscard]] QTextDocument *originalStorage() const { return m_ownDocument.get(); }
+
+    // --- MemoTextView -----------------------------------------------------------------
+    [[nodiscard]] QTextDocument *textDocument() const override { return document(); }
+    [[nodiscard]] QTextDocument *ownDocument() const override { return originalStorage(); }
+    void showDocument(QTextDocument *shared) override;
+    Status loadRTFD(const QByteArray &data) override { return setRTFDData(data); }
+    void setString(const QString &text) override;
+    void setRichText(bool rich) override { setPlainTextMode(!rich); }
+    [[nodiscard]] bool isRichText() const override { return !isPlainTextMode(); }
+    [[nodiscard]] QByteArray RTFDData() const override;
+    [[nodiscard]] QString string() const override;
+    [[nodiscard]] TextRange visibleRange() const override;
+    void scrollRangeToVisible(const TextRange &range) override;
+    [[nodiscard]] TextRange selectedRange() const override;
+    void setSelectedRange(const TextRange &range) override;
 
     /**
      * Shows the RTFD (or RTF) @p data as the view's own text. The text is
@@ -82,7 +98,7 @@ public:
     /** The font of "DefaultFont" at "DefaultFontSize"; none unless both are set. */
     [[nodiscard]] static std::optional<QFont> defaultFont();
     /** Empties the text; typing then starts in the default font. */
-    void clearText();
+    void clearText() override;
     /** Resets the selection's font and attributes (the whole page with @p wholePage). */
     void initializeFont(bool wholePage = false);
     /** Resets @p range to the default font, removing links with @p deleteLink. Nothing without a default font. */
@@ -154,7 +170,9 @@ private:
     void applyImageScaling();
 
     MemoPtr m_selectedMemo;
-    QPointer<QTextDocument> m_originalStorage;
+    // The view's own text; not a child of the view, so that showing a shared
+    // document never deletes it.
+    std::unique_ptr<QTextDocument> m_ownDocument;
     QTimer m_summaryTimer;
     QPoint m_pressPosition;
     QString m_pressedLink;

@@ -211,6 +211,47 @@ TEST_F(NoteTextViewTest, theBackgroundFollowsThePreference)
     EXPECT_EQ(view->palette().color(QPalette::Base), QColor(Qt::white));
 }
 
+TEST_F(NoteTextViewTest, aSecondViewSharesTheFirstOnesTextAndReturnsToItsOwn)
+{
+    NoteTextView second;
+    second.setPlainText(QStringLiteral("second's own"));
+    view->setPlainText(QStringLiteral("shared text"));
+    second.showDocument(view->textDocument());
+    EXPECT_EQ(second.string(), QStringLiteral("shared text"));
+
+    // An edit in either view is the same edit.
+    second.setSelectedRange({0, 6});
+    QTest::keyClicks(&second, QStringLiteral("common"));
+    EXPECT_EQ(view->string(), QStringLiteral("common text"));
+    EXPECT_EQ(second.selectedRange(), (TextRange{6, 0}));
+
+    second.showDocument(nullptr);
+    EXPECT_EQ(second.string(), QStringLiteral("second's own"));
+    EXPECT_EQ(view->string(), QStringLiteral("common text"));
+    EXPECT_EQ(second.textDocument(), second.ownDocument());
+}
+
+TEST_F(NoteTextViewTest, theVisibleRangeFollowsScrolling)
+{
+    QStringList lines;
+    for (int i = 0; i < 400; ++i)
+        lines << QStringLiteral("line %1").arg(i);
+    view->setPlainText(lines.join(u'\n'));
+    view->show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(view.get()));
+    QTest::qWait(50);
+    const TextRange top = view->visibleRange();
+    EXPECT_EQ(top.location, 0);
+    EXPECT_GT(top.length, 0);
+
+    const int farDown = int(view->string().indexOf(QStringLiteral("line 300")));
+    view->scrollRangeToVisible({farDown, 8});
+    const TextRange shown = view->visibleRange();
+    EXPECT_LE(shown.location, farDown);
+    EXPECT_GE(shown.location + shown.length, farDown + 8);
+    EXPECT_EQ(view->selectedRange(), (TextRange{0, 0})); // scrolling leaves the caret alone
+}
+
 TEST_F(NoteTextViewTest, inHighlightModeAChosenColourBecomesTheBackground)
 {
     view->setPlainText(QStringLiteral("some words here"));
