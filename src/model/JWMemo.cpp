@@ -121,6 +121,50 @@ QString qtDateFormat(const QString &calendarFormat)
 
 } // namespace
 
+// Pages read from one archive, registered for the notifications as one
+// receiver: see JWMemo::observeNotifications().
+class JWMemoObserverBatch final : public QObject, public std::enable_shared_from_this<JWMemoObserverBatch>
+{
+public:
+    // In the order they were made; null once destroyed.
+    std::vector<JWMemo *> pages;
+
+    // Delivers to the pages there were when the notification came, in order.
+    void deliver(const std::function<void(JWMemo &)> &handle)
+    {
+        const auto keepAlive = shared_from_this(); // a page's handler may destroy the last page
+        const size_t end = pages.size();
+        for (size_t i = 0; i < end; ++i) {
+            if (JWMemo *page = pages[i])
+                handle(*page);
+        }
+    }
+};
+
+namespace {
+
+// The batch new pages join, while MemoCoding reads a tree; see openObserverBatch().
+int s_observerBatchDepth = 0;
+std::weak_ptr<JWMemoObserverBatch> s_openObserverBatch;
+
+// What each page does on the notifications it observes.
+template<typename Register>
+void observeEach(Register &&add)
+{
+    // The menu command that shows every page as expandable, or not.
+    add(NotificationNames::JW3OpenNoteLeaf, [](JWMemo &page, const Notification &note) {
+        page.setOpenLeaf(note.userInfo.value(QStringLiteral("status")).toBool());
+    });
+    // Every save of the application asks each edited page to write its file.
+    add(NotificationNames::JW3SaveMemoContent, [](JWMemo &page, const Notification &) { page.save(); });
+    add(NotificationNames::JW3ConvertNoteTextToSetTitleAtFirstLine,
+        [](JWMemo &page, const Notification &) { page.convertNoteTextToSetTitleAtFirstLine(); });
+    add(NotificationNames::JW3ConvertNoteTextToSetTitleFromFirstLine,
+        [](JWMemo &page, const Notification &) { page.convertNoteTextToSetTitleFromFirstLine(); });
+}
+
+} // namespace
+
 JWMemo::JWMemo()
     : JWMemo(BareKey{})
 {
@@ -143,12 +187,14 @@ JWMemo::JWMemo(BareKey)
       m_webIconImage(QVariant::fromValue(nullptr)),
       m_windowAttribute(std::make_shared<JWWindowAttribute>())
 {
-    m_lockPasswordTimer.setSingleShot(true);
-    connect(&m_lockPasswordTimer, &QTimer::timeout, this, &JWMemo::lockPassword);
     observeNotifications();
 }
 
-JWMemo::~JWMemo() = default;
+JWMemo::~JWMemo()
+{
+    if (m_observerBatch)
+        m_observerBatch->pages[m_observerBatchIndex] = nullptr;
+}
 
 MemoPtr JWMemo::memo()
 {
@@ -197,19 +243,43 @@ QVariant JWMemo::value(const QString &key) const
     return RecordValues::valueForKey(*this, key);
 }
 
+void JWMemo::openObserverBatch()
+{
+    ++s_observerBatchDepth;
+}
+
+void JWMemo::closeObserverBatch()
+{
+    if (--s_observerBatchDepth == 0)
+        s_openObserverBatch.reset();
+}
+
 void JWMemo::observeNotifications()
 {
     NotificationCenter &center = NotificationCenter::defaultCenter();
-    // The menu command that shows every page as expandable, or not.
-    center.addObserver(this, NotificationNames::JW3OpenNoteLeaf, nullptr, [this](const Notification &note) {
-        setOpenLeaf(note.userInfo.value(QStringLiteral("status")).toBool());
-    });
-    // Every save of the application asks each edited page to write its file.
-    center.addObserver(this, NotificationNames::JW3SaveMemoContent, nullptr, [this](const Notification &) { save(); });
-    center.addObserver(this, NotificationNames::JW3ConvertNoteTextToSetTitleAtFirstLine, nullptr,
-                       [this](const Notification &) { convertNoteTextToSetTitleAtFirstLine(); });
-    center.addObserver(this, NotificationNames::JW3ConvertNoteTextToSetTitleFromFirstLine, nullptr,
-                       [this](const Notification &) { convertNoteTextToSetTitleFromFirstLine(); });
+    if (s_observerBatchDepth == 0) {
+        observeEach([&](const QString &name, void (*handle)(JWMemo &, const Notification &)) {
+            center.addObserver(this, name, nullptr, [this, handle](const Notification &note) { handle(*this, note); });
+        });
+        return;
+    }
+    // Pages read from an archive come by the thousand, one after another,
+    // with nothing else registering in between: registering them once, as a
+    // batch that delivers to them in the order they were made, is what
+    // registering each would do, at a fraction of the cost.
+    m_observerBatch = s_openObserverBatch.lock();
+    if (!m_observerBatch) {
+        m_observerBatch = std::make_shared<JWMemoObserverBatch>();
+        s_openObserverBatch = m_observerBatch;
+        JWMemoObserverBatch *batch = m_observerBatch.get();
+        observeEach([&](const QString &name, void (*handle)(JWMemo &, const Notification &)) {
+            center.addObserver(batch, name, nullptr, [batch, handle](const Notification &note) {
+                batch->deliver([&](JWMemo &page) { handle(page, note); });
+            });
+        });
+    }
+    m_observerBatchIndex = m_observerBatch->pages.size();
+    m_observerBatch->pages.push_back(this);
 }
 
 void JWMemo::setAsideStalePageFile()
@@ -263,8 +333,9 @@ qint64 JWMemo::takeNewIDKeepingText()
     // Two pages shared the old ID and so its one page file: whichever wrote
     // last owns it. Keep the file's text only if it is this page's.
     TextConverter converter;
-    if (!loadTextInto(converter) || converter.plainString() != m_plainText)
-        setMemoDataWithPlainText(m_plainText.isNull() ? QStringLiteral("") : m_plainText);
+    const QString text = plainText();
+    if (!loadTextInto(converter) || converter.plainString() != text)
+        setMemoDataWithPlainText(text.isNull() ? QStringLiteral("") : text);
     const qint64 id = assignNewID();
     // Not a change of content: the file is out of date, the date is not.
     if (assign(m_isEdited, true))
@@ -434,7 +505,7 @@ QByteArray JWMemo::memoData() const
         readPageFile();
     if (m_memoData.isNull()) {
         TextConverter converter;
-        converter.setString(m_plainText);
+        converter.setString(plainText());
         m_memoData = converter.RTFDData();
     }
     return m_memoData;
@@ -461,15 +532,28 @@ void JWMemo::setMemoDataWithPlainText(const QString &text)
     setMemoData(converter.RTFDData());
 }
 
+QString JWMemo::plainText() const
+{
+    return m_plainTextUtf8.isNull() ? m_plainText : QString::fromUtf8(m_plainTextUtf8);
+}
+
 void JWMemo::setPlainText(const QString &text)
 {
+    if (!m_plainTextUtf8.isNull()) {
+        if (QString::fromUtf8(m_plainTextUtf8) == text)
+            return;
+        m_plainTextUtf8 = QByteArray();
+        m_plainText = text;
+        Q_EMIT plainTextChanged();
+        return;
+    }
     if (assign(m_plainText, text))
         Q_EMIT plainTextChanged();
 }
 
 bool JWMemo::containsWordInText(const QString &word) const
 {
-    return m_plainText.contains(word, Qt::CaseInsensitive);
+    return plainText().contains(word, Qt::CaseInsensitive);
 }
 
 bool JWMemo::containsWordInTitle(const QString &word) const
@@ -556,8 +640,14 @@ void JWMemo::setUnlockedPassword(bool unlocked)
 {
     if (assign(m_unlockedPassword, unlocked))
         Q_EMIT unlockedPasswordChanged();
-    if (unlocked)
-        m_lockPasswordTimer.start(s_relockInterval); // restarts a running timer
+    if (unlocked) {
+        if (!m_lockPasswordTimer) {
+            m_lockPasswordTimer = std::make_unique<QTimer>();
+            m_lockPasswordTimer->setSingleShot(true);
+            connect(m_lockPasswordTimer.get(), &QTimer::timeout, this, &JWMemo::lockPassword);
+        }
+        m_lockPasswordTimer->start(s_relockInterval); // restarts a running timer
+    }
     changeIsLeaf();
     postReloadOutlineData();
 }
@@ -565,7 +655,8 @@ void JWMemo::setUnlockedPassword(bool unlocked)
 void JWMemo::lockPassword()
 {
     setUnlockedPassword(false);
-    m_lockPasswordTimer.stop();
+    if (m_lockPasswordTimer)
+        m_lockPasswordTimer->stop();
     changeIsLeaf();
     postReloadOutlineData();
 }
@@ -582,16 +673,40 @@ void JWMemo::setRelockInterval(std::chrono::milliseconds interval)
 
 // --- Plain fields -----------------------------------------------------------
 
+QDateTime JWMemo::createdAt() const
+{
+    if (m_createdAtInUtc) {
+        m_createdAt = m_createdAt.toLocalTime();
+        m_createdAtInUtc = false;
+    }
+    return m_createdAt;
+}
+
+QDateTime JWMemo::modifiedAt() const
+{
+    if (m_modifiedAtInUtc) {
+        m_modifiedAt = m_modifiedAt.toLocalTime();
+        m_modifiedAtInUtc = false;
+    }
+    return m_modifiedAt;
+}
+
+// Dates compare by the moment they stand for, so a date kept in UTC equals
+// the same moment in local time.
 void JWMemo::setCreatedAt(const QDateTime &date)
 {
-    if (assign(m_createdAt, date))
+    if (assign(m_createdAt, date)) {
+        m_createdAtInUtc = false;
         Q_EMIT createdAtChanged();
+    }
 }
 
 void JWMemo::setModifiedAt(const QDateTime &date)
 {
-    if (assign(m_modifiedAt, date))
+    if (assign(m_modifiedAt, date)) {
+        m_modifiedAtInUtc = false;
         Q_EMIT modifiedAtChanged();
+    }
 }
 
 void JWMemo::setReferenceNumber(int count)
@@ -703,8 +818,8 @@ void JWMemo::setSummary(const QString &textSummary)
     const auto formatted = [&format](const QDateTime &date) {
         return date.isValid() ? date.toString(format) : QStringLiteral("N/A");
     };
-    const QString summary = localizedString(QStringLiteral("     Creation: ")) + formatted(m_createdAt) + u'\n'
-        + localizedString(QStringLiteral("Last Modified: ")) + formatted(m_modifiedAt) + QStringLiteral("\n\n")
+    const QString summary = localizedString(QStringLiteral("     Creation: ")) + formatted(createdAt()) + u'\n'
+        + localizedString(QStringLiteral("Last Modified: ")) + formatted(modifiedAt()) + QStringLiteral("\n\n")
         + textSummary;
     if (assign(m_summary, summary))
         Q_EMIT summaryChanged();
@@ -836,9 +951,9 @@ QVariantMap JWMemo::dictionaryRepresentation() const
         children.append(child->dictionaryRepresentation());
     return {
         {QStringLiteral("Title"), m_title},
-        {QStringLiteral("NoteString"), m_plainText},
-        {QStringLiteral("CreationDate"), m_createdAt},
-        {QStringLiteral("LastUpdate"), m_modifiedAt},
+        {QStringLiteral("NoteString"), plainText()},
+        {QStringLiteral("CreationDate"), createdAt()},
+        {QStringLiteral("LastUpdate"), modifiedAt()},
         {QStringLiteral("Children"), children},
     };
 }

@@ -21,6 +21,7 @@
 #include <vector>
 
 class JWMemo;
+class JWMemoObserverBatch;
 class TextConverter;
 using MemoPtr = std::shared_ptr<JWMemo>;
 
@@ -233,7 +234,7 @@ public:
     /** Makes @p text the page's plain text and its rich text; a null string is ignored. */
     void setMemoDataWithPlainText(const QString &text);
 
-    [[nodiscard]] QString plainText() const { return m_plainText; }
+    [[nodiscard]] QString plainText() const;
     void setPlainText(const QString &text);
 
     /** Case-insensitive search in the plain text. */
@@ -293,7 +294,7 @@ public:
     /** Locks the page again: what the relock timer does when it fires. */
     void lockPassword();
     /** True while the relock timer runs. */
-    [[nodiscard]] bool isRelockPending() const { return m_lockPasswordTimer.isActive(); }
+    [[nodiscard]] bool isRelockPending() const { return m_lockPasswordTimer && m_lockPasswordTimer->isActive(); }
 
     /** The relock delay for pages unlocked from now on; kRelockInterval unless changed. */
     [[nodiscard]] static std::chrono::milliseconds relockInterval();
@@ -302,9 +303,9 @@ public:
 
     // --- Plain fields --------------------------------------------------------
 
-    [[nodiscard]] QDateTime createdAt() const { return m_createdAt; }
+    [[nodiscard]] QDateTime createdAt() const;
     void setCreatedAt(const QDateTime &date);
-    [[nodiscard]] QDateTime modifiedAt() const { return m_modifiedAt; }
+    [[nodiscard]] QDateTime modifiedAt() const;
     void setModifiedAt(const QDateTime &date);
 
     /** How often the page was put into a text view. */
@@ -454,6 +455,10 @@ private:
     friend struct MemoArchiveAccess;
 
     void observeNotifications();
+    // While a batch is open (see MemoCoding), new pages register for the
+    // application's notifications together; see observeNotifications().
+    static void openObserverBatch();
+    static void closeObserverBatch();
     void setAsideStalePageFile();
     void readPageFile() const;
     bool loadTextInto(TextConverter &converter) const;
@@ -466,7 +471,13 @@ private:
     QString m_title;
     // Null until set or first read from the page file.
     mutable QByteArray m_memoData;
+    // A page read from the data store keeps its plain text as the archive's
+    // UTF-8 (m_plainTextUtf8, sharing the file's bytes) until the text is
+    // set: most pages are never asked for it, and ten thousand texts
+    // converted at start-up cost more time and memory than the rest of the
+    // tree. Exactly one of the two holds the text; the other is null.
     QString m_plainText;
+    QByteArray m_plainTextUtf8;
     QColor m_titleColor;
     QColor m_titleCharacterColor;
     bool m_locked = false;
@@ -476,9 +487,15 @@ private:
     mutable bool m_pageFileRead = false;
     bool m_protectWithPassword = false;
     bool m_unlockedPassword = false;
-    QTimer m_lockPasswordTimer;
-    QDateTime m_createdAt;
-    QDateTime m_modifiedAt;
+    // Made when the page is first unlocked; most pages never are.
+    std::unique_ptr<QTimer> m_lockPasswordTimer;
+    // Dates read from the data store stay in UTC until first asked for (the
+    // m_...InUtc flags): turning every page's dates into local time is one
+    // of the costliest steps of reading a large store.
+    mutable QDateTime m_createdAt;
+    mutable QDateTime m_modifiedAt;
+    mutable bool m_createdAtInUtc = false;
+    mutable bool m_modifiedAtInUtc = false;
     int m_referenceNumber = 0;
     QStringList m_tags;
     bool m_hasTags = false;
@@ -500,6 +517,9 @@ private:
     QString m_summary;
     QString m_tempChildrenIds;
     std::weak_ptr<JWMemo> m_tempParentMemo;
+    // The registration this page shares with the pages read with it, and its place there.
+    std::shared_ptr<JWMemoObserverBatch> m_observerBatch;
+    size_t m_observerBatchIndex = 0;
 };
 
 Q_DECLARE_METATYPE(MemoPtr)

@@ -1,11 +1,13 @@
 #include "MemoCoding.h"
 
+#include "ArchivedGeometry.h"
 #include "ModelLog.h"
 #include "RecordValues.h"
 #include "WindowAttributeCoding.h"
 
 #include "platform/ArchivedValues.h"
 #include "platform/TypedStreamDecoder.h"
+#include "platform/TypedStreamStandardCoders.h"
 #include "platform/TypedStreamWriter.h"
 #include "util/GeometryStrings.h"
 
@@ -20,8 +22,17 @@ struct MemoArchiveAccess
     static qint64 &memoID(JWMemo &m) { return m.m_memoID; }
     static QString &title(JWMemo &m) { return m.m_title; }
     static std::vector<MemoPtr> &children(JWMemo &m) { return m.m_children; }
-    static QDateTime &createdAt(JWMemo &m) { return m.m_createdAt; }
-    static QDateTime &modifiedAt(JWMemo &m) { return m.m_modifiedAt; }
+    // Archived dates are kept in UTC; the page turns them into local time when asked.
+    static void setArchivedDates(JWMemo &m, const QDateTime &created, const QDateTime &modified)
+    {
+        m.m_createdAt = created;
+        m.m_createdAtInUtc = created.isValid();
+        m.m_modifiedAt = modified;
+        m.m_modifiedAtInUtc = modified.isValid();
+    }
+    // The dates as kept, for writing: the moment is what counts, not the zone.
+    static const QDateTime &createdAtAsKept(const JWMemo &m) { return m.m_createdAt; }
+    static const QDateTime &modifiedAtAsKept(const JWMemo &m) { return m.m_modifiedAt; }
     static int &referenceNumber(JWMemo &m) { return m.m_referenceNumber; }
     static QStringList &tags(JWMemo &m) { return m.m_tags; }
     static bool &hasTags(JWMemo &m) { return m.m_hasTags; }
@@ -29,7 +40,10 @@ struct MemoArchiveAccess
     static QColor &titleCharacterColor(JWMemo &m) { return m.m_titleCharacterColor; }
     static bool &locked(JWMemo &m) { return m.m_locked; }
     static bool &protectWithPassword(JWMemo &m) { return m.m_protectWithPassword; }
-    static QString &plainText(JWMemo &m) { return m.m_plainText; }
+    static void setPlainText(JWMemo &m, const QString &text) { m.m_plainText = text; }
+    // Valid UTF-8 that converts to a QString and back unchanged.
+    static void setPlainTextUtf8(JWMemo &m, const QByteArray &utf8) { m.m_plainTextUtf8 = utf8; }
+    static const QByteArray &plainTextUtf8(const JWMemo &m) { return m.m_plainTextUtf8; }
     static TextRange &scrollRange(JWMemo &m) { return m.m_scrollRange; }
     static TextRange &selectedRange(JWMemo &m) { return m.m_selectedRange; }
     static WindowAttributePtr &windowAttribute(JWMemo &m) { return m.m_windowAttribute; }
@@ -40,6 +54,15 @@ struct MemoArchiveAccess
     static QString &webURLStr(JWMemo &m) { return m.m_webURLStr; }
     static QVariant &webIconImage(JWMemo &m) { return m.m_webIconImage; }
     static bool &isEdited(JWMemo &m) { return m.m_isEdited; }
+
+    /** While one lives, the pages made register for notifications as one batch (see JWMemo). */
+    struct ObserverBatch
+    {
+        ObserverBatch() { JWMemo::openObserverBatch(); }
+        ~ObserverBatch() { JWMemo::closeObserverBatch(); }
+        ObserverBatch(const ObserverBatch &) = delete;
+        ObserverBatch &operator=(const ObserverBatch &) = delete;
+    };
 };
 
 namespace MemoCoding {
@@ -139,25 +162,50 @@ public:
 
     void range(const char *field, TextRange &out)
     {
-        QString text;
-        string(field, text);
-        if (m_error.isEmpty())
-            out = GeometryStrings::rangeFromString(text);
+        if (!m_error.isEmpty())
+            return;
+        auto value = m_decoder.decodeObjectKeepingUtf8();
+        if (!value)
+            return fail(field, value.errorMessage());
+        const QVariant text = unwrapped(value.value());
+        if (!ArchivedGeometry::isString(text))
+            return fail(field, QStringLiteral("a string was expected"));
+        out = ArchivedGeometry::range(text); // nil reads as ""
     }
 
+    /** The moment of a date (NSDate or NSCalendarDate), in UTC; its calendar format and zone are not kept. */
     void date(const char *field, QDateTime &out)
     {
-        auto value = object(field);
-        if (!value)
+        if (!m_error.isEmpty())
             return;
-        if (value->isNull())
-            out = QDateTime(); // unknown
-        else if (value->metaType() == QMetaType::fromType<ArchivedCalendarDate>())
-            out = value->value<ArchivedCalendarDate>().dateTime.toLocalTime();
-        else if (value->metaType() == QMetaType::fromType<QDateTime>())
-            out = value->toDateTime().toLocalTime();
-        else
-            fail(field, QStringLiteral("a date was expected"));
+        auto value = m_decoder.decodeObjectWith(TypedStreamStandardCoders::decodeMoment);
+        if (!value)
+            return fail(field, value.errorMessage());
+        out = value.value().isNull() ? QDateTime() : value.value().toDateTime(); // nil: unknown
+    }
+
+    /** A string that may stay in its archived UTF-8 (see TypedStreamDecoder::decodeObjectKeepingUtf8). */
+    void text(const char *field, QString &out, QByteArray &utf8)
+    {
+        if (!m_error.isEmpty())
+            return;
+        auto value = m_decoder.decodeObjectKeepingUtf8();
+        if (!value)
+            return fail(field, value.errorMessage());
+        if (value.value().metaType() == QMetaType::fromType<TypedStreamUtf8>()) {
+            utf8 = value.value().value<TypedStreamUtf8>().bytes;
+            return;
+        }
+        const QVariant string = unwrapped(value.value());
+        if (string.isNull()) {
+            out = QStringLiteral("");
+        } else if (string.metaType() != QMetaType::fromType<QString>()) {
+            fail(field, QStringLiteral("a string was expected"));
+        } else {
+            out = string.toString();
+            if (out.isNull())
+                out = QStringLiteral("");
+        }
     }
 
     void color(const char *field, QColor &out, const QColor &whenNil)
@@ -173,38 +221,47 @@ public:
             fail(field, QStringLiteral("a colour was expected"));
     }
 
+    /**
+     * The elements of an array, handed to @p each as they are read: no list
+     * is made for them. False in @p present for nil.
+     */
+    void elements(const char *field, const std::function<Status(QVariant)> &each, bool &present)
+    {
+        if (!m_error.isEmpty())
+            return;
+        auto value = m_decoder.decodeObjectWith([&each](TypedStreamDecoder &array) -> Result<QVariant> {
+            if (Status s = TypedStreamStandardCoders::decodeArrayElements(array, each); !s)
+                return Error{s.errorMessage()};
+            return QVariant(true);
+        });
+        if (!value)
+            return fail(field, value.errorMessage());
+        present = !value.value().isNull();
+    }
+
     void tags(QStringList &out, bool &present)
     {
-        auto value = object("tags");
-        if (!value)
-            return;
         out.clear();
-        present = !value->isNull();
-        if (!present)
-            return; // pages of some versions were written without tags
-        if (value->metaType() != QMetaType::fromType<QVariantList>())
-            return fail("tags", QStringLiteral("an array was expected"));
-        for (const QVariant &item : value->toList()) {
-            const QVariant tag = unwrapped(item);
+        // Pages of some versions were written without tags (nil).
+        elements("tags", [&out](QVariant item) -> Status {
+            const QVariant tag = unwrapped(std::move(item));
             if (tag.metaType() != QMetaType::fromType<QString>())
-                return fail("tags", QStringLiteral("an array of strings was expected"));
+                return Error{QStringLiteral("an array of strings was expected")};
             out.append(tag.toString());
-        }
+            return {};
+        }, present);
     }
 
     void children(std::vector<MemoPtr> &out)
     {
-        auto value = object("children");
-        if (!value || value->isNull())
-            return;
-        if (value->metaType() != QMetaType::fromType<QVariantList>())
-            return fail("children", QStringLiteral("an array was expected"));
-        for (const QVariant &item : value->toList()) {
-            MemoPtr child = unwrapped(item).value<MemoPtr>();
+        bool present = false;
+        elements("children", [&out](QVariant item) -> Status {
+            MemoPtr child = unwrapped(std::move(item)).value<MemoPtr>();
             if (!child)
-                return fail("children", QStringLiteral("an array of pages was expected"));
+                return Error{QStringLiteral("an array of pages was expected")};
             out.push_back(std::move(child));
-        }
+            return {};
+        }, present);
     }
 
     void windowAttribute(WindowAttributePtr &out)
@@ -244,6 +301,9 @@ private:
 Result<QVariant> decode(TypedStreamDecoder &decoder)
 {
     const qint64 version = decoder.versionForClassName(kClassName).value_or(kClassVersion);
+    // The pages of one tree are read one after another: they share their
+    // registration for the application's notifications.
+    const Access::ObserverBatch batch;
     const MemoPtr memo = JWMemo::bareMemo();
     JWMemo &m = *memo;
     FieldReader read(decoder);
@@ -251,8 +311,11 @@ Result<QVariant> decode(TypedStreamDecoder &decoder)
     read.integer("memoID", Access::memoID(m), 0, std::numeric_limits<qint64>::max());
     read.string("title", Access::title(m));
     read.children(Access::children(m));
-    read.date("createdAt", Access::createdAt(m));
-    read.date("modifiedAt", Access::modifiedAt(m));
+    QDateTime createdAt;
+    QDateTime modifiedAt;
+    read.date("createdAt", createdAt);
+    read.date("modifiedAt", modifiedAt);
+    Access::setArchivedDates(m, createdAt, modifiedAt);
     qint64 references = 0;
     read.integer("referenceNumber", references, std::numeric_limits<int>::min(), std::numeric_limits<int>::max());
     Access::referenceNumber(m) = int(references);
@@ -260,7 +323,13 @@ Result<QVariant> decode(TypedStreamDecoder &decoder)
     read.color("titleColor", Access::titleColor(m), ArchivedColor::clear().toColor().toRgb());
     read.flagObject("locked", Access::locked(m));
     read.flagObject("protectWithPassword", Access::protectWithPassword(m));
-    read.string("plainText", Access::plainText(m));
+    QString plainText;
+    QByteArray plainTextUtf8;
+    read.text("plainText", plainText, plainTextUtf8);
+    if (plainTextUtf8.isNull())
+        Access::setPlainText(m, plainText);
+    else
+        Access::setPlainTextUtf8(m, plainTextUtf8);
     read.range("scrollRange", Access::scrollRange(m));
     read.range("selectedRange", Access::selectedRange(m));
     read.windowAttribute(Access::windowAttribute(m));
@@ -300,6 +369,9 @@ Status encode(TypedStreamWriter &writer, const QVariant &value, qint64 version)
     };
     const auto color = [](const QColor &c) { return QVariant::fromValue(ArchivedColor::fromColor(c)); };
     const auto string = [](const QString &text) { return QVariant(text.isNull() ? QStringLiteral("") : text); };
+    // A text still in the UTF-8 it was read in is written from those bytes.
+    const QByteArray &plainTextUtf8 = Access::plainTextUtf8(*memo);
+    constexpr qsizetype kPlainText = 10;
 
     if (!memo->hasTags())
         qCWarning(lcModel, "Problem! Page %lld has no tag list", memo->memoID());
@@ -307,20 +379,22 @@ Status encode(TypedStreamWriter &writer, const QVariant &value, qint64 version)
         QVariant::fromValue(memo->memoID()),
         string(memo->title()),
         memo->childrenValue(),
-        date(memo->createdAt()),
-        date(memo->modifiedAt()),
+        date(Access::createdAtAsKept(*memo)),
+        date(Access::modifiedAtAsKept(*memo)),
         QVariant::fromValue(memo->referenceNumber()),
         memo->hasTags() ? QVariant::fromValue(memo->tags()) : QVariant(),
         color(memo->titleColor()),
         QVariant::fromValue(memo->locked()),
         QVariant::fromValue(memo->protectWithPassword()),
-        string(memo->plainText()),
+        plainTextUtf8.isNull() ? string(memo->plainText()) : QVariant(),
         GeometryStrings::stringFromRange(memo->scrollRange()),
         GeometryStrings::stringFromRange(memo->selectedRange()),
         QVariant::fromValue(memo->windowAttribute()),
     };
-    for (const QVariant &object : objects14) {
-        if (Status s = writer.encodeObject(object); !s)
+    for (qsizetype i = 0; i < objects14.size(); ++i) {
+        const Status s = i == kPlainText && !plainTextUtf8.isNull() ? writer.encodeStringBytes(plainTextUtf8)
+                                                                     : writer.encodeObject(objects14[i]);
+        if (!s)
             return Error{QStringLiteral("%1 %2: %3").arg(QLatin1String(kClassName)).arg(memo->memoID())
                              .arg(s.errorMessage())};
     }

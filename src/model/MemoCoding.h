@@ -20,7 +20,11 @@
  * live in the page files.
  *
  * A page read from an archive is not edited and keeps the ID it was stored
- * with; no new ID is taken.
+ * with; no new ID is taken. It keeps its plain text in the archive's UTF-8
+ * and its dates in UTC until they are asked for (JWMemo converts them then),
+ * and the pages of one archive share their registration for the
+ * application's notifications: reading a large tree costs little more than
+ * its bytes.
  */
 namespace MemoCoding {
 

@@ -1,5 +1,6 @@
 #include "WindowAttributeCoding.h"
 
+#include "ArchivedGeometry.h"
 #include "RecordValues.h"
 #include "platform/ArchivedValues.h"
 #include "platform/TypedStreamDecoder.h"
@@ -81,14 +82,14 @@ public:
 
     void rect(const char *field, void (JWWindowAttribute::*set)(const QRectF &))
     {
-        if (auto text = readString(field))
-            (m_record.*set)(GeometryStrings::rectFromString(*text));
+        if (auto text = readGeometry(field))
+            (m_record.*set)(ArchivedGeometry::rect(*text));
     }
 
     void size(const char *field, void (JWWindowAttribute::*set)(const QSizeF &))
     {
-        if (auto text = readString(field))
-            (m_record.*set)(GeometryStrings::sizeFromString(*text));
+        if (auto text = readGeometry(field))
+            (m_record.*set)(ArchivedGeometry::size(*text));
     }
 
     void selectionID()
@@ -129,6 +130,24 @@ public:
     }
 
 private:
+    // A geometry string, possibly still in UTF-8 (see ArchivedGeometry).
+    std::optional<QVariant> readGeometry(const char *field)
+    {
+        if (!m_error.isEmpty())
+            return std::nullopt;
+        auto value = m_decoder.decodeObjectKeepingUtf8();
+        if (!value) {
+            fail(field, value.errorMessage());
+            return std::nullopt;
+        }
+        const QVariant text = unwrapped(value.value());
+        if (!ArchivedGeometry::isString(text)) {
+            fail(field, QStringLiteral("a string was expected"));
+            return std::nullopt;
+        }
+        return text; // null: read as the platform does, no string, no numbers
+    }
+
     std::optional<QString> readString(const char *field)
     {
         if (!m_error.isEmpty())

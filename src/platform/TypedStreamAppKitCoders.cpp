@@ -102,6 +102,8 @@ Result<QVariant> decodeImage(TypedStreamDecoder &decoder)
 {
     ArchivedImage image;
     image.object = decoder.objectNode();
+    if (!image.object)
+        return Error{QStringLiteral("The archived image could not be read")};
     QSet<const TypedStreamObject *> seen;
     image.imageData = findImageData(*image.object, seen);
     return QVariant::fromValue(image);

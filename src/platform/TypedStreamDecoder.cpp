@@ -3,26 +3,13 @@
 #include "ArchivedValues.h"
 #include "TypedStreamReader.h"
 #include "TypedStreamTypes.h"
+#include "TypedStreamUnarchiver.h"
 
 #include <QSet>
 
 namespace {
 
 using Types = std::vector<TypedStreamType>;
-
-bool isIntegerCode(char code)
-{
-    return QByteArrayView("cCBsSiIlLqQ").contains(code);
-}
-
-bool compatible(char wanted, char found)
-{
-    if (wanted == found)
-        return true;
-    if (isIntegerCode(wanted) && isIntegerCode(found))
-        return true;
-    return (wanted == 'f' || wanted == 'd') && (found == 'f' || found == 'd');
-}
 
 Error groupError(const char *expected, const QByteArray &found)
 {
@@ -34,7 +21,8 @@ Error groupError(const char *expected, const QByteArray &found)
 
 struct TypedStreamDecoder::Context
 {
-    const TypedStreamArchive &archive;
+    const TypedStreamArchive *archive; // reading a tree
+    TypedStreamUnarchiver *stream;     // reading bytes
     const TypedStreamRegistry &registry;
     Options options;
     QHash<const TypedStreamObject *, QVariant> decoded;
@@ -58,21 +46,10 @@ struct TypedStreamDecoder::Context
     Result<QVariant> variantOf(TypedStreamDecoder &decoder, const TypedStreamType &type, const TypedStreamValue &value)
     {
         using Kind = TypedStreamValue::Kind;
-        const qint64 n = value.integer;
         switch (type.code) {
-        case 'c': return QVariant::fromValue(qint8(n));
-        case 'C': return QVariant::fromValue(quint8(n));
-        case 'B': return QVariant(n != 0);
-        case 's': return QVariant::fromValue(short(n));
-        case 'S': return QVariant::fromValue(ushort(n));
-        case 'i': return QVariant(int(n));
-        case 'I': return QVariant(uint(n));
-        case 'l': return QVariant::fromValue(long(n));
-        case 'L': return QVariant::fromValue(ulong(n));
-        case 'q': return QVariant(qlonglong(n));
-        case 'Q': return QVariant(qulonglong(n));
-        case 'f': return QVariant(float(value.real));
-        case 'd': return QVariant(value.real);
+        case 'c': case 'C': case 'B': case 's': case 'S': case 'i': case 'I': case 'l': case 'L':
+        case 'q': case 'Q': case 'f': case 'd':
+            return TypedStreamTypes::numberValue(type.code, value.integer, value.real);
         case '*': case '+': case ':': case '%':
             return value.kind == Kind::Nil ? QVariant() : QVariant(value.bytes);
         case '#':
@@ -101,7 +78,7 @@ struct TypedStreamDecoder::Context
 
 TypedStreamDecoder::TypedStreamDecoder(const TypedStreamArchive &archive, const TypedStreamRegistry &registry,
                                        Options options)
-    : m_ownedContext(new Context{archive, registry, options, {}, {}, {}, 0}),
+    : m_ownedContext(new Context{&archive, nullptr, registry, options, {}, {}, {}, 0}),
       m_context(m_ownedContext.get()),
       m_groups(&archive.groups)
 {
@@ -112,11 +89,35 @@ TypedStreamDecoder::TypedStreamDecoder(Context &context, TypedStreamObjectPtr ob
 {
 }
 
+TypedStreamDecoder::TypedStreamDecoder(TypedStreamUnarchiver &stream, const TypedStreamRegistry &registry,
+                                       Options options)
+    : m_ownedContext(new Context{nullptr, &stream, registry, options, {}, {}, {}, 0}),
+      m_context(m_ownedContext.get()),
+      m_stream(&stream)
+{
+}
+
+TypedStreamDecoder::TypedStreamDecoder(Context &context, TypedStreamUnarchiver &stream, qint32 streamObject)
+    : m_context(&context), m_stream(&stream), m_streamObject(streamObject)
+{
+}
+
 TypedStreamDecoder::~TypedStreamDecoder() = default;
 
 Result<QVariant> TypedStreamDecoder::unarchiveObjectWithData(const QByteArray &bytes,
                                                              const TypedStreamRegistry &registry, Options options)
 {
+    for (const bool keepUtf8 : {true, false}) {
+        TypedStreamUnarchiver unarchiver(bytes, registry, options, keepUtf8);
+        auto root = unarchiver.unarchiveRootObject();
+        if (!root && unarchiver.needsWholeTree())
+            break;
+        // A string handed out as UTF-8 and also as a QString would be two
+        // objects to the writer; rare enough to read everything again.
+        if (!root || !unarchiver.utf8StringShared())
+            return root;
+    }
+    // Something only the generic tree can represent: read that first.
     auto archive = TypedStreamReader::read(bytes);
     if (!archive)
         return Error{archive.errorMessage()};
@@ -128,10 +129,71 @@ Result<QVariant> TypedStreamDecoder::unarchiveObjectWithData(const QByteArray &b
 
 std::optional<qint64> TypedStreamDecoder::versionForClassName(QByteArrayView className) const
 {
-    return m_context->archive.versionForClassName(className);
+    if (m_context->stream)
+        return m_context->stream->versionForClassName(className);
+    return m_context->archive->versionForClassName(className);
+}
+
+bool TypedStreamDecoder::atEnd() const
+{
+    return streaming() ? m_stream->atEnd(*this) : m_next >= m_groups->size();
+}
+
+qsizetype TypedStreamDecoder::remainingGroups() const
+{
+    if (streaming())
+        return m_streamEnded ? 0 : m_stream->remainingBytes();
+    return qsizetype(m_groups->size() - m_next);
+}
+
+QByteArray TypedStreamDecoder::className() const
+{
+    if (streaming())
+        return m_stream->className(m_streamObject);
+    return m_object ? m_object->className() : QByteArray();
+}
+
+bool TypedStreamDecoder::isKindOf(QByteArrayView className) const
+{
+    if (streaming())
+        return m_stream->isKindOf(m_streamObject, className);
+    return m_object && m_object->isKindOf(className);
+}
+
+QByteArray TypedStreamDecoder::coderClassName() const
+{
+    if (streaming())
+        return m_stream->coderClassName(m_streamObject);
+    for (const TypedStreamClass *c = m_object ? m_object->cls.get() : nullptr; c; c = c->superclass.get()) {
+        if (const TypedStreamCoder *coder = m_context->registry.coder(c->name))
+            return coder->className;
+    }
+    return QByteArray();
+}
+
+const TypedStreamObjectPtr &TypedStreamDecoder::objectNode()
+{
+    if (streaming() && m_streamObject >= 0) {
+        // From here on, the object's groups come from its node.
+        auto node = m_stream->readWholeObject(*this);
+        if (node) {
+            m_object = std::move(node).value();
+            m_groups = &m_object->groups;
+            m_next = size_t(m_consumed);
+            m_stream = nullptr;
+        }
+    }
+    return m_object;
 }
 
 Result<const TypedStreamGroup *> TypedStreamDecoder::nextGroup()
+{
+    if (streaming())
+        return m_stream->nextGroup(*this);
+    return nextTreeGroup();
+}
+
+Result<const TypedStreamGroup *> TypedStreamDecoder::nextTreeGroup()
 {
     if (atEnd()) {
         return Error{m_object ? QStringLiteral("An archived %1 ends before all its values were read")
@@ -143,7 +205,7 @@ Result<const TypedStreamGroup *> TypedStreamDecoder::nextGroup()
 
 Result<const TypedStreamGroup *> TypedStreamDecoder::nextSingleGroup(const char *expected)
 {
-    auto group = nextGroup();
+    auto group = nextTreeGroup();
     if (!group)
         return group;
     const TypedStreamGroup *g = group.value();
@@ -152,8 +214,102 @@ Result<const TypedStreamGroup *> TypedStreamDecoder::nextSingleGroup(const char 
     return g;
 }
 
+Result<TypedStreamGroupInfo> TypedStreamDecoder::peekGroup()
+{
+    if (streaming())
+        return m_stream->peekGroup(*this);
+    if (atEnd())
+        return Error{nextTreeGroup().errorMessage()};
+    const TypedStreamGroup &group = (*m_groups)[m_next];
+    TypedStreamGroupInfo info{group.types, {}};
+    if (group.types == "@" && group.values.front().kind == TypedStreamValue::Kind::Object) {
+        if (const TypedStreamObjectPtr object = group.values.front().target()) {
+            for (const TypedStreamClass *c = object->cls.get(); c; c = c->superclass.get())
+                info.classChain.push_back(c->name);
+        }
+    }
+    return info;
+}
+
+Status TypedStreamDecoder::skipGroup()
+{
+    if (streaming())
+        return m_stream->skipGroup(*this);
+    auto group = nextTreeGroup();
+    return group ? Status() : Status(Error{group.errorMessage()});
+}
+
+Result<QVariant> TypedStreamDecoder::decodeObjectKeepingUtf8()
+{
+    return streaming() ? m_stream->decodeObject(*this, true) : decodeObject();
+}
+
+Result<std::optional<QVariant>> TypedStreamDecoder::decodeObjectIfKindOf(QByteArrayView className)
+{
+    if (streaming())
+        return m_stream->decodeObjectIfKindOf(*this, className);
+    auto group = nextSingleGroup("@");
+    if (!group)
+        return Error{group.errorMessage()};
+    if (group.value()->types != "@")
+        return groupError("@", group.value()->types);
+    const TypedStreamValue &value = group.value()->values.front();
+    const TypedStreamObjectPtr target = value.kind == TypedStreamValue::Kind::Object ? value.target() : nullptr;
+    if (!target || !target->isKindOf(className))
+        return std::optional<QVariant>();
+    auto decoded = decodeObjectNode(value);
+    if (!decoded)
+        return Error{decoded.errorMessage()};
+    return std::optional<QVariant>(std::move(decoded).value());
+}
+
+Result<QVariant> TypedStreamDecoder::decodeObjectWith(const TypedStreamCoder::Decode &decode)
+{
+    if (streaming())
+        return m_stream->decodeObjectWith(*this, decode);
+    auto group = nextSingleGroup("@");
+    if (!group)
+        return Error{group.errorMessage()};
+    if (group.value()->types != "@")
+        return groupError("@", group.value()->types);
+    const TypedStreamValue &value = group.value()->values.front();
+    if (value.kind == TypedStreamValue::Kind::Nil)
+        return QVariant();
+    const TypedStreamObjectPtr target = value.kind == TypedStreamValue::Kind::Object ? value.target() : nullptr;
+    if (!target)
+        return Error{QStringLiteral("Expected an object in the archive, found a class or plain value")};
+    if (m_context->open.contains(target.get())) {
+        return Error{QStringLiteral("An archived %1 contains a reference to itself, which has no Qt value form")
+                         .arg(QString::fromLatin1(target->className()))};
+    }
+    if (m_context->depth >= TypedStreamReader::maxDepth)
+        return Error{QStringLiteral("Archived objects nested too deeply")};
+    ++m_context->depth;
+    m_context->open.insert(target.get());
+    TypedStreamDecoder inner(*m_context, target);
+    auto result = decode(inner);
+    m_context->open.remove(target.get());
+    --m_context->depth;
+    return result;
+}
+
+Result<TypedStreamObjectPtr> TypedStreamDecoder::decodeObjectAsRead()
+{
+    if (streaming())
+        return m_stream->decodeObjectAsRead(*this);
+    auto group = nextSingleGroup("@");
+    if (!group)
+        return Error{group.errorMessage()};
+    if (group.value()->types != "@")
+        return groupError("@", group.value()->types);
+    const TypedStreamValue &value = group.value()->values.front();
+    return value.kind == TypedStreamValue::Kind::Object ? value.target() : TypedStreamObjectPtr();
+}
+
 Result<QVariant> TypedStreamDecoder::decodeObject()
 {
+    if (streaming())
+        return m_stream->decodeObject(*this, false);
     auto group = nextSingleGroup("@");
     if (!group)
         return Error{group.errorMessage()};
@@ -164,6 +320,8 @@ Result<QVariant> TypedStreamDecoder::decodeObject()
 
 Result<QByteArray> TypedStreamDecoder::decodeStringBytes()
 {
+    if (streaming())
+        return m_stream->decodeStringBytes(*this);
     auto group = nextSingleGroup("@");
     if (!group)
         return Error{group.errorMessage()};
@@ -177,6 +335,10 @@ Result<QByteArray> TypedStreamDecoder::decodeStringBytes()
 
 Result<qint64> TypedStreamDecoder::decodeInteger()
 {
+    if (streaming()) {
+        auto item = m_stream->decodeScalar(*this, "integer", "cCBsSiIlLqQ");
+        return item ? Result<qint64>(item.value().integer) : Result<qint64>(Error{item.errorMessage()});
+    }
     auto group = nextSingleGroup("integer");
     if (!group)
         return Error{group.errorMessage()};
@@ -188,6 +350,10 @@ Result<qint64> TypedStreamDecoder::decodeInteger()
 
 Result<bool> TypedStreamDecoder::decodeBool()
 {
+    if (streaming()) {
+        auto item = m_stream->decodeScalar(*this, "c", "cCB");
+        return item ? Result<bool>(item.value().integer != 0) : Result<bool>(Error{item.errorMessage()});
+    }
     auto group = nextSingleGroup("c");
     if (!group)
         return Error{group.errorMessage()};
@@ -199,6 +365,13 @@ Result<bool> TypedStreamDecoder::decodeBool()
 
 Result<double> TypedStreamDecoder::decodeReal()
 {
+    if (streaming()) {
+        auto item = m_stream->decodeScalar(*this, "real", "fdsSiIlLqQ");
+        if (!item)
+            return Error{item.errorMessage()};
+        return item.value().kind == TypedStreamScanner::Item::Kind::Real ? item.value().real
+                                                                          : double(item.value().integer);
+    }
     auto group = nextSingleGroup("real");
     if (!group)
         return Error{group.errorMessage()};
@@ -212,6 +385,8 @@ Result<double> TypedStreamDecoder::decodeReal()
 
 Result<QVariant> TypedStreamDecoder::decodeValueOfObjCType(QByteArrayView type)
 {
+    if (streaming())
+        return m_stream->decodeValueOfObjCType(*this, type);
     auto values = decodeValuesOfObjCTypes(type);
     if (!values)
         return Error{values.errorMessage()};
@@ -222,6 +397,8 @@ Result<QVariant> TypedStreamDecoder::decodeValueOfObjCType(QByteArrayView type)
 
 Result<QVariantList> TypedStreamDecoder::decodeValuesOfObjCTypes(QByteArrayView types)
 {
+    if (streaming())
+        return m_stream->decodeValuesOfObjCTypes(*this, types);
     const QByteArray wanted = types.toByteArray();
     auto group = nextGroup();
     if (!group)
@@ -235,7 +412,7 @@ Result<QVariantList> TypedStreamDecoder::decodeValuesOfObjCTypes(QByteArrayView 
         for (size_t i = 0; i < wantedTypes.value()->size(); ++i) {
             const TypedStreamType &a = (*wantedTypes.value())[i];
             const TypedStreamType &b = (*foundTypes.value())[i];
-            if (!compatible(a.code, b.code) || a.code == '[' || a.code == '{')
+            if (!TypedStreamTypes::standsFor(a.code, b.code) || a.code == '[' || a.code == '{')
                 return groupError(wanted.constData(), g.types);
         }
     }
@@ -269,12 +446,17 @@ Result<QVariant> TypedStreamDecoder::decodeObjectNode(const TypedStreamValue &va
     const TypedStreamObjectPtr target = value.kind == Kind::Object ? value.target() : nullptr;
     if (!target)
         return Error{QStringLiteral("Expected an object in the archive, found a class or plain value")};
+    if (m_context->stream) {
+        if (auto decoded = m_context->stream->decodeNode(target.get()))
+            return *decoded;
+    }
     const TypedStreamObject &object = *target;
     // Only an object held by more than its one enclosing value can be met
     // again; remembering just those keeps a large tree's decoding from
     // filling a hash with every string and number it holds. The archive's
     // list of all objects is one holder more, and so is `target` itself.
-    const long holders = target.use_count() - 1 - (m_context->archive.objects.empty() ? 0 : 1);
+    const long holders =
+        target.use_count() - 1 - (m_context->archive && !m_context->archive->objects.empty() ? 1 : 0);
     const bool shared = holders > 1 || !value.object;
     if (shared) {
         if (auto it = m_context->decoded.constFind(&object); it != m_context->decoded.cend())

@@ -9,6 +9,9 @@
 
 #include <memory>
 #include <optional>
+#include <vector>
+
+class TypedStreamUnarchiver;
 
 struct TypedStreamDecodeOptions
 {
@@ -20,13 +23,37 @@ struct TypedStreamDecodeOptions
     bool keepClassNames = false;
 };
 
+/** A string as TypedStreamDecoder::decodeObjectKeepingUtf8 may hand it out: its UTF-8, unconverted. */
+struct TypedStreamUtf8
+{
+    /** Never empty; valid UTF-8 that QString::fromUtf8 and QString::toUtf8 carry over unchanged. */
+    QByteArray bytes;
+};
+Q_DECLARE_METATYPE(TypedStreamUtf8)
+
+/** What the next group holds, looked at without being consumed. */
+struct TypedStreamGroupInfo
+{
+    QByteArray types;                   ///< the group's type string
+    std::vector<QByteArray> classChain; ///< a lone '@' holding an object: its class, then the superclasses
+};
+
 /**
- * Interprets a typed stream's generic tree as Qt values, group by group.
+ * Interprets a typed stream as Qt values, group by group.
  *
  * A decoder walks a list of groups: the archive's top level, or (inside a
  * coder's decode function) the groups of the object being decoded. Every
  * decode call consumes one group and fails with a message when the group is
  * missing or of another type.
+ *
+ * unarchiveObjectWithData() reads the groups straight from the bytes as the
+ * coders ask for them: no generic tree is built, a nested object is decoded
+ * when its group is met, and what a coder leaves unread is read past (and
+ * checked). A decoder made over a TypedStreamArchive walks that tree
+ * instead. Coders see the same calls either way, with one difference: when
+ * reading from bytes, the first failure leaves the stream unreadable, so
+ * every later call fails too; a coder must not try another reading after a
+ * failed one.
  *
  * Objects are decoded by the coder of their class, or of the nearest
  * superclass that has one; a class without any is an error that names it.
@@ -60,26 +87,76 @@ public:
     TypedStreamDecoder(const TypedStreamDecoder &) = delete;
     TypedStreamDecoder &operator=(const TypedStreamDecoder &) = delete;
 
-    /** Reads @p bytes and decodes the root object (the first top-level group, which must be '@'). */
+    /**
+     * Decodes the root object (the first top-level group, which must be '@')
+     * straight from @p bytes, and reads the rest of the stream through to
+     * check it. Fails on whatever TypedStreamReader::read would fail on, and
+     * on what the coders refuse.
+     */
     [[nodiscard]] static Result<QVariant> unarchiveObjectWithData(
         const QByteArray &bytes, const TypedStreamRegistry &registry = TypedStreamRegistry::shared(),
         Options options = {});
 
     /** True when every group has been consumed. */
-    [[nodiscard]] bool atEnd() const { return m_next >= m_groups->size(); }
-    /** The number of groups not yet consumed. */
-    [[nodiscard]] qsizetype remainingGroups() const { return qsizetype(m_groups->size() - m_next); }
+    [[nodiscard]] bool atEnd() const;
+    /**
+     * At most this many groups are left: exact over a tree; when reading
+     * bytes, the bytes left, since every group takes at least one.
+     */
+    [[nodiscard]] qsizetype remainingGroups() const;
     /** The class of the object being decoded (empty at the top level). */
-    [[nodiscard]] QByteArray className() const { return m_object ? m_object->className() : QByteArray(); }
-    /** The object being decoded as read (null at the top level), for coders that keep it whole. */
-    [[nodiscard]] const TypedStreamObjectPtr &objectNode() const { return m_object; }
-    /** The version the archive records for @p className, or empty when the class is not in it. */
+    [[nodiscard]] QByteArray className() const;
+    /** True if the object being decoded is of class @p className or of a subclass of it. */
+    [[nodiscard]] bool isKindOf(QByteArrayView className) const;
+    /**
+     * The class whose coder the registry has for the object being decoded:
+     * its own, or its nearest superclass that has one. Empty when none has,
+     * and at the top level.
+     */
+    [[nodiscard]] QByteArray coderClassName() const;
+    /**
+     * The object being decoded as read (null at the top level), for coders
+     * that keep it whole. Reading bytes, the object is read to its end here;
+     * the decode calls that follow take its groups from the node.
+     */
+    [[nodiscard]] const TypedStreamObjectPtr &objectNode();
+    /** The version the archive records for @p className (read so far, when reading bytes), or empty. */
     [[nodiscard]] std::optional<qint64> versionForClassName(QByteArrayView className) const;
 
     /** The next group as read, for coders that interpret it themselves. */
     [[nodiscard]] Result<const TypedStreamGroup *> nextGroup();
+    /** What the next group holds, without consuming it. */
+    [[nodiscard]] Result<TypedStreamGroupInfo> peekGroup();
+    /** Consumes the next group without interpreting it. */
+    [[nodiscard]] Status skipGroup();
     /** The next group, which must be '@', as a Qt value (null QVariant for nil). */
     [[nodiscard]] Result<QVariant> decodeObject();
+    /**
+     * As decodeObject(), except that a string met for the first time while
+     * reading bytes may come back as a TypedStreamUtf8, its UTF-8 unconverted,
+     * saving the conversion for callers that may never need it. A string
+     * decoded before comes back in the form it was decoded in, so that its
+     * holders share it; should one handed out as UTF-8 be wanted as a QString
+     * later, unarchiveObjectWithData decodes the whole stream again with
+     * QStrings only. Callers must take both forms.
+     */
+    [[nodiscard]] Result<QVariant> decodeObjectKeepingUtf8();
+    /**
+     * The next group, which must be '@', decoded by @p decode instead of the
+     * coder of its class (nil stays a null QVariant), for a caller that wants
+     * something else of the object than its coder gives. The value is the
+     * caller's own: it is not what a reference elsewhere to the same object
+     * decodes to, and an object decoded before is decoded again by @p decode.
+     */
+    [[nodiscard]] Result<QVariant> decodeObjectWith(const TypedStreamCoder::Decode &decode);
+    /**
+     * The next group, which must be '@': the value of the object it holds when
+     * that is of class @p className or a subclass of it; empty otherwise (nil,
+     * a class, an object of another class), the object read past undecoded.
+     */
+    [[nodiscard]] Result<std::optional<QVariant>> decodeObjectIfKindOf(QByteArrayView className);
+    /** The next group, which must be '@', as the object as read (generic), without a coder; null for nil. */
+    [[nodiscard]] Result<TypedStreamObjectPtr> decodeObjectAsRead();
     /** The next group, which must be '@' holding a string, as its UTF-8 bytes without conversion. */
     [[nodiscard]] Result<QByteArray> decodeStringBytes();
     /** The next group, which must hold one integer or char value. */
@@ -102,14 +179,29 @@ public:
     [[nodiscard]] Result<QVariant> decodeObjectNode(const TypedStreamValue &value);
 
 private:
+    friend class TypedStreamUnarchiver;
     struct Context;
-    TypedStreamDecoder(Context &context, TypedStreamObjectPtr object);
 
+    TypedStreamDecoder(Context &context, TypedStreamObjectPtr object);
+    TypedStreamDecoder(TypedStreamUnarchiver &stream, const TypedStreamRegistry &registry, Options options);
+    TypedStreamDecoder(Context &context, TypedStreamUnarchiver &stream, qint32 streamObject);
+
+    [[nodiscard]] bool streaming() const { return m_stream != nullptr; }
     Result<const TypedStreamGroup *> nextSingleGroup(const char *expected);
+    Result<const TypedStreamGroup *> nextTreeGroup();
 
     std::unique_ptr<Context> m_ownedContext;
     Context *m_context = nullptr;
+    // Over a tree: the groups and the next one.
     const std::vector<TypedStreamGroup> *m_groups = nullptr;
     size_t m_next = 0;
     TypedStreamObjectPtr m_object;
+    // Reading bytes: the object being read (-1 at the top level), whether its
+    // end was read, how many of its groups were consumed, and the groups
+    // nextGroup() built, kept while the decoder lives.
+    TypedStreamUnarchiver *m_stream = nullptr;
+    qint32 m_streamObject = -1;
+    bool m_streamEnded = false;
+    qsizetype m_consumed = 0;
+    std::vector<std::unique_ptr<TypedStreamGroup>> m_builtGroups;
 };

@@ -19,6 +19,11 @@
  * Byte strings and data in the tree share the input's buffer instead of
  * copying it, so they stay valid after the input is gone but are not
  * NUL-terminated: use their size, never treat constData() as a C string.
+ *
+ * Decoding does without this tree (TypedStreamDecoder::unarchiveObjectWithData
+ * reads the bytes as the coders ask for them); the tree is for tools that show
+ * an archive as it is, for re-writing archives generically, and for the rare
+ * archive that only the tree can represent.
  */
 class TypedStreamReader
 {

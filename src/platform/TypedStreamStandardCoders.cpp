@@ -7,6 +7,7 @@
 
 #include <QTimeZone>
 
+#include <algorithm>
 #include <cmath>
 
 namespace {
@@ -180,19 +181,33 @@ Status encodeArray(TypedStreamWriter &writer, const QVariant &value)
     return {};
 }
 
-Result<QVariant> decodeArray(TypedStreamDecoder &decoder)
+Status decodeElements(TypedStreamDecoder &decoder, const std::function<Status(QVariant)> &element)
 {
     auto count = decodeCount(decoder, 1);
     if (!count)
         return Error{count.errorMessage()};
-    QVariantList list;
-    list.reserve(count.value());
     for (qint64 i = 0; i < count.value(); ++i) {
-        auto element = decoder.decodeObject();
-        if (!element)
-            return element;
-        list.append(std::move(element).value());
+        auto value = decoder.decodeObject();
+        if (!value)
+            return Error{value.errorMessage()};
+        if (Status s = element(std::move(value).value()); !s)
+            return s;
     }
+    return {};
+}
+
+Result<QVariant> decodeArray(TypedStreamDecoder &decoder)
+{
+    QVariantList list;
+    const Status read = decodeElements(decoder, [&list](QVariant element) {
+        // The count is only known to fit in what is left of the stream, in
+        // which an element takes two bytes and its QVariant far more: the
+        // list grows as it fills rather than by the count.
+        list.append(std::move(element));
+        return Status();
+    });
+    if (!read)
+        return Error{read.errorMessage()};
     return QVariant(list);
 }
 
@@ -336,6 +351,36 @@ Status encodeCalendarDate(TypedStreamWriter &writer, const QVariant &value)
     return writer.encodeObject(zone);
 }
 
+// The format and zone that follow a calendar date's moment, in either
+// order; the string is the format, the zone is kept as read.
+Status decodeCalendarDetails(TypedStreamDecoder &decoder, ArchivedCalendarDate &date)
+{
+    for (int i = 0; i < 2 && !decoder.atEnd(); ++i) {
+        auto group = decoder.peekGroup();
+        if (!group)
+            return Error{group.errorMessage()};
+        const TypedStreamGroupInfo &g = group.value();
+        if (g.types != "@")
+            return malformed(decoder, QStringLiteral("unexpected group \"%1\"").arg(QString::fromLatin1(g.types)));
+        const auto &chain = g.classChain;
+        if (std::find(chain.begin(), chain.end(), QByteArrayView("NSString")) != chain.end()) {
+            auto format = decoder.decodeObject();
+            if (!format)
+                return Error{format.errorMessage()};
+            date.format = format.value();
+        } else {
+            auto zone = decoder.decodeObjectAsRead();
+            if (!zone)
+                return Error{zone.errorMessage()};
+            if (zone.value()) {
+                date.timeZone = QVariant::fromValue(zone.value());
+                date.timeZoneFirst = i == 0;
+            }
+        }
+    }
+    return {};
+}
+
 Result<QVariant> decodeCalendarDate(TypedStreamDecoder &decoder)
 {
     auto seconds = decoder.decodeReal();
@@ -346,30 +391,45 @@ Result<QVariant> decodeCalendarDate(TypedStreamDecoder &decoder)
         return Error{dateTime.errorMessage()};
     ArchivedCalendarDate date;
     date.dateTime = dateTime.value();
-    // Format and zone come in either order; the string is the format.
-    for (int i = 0; i < 2 && !decoder.atEnd(); ++i) {
-        auto group = decoder.nextGroup();
-        if (!group)
-            return Error{group.errorMessage()};
-        const TypedStreamGroup &g = *group.value();
-        if (g.types != "@" || g.values.size() != 1)
-            return malformed(decoder, QStringLiteral("unexpected group \"%1\"").arg(QString::fromLatin1(g.types)));
-        const TypedStreamValue &node = g.values.front();
-        const TypedStreamObjectPtr target = node.kind == TypedStreamValue::Kind::Object ? node.target() : nullptr;
-        if (target && target->isKindOf("NSString")) {
-            auto format = decoder.decodeObjectNode(node);
-            if (!format)
-                return format;
-            date.format = format.value();
-        } else if (target) {
-            date.timeZone = QVariant::fromValue(target);
-            date.timeZoneFirst = i == 0;
-        }
-    }
+    if (Status s = decodeCalendarDetails(decoder, date); !s)
+        return Error{s.errorMessage()};
     return QVariant::fromValue(date);
 }
 
 } // namespace
+
+Status TypedStreamStandardCoders::decodeArrayElements(TypedStreamDecoder &decoder,
+                                                     const std::function<Status(QVariant)> &element)
+{
+    // What the class's own coder would read as an array.
+    const QByteArray coder = decoder.coderClassName();
+    if (coder != "NSArray" && coder != "NSMutableArray" && coder != "NSSet")
+        return Error{QStringLiteral("an array was expected, not an archived %1")
+                         .arg(QString::fromLatin1(decoder.className()))};
+    return decodeElements(decoder, element);
+}
+
+Result<QVariant> TypedStreamStandardCoders::decodeMoment(TypedStreamDecoder &decoder)
+{
+    // What the class's own coder would read as a date, checked as it checks it.
+    const QByteArray coder = decoder.coderClassName();
+    if (coder != "NSDate" && coder != "NSCalendarDate")
+        return Error{QStringLiteral("a date was expected, not an archived %1")
+                         .arg(QString::fromLatin1(decoder.className()))};
+    auto seconds = decoder.decodeReal();
+    if (!seconds)
+        return Error{seconds.errorMessage()};
+    auto date = dateFromSeconds(decoder, seconds.value());
+    if (!date)
+        return Error{date.errorMessage()};
+    // A calendar date's format is decoded, as its coder would, so that a
+    // broken one fails here too; its zone is read past.
+    for (int i = 0; coder == "NSCalendarDate" && i < 2 && !decoder.atEnd(); ++i) {
+        if (auto format = decoder.decodeObjectIfKindOf("NSString"); !format)
+            return Error{format.errorMessage()};
+    }
+    return QVariant(date.value());
+}
 
 void TypedStreamStandardCoders::registerAll(TypedStreamRegistry &registry)
 {

@@ -140,3 +140,33 @@ Result<std::vector<TypedStreamType>> TypedStreamTypes::parse(QByteArrayView type
 {
     return TypeParser(types).parseAll();
 }
+
+bool TypedStreamTypes::standsFor(char wanted, char found)
+{
+    static constexpr QByteArrayView integers("cCBsSiIlLqQ");
+    if (wanted == found)
+        return true;
+    if (integers.contains(wanted) && integers.contains(found))
+        return true;
+    return (wanted == 'f' || wanted == 'd') && (found == 'f' || found == 'd');
+}
+
+QVariant TypedStreamTypes::numberValue(char code, qint64 integer, double real)
+{
+    switch (code) {
+    case 'c': return QVariant::fromValue(qint8(integer));
+    case 'C': return QVariant::fromValue(quint8(integer));
+    case 'B': return QVariant(integer != 0);
+    case 's': return QVariant::fromValue(short(integer));
+    case 'S': return QVariant::fromValue(ushort(integer));
+    case 'i': return QVariant(int(integer));
+    case 'I': return QVariant(uint(integer));
+    case 'l': return QVariant::fromValue(long(integer));
+    case 'L': return QVariant::fromValue(ulong(integer));
+    case 'q': return QVariant(qlonglong(integer));
+    case 'Q': return QVariant(qulonglong(integer));
+    case 'f': return QVariant(float(real));
+    case 'd': return QVariant(real);
+    default: return QVariant();
+    }
+}

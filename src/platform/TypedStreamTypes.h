@@ -3,6 +3,7 @@
 #include "Result.h"
 
 #include <QByteArrayView>
+#include <QVariant>
 
 #include <vector>
 
@@ -33,5 +34,18 @@ namespace TypedStreamTypes {
  * have no typed-stream form (pointers, unions, bit fields) and on malformed text.
  */
 [[nodiscard]] Result<std::vector<TypedStreamType>> parse(QByteArrayView types);
+
+/**
+ * True when a value written as type @p found may be read as type @p wanted:
+ * the same type, any two integer types (chars included), or 'f' and 'd'.
+ */
+[[nodiscard]] bool standsFor(char wanted, char found);
+
+/**
+ * The Qt value of a number of type @p code (c C B s S i I l L q Q f d), as
+ * read: @p integer for the integer and char types, @p real for f and d.
+ * A null QVariant for any other type.
+ */
+[[nodiscard]] QVariant numberValue(char code, qint64 integer, double real);
 
 } // namespace TypedStreamTypes
