@@ -1,4 +1,5 @@
 #include "JWMemo.h"
+#include "MemoTextView.h"
 
 #include "ApplicationTree.h"
 #include "ModelLog.h"
@@ -192,6 +193,7 @@ JWMemo::JWMemo(BareKey)
 
 JWMemo::~JWMemo()
 {
+    releaseTextViews();
     if (m_observerBatch)
         m_observerBatch->pages[m_observerBatchIndex] = nullptr;
 }
@@ -519,6 +521,9 @@ void JWMemo::setMemoData(const QByteArray &data)
         if (data.isNull())
             m_pageFileRead = false; // to be read again when asked for
         Q_EMIT memoDataChanged();
+        // A view showing the page shows the new text.
+        if (m_focusText && !m_takingTextFromView)
+            setDataToTextView(m_focusText);
     }
 }
 

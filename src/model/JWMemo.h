@@ -22,6 +22,7 @@
 
 class JWMemo;
 class JWMemoObserverBatch;
+class MemoTextView;
 class TextConverter;
 using MemoPtr = std::shared_ptr<JWMemo>;
 
@@ -233,6 +234,34 @@ public:
     void setMemoData(const QByteArray &data);
     /** Makes @p text the page's plain text and its rich text; a null string is ignored. */
     void setMemoDataWithPlainText(const QString &text);
+
+    // --- Text views (MemoTextBinding.cpp) ----------------------------------------
+
+    /**
+     * @p view starts showing this page. The first view is filled from the
+     * page (setDataToTextView) and becomes focusText(); further views share
+     * its document, so that every view edits one text.
+     */
+    void setText(MemoTextView *view);
+    /**
+     * @p view stops showing this page. When its text was edited, the page
+     * takes it back (plain text and RTFD); the visible and selected ranges
+     * are kept either way. If @p view was the focus, the next sharing view
+     * becomes the focus, filled from the page, and the others share its
+     * document instead.
+     */
+    void resignText(MemoTextView *view);
+    /**
+     * Fills @p view with the page: rich text (RTFD) unless the page is plain,
+     * the plain text when the rich text is missing, empty or unreadable, the
+     * remembered scroll position and selection when they fit, and with
+     * "UseTopLineAsTitle" the title from the first line.
+     */
+    void setDataToTextView(MemoTextView *view);
+    /** The view whose document the page's views edit, or null. Not owned. */
+    [[nodiscard]] MemoTextView *focusText() const { return m_focusText; }
+    /** The other views showing the page, sharing focusText()'s document. Not owned. */
+    [[nodiscard]] const QList<MemoTextView *> &textArray() const { return m_textArray; }
 
     [[nodiscard]] QString plainText() const;
     void setPlainText(const QString &text);
@@ -455,6 +484,7 @@ private:
     friend struct MemoArchiveAccess;
 
     void observeNotifications();
+    void releaseTextViews();
     // While a batch is open (see MemoCoding), new pages register for the
     // application's notifications together; see observeNotifications().
     static void openObserverBatch();
@@ -497,6 +527,11 @@ private:
     mutable bool m_createdAtInUtc = false;
     mutable bool m_modifiedAtInUtc = false;
     int m_referenceNumber = 0;
+    MemoTextView *m_focusText = nullptr;
+    QList<MemoTextView *> m_textArray;
+    // While the page takes its text back from the focus view, a new RTFD
+    // must not be loaded into that view again.
+    bool m_takingTextFromView = false;
     QStringList m_tags;
     bool m_hasTags = false;
     TextRange m_scrollRange;

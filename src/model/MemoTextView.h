@@ -6,6 +6,7 @@
 #include <QByteArray>
 #include <QString>
 
+class JWMemo;
 class QTextDocument;
 
 /**
@@ -50,4 +51,11 @@ public:
     virtual void scrollRangeToVisible(const TextRange &range) = 0;
     [[nodiscard]] virtual TextRange selectedRange() const = 0;
     virtual void setSelectedRange(const TextRange &range) = 0;
+
+    /**
+     * The page the view shows from now on (null: none any more). A view that
+     * goes away while it shows a page must give the page its text back
+     * (JWMemo::resignText); a page that goes away first sets null.
+     */
+    virtual void setBoundMemo(JWMemo *memo) = 0;
 };

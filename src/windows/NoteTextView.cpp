@@ -86,6 +86,10 @@ NoteTextView::NoteTextView(QWidget *parent)
 
 NoteTextView::~NoteTextView()
 {
+    // A page still shown here takes its text back, and views sharing this
+    // one's document move on before it goes.
+    if (m_boundMemo)
+        m_boundMemo->resignText(this);
     // The editor must let go of documents it does not own before they go.
     setDocument(nullptr);
 }
@@ -317,6 +321,7 @@ void NoteTextView::clearText()
 {
     clear();
     if (const std::optional<QFont> font = defaultFont()) {
+        document()->setDefaultFont(*font);
         // Typing starts in the default font and nothing else.
         QTextCharFormat format;
         format.setFont(*font);

@@ -60,6 +60,7 @@ public:
     void scrollRangeToVisible(const TextRange &range) override;
     [[nodiscard]] TextRange selectedRange() const override;
     void setSelectedRange(const TextRange &range) override;
+    void setBoundMemo(JWMemo *memo) override { m_boundMemo = memo; }
 
     /**
      * Shows the RTFD (or RTF) @p data as the view's own text. The text is
@@ -170,6 +171,8 @@ private:
     void applyImageScaling();
 
     MemoPtr m_selectedMemo;
+    // The page whose text this view shows (see JWMemo::setText); not owned.
+    JWMemo *m_boundMemo = nullptr;
     // The view's own text; not a child of the view, so that showing a shared
     // document never deletes it.
     std::unique_ptr<QTextDocument> m_ownDocument;
