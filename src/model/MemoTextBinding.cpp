@@ -97,24 +97,26 @@ void JWMemo::setDataToTextView(MemoTextView *view)
             other->showDocument(nullptr);
     }
     view->showDocument(nullptr);
-    view->clearText();
     const bool rich = !isPlainTextMemo();
     view->setRichText(rich);
     bool usePlainText = !rich;
     if (rich) {
+        // Reading the text replaces the view's document, typing font included.
         const QByteArray data = memoData();
         if (Status loaded = view->loadRTFD(data); !loaded) {
             qCWarning(lcModel, "Page %lld: its text cannot be read (%s); showing its plain text", m_memoID,
                       qPrintable(loaded.errorMessage()));
             usePlainText = true;
-        } else if (view->string().isEmpty() && !plainText().isEmpty()) {
+        } else if (view->textDocument()->isEmpty() && !plainText().isEmpty()) {
             usePlainText = true;
         }
     }
-    if (usePlainText)
+    if (usePlainText) {
+        view->clearText();
         view->setString(plainText());
+    }
 
-    const qint64 length = view->string().size();
+    const qint64 length = view->textDocument()->characterCount() - 1;
     if (fits(m_scrollRange, length))
         view->scrollRangeToVisible(m_scrollRange);
     view->setSelectedRange(fits(m_selectedRange, length) ? m_selectedRange : TextRange{0, 0});

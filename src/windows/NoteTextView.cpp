@@ -9,6 +9,7 @@
 #include "platform/TypedStreamDecoder.h"
 #include "platform/UserDefaults.h"
 #include "text/TextHighlight.h"
+#include "text/LinkClick.h"
 #include "text/TextInformation.h"
 #include "text/TextExport.h"
 #include "text/TextLinks.h"
@@ -497,4 +498,6 @@ void NoteTextView::mouseReleaseEvent(QMouseEvent *event)
         return;
     const QString link = std::exchange(m_pressedLink, QString());
     Q_EMIT clickedOnLink(link, cursorForPosition(position).position());
+    if (m_linkClickHost)
+        (void)LinkClick::resolve(*m_linkClickHost, link);
 }

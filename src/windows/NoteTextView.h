@@ -14,6 +14,7 @@
 #include <optional>
 
 class JWMemo;
+class LinkClickHost;
 class QMenu;
 using MemoPtr = std::shared_ptr<JWMemo>;
 
@@ -39,6 +40,13 @@ class NoteTextView : public QTextEdit, public MemoTextView
 public:
     explicit NoteTextView(QWidget *parent = nullptr);
     ~NoteTextView() override;
+
+    /**
+     * Where clicked links go: pages are found and shown through @p host, other
+     * links handed to the desktop (see LinkClick). Without a host a click
+     * only emits clickedOnLink(). Not owned.
+     */
+    void setLinkClickHost(LinkClickHost *host) { m_linkClickHost = host; }
 
     /** The page shown, or null. */
     [[nodiscard]] MemoPtr selectedMemo() const { return m_selectedMemo; }
@@ -173,6 +181,7 @@ private:
     MemoPtr m_selectedMemo;
     // The page whose text this view shows (see JWMemo::setText); not owned.
     JWMemo *m_boundMemo = nullptr;
+    LinkClickHost *m_linkClickHost = nullptr;
     // The view's own text; not a child of the view, so that showing a shared
     // document never deletes it.
     std::unique_ptr<QTextDocument> m_ownDocument;

@@ -1,6 +1,8 @@
 #include "common/FreshUserTest.h"
 #include "common/TestImages.h"
 #include "platform/TextAttachment.h"
+#include "model/JWMemo.h"
+#include "text/LinkClick.h"
 #include "text/TextExport.h"
 #include "platform/ArchivedValues.h"
 #include "platform/Localization.h"
@@ -191,11 +193,32 @@ TEST_F(NoteTextViewTest, aClickOnALinkOpensItAndTheHandShowsOverIt)
     QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, plainPoint);
     EXPECT_EQ(clicked.count(), 1);
 
+    // With a host, the click shows the page it names; a page that is gone shows nothing.
+    struct Host final : LinkClickHost
+    {
+        MemoPtr page = std::make_shared<JWMemo>();
+        MemoPtr noteDataWithID(qint64 id) override { return id == 42 ? page : nullptr; }
+        void openWindowAndShowMemo(const MemoPtr &) override { ++newWindows; }
+        void showMemoInThisWindow(const MemoPtr &memo) override { shown = memo; }
+        bool openUrl(const QUrl &) override { return false; }
+        MemoPtr shown;
+        int newWindows = 0;
+    } host;
+    view->setLinkClickHost(&host);
+    QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, linkPoint);
+    EXPECT_EQ(host.shown, host.page);
+    host.shown.reset();
+    host.page.reset();
+    QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, linkPoint);
+    EXPECT_EQ(host.shown, nullptr);
+    EXPECT_EQ(host.newWindows, 0);
+    const int clicks = int(clicked.count());
+
     // Dragging across the link selects its text instead of opening it.
     QTest::mousePress(view->viewport(), Qt::LeftButton, {}, linkPoint);
     QTest::mouseMove(view->viewport(), plainPoint);
     QTest::mouseRelease(view->viewport(), Qt::LeftButton, {}, plainPoint);
-    EXPECT_EQ(clicked.count(), 1);
+    EXPECT_EQ(clicked.count(), clicks);
 }
 
 TEST_F(NoteTextViewTest, theBackgroundFollowsThePreference)
