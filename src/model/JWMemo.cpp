@@ -12,6 +12,7 @@
 #include "platform/NotificationNames.h"
 #include "platform/TextConverter.h"
 #include "platform/UserDefaults.h"
+#include "util/CalendarFormat.h"
 #include "util/StringUtility.h"
 
 #include <QDir>
@@ -74,50 +75,6 @@ int compareDates(const QDateTime &a, const QDateTime &b)
     if (a == b)
         return 0;
     return a < b ? -1 : 1;
-}
-
-// The summary's date format is localised in the platform's calendar notation
-// ("%m/%d/%y %H:%M"); turn it into a Qt format, quoting everything else.
-QString qtDateFormat(const QString &calendarFormat)
-{
-    QString format;
-    QString literal;
-    const auto flushLiteral = [&] {
-        if (literal.isEmpty())
-            return;
-        format += u'\'' + QString(literal).replace(u'\'', QStringLiteral("''")) + u'\'';
-        literal.clear();
-    };
-    for (qsizetype i = 0; i < calendarFormat.size(); ++i) {
-        const QChar c = calendarFormat.at(i);
-        if (c != u'%' || i + 1 == calendarFormat.size()) {
-            literal += c;
-            continue;
-        }
-        const QChar code = calendarFormat.at(++i);
-        QString field;
-        switch (code.unicode()) {
-        case 'm': field = QStringLiteral("MM"); break;
-        case 'd': field = QStringLiteral("dd"); break;
-        case 'e': field = QStringLiteral("d"); break;
-        case 'y': field = QStringLiteral("yy"); break;
-        case 'Y': field = QStringLiteral("yyyy"); break;
-        case 'H': field = QStringLiteral("HH"); break;
-        case 'I': field = QStringLiteral("hh"); break;
-        case 'M': field = QStringLiteral("mm"); break;
-        case 'S': field = QStringLiteral("ss"); break;
-        case 'p': field = QStringLiteral("AP"); break;
-        case 'b': field = QStringLiteral("MMM"); break;
-        case 'B': field = QStringLiteral("MMMM"); break;
-        case 'a': field = QStringLiteral("ddd"); break;
-        case 'A': field = QStringLiteral("dddd"); break;
-        default: literal += code; continue;
-        }
-        flushLiteral();
-        format += field;
-    }
-    flushLiteral();
-    return format;
 }
 
 } // namespace
@@ -819,7 +776,7 @@ void JWMemo::setWordsCount(const QString &count)
 
 void JWMemo::setSummary(const QString &textSummary)
 {
-    const QString format = qtDateFormat(localizedString(QStringLiteral("%m/%d/%y %H:%M")));
+    const QString format = CalendarFormat::qtDateFormat(localizedString(QStringLiteral("%m/%d/%y %H:%M")));
     const auto formatted = [&format](const QDateTime &date) {
         return date.isValid() ? date.toString(format) : QStringLiteral("N/A");
     };
