@@ -9,6 +9,7 @@
 #include "text/TextStyling.h"
 
 #include <QFileDialog>
+#include <QFontDatabase>
 #include <QMenu>
 #include <QMessageBox>
 #include <QPixmap>
@@ -68,6 +69,16 @@ void addFormatEntries(NoteTextView &view, QMenu &menu, QAction *before)
     QObject::connect(insertAction(tr("Edit Link...")), &QAction::triggered, &view, &NoteTextView::editLinkRequested);
     QObject::connect(insertAction(tr("Remove Link")), &QAction::triggered, &view, &NoteTextView::removeLink);
     insertSeparator();
+
+    // The fonts installed now, so that a font added while running shows up.
+    QMenu *fonts = insertMenu(tr("FontMenuItem"));
+    for (const QString &family : QFontDatabase::families()) {
+        QAction *action = fonts->addAction(family);
+        action->setFont(QFont(family));
+        QObject::connect(action, &QAction::triggered, &view, [&view, family] {
+            TextStyling::changeTextFont(*view.document(), family, selectionOf(view));
+        });
+    }
 
     QMenu *style = insertMenu(tr("Style"));
     const auto addStyle = [&](const QString &title, int property, const QVariant &value) {

@@ -429,6 +429,14 @@ TEST_F(NoteTextViewTest, theContextMenuOffersLinkAndFormatCommandsForASelection)
     atLink.setPosition(8);
     EXPECT_TRUE(atLink.charFormat().isAnchor());
 
+    QAction *fontName = findAction(*menu, QStringLiteral("Font Name"));
+    ASSERT_NE(fontName, nullptr);
+    ASSERT_FALSE(fontName->menu()->actions().isEmpty());
+    QAction *family = fontName->menu()->actions().constFirst();
+    family->trigger();
+    atLink.setPosition(8);
+    EXPECT_EQ(atLink.charFormat().font().family(), family->text());
+
     findAction(*menu, QStringLiteral("24"))->trigger();
     atLink.setPosition(8);
     EXPECT_EQ(atLink.charFormat().fontPointSize(), 24);
