@@ -31,6 +31,12 @@ ImageScaling *ImageScaling::install(QTextDocument &document)
     return scaling;
 }
 
+void ImageScaling::reinstall(QTextDocument &document)
+{
+    if (auto *existing = document.findChild<ImageScaling *>(QString(), Qt::FindDirectChildrenOnly))
+        document.documentLayout()->registerHandler(QTextFormat::ImageObject, existing);
+}
+
 ImageScaling::ImageScaling(QTextDocument &document)
     : QObject(&document)
     , m_document(&document)

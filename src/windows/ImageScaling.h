@@ -20,6 +20,8 @@ class ImageScaling final : public QObject, public QTextObjectInterface
 public:
     /** Takes over the drawing of @p document's pictures; owned by the document. */
     static ImageScaling *install(QTextDocument &document);
+    /** Registers again with @p document's layout after the document got a new one. */
+    static void reinstall(QTextDocument &document);
 
     /** Pictures are shrunk to @p width points when on; shown at their own size when off. */
     void setMaximumWidth(bool on, qreal width);

@@ -16,6 +16,7 @@
 #include "text/TextStyling.h"
 #include "util/CalendarFormat.h"
 
+#include <QAbstractTextDocumentLayout>
 #include <QApplication>
 #include <QContextMenuEvent>
 #include <QMenu>
@@ -235,13 +236,55 @@ void NoteTextView::insertFromMimeData(const QMimeData *source)
         if (large)
             QApplication::restoreOverrideCursor();
     });
-    if (!isPlainTextMode()) {
-        QTextEdit::insertFromMimeData(source);
-        return;
-    }
-    // Only the words: a plain page holds no formatting and no pictures.
-    if (source->hasText())
-        textCursor().insertText(source->text(), QTextCharFormat());
+    const auto insert = [&] {
+        if (!isPlainTextMode()) {
+            QTextEdit::insertFromMimeData(source);
+            return;
+        }
+        // Only the words: a plain page holds no formatting and no pictures.
+        if (source->hasText())
+            textCursor().insertText(source->text(), QTextCharFormat());
+    };
+    if (large)
+        insertWithLayoutDeferred(insert);
+    else
+        insert();
+}
+
+namespace {
+
+// Lays out nothing: stands in while a long text goes into the document.
+class DeferredLayout final : public QAbstractTextDocumentLayout
+{
+public:
+    using QAbstractTextDocumentLayout::QAbstractTextDocumentLayout;
+    void draw(QPainter *, const PaintContext &) override {}
+    int hitTest(const QPointF &, Qt::HitTestAccuracy) const override { return -1; }
+    int pageCount() const override { return 1; }
+    QSizeF documentSize() const override { return {}; }
+    QRectF frameBoundingRect(QTextFrame *) const override { return {}; }
+    QRectF blockBoundingRect(const QTextBlock &) const override { return {}; }
+
+protected:
+    void documentChanged(int, int, int) override {}
+};
+
+} // namespace
+
+void NoteTextView::insertWithLayoutDeferred(const std::function<void()> &insert)
+{
+    // The standard layout lays out every line of an inserted text at once
+    // (seconds for megabytes), but a document it meets whole only as far as
+    // the view shows, the rest in the background. So the text goes in with
+    // nothing laid out, and then the standard layout starts afresh.
+    QTextDocument *shown = document();
+    shown->setDocumentLayout(new DeferredLayout(shown));
+    insert();
+    shown->setDocumentLayout(nullptr); // the view asks for a new standard layout at once
+    ImageScaling::reinstall(*shown);
+    if (m_scaleImages)
+        applyImageScaling();
+    ensureCursorVisible();
 }
 
 // --- Title line -------------------------------------------------------------------------

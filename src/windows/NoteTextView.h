@@ -10,6 +10,7 @@
 #include <QTimer>
 #include <QVariantMap>
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -176,6 +177,7 @@ protected:
 
 private:
     void scheduleSummary();
+    void insertWithLayoutDeferred(const std::function<void()> &insert);
     void applyImageScaling();
 
     MemoPtr m_selectedMemo;

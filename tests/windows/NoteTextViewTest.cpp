@@ -14,6 +14,7 @@
 #include <QClipboard>
 #include <QGuiApplication>
 #include <QMenu>
+#include <QScrollBar>
 #include <QMimeData>
 #include <QRegularExpression>
 #include <QSignalSpy>
@@ -381,6 +382,31 @@ TEST_F(NoteTextViewTest, aPageShownFromRTFDReplacesTheTextAndItsUndoSteps)
 
     EXPECT_FALSE(view->setRTFDData(QByteArray("neither RTF nor RTFD")).ok());
     EXPECT_EQ(view->toPlainText(), QString());
+}
+
+TEST_F(NoteTextViewTest, aVeryLongPasteGoesInWholeAndUndoesInOneStep)
+{
+    view->setPlainText(QStringLiteral("before after"));
+    view->setSelectedRange({7, 0});
+    view->show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(view.get()));
+    QString longText;
+    for (int i = 0; longText.size() < 1'200'000; ++i)
+        longText += QStringLiteral("paragraph %1 of a long pasted text\n").arg(i);
+    auto *data = new QMimeData;
+    data->setText(longText);
+    QGuiApplication::clipboard()->setMimeData(data);
+
+    view->paste();
+    EXPECT_EQ(view->string(), QStringLiteral("before ") + longText + QStringLiteral("after"));
+    // The view lays the text out and shows where the caret went.
+    QTest::qWait(50);
+    EXPECT_GT(view->document()->documentLayout()->documentSize().height(), view->viewport()->height());
+    EXPECT_GT(view->verticalScrollBar()->value(), 0);
+    EXPECT_TRUE(view->viewport()->rect().intersects(view->cursorRect(view->textCursor())));
+
+    view->document()->undo();
+    EXPECT_EQ(view->string(), QStringLiteral("before after"));
 }
 
 QAction *findAction(const QMenu &menu, const QString &title)
