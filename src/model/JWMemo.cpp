@@ -718,8 +718,14 @@ void JWMemo::setSelectedRangeString(const QString &text)
 
 void JWMemo::setScaleImages(bool scale)
 {
-    if (assign(m_scaleImages, scale))
-        Q_EMIT scaleImagesChanged();
+    if (!assign(m_scaleImages, scale))
+        return;
+    // The views showing the page follow at once.
+    if (m_focusText)
+        m_focusText->setScaleImages(scale);
+    for (MemoTextView *view : std::as_const(m_textArray))
+        view->setScaleImages(scale);
+    Q_EMIT scaleImagesChanged();
 }
 
 void JWMemo::setShowRuler(bool show)

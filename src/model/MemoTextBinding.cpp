@@ -29,6 +29,7 @@ void JWMemo::setText(MemoTextView *view)
         return;
     }
     view->setRichText(m_focusText->isRichText());
+    view->setScaleImages(m_scaleImages);
     view->showDocument(m_focusText->textDocument());
     m_textArray.append(view);
 }
@@ -115,6 +116,7 @@ void JWMemo::setDataToTextView(MemoTextView *view)
         view->clearText();
         view->setString(plainText());
     }
+    view->setScaleImages(m_scaleImages);
 
     const qint64 length = view->textDocument()->characterCount() - 1;
     if (fits(m_scrollRange, length))
@@ -130,6 +132,7 @@ void JWMemo::setDataToTextView(MemoTextView *view)
     if (sharedFocus) {
         for (MemoTextView *other : std::as_const(m_textArray)) {
             other->setRichText(rich);
+            other->setScaleImages(m_scaleImages);
             other->showDocument(view->textDocument());
         }
     }

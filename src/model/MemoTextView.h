@@ -34,6 +34,8 @@ public:
     virtual void setString(const QString &text) = 0;
     /** Empties the text, leaving the default font for typing. */
     virtual void clearText() = 0;
+    /** Pictures no wider than the view (the page's "scaleImages"), or at their own size. */
+    virtual void setScaleImages(bool on) = 0;
     /** Rich text with pictures, or plain text only. */
     virtual void setRichText(bool rich) = 0;
     [[nodiscard]] virtual bool isRichText() const = 0;

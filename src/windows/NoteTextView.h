@@ -84,7 +84,7 @@ public:
     void changeBGColor();
 
     /** Shrinks pictures wider than the view to its width (the page's "scaleImages"), without changing the text. */
-    void setScaleImages(bool on);
+    void setScaleImages(bool on) override;
     [[nodiscard]] bool scaleImages() const { return m_scaleImages; }
     /**
      * A plain-text page's view: text pasted or dropped in loses its

@@ -130,6 +130,22 @@ TEST_F(MemoTextBindingTest, plainAndUnreadablePagesShowTheirPlainText)
     EXPECT_EQ(memo->memoData(), broken);
 }
 
+TEST_F(MemoTextBindingTest, picturesAreScaledInEveryViewAsThePageSays)
+{
+    memo->setScaleImages(true);
+    NoteTextView first;
+    NoteTextView second;
+    memo->setText(&first);
+    memo->setText(&second);
+    EXPECT_TRUE(first.scaleImages());
+    EXPECT_TRUE(second.scaleImages());
+    memo->setScaleImages(false);
+    EXPECT_FALSE(first.scaleImages());
+    EXPECT_FALSE(second.scaleImages());
+    memo->resignText(&second);
+    memo->resignText(&first);
+}
+
 TEST_F(MemoTextBindingTest, theTitleFollowsTheFirstLineWhenAsked)
 {
     memo->setTitle(QStringLiteral("Old"));
