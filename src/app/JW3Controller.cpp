@@ -16,6 +16,7 @@
 #include <QGuiApplication>
 #include <QLoggingCategory>
 #include <QMimeData>
+#include <QProcess>
 #include <QTextDocument>
 #include <QTimer>
 
@@ -47,6 +48,12 @@ public:
     void openWindowAndShowMemo(const MemoPtr &memo) override { (void)m_controller.openWindowAndShowMemo(memo); }
     void showMemoInThisWindow(const MemoPtr &memo) override { m_controller.showMemoInWindow(memo); }
     bool openUrl(const QUrl &url) override { return QDesktopServices::openUrl(url); }
+    // A "message:" location must reach the mail program as written, with its
+    // angle brackets, which a QUrl would escape again.
+    bool openLocation(const QString &location) override
+    {
+        return QProcess::startDetached(QStringLiteral("xdg-open"), {location});
+    }
 
 private:
     JW3Controller &m_controller;
