@@ -1,6 +1,7 @@
 #include "TypedStreamReader.h"
 
 #include "TypedStreamTypes.h"
+#include "TypedStreamWire.h"
 
 #include <QtEndian>
 
@@ -8,19 +9,7 @@
 
 namespace {
 
-constexpr qint8 kTagInt16 = -127;
-constexpr qint8 kTagInt32 = -126;
-constexpr qint8 kTagReal = -125;
-constexpr qint8 kTagNew = -124;
-constexpr qint8 kTagNil = -123;
-constexpr qint8 kTagEnd = -122;
-constexpr qint64 kReferenceBase = -110;
-constexpr int kMaxClassChain = 256;
-
-bool isTag(qint8 head)
-{
-    return head < -110;
-}
+using namespace TypedStreamWire;
 
 using Types = std::vector<TypedStreamType>;
 using TypesPtr = std::shared_ptr<const Types>;
@@ -59,11 +48,9 @@ private:
         QByteArray cstring;
     };
 
-    Error fail(const QString &why) const
-    {
-        return Error{QStringLiteral("Bad typed stream at offset %1: %2").arg(m_pos).arg(why)};
-    }
-    Error truncated() const { return Error{QStringLiteral("Typed stream truncated at offset %1").arg(m_pos)}; }
+    Error fail(const QString &why) const { return TypedStreamWire::fail(m_pos, why); }
+    Error truncated() const { return TypedStreamWire::truncated(m_pos); }
+    Cursor cursor() { return {m_data, m_size, m_pos, m_bigEndian}; }
 
     // A slice that shares the input's buffer (or copies it when the input is raw data we cannot keep alive).
     QByteArray slice(qsizetype offset, qsizetype length) const
@@ -86,59 +73,10 @@ private:
         return {};
     }
 
-    template<typename T>
-    Status readRaw(T &out)
-    {
-        if (m_size - m_pos < qsizetype(sizeof(T)))
-            return truncated();
-        out = m_bigEndian ? qFromBigEndian<T>(m_data + m_pos) : qFromLittleEndian<T>(m_data + m_pos);
-        m_pos += sizeof(T);
-        return {};
-    }
-
-    Status readInt(qint8 head, qint64 &value)
-    {
-        if (head == kTagInt16) {
-            qint16 v = 0;
-            if (Status s = readRaw(v); !s)
-                return s;
-            value = v;
-        } else if (head == kTagInt32) {
-            qint32 v = 0;
-            if (Status s = readRaw(v); !s)
-                return s;
-            value = v;
-        } else if (isTag(head)) {
-            return fail(QStringLiteral("tag %1 where an integer belongs").arg(int(quint8(head)), 2, 16));
-        } else {
-            value = head;
-        }
-        return {};
-    }
-
+    Status readInt(qint8 head, qint64 &value) { return TypedStreamWire::readInt(cursor(), head, value); }
     Status readReal(qint8 head, bool isDouble, double &value)
     {
-        if (head != kTagReal) {
-            qint64 v = 0;
-            if (Status s = readInt(head, v); !s)
-                return s;
-            value = double(v);
-            return {};
-        }
-        if (isDouble) {
-            quint64 bits = 0;
-            if (Status s = readRaw(bits); !s)
-                return s;
-            std::memcpy(&value, &bits, sizeof value);
-        } else {
-            quint32 bits = 0;
-            if (Status s = readRaw(bits); !s)
-                return s;
-            float f = 0;
-            std::memcpy(&f, &bits, sizeof f);
-            value = f;
-        }
-        return {};
+        return TypedStreamWire::readReal(cursor(), head, isDouble, value);
     }
 
     // A length-prefixed run of bytes; false in `present` for nil.
@@ -148,12 +86,8 @@ private:
         if (!present)
             return {};
         qint64 length = 0;
-        if (Status s = readInt(head, length); !s)
+        if (Status s = readLength(cursor(), head, length); !s)
             return s;
-        if (length < 0)
-            return fail(QStringLiteral("negative string length"));
-        if (length > m_size - m_pos)
-            return fail(QStringLiteral("string of %1 bytes exceeds the data").arg(length));
         out = slice(m_pos, qsizetype(length));
         m_pos += qsizetype(length);
         return {};

@@ -1,27 +1,13 @@
 #include "TypedStreamScanner.h"
 
+#include "TypedStreamWire.h"
+
 #include <QtEndian>
 
 #include <cstring>
 #include <limits>
 
-namespace {
-
-constexpr qint8 kTagInt16 = -127;
-constexpr qint8 kTagInt32 = -126;
-constexpr qint8 kTagReal = -125;
-constexpr qint8 kTagNew = -124;
-constexpr qint8 kTagNil = -123;
-constexpr qint8 kTagEnd = -122;
-constexpr qint64 kReferenceBase = -110;
-constexpr int kMaxClassChain = 256;
-
-bool isTag(qint8 head)
-{
-    return head < -110;
-}
-
-} // namespace
+using namespace TypedStreamWire;
 
 TypedStreamScanner::TypedStreamScanner(const QByteArray &bytes)
     : m_bytes(bytes), m_data(reinterpret_cast<const uchar *>(m_bytes.constData())), m_size(m_bytes.size())
@@ -30,12 +16,12 @@ TypedStreamScanner::TypedStreamScanner(const QByteArray &bytes)
 
 Error TypedStreamScanner::fail(const QString &why) const
 {
-    return Error{QStringLiteral("Bad typed stream at offset %1: %2").arg(m_pos).arg(why)};
+    return TypedStreamWire::fail(m_pos, why);
 }
 
 Error TypedStreamScanner::truncated() const
 {
-    return Error{QStringLiteral("Typed stream truncated at offset %1").arg(m_pos)};
+    return TypedStreamWire::truncated(m_pos);
 }
 
 void TypedStreamScanner::restore(const Mark &mark)
@@ -63,60 +49,14 @@ std::optional<qint8> TypedStreamScanner::peekHead() const
     return qint8(m_data[m_pos]);
 }
 
-template<typename T>
-Status TypedStreamScanner::readRaw(T &out)
-{
-    if (m_size - m_pos < qsizetype(sizeof(T)))
-        return truncated();
-    std::memcpy(&out, m_data + m_pos, sizeof(T));
-    out = m_bigEndian ? qFromBigEndian(out) : qFromLittleEndian(out);
-    m_pos += sizeof(T);
-    return {};
-}
-
 Status TypedStreamScanner::readInt(qint8 head, qint64 &value)
 {
-    if (head == kTagInt16) {
-        qint16 v = 0;
-        if (Status s = readRaw(v); !s)
-            return s;
-        value = v;
-    } else if (head == kTagInt32) {
-        qint32 v = 0;
-        if (Status s = readRaw(v); !s)
-            return s;
-        value = v;
-    } else if (isTag(head)) {
-        return fail(QStringLiteral("tag %1 where an integer belongs").arg(int(quint8(head)), 2, 16));
-    } else {
-        value = head;
-    }
-    return {};
+    return TypedStreamWire::readInt({m_data, m_size, m_pos, m_bigEndian}, head, value);
 }
 
 Status TypedStreamScanner::readReal(qint8 head, bool isDouble, double &value)
 {
-    if (head != kTagReal) {
-        qint64 v = 0;
-        if (Status s = readInt(head, v); !s)
-            return s;
-        value = double(v);
-        return {};
-    }
-    if (isDouble) {
-        quint64 bits = 0;
-        if (Status s = readRaw(bits); !s)
-            return s;
-        std::memcpy(&value, &bits, sizeof value);
-    } else {
-        quint32 bits = 0;
-        if (Status s = readRaw(bits); !s)
-            return s;
-        float f = 0;
-        std::memcpy(&f, &bits, sizeof f);
-        value = f;
-    }
-    return {};
+    return TypedStreamWire::readReal({m_data, m_size, m_pos, m_bigEndian}, head, isDouble, value);
 }
 
 Status TypedStreamScanner::readByteString(qint8 head, Span &out, bool &present)
@@ -125,12 +65,8 @@ Status TypedStreamScanner::readByteString(qint8 head, Span &out, bool &present)
     if (!present)
         return {};
     qint64 length = 0;
-    if (Status s = readInt(head, length); !s)
+    if (Status s = TypedStreamWire::readLength({m_data, m_size, m_pos, m_bigEndian}, head, length); !s)
         return s;
-    if (length < 0)
-        return fail(QStringLiteral("negative string length"));
-    if (length > m_size - m_pos)
-        return fail(QStringLiteral("string of %1 bytes exceeds the data").arg(length));
     out = {quint32(m_pos), quint32(length)};
     m_pos += qsizetype(length);
     return {};

@@ -229,8 +229,6 @@ private:
     [[nodiscard]] Error truncated() const;
     [[nodiscard]] Status readGroupTypesSlowly(qint8 head, qint32 &index, const Types *&types);
     [[nodiscard]] Error tooDeep(const QString &why);
-    template<typename T>
-    [[nodiscard]] Status readRaw(T &out);
     [[nodiscard]] Status readReal(qint8 head, bool isDouble, double &value);
     [[nodiscard]] Status readByteString(qint8 head, Span &out, bool &present);
     [[nodiscard]] Status readSharedString(qint8 head, qint32 &index);
