@@ -139,7 +139,7 @@ NoteWindow *JW3Controller::openWindowWithMemo(const MemoPtr &root, const MemoPtr
 {
     if (!root || !m_windowFactory)
         return nullptr;
-    std::unique_ptr<NoteWindow> window = m_windowFactory();
+    std::unique_ptr<NoteWindow> window = m_windowFactory(*this);
     if (!window)
         return nullptr;
     NoteWindow *opened = window.get();
@@ -357,42 +357,101 @@ MemoPtr JW3Controller::clipURL(const QUrl &url)
     return makeNewClippingMemo(data);
 }
 
-Result<MemoPtr> JW3Controller::clipFile(const QString &path)
+namespace {
+
+/**
+ * Reads the file or RTFD package at @p path into @p data as a drag would
+ * carry it: RTFD, RTF or text. @p failure words the reason, with %1 for the
+ * path and %2 for why.
+ */
+Status readPageFile(const QString &path, QMimeData &data, const QString &failure)
 {
     const QFileInfo info(path);
-    QMimeData data;
     if (info.isDir()) {
-        // An RTFD package: read it, then hand it over flattened as a drag would.
+        // An RTFD package: read it, then hand it over flattened.
         QTextDocument document;
         if (Status read = Rtfd::readPackage(path, document); !read)
-            return Error{tr("%1 cannot be clipped: %2").arg(path, read.errorMessage())};
+            return Error{failure.arg(path, read.errorMessage())};
         data.setData(PasteboardTypes::RTFD, Rtfd::writeFlattened(document));
-    } else {
-        if (!info.exists())
-            return Error{tr("%1 cannot be clipped: there is no such file").arg(path)};
-        if (info.size() > kMaximumClipFileSize)
-            return Error{
-                tr("%1 cannot be clipped: it is larger than %2 MB; import it instead")
-                    .arg(path)
-                    .arg(kMaximumClipFileSize / (1024 * 1024))};
-        QFile file(path);
-        if (!file.open(QIODevice::ReadOnly))
-            return Error{tr("%1 cannot be clipped: %2").arg(path, file.errorString())};
-        const QByteArray bytes = file.readAll();
-        if (Rtfd::isFlattenedRtfd(bytes)) {
-            data.setData(PasteboardTypes::RTFD, bytes);
-        } else if (Rtfd::isRtf(bytes)) {
-            data.setData(PasteboardTypes::RTF, bytes);
-        } else {
-            const std::optional<QString> text = StringUtility::stringWithContentsOfDataByAutoDetectingEncoding(bytes);
-            // Text never holds a NUL; a file that does is a picture, a program, ...
-            if (!text || text->contains(QChar(u'\0')))
-                return Error{tr("%1 cannot be clipped: it holds no text").arg(path)};
-            data.setText(*text);
-        }
+        return {};
     }
+    if (!info.exists())
+        return Error{failure.arg(path, JW3Controller::tr("there is no such file"))};
+    if (info.size() > kMaximumClipFileSize)
+        return Error{failure.arg(path, JW3Controller::tr("it is larger than %1 MB")
+                                           .arg(kMaximumClipFileSize / (1024 * 1024)))};
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return Error{failure.arg(path, file.errorString())};
+    const QByteArray bytes = file.readAll();
+    if (Rtfd::isFlattenedRtfd(bytes)) {
+        data.setData(PasteboardTypes::RTFD, bytes);
+    } else if (Rtfd::isRtf(bytes)) {
+        data.setData(PasteboardTypes::RTF, bytes);
+    } else {
+        const std::optional<QString> text = StringUtility::stringWithContentsOfDataByAutoDetectingEncoding(bytes);
+        // Text never holds a NUL; a file that does is a picture, a program, ...
+        if (!text || text->contains(QChar(u'\0')))
+            return Error{failure.arg(path, JW3Controller::tr("it holds no text"))};
+        data.setText(*text);
+    }
+    return {};
+}
+
+} // namespace
+
+Result<MemoPtr> JW3Controller::clipFile(const QString &path)
+{
+    QMimeData data;
+    if (Status read = readPageFile(path, data, tr("%1 cannot be clipped: %2")); !read)
+        return Error{read.errorMessage()};
     const MemoPtr memo = makeNewClippingMemo(data);
     if (!memo)
         return Error{tr("%1 cannot be clipped: no page could be made from it").arg(path)};
     return memo;
+}
+
+Result<MemoPtr> JW3Controller::importFile(const QString &path, const MemoPtr &parent, qsizetype index)
+{
+    QMimeData data;
+    if (Status read = readPageFile(path, data, tr("%1 cannot be imported: %2")); !read)
+        return Error{read.errorMessage()};
+    const QString title = QFileInfo(path).completeBaseName();
+    MemoPtr memo;
+    if (data.hasFormat(PasteboardTypes::RTFD))
+        memo = tree().makeNewMemoWithData(data.data(PasteboardTypes::RTFD), MemoTree::MemoDataType::RTFD, title,
+                                          parent, index);
+    else if (data.hasFormat(PasteboardTypes::RTF))
+        memo = tree().makeNewMemoWithData(data.data(PasteboardTypes::RTF), MemoTree::MemoDataType::RTF, title,
+                                          parent, index);
+    else
+        memo = tree().makeNewMemoWithData(data.text(), MemoTree::MemoDataType::String, title, parent, index);
+    if (!memo)
+        return Error{tr("%1 cannot be imported: no page could be made from it").arg(path)};
+    showMemoInWindow(memo);
+    return memo;
+}
+
+QStringList JW3Controller::importableFileTypes() const
+{
+    // What importFile reads today: rich text and the plain-text kinds.
+    return {QStringLiteral("rtf"), QStringLiteral("rtfd"), QStringLiteral("txt"), QStringLiteral("h"),
+            QStringLiteral("m"), QStringLiteral("c"), QStringLiteral("mm"), QStringLiteral("cpp"),
+            QStringLiteral("c++"), QStringLiteral("cxx"), QStringLiteral("cp"), QStringLiteral("cc"),
+            QStringLiteral("hh"), QStringLiteral("h++"), QStringLiteral("hpp"), QStringLiteral("hp"),
+            QStringLiteral("hxx"), QStringLiteral("java"), QStringLiteral("jav"), QStringLiteral("css"),
+            QStringLiteral("js"), QStringLiteral("php"), QStringLiteral("php3"), QStringLiteral("cgi"),
+            QStringLiteral("rb"), QStringLiteral("sh")};
+}
+
+void JW3Controller::handleMemoRemoval(const MemoPtr &memo)
+{
+    // Copied first: a closing window leaves the list.
+    std::vector<NoteWindow *> closing;
+    for (const auto &window : m_windows) {
+        if (window->rootMemo() == memo)
+            closing.push_back(window.get());
+    }
+    for (NoteWindow *window : closing)
+        window->performClose();
 }

@@ -5,6 +5,7 @@
 #include "model/DataStoreHost.h"
 #include "model/MemoTreeHost.h"
 #include "platform/Result.h"
+#include "windows/NoteTreeHost.h"
 #include "windows/NoteWindow.h"
 
 #include <QObject>
@@ -31,11 +32,12 @@ class QMimeData;
  * Windows are made by a factory, so that the controller never depends on how
  * a window looks; tests hand it stand-ins.
  */
-class JW3Controller final : public QObject, public DataStoreHost, public MemoTreeHost
+class JW3Controller final : public QObject, public DataStoreHost, public MemoTreeHost, public NoteTreeHost
 {
     Q_OBJECT
 public:
-    using WindowFactory = std::function<std::unique_ptr<NoteWindow>()>;
+    /** Makes a window; the window reaches the application through @p host. */
+    using WindowFactory = std::function<std::unique_ptr<NoteWindow>(NoteTreeHost &host)>;
 
     explicit JW3Controller(WindowFactory windowFactory, QObject *parent = nullptr);
     ~JW3Controller() override;
@@ -58,9 +60,9 @@ public:
     [[nodiscard]] NoteWindow *frontWindowController() const { return m_frontWindow; }
 
     /** Opens a window on @p root, selecting @p show when given; null for no root. */
-    NoteWindow *openWindowWithMemo(const MemoPtr &root, const MemoPtr &show = {});
+    NoteWindow *openWindowWithMemo(const MemoPtr &root, const MemoPtr &show = {}) override;
     /** Opens a window on @p memo's parent with @p memo selected. */
-    NoteWindow *openWindowAndShowMemo(const MemoPtr &memo);
+    NoteWindow *openWindowAndShowMemo(const MemoPtr &memo) override;
     /** Turns every window into its icon window. */
     void makeAllWindowToIcon();
 
@@ -109,6 +111,17 @@ public:
     [[nodiscard]] QUndoStack *frontUndoStack() override;
     void showMemoInWindow(const MemoPtr &memo) override;
     void saveNow() override { (void)save(); }
+
+    // --- NoteTreeHost ------------------------------------------------------------------
+    [[nodiscard]] MemoTree &memoTree() override { return tree(); }
+    /** Closes every window rooted at @p memo, which has left the tree. */
+    void handleMemoRemoval(const MemoPtr &memo) override;
+    /**
+     * Makes a page titled after the file at @p path (RTF, RTFD or text) and
+     * inserts it into @p parent at @p index; the reason when it cannot be read.
+     */
+    Result<MemoPtr> importFile(const QString &path, const MemoPtr &parent, qsizetype index) override;
+    [[nodiscard]] QStringList importableFileTypes() const override;
 
     // --- Parts that come later: each runs at its step and does nothing yet ----------
     /** Brings contacts from the address book into the tree. */

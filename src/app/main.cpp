@@ -95,7 +95,7 @@ int main(int argc, char *argv[])
             break;
         }
 
-        JW3Controller controller([] { return std::make_unique<StartNoteWindow>(); });
+        JW3Controller controller([](NoteTreeHost &) { return std::make_unique<StartNoteWindow>(); });
         // Taking the bus name is what decides between two starts at once:
         // the one that lost hands its request over after all.
         if (Status registered = SingleInstance::registerController(controller, serviceName); !registered) {

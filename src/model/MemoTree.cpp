@@ -186,17 +186,6 @@ MemoPtr MemoTree::makeNewMemoWithURL(const QUrl &url, const MemoPtr &parent, qsi
 
 namespace {
 
-// The first of @p formats that @p data holds, or an empty string.
-template<typename Formats>
-QString firstFormat(const QMimeData &data, const Formats &formats)
-{
-    for (const QLatin1StringView format : formats) {
-        if (data.hasFormat(format))
-            return format;
-    }
-    return {};
-}
-
 // The page the clipped data make; null when the first kind present is empty
 // or unreadable (later kinds are not tried then).
 MemoPtr clippedMemo(const QMimeData &data)
@@ -205,11 +194,11 @@ MemoPtr clippedMemo(const QMimeData &data)
         const QList<QUrl> urls = data.urls();
         return urls.isEmpty() ? nullptr : MemoCreation::initWithURL(urls.first());
     }
-    if (const QString format = firstFormat(data, PasteboardTypes::RTFDTypes); !format.isEmpty()) {
+    if (const QString format = PasteboardTypes::firstFormat(data, PasteboardTypes::RTFDTypes); !format.isEmpty()) {
         const QByteArray bytes = data.data(format);
         return bytes.isEmpty() ? nullptr : MemoCreation::initWithRTFD(bytes);
     }
-    if (const QString format = firstFormat(data, PasteboardTypes::RTFTypes); !format.isEmpty()) {
+    if (const QString format = PasteboardTypes::firstFormat(data, PasteboardTypes::RTFTypes); !format.isEmpty()) {
         const QByteArray bytes = data.data(format);
         return bytes.isEmpty() ? nullptr : MemoCreation::initWithRTF(bytes);
     }
@@ -555,11 +544,25 @@ MemoPtr MemoTree::moveMemo(qint64 memoID, const MemoPtr &target, qsizetype index
 
 QList<MemoPtr> MemoTree::moveMemos(const QList<MemoPtr> &memos, const MemoPtr &target, qsizetype index, bool copy)
 {
-    // Each goes to the same index, the last first, so that they end up in list order.
+    const MemoPtr destination = orRoot(target);
+    if (!destination)
+        return {};
+    // The pages go, in list order, in front of the page that stood at the
+    // index and does not move itself (or to the end when none does), so
+    // pages taken from above the index do not shift where the others land.
+    MemoPtr anchor;
+    const auto &children = destination->children();
+    for (qsizetype i = std::max<qsizetype>(index, 0); index >= 0 && i < qsizetype(children.size()); ++i) {
+        if (!memos.contains(children[size_t(i)])) {
+            anchor = children[size_t(i)];
+            break;
+        }
+    }
     QList<MemoPtr> placed;
-    for (auto it = memos.rbegin(); it != memos.rend(); ++it) {
-        if (MemoPtr memo = moveMemo(*it, target, index, copy))
-            placed.prepend(std::move(memo));
+    for (const MemoPtr &memo : memos) {
+        const qsizetype at = anchor ? indexOfChild(*destination, anchor.get()) : -1;
+        if (MemoPtr moved = moveMemo(memo, destination, at, copy))
+            placed.append(std::move(moved));
     }
     return placed;
 }

@@ -194,7 +194,11 @@ public:
     MemoPtr moveMemo(const MemoPtr &memo, const MemoPtr &target, qsizetype index, bool copy);
     /** As above for the page with ID @p memoID; null when there is none. */
     MemoPtr moveMemo(qint64 memoID, const MemoPtr &target, qsizetype index, bool copy);
-    /** Moves @p memos to @p index of @p target so that they stand there in list order; answers those placed. */
+    /**
+     * Moves @p memos into @p target at the gap before the index @p index
+     * (counted before any of them is taken out; negative: the end), so that
+     * they stand there together in list order; answers those placed.
+     */
     QList<MemoPtr> moveMemos(const QList<MemoPtr> &memos, const MemoPtr &target, qsizetype index, bool copy);
 
     /** One place up among its siblings; the first goes to the end. */

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <QLatin1StringView>
+#include <QMimeData>
+#include <QString>
 
 #include <array>
 
@@ -36,5 +38,16 @@ inline constexpr std::array<QLatin1StringView, 4> RTFTypes{
     QLatin1StringView{"public.rtf"},
     QLatin1StringView{"NeXT Rich Text Format v1.0 pasteboard type"},
 };
+
+/** The first of @p formats that @p data holds, or an empty string. */
+template<typename Formats>
+[[nodiscard]] QString firstFormat(const QMimeData &data, const Formats &formats)
+{
+    for (const QLatin1StringView format : formats) {
+        if (data.hasFormat(format))
+            return format;
+    }
+    return {};
+}
 
 } // namespace PasteboardTypes

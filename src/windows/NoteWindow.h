@@ -6,6 +6,7 @@
 
 class JWMemo;
 class QUndoStack;
+class QWidget;
 using MemoPtr = std::shared_ptr<JWMemo>;
 
 /**
@@ -32,6 +33,9 @@ public:
     [[nodiscard]] virtual MemoPtr selectedMemo() const = 0;
     /** Shows @p memo (which lies below the root); the page protection may still hold it back. */
     virtual void selectMemo(const MemoPtr &memo) = 0;
+
+    /** The window on screen, or null for a window without one. */
+    [[nodiscard]] virtual QWidget *windowWidget() const { return nullptr; }
 
     /** Puts the window on screen, in front, with the text view taking the keyboard. */
     virtual void showWindow() = 0;

@@ -34,7 +34,7 @@ protected:
     std::unique_ptr<JW3Controller> makeController()
     {
         windows.clear();
-        auto controller = std::make_unique<JW3Controller>([this] {
+        auto controller = std::make_unique<JW3Controller>([this](NoteTreeHost &) {
             auto window = std::make_unique<StandInWindow>();
             StandInWindow *made = window.get();
             windows.push_back(made);
@@ -324,6 +324,38 @@ TEST_F(ControllerTest, clippedFilesAreReadByTheirKindAndBadOnesAreRefused)
     QDir().mkpath(home() + QStringLiteral("/empty.rtfd"));
     EXPECT_FALSE(controller->clipFile(home() + QStringLiteral("/empty.rtfd")).ok());
     EXPECT_EQ(controller->tree().parentOfClippingMemo()->children().size(), pages);
+}
+
+TEST_F(ControllerTest, droppedFilesAreImportedWhereTheyFellAndDeletedRootsCloseTheirWindows)
+{
+    auto controller = makeController();
+    controller->startUp();
+    const MemoPtr folder = addPage(*controller, QStringLiteral("Folder"));
+    addPage(*controller, QStringLiteral("Inside"), folder);
+    const QString path = home() + QStringLiteral("/Meeting notes.txt");
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write("Agenda\nMinutes");
+    file.close();
+
+    auto imported = controller->importFile(path, folder, 0);
+    ASSERT_TRUE(imported.ok()) << imported.errorMessage().toStdString();
+    EXPECT_EQ(folder->children().front(), imported.value());
+    EXPECT_EQ(imported.value()->title(), QStringLiteral("Meeting notes"));
+    EXPECT_EQ(imported.value()->plainText(), QStringLiteral("Agenda\nMinutes"));
+    EXPECT_TRUE(controller->importableFileTypes().contains(QStringLiteral("txt")));
+
+    const auto missing = controller->importFile(home() + QStringLiteral("/gone.txt"), folder, 0);
+    ASSERT_FALSE(missing.ok());
+    EXPECT_TRUE(missing.errorMessage().contains(QStringLiteral("gone.txt cannot be imported")));
+    EXPECT_EQ(folder->children().size(), 2u);
+
+    // A window rooted at a page that leaves the tree closes; the others stay.
+    NoteWindow *onFolder = controller->openWindowWithMemo(folder);
+    const qsizetype open = qsizetype(controller->windowControllers().size());
+    controller->handleMemoRemoval(folder);
+    EXPECT_TRUE(wasClosed(asStandIn(onFolder)));
+    EXPECT_EQ(qsizetype(controller->windowControllers().size()), open - 1);
 }
 
 TEST_F(ControllerTest, pageLinksFromOtherProgramsShowTheirPage)

@@ -76,7 +76,7 @@ TEST_F(MemoTreeTest, movesCountInsertionIndexesBeforeThePageIsTakenOut)
 {
     const MemoPtr a = page(QStringLiteral("A"), 1, root);
     const MemoPtr b = page(QStringLiteral("B"), 2, root);
-    page(QStringLiteral("C"), 3, root);
+    const MemoPtr c = page(QStringLiteral("C"), 3, root);
     Posts reloads(NotificationNames::JW3ReloadOutlineData);
 
     EXPECT_EQ(tree.moveMemo(b, root, 3, false), b);
@@ -105,6 +105,10 @@ TEST_F(MemoTreeTest, movesCountInsertionIndexesBeforeThePageIsTakenOut)
     const MemoPtr y = page(QStringLiteral("Y"), 5);
     EXPECT_EQ(tree.moveMemos({x, y}, root, 1, false), (QList<MemoPtr>{x, y}));
     EXPECT_EQ(titles(root), (QStringList{"C", "X", "Y", "B", "A"}));
+
+    // Taken from above the gap, they still land together in front of A.
+    EXPECT_EQ(tree.moveMemos({c, x}, root, 4, false), (QList<MemoPtr>{c, x}));
+    EXPECT_EQ(titles(root), (QStringList{"Y", "B", "C", "X", "A"}));
 }
 
 TEST_F(MemoTreeTest, aPageNeverGoesIntoItsOwnSubtree)

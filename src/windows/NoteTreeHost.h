@@ -1,0 +1,44 @@
+#pragma once
+
+#include "platform/Result.h"
+
+#include <QStringList>
+
+#include <memory>
+
+class JWMemo;
+class MemoTree;
+class NoteWindow;
+using MemoPtr = std::shared_ptr<JWMemo>;
+
+/**
+ * What a window's outline needs from the application around it: the page
+ * tree, new windows, the clean-up after a page is deleted and the import of
+ * dropped files. The application controller implements it; tests use small
+ * stand-ins.
+ */
+class NoteTreeHost
+{
+public:
+    virtual ~NoteTreeHost() = default;
+
+    /** The tree every window edits. */
+    [[nodiscard]] virtual MemoTree &memoTree() = 0;
+
+    /** Opens a window on @p root, selecting @p show when given; null when none opens. */
+    virtual NoteWindow *openWindowWithMemo(const MemoPtr &root, const MemoPtr &show) = 0;
+    /** Opens a window on @p memo's parent with @p memo selected; null when none opens. */
+    virtual NoteWindow *openWindowAndShowMemo(const MemoPtr &memo) = 0;
+
+    /** @p memo left the tree: windows rooted at it close. */
+    virtual void handleMemoRemoval(const MemoPtr &memo) = 0;
+
+    /**
+     * Makes a page from the file or folder at @p path and inserts it into
+     * @p parent at @p index (appended when negative); the reason when the
+     * file cannot be read.
+     */
+    virtual Result<MemoPtr> importFile(const QString &path, const MemoPtr &parent, qsizetype index) = 0;
+    /** The lower-case file extensions importFile() reads. */
+    [[nodiscard]] virtual QStringList importableFileTypes() const = 0;
+};

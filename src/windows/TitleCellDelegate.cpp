@@ -1,0 +1,192 @@
+#include "TitleCellDelegate.h"
+
+#include "NoteOutlineModel.h"
+
+#include "platform/Localization.h"
+#include "platform/UserDefaults.h"
+
+#include <QApplication>
+#include <QGuiApplication>
+#include <QImage>
+#include <QPainter>
+#include <QStyle>
+#include <QWidget>
+
+#include <algorithm>
+
+namespace {
+
+const QString kTitleSizeKey = QStringLiteral("TitleSize");
+
+// Room between the cell's edges and what is drawn in it.
+constexpr int kPadding = 4;
+// Room after the icon and after the pen.
+constexpr int kGap = 3;
+// Rows are this much taller than the title font, so labels do not touch.
+constexpr int kRowExtra = 4;
+
+QColor foregroundColor(const QStyleOptionViewItem &option, const QModelIndex &index)
+{
+    const QVariant value = index.data(Qt::ForegroundRole);
+    if (value.canConvert<QColor>()) {
+        const QColor color = value.value<QColor>();
+        if (color.isValid())
+            return color;
+    }
+    if (value.canConvert<QBrush>())
+        return value.value<QBrush>().color();
+    return option.palette.color(QPalette::Text);
+}
+
+// A selected title turns white (the highlighted text colour) only while its
+// selection is the one the keyboard works on: the view has the focus in an
+// active application. Otherwise it keeps its own colour on the grey band.
+bool drawsEmphasised(const QStyleOptionViewItem &option)
+{
+    if (!(option.state & QStyle::State_Selected))
+        return false;
+    if (QGuiApplication::applicationState() != Qt::ApplicationActive)
+        return false;
+    if (option.state & QStyle::State_HasFocus)
+        return true;
+    const QWidget *view = option.widget;
+    return view && view->window()->isActiveWindow() && view->hasFocus();
+}
+
+QImage fittedIcon(const QImage &icon, int rowHeight)
+{
+    const int side = std::max(1, rowHeight - 2);
+    if (icon.height() <= side && icon.width() <= side)
+        return icon;
+    // Site icons are small, so smooth scaling costs next to nothing per row.
+    return icon.scaled(side, side, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+}
+
+} // namespace
+
+TitleCellDelegate::TitleCellDelegate(QObject *parent)
+    : QStyledItemDelegate(parent)
+{
+}
+
+QFont TitleCellDelegate::titleFont(const QFont &base)
+{
+    QFont font = base;
+    const qint64 size = UserDefaults::standardUserDefaults().integerForKey(kTitleSizeKey);
+    if (size > 0 && size < 1000)
+        font.setPointSize(int(size));
+    return font;
+}
+
+QString TitleCellDelegate::penSymbol()
+{
+    // Without the strings table the key comes back as it is; "P" is no pen.
+    const QString key = QStringLiteral("PenSymbol");
+    const QString pen = localizedString(key);
+    return pen.isEmpty() || pen == key ? QStringLiteral("\u270E") : pen;
+}
+
+void TitleCellDelegate::paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const
+{
+    QStyleOptionViewItem opt = option;
+    initStyleOption(&opt, index);
+    const QWidget *widget = opt.widget;
+    QStyle *style = widget ? widget->style() : QApplication::style();
+
+    painter->save();
+    style->drawPrimitive(QStyle::PE_PanelItemViewItem, &opt, painter, widget);
+
+    const QRect cell = opt.rect;
+    const QFont font = titleFont(opt.font);
+    const QFontMetrics metrics(font);
+    const bool emphasised = drawsEmphasised(opt);
+
+    const QColor label = index.data(NoteOutlineModel::LabelColorRole).value<QColor>();
+    const bool hasLabel = label.isValid() && label.alpha() > 0;
+    QColor textColor = foregroundColor(opt, index);
+    if (emphasised)
+        textColor = opt.palette.color(QPalette::Active, QPalette::HighlightedText);
+
+    // Lay the row out first: the label band is as long as what it stands behind.
+    int x = cell.left() + kPadding;
+    QImage icon = index.data(NoteOutlineModel::WebIconRole).value<QImage>();
+    QRect iconRect;
+    if (!icon.isNull()) {
+        icon = fittedIcon(icon, cell.height());
+        iconRect = QRect(x, cell.top() + (cell.height() - icon.height()) / 2, icon.width(), icon.height());
+        x += icon.width() + kGap;
+    }
+    const bool locked = index.data(NoteOutlineModel::LockedRole).toBool();
+    const QString pen = locked ? penSymbol() : QString();
+    QRect penRect;
+    if (locked) {
+        penRect = QRect(x, cell.top(), metrics.horizontalAdvance(pen), cell.height());
+        x += penRect.width() + kGap;
+    }
+    const QString title = index.data(Qt::DisplayRole).toString();
+    const int available = cell.right() - kPadding - x + 1;
+    const QString shown = available > 0 ? metrics.elidedText(title, Qt::ElideRight, available) : QString();
+    const QRect titleRect(x, cell.top(), std::max(0, available), cell.height());
+
+    if (hasLabel) {
+        const QRectF band = QRectF(cell).adjusted(1, 1, -1, -1);
+        const qreal radius = band.height() / 2;
+        const qreal right = std::min(band.right(), x + metrics.horizontalAdvance(shown) + radius);
+        painter->setRenderHint(QPainter::Antialiasing, true);
+        painter->setPen(Qt::NoPen);
+        painter->setBrush(label);
+        painter->drawRoundedRect(
+            QRectF(band.topLeft(), QPointF(std::max(right, band.left() + 2 * radius), band.bottom())), radius, radius);
+        painter->setRenderHint(QPainter::Antialiasing, false);
+    }
+
+    if (!icon.isNull())
+        painter->drawImage(iconRect, icon);
+
+    painter->setFont(font);
+    if (locked) {
+        // The pen wears the page's label colour; on the label itself a darker
+        // shade of it, or it would vanish into the band.
+        QColor penColor = hasLabel ? label.darker(250) : textColor;
+        if (emphasised)
+            penColor = textColor;
+        penColor.setAlpha(255);
+        painter->setPen(penColor);
+        painter->drawText(penRect, Qt::AlignLeft | Qt::AlignVCenter, pen);
+        const QRect ink = metrics.tightBoundingRect(pen);
+        const int baseline = cell.top() + (cell.height() - metrics.height()) / 2 + metrics.ascent();
+        const int middle = ink.isEmpty() ? penRect.center().y() : baseline + ink.center().y();
+        const int left = ink.isEmpty() ? penRect.left() : penRect.left() + ink.left() - 1;
+        const int right = ink.isEmpty() ? penRect.right() : penRect.left() + ink.right() + 1;
+        painter->fillRect(QRect(QPoint(left, middle - 1), QPoint(right, middle)), penColor);
+    }
+
+    if (!shown.isEmpty()) {
+        painter->setPen(textColor);
+        painter->drawText(titleRect, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, shown);
+    }
+    painter->restore();
+}
+
+QSize TitleCellDelegate::sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const
+{
+    QStyleOptionViewItem opt = option;
+    initStyleOption(&opt, index);
+    const QFontMetrics metrics(titleFont(opt.font));
+    const int height = metrics.height() + kRowExtra;
+    int width = 2 * kPadding + metrics.horizontalAdvance(index.data(Qt::DisplayRole).toString());
+    if (index.data(NoteOutlineModel::LockedRole).toBool())
+        width += metrics.horizontalAdvance(penSymbol()) + kGap;
+    if (!index.data(NoteOutlineModel::WebIconRole).value<QImage>().isNull())
+        width += height - 2 + kGap;
+    return {width, height};
+}
+
+QWidget *TitleCellDelegate::createEditor(QWidget *parent, const QStyleOptionViewItem &option,
+                                         const QModelIndex &index) const
+{
+    QWidget *editor = QStyledItemDelegate::createEditor(parent, option, index);
+    if (editor)
+        editor->setFont(titleFont(option.font));
+    return editor;
+}

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <QStyledItemDelegate>
+
+/**
+ * Draws one row of the outline: the selection background, the page's label
+ * colour as a rounded band behind the title, the web clip's site icon, a
+ * crossed-out pen before the title of a read-only page, then the title in its
+ * character colour, cut short with an ellipsis when the row is too narrow.
+ *
+ * Titles are drawn at the "TitleSize" preference (points) when it is set,
+ * else in the view's font; rows are as tall as that font plus a little room.
+ * Editing is the standard line edit on the bare title (the pen is never part
+ * of it).
+ */
+class TitleCellDelegate final : public QStyledItemDelegate
+{
+    Q_OBJECT
+public:
+    explicit TitleCellDelegate(QObject *parent = nullptr);
+
+    void paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const override;
+    [[nodiscard]] QSize sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const override;
+    [[nodiscard]] QWidget *createEditor(QWidget *parent, const QStyleOptionViewItem &option,
+                                        const QModelIndex &index) const override;
+
+    /** @p base at the "TitleSize" preference when that is positive, else @p base itself. */
+    [[nodiscard]] static QFont titleFont(const QFont &base);
+    /** The symbol drawn (crossed out) before a read-only page's title. */
+    [[nodiscard]] static QString penSymbol();
+};
