@@ -1,0 +1,189 @@
+#include "BookFile.h"
+
+#include "ExchangeLog.h"
+
+#include "model/JWMemo.h"
+#include "model/MemoCoding.h"
+#include "platform/AtomicFileWriter.h"
+#include "platform/FileContents.h"
+#include "platform/PropertyList.h"
+#include "platform/TypedStreamDecoder.h"
+#include "platform/TypedStreamRegistry.h"
+#include "platform/TypedStreamWriter.h"
+#include "text/TextExport.h"
+#include "text/TextLinks.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QHash>
+#include <QList>
+#include <QSet>
+#include <QTextDocument>
+#include <QVariantMap>
+
+#include <optional>
+#include <vector>
+
+namespace BookFile {
+namespace {
+
+const QString kRootMemoKey = QStringLiteral("rootMemo");
+
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("BookFile", text);
+}
+
+// The data store registers the page coders when it is made; a book can be
+// read or written without one (a tool, a test), so it makes sure itself.
+void registerRecordCoders()
+{
+    static const bool registered = [] {
+        MemoCoding::registerWith(TypedStreamRegistry::shared());
+        return true;
+    }();
+    (void)registered;
+}
+
+// The pages of @p root's tree in pre-order, or nothing when one page is
+// reached twice: a tree of the application never does that, but an archive
+// made by hand can list one page under two parents, and giving it two new
+// IDs one after the other would leave it with the second only.
+std::optional<QList<MemoPtr>> pagesOfTree(const MemoPtr &root)
+{
+    QList<MemoPtr> pages;
+    QSet<const JWMemo *> seen;
+    std::vector<MemoPtr> pending{root};
+    while (!pending.empty()) {
+        MemoPtr page = std::move(pending.back());
+        pending.pop_back();
+        if (!page)
+            continue;
+        if (seen.contains(page.get()))
+            return std::nullopt;
+        seen.insert(page.get());
+        const std::vector<MemoPtr> &children = page->children();
+        for (auto child = children.rbegin(); child != children.rend(); ++child)
+            pending.push_back(*child);
+        pages.append(std::move(page));
+    }
+    return pages;
+}
+
+// Gives @p page the text the book stored for it, its links rewritten to the
+// new IDs. Without a usable entry the plain text stored with the tree is the
+// text: asking the page for its rich text instead would read the page file
+// that happens to carry its ID in this data folder, which is another page's.
+void takeText(JWMemo &page, qint64 oldID, const QVariant &entry, const QHash<qint64, qint64> &newIDs)
+{
+    QByteArray text;
+    if (entry.typeId() == QMetaType::QByteArray) {
+        const QByteArray stored = entry.toByteArray();
+        QTextDocument document;
+        if (!stored.isEmpty() && TextExport::setRTFDData(document, stored)) {
+            // Texts without links to the book's pages stay byte for byte as they were.
+            text = TextLinks::connvertLinkIDWithDicitonary(document, newIDs) > 0 ? TextExport::RTFDData(document)
+                                                                                   : stored;
+        } else {
+            qCWarning(lcExchange) << "The text of page" << oldID << "in the book cannot be read; its plain text is used";
+        }
+    } else if (entry.isValid()) {
+        qCWarning(lcExchange) << "The text of page" << oldID << "in the book is not data; its plain text is used";
+    }
+
+    if (text.isNull()) {
+        const QString plain = page.plainText();
+        page.setMemoDataWithPlainText(plain.isNull() ? QStringLiteral("") : plain);
+    } else {
+        page.setMemoData(text);
+    }
+    page.setIsPlainTextMemo(false);
+    page.setIsEdited(true);
+}
+
+} // namespace
+
+Result<QByteArray> data(const MemoPtr &memo)
+{
+    if (!memo)
+        return Error{tr("There is no page to put into the book")};
+    const std::optional<QList<MemoPtr>> pages = pagesOfTree(memo);
+    if (!pages)
+        return Error{tr("The pages do not form a tree: a page appears twice")};
+
+    registerRecordCoders();
+    auto archived = TypedStreamWriter::archivedDataWithRootObject(QVariant::fromValue(memo));
+    if (!archived)
+        return Error{tr("The pages cannot be archived: %1").arg(archived.errorMessage())};
+
+    QVariantMap dictionary;
+    dictionary.insert(kRootMemoKey, archived.value());
+    for (const MemoPtr &page : *pages) {
+        const QByteArray text = page->memoData();
+        if (!text.isNull())
+            dictionary.insert(QString::number(page->memoID()), text);
+    }
+    auto bytes = PropertyList::toData(dictionary, PropertyList::Format::Xml);
+    if (!bytes)
+        return Error{tr("The book cannot be written: %1").arg(bytes.errorMessage())};
+    return std::move(bytes).value();
+}
+
+Status write(const MemoPtr &memo, const QString &path)
+{
+    const Result<QByteArray> bytes = data(memo);
+    if (!bytes)
+        return Error{bytes.errorMessage()};
+    return AtomicFileWriter::writeFile(path, bytes.value());
+}
+
+Result<MemoPtr> read(const QString &path)
+{
+    const Result<QByteArray> bytes = FileContents::read(path);
+    if (!bytes)
+        return Error{bytes.errorMessage()};
+    Result<MemoPtr> book = readData(bytes.value());
+    if (!book)
+        return Error{QDir::toNativeSeparators(path) + QStringLiteral(": ") + book.errorMessage()};
+    return book;
+}
+
+Result<MemoPtr> readData(const QByteArray &bytes)
+{
+    const Result<QVariant> parsed = PropertyList::fromData(bytes);
+    if (!parsed)
+        return Error{tr("This is not a book file (%1)").arg(parsed.errorMessage())};
+    if (parsed.value().typeId() != QMetaType::QVariantMap)
+        return Error{tr("This is not a book file: it holds no dictionary")};
+    const QVariantMap dictionary = parsed.value().toMap();
+
+    const auto archived = dictionary.constFind(kRootMemoKey);
+    if (archived == dictionary.constEnd())
+        return Error{tr("The book holds no pages: it has no \"rootMemo\"")};
+    if (archived->typeId() != QMetaType::QByteArray)
+        return Error{tr("The book's \"rootMemo\" is not data")};
+
+    registerRecordCoders();
+    const Result<QVariant> decoded = TypedStreamDecoder::unarchiveObjectWithData(archived->toByteArray());
+    if (!decoded)
+        return Error{tr("The book's pages cannot be read: %1").arg(decoded.errorMessage())};
+    const MemoPtr root = decoded.value().value<MemoPtr>();
+    if (!root)
+        return Error{tr("The book's \"rootMemo\" holds no page")};
+    const std::optional<QList<MemoPtr>> pages = pagesOfTree(root);
+    if (!pages)
+        return Error{tr("The book's pages do not form a tree: a page appears twice")};
+
+    // The texts are filed under the IDs the pages had when the book was written.
+    QList<qint64> oldIDs;
+    oldIDs.reserve(pages->size());
+    for (const MemoPtr &page : *pages)
+        oldIDs.append(page->memoID());
+    QHash<qint64, qint64> newIDs;
+    root->assignNewIDWithConvertDictionary(newIDs);
+    for (qsizetype i = 0; i < pages->size(); ++i)
+        takeText(*pages->at(i), oldIDs.at(i), dictionary.value(QString::number(oldIDs.at(i))), newIDs);
+    return root;
+}
+
+} // namespace BookFile
