@@ -1,5 +1,6 @@
 #include "JW3Controller.h"
 
+#include "exchange/SampleBook.h"
 #include "model/JWMemo.h"
 #include "platform/NotificationCenter.h"
 #include "platform/NotificationNames.h"
@@ -68,6 +69,8 @@ JW3Controller::JW3Controller(WindowFactory windowFactory, QObject *parent)
 {
     m_store.setHost(this);
     m_store.tree().setHost(this);
+    // A new notebook, and one whose last page was deleted, start with the sample pages.
+    m_store.tree().setSamplePageImporter(importSampleBook);
 }
 
 JW3Controller::~JW3Controller()

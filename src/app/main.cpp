@@ -9,7 +9,7 @@
 #include "platform/Localization.h"
 #include "platform/TerminationSignals.h"
 #include "platform/UserDefaults.h"
-#include "windows/StartNoteWindow.h"
+#include "windows/NoteWindowController.h"
 
 #include <QApplication>
 #include <QMessageBox>
@@ -95,7 +95,8 @@ int main(int argc, char *argv[])
             break;
         }
 
-        JW3Controller controller([](NoteTreeHost &) { return std::make_unique<StartNoteWindow>(); });
+        JW3Controller controller(
+            [](NoteTreeHost &host) { return std::make_unique<NoteWindowController>(host); });
         // Taking the bus name is what decides between two starts at once:
         // the one that lost hands its request over after all.
         if (Status registered = SingleInstance::registerController(controller, serviceName); !registered) {

@@ -258,6 +258,12 @@ public:
      * "UseTopLineAsTitle" the title from the first line.
      */
     void setDataToTextView(MemoTextView *view);
+    /**
+     * True when the last setDataToTextView found the rich text unreadable and
+     * showed the plain text instead; the page file stays as it is until the
+     * text is edited.
+     */
+    [[nodiscard]] bool textIsUnreadable() const { return m_textUnreadable; }
     /** The view whose document the page's views edit, or null. Not owned. */
     [[nodiscard]] MemoTextView *focusText() const { return m_focusText; }
     /** The other views showing the page, sharing focusText()'s document. Not owned. */
@@ -532,6 +538,7 @@ private:
     // While the page takes its text back from the focus view, a new RTFD
     // must not be loaded into that view again.
     bool m_takingTextFromView = false;
+    bool m_textUnreadable = false;
     QStringList m_tags;
     bool m_hasTags = false;
     TextRange m_scrollRange;

@@ -92,6 +92,9 @@ public:
     [[nodiscard]] qint64 selectionID() const { return m_selectionID; }
     void setSelectionID(qint64 memoID);
 
+    /** The frame of a window that has never been placed. */
+    static constexpr QRectF kDefaultWindowFrame{48, 61, 500, 500};
+
     [[nodiscard]] QRectF windowFrame() const { return m_windowFrame; }
     void setWindowFrame(const QRectF &frame);
     /** Parses "{{x, y}, {w, h}}" into windowFrame (missing numbers count as 0). */
@@ -221,7 +224,7 @@ Q_SIGNALS:
 
 private:
     qint64 m_selectionID = 0;
-    QRectF m_windowFrame{48, 61, 500, 500};
+    QRectF m_windowFrame{kDefaultWindowFrame};
     QString m_windowFrameStr;
     QRectF m_webWindowFrame{48, 61, 700, 800};
     bool m_showPageHandle = false;

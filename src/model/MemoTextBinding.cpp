@@ -101,6 +101,7 @@ void JWMemo::setDataToTextView(MemoTextView *view)
     const bool rich = !isPlainTextMemo();
     view->setRichText(rich);
     bool usePlainText = !rich;
+    m_textUnreadable = false;
     if (rich) {
         // Reading the text replaces the view's document, typing font included.
         const QByteArray data = memoData();
@@ -108,6 +109,7 @@ void JWMemo::setDataToTextView(MemoTextView *view)
             qCWarning(lcModel, "Page %lld: its text cannot be read (%s); showing its plain text", m_memoID,
                       qPrintable(loaded.errorMessage()));
             usePlainText = true;
+            m_textUnreadable = true;
         } else if (view->textDocument()->isEmpty() && !plainText().isEmpty()) {
             usePlainText = true;
         }

@@ -4,7 +4,9 @@
 #include "model/JWMemo.h"
 #include "platform/ArchivedValues.h"
 
+#include <QGuiApplication>
 #include <QImage>
+#include <QPalette>
 #include <QMimeData>
 
 namespace {
@@ -24,12 +26,25 @@ QImage webIcon(const QVariant &value)
     return {};
 }
 
-QColor blendTowardsWhite(const QColor &color, double fraction)
+QColor blend(const QColor &color, const QColor &towards, double fraction)
 {
-    const QColor rgb = color.toRgb();
-    auto mix = [fraction](double component) { return component + (1.0 - component) * fraction; };
-    return QColor::fromRgbF(float(mix(rgb.redF())), float(mix(rgb.greenF())), float(mix(rgb.blueF())),
-                            rgb.alphaF());
+    const QColor from = color.toRgb();
+    const QColor to = towards.toRgb();
+    auto mix = [fraction](double a, double b) { return a + (b - a) * fraction; };
+    return QColor::fromRgbF(float(mix(from.redF(), to.redF())), float(mix(from.greenF(), to.greenF())),
+                            float(mix(from.blueF(), to.blueF())), from.alphaF());
+}
+
+// The colour a title is drawn in. Black, every page's own colour unless the
+// user chose another, stands for the theme's text colour, so that titles stay
+// readable on a dark theme. A read-only page fades half-way to the background
+// (to white, on a light theme).
+QColor titleColorOf(const JWMemo &memo)
+{
+    const QPalette palette = QGuiApplication::palette();
+    const QColor own = memo.titleCharacterColor();
+    const QColor color = !own.isValid() || own == QColor(Qt::black) ? palette.color(QPalette::Text) : own;
+    return memo.locked() ? blend(color, palette.color(QPalette::Base), 0.5) : color;
 }
 
 } // namespace
@@ -198,10 +213,8 @@ QVariant NoteOutlineModel::data(const QModelIndex &index, int role) const
         return memo.protectWithPassword() && !memo.unlockedPassword()
                    ? tr("%1 (protected by the page password)").arg(memo.title())
                    : memo.title();
-    case Qt::ForegroundRole: {
-        const QColor color = memo.titleCharacterColor().isValid() ? memo.titleCharacterColor() : QColor(Qt::black);
-        return memo.locked() ? blendTowardsWhite(color, 0.5) : color;
-    }
+    case Qt::ForegroundRole:
+        return titleColorOf(memo);
     case MemoRole:
         return QVariant::fromValue(node->memo);
     case LabelColorRole:

@@ -149,6 +149,11 @@ NoteOutlineView::~NoteOutlineView()
         saveExpandedItems();
 }
 
+NoteTreeController *NoteOutlineView::controller() const
+{
+    return m_controller;
+}
+
 void NoteOutlineView::setController(NoteTreeController *controller)
 {
     if (!controller || controller == m_controller)

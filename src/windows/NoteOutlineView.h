@@ -35,7 +35,7 @@ public:
 
     /** Connects the view to its controller and the controller's model. Once. */
     void setController(NoteTreeController *controller);
-    [[nodiscard]] NoteTreeController *controller() const { return m_controller; }
+    [[nodiscard]] NoteTreeController *controller() const;
     /**
      * Writes a pending change of the expanded rows before the old model goes;
      * the new one's expanded rows are restored as soon as it has rows.

@@ -1,6 +1,7 @@
 #include "NoteTextView.h"
 
 #include "ImageScaling.h"
+#include "LineNumberArea.h"
 #include "NoteTextMenu.h"
 
 #include "model/JWMemo.h"
@@ -191,6 +192,13 @@ void NoteTextView::changeBGColor()
     }
     QPalette palette = this->palette();
     palette.setColor(QPalette::Base, color);
+    // Text without a colour of its own must stand out from the page, whatever
+    // the desktop's theme: dark on a light page, light on a dark one.
+    const QColor ink = color.lightnessF() > 0.5 ? QColor(Qt::black) : QColor(Qt::white);
+    for (const QPalette::ColorGroup group : {QPalette::Active, QPalette::Inactive})
+        palette.setColor(group, QPalette::Text, ink);
+    palette.setColor(QPalette::Disabled, QPalette::Text, ink.lightnessF() > 0.5 ? QColor(Qt::lightGray)
+                                                                              : QColor(Qt::darkGray));
     setPalette(palette);
     viewport()->setAutoFillBackground(true);
 }
@@ -212,11 +220,38 @@ void NoteTextView::resizeEvent(QResizeEvent *event)
     QTextEdit::resizeEvent(event);
     if (m_scaleImages)
         applyImageScaling();
+    if (lineNumbersVisible())
+        m_lineNumbers->follow();
 }
 
 void NoteTextView::setPlainTextMode(bool plain)
 {
     setAcceptRichText(!plain);
+}
+
+void NoteTextView::setLineNumbersVisible(bool visible)
+{
+    if (visible == lineNumbersVisible())
+        return;
+    if (!m_lineNumbers) {
+        m_lineNumbers = new LineNumberArea(*this);
+        // More paragraphs may need a wider gutter.
+        connect(this, &QTextEdit::textChanged, this, [this] {
+            if (lineNumbersVisible() && viewportMargins().left() != m_lineNumbers->neededWidth()) {
+                setViewportMargins(m_lineNumbers->neededWidth(), 0, 0, 0);
+                m_lineNumbers->follow();
+            }
+        });
+    }
+    setViewportMargins(visible ? m_lineNumbers->neededWidth() : 0, 0, 0, 0);
+    m_lineNumbers->setVisible(visible);
+    if (visible)
+        m_lineNumbers->follow();
+}
+
+bool NoteTextView::lineNumbersVisible() const
+{
+    return m_lineNumbers && !m_lineNumbers->isHidden();
 }
 
 bool NoteTextView::canInsertFromMimeData(const QMimeData *source) const

@@ -15,6 +15,7 @@
 #include <optional>
 
 class JWMemo;
+class LineNumberArea;
 class LinkClickHost;
 class QMenu;
 using MemoPtr = std::shared_ptr<JWMemo>;
@@ -92,6 +93,9 @@ public:
      * setImportsGraphics of a page view).
      */
     void setPlainTextMode(bool plain);
+    /** Numbers the paragraphs in a gutter at the left. */
+    void setLineNumbersVisible(bool visible);
+    [[nodiscard]] bool lineNumbersVisible() const;
     [[nodiscard]] bool isPlainTextMode() const { return !acceptRichText(); }
 
     // --- Title line ---------------------------------------------------------------
@@ -184,6 +188,7 @@ private:
     // The page whose text this view shows (see JWMemo::setText); not owned.
     JWMemo *m_boundMemo = nullptr;
     LinkClickHost *m_linkClickHost = nullptr;
+    LineNumberArea *m_lineNumbers = nullptr;
     // The view's own text; not a child of the view, so that showing a shared
     // document never deletes it.
     std::unique_ptr<QTextDocument> m_ownDocument;

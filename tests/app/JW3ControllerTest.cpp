@@ -2,6 +2,7 @@
 #include "app/JW3Controller.h"
 #include "app/RegisteredDefaults.h"
 #include "common/FreshUserTest.h"
+#include "exchange/SampleBook.h"
 #include "model/MemoCreation.h"
 #include "platform/FolderPaths.h"
 #include "platform/UserDefaults.h"
@@ -54,11 +55,15 @@ protected:
         return page;
     }
 
+    /** The titles of the top-level pages, the sample page a new notebook starts with left out. */
     static QStringList topLevelTitles(const JW3Controller &controller)
     {
+        static const QString sample = SampleBook::read().value()->title();
         QStringList titles;
-        for (const MemoPtr &child : controller.rootMemo()->children())
-            titles << child->title();
+        for (const MemoPtr &child : controller.rootMemo()->children()) {
+            if (child->title() != sample)
+                titles << child->title();
+        }
         return titles;
     }
 

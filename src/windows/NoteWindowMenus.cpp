@@ -1,0 +1,333 @@
+// The note window's menus and toolbar: every command a page, the outline
+// and the text offer, with the usual shortcuts, enabled as the outline's
+// state allows.
+
+#include "NoteWindowController.h"
+
+#include "LinkPanelController.h"
+#include "NoteMainWindow.h"
+#include "NoteOutlineView.h"
+#include "NoteTextView.h"
+#include "NoteTreeController.h"
+#include "NoteTreeHost.h"
+#include "SetPassPanelController.h"
+#include "TitleColorPalette.h"
+#include "model/JWMemo.h"
+#include "model/JWWindowAttribute.h"
+#include "model/MemoTree.h"
+#include "model/MemoTreeHost.h"
+#include "text/TextHighlight.h"
+#include "text/TextStyling.h"
+
+#include <QApplication>
+#include <QColorDialog>
+#include <QDockWidget>
+#include <QFontDialog>
+#include <QMenuBar>
+#include <QPixmap>
+#include <QTextCursor>
+#include <QToolBar>
+#include <QToolButton>
+
+namespace {
+
+// Menu tags the outline's validation knows.
+constexpr int kBackTag = 101;
+constexpr int kForwardTag = 102;
+constexpr int kOpenWithChildrenTag = 207;
+constexpr int kSinglePageTag = 301;
+
+TextRange selectionOf(const QTextEdit &view)
+{
+    const QTextCursor cursor = view.textCursor();
+    return {cursor.selectionStart(), cursor.selectionEnd() - cursor.selectionStart()};
+}
+
+QIcon swatch(const QColor &color)
+{
+    QPixmap pixmap(14, 14);
+    pixmap.fill(color.alpha() == 0 ? QColor(Qt::white) : color);
+    return QIcon(pixmap);
+}
+
+// Bold, italic or underline on the selection, or for what is typed next.
+void toggleCharacterStyle(QTextEdit &view, int property)
+{
+    QTextCursor cursor = view.textCursor();
+    const QTextCharFormat current = cursor.charFormat();
+    QVariant value;
+    if (property == QTextFormat::FontWeight)
+        value = current.fontWeight() >= QFont::Bold ? int(QFont::Normal) : int(QFont::Bold);
+    else
+        value = !current.boolProperty(property);
+    if (cursor.hasSelection()) {
+        TextStyling::setAttribute(*view.document(), property, value, selectionOf(view));
+    } else {
+        QTextCharFormat typing;
+        typing.setProperty(property, value);
+        view.mergeCurrentCharFormat(typing);
+    }
+}
+
+} // namespace
+
+QAction *NoteWindowController::action(const QString &name) const
+{
+    return m_window->findChild<QAction *>(name);
+}
+
+void NoteWindowController::buildMenus()
+{
+    QMenuBar *bar = m_window->menuBar();
+    NoteTreeController *tree = m_treeController.get();
+    const auto add = [this](QMenu *menu, const char *name, const QString &text, const QKeySequence &keys,
+                            auto slot, int tag = 0) {
+        QAction *item = menu->addAction(text);
+        item->setObjectName(QLatin1StringView(name));
+        item->setShortcut(keys);
+        item->setData(tag);
+        connect(item, &QAction::triggered, this, slot);
+        return item;
+    };
+    const auto checkable = [](QAction *item) {
+        item->setCheckable(true);
+        return item;
+    };
+
+    QMenu *file = bar->addMenu(tr("&File"));
+    add(file, "newPageAction", tr("New Page"), QKeySequence::New, [tree] { tree->add(); });
+    add(file, "newChildPageAction", tr("New Child Page"), QKeySequence(tr("Ctrl+Shift+N")),
+        [tree] { tree->addChild(); });
+    file->addSeparator();
+    add(file, "openInNewWindowAction", tr("Open in New Window"), QKeySequence(tr("Ctrl+Shift+O")),
+        [tree] { tree->openNewWindowWithParent(); }, kSinglePageTag);
+    add(file, "openAsWindowRootAction", tr("Open Sub-pages in New Window"), {},
+        [tree] { tree->openNewWindowWithSelection(); }, kOpenWithChildrenTag);
+    file->addSeparator();
+    add(file, "saveAction", tr("Save"), QKeySequence::Save, [this] {
+        if (MemoTreeHost *application = m_host.memoTree().host())
+            application->saveNow();
+        else
+            save();
+    });
+    add(file, "closeAction", tr("Close Window"), QKeySequence::Close, [this] { performClose(); });
+    QAction *quit = add(file, "quitAction", tr("Quit"), QKeySequence::Quit, [] { QCoreApplication::quit(); });
+    quit->setMenuRole(QAction::QuitRole);
+
+    QMenu *edit = bar->addMenu(tr("&Edit"));
+    add(edit, "undoAction", tr("Undo"), QKeySequence::Undo, [this] { undo(); });
+    add(edit, "redoAction", tr("Redo"), QKeySequence::Redo, [this] { redo(); });
+    edit->addSeparator();
+    add(edit, "deletePageAction", tr("Delete Page"), QKeySequence(tr("Ctrl+Shift+Backspace")),
+        [tree] { tree->remove(); });
+    edit->addSeparator();
+    add(edit, "editLinkAction", tr("Link..."), QKeySequence(tr("Ctrl+K")), [this] { editLink(); }, kSinglePageTag);
+    add(edit, "removeLinkAction", tr("Remove Link"), {}, [this] { m_textView->removeLink(); }, kSinglePageTag);
+    add(edit, "dateStampAction", tr("Insert Date and Time"), QKeySequence(tr("Ctrl+Shift+D")),
+        [this] { m_textView->insertTimeStamp(); }, kSinglePageTag);
+
+    QMenu *page = bar->addMenu(tr("&Page"));
+    add(page, "backAction", tr("Back"), QKeySequence(tr("Alt+Left")), [tree] { tree->moveBack(); }, kBackTag);
+    add(page, "forwardAction", tr("Forward"), QKeySequence(tr("Alt+Right")), [tree] { tree->moveNext(); },
+        kForwardTag);
+    page->addSeparator();
+    add(page, "moveUpAction", tr("Move Page Up"), QKeySequence(tr("Alt+Shift+Up")), [tree] { tree->outlineMoveUp(); });
+    add(page, "moveDownAction", tr("Move Page Down"), QKeySequence(tr("Alt+Shift+Down")),
+        [tree] { tree->outlineMoveDown(); });
+    add(page, "moveLeftAction", tr("Move Page Out"), QKeySequence(tr("Alt+Shift+Left")),
+        [tree] { tree->outlineMoveLeft(); });
+    add(page, "moveRightAction", tr("Move Page In"), QKeySequence(tr("Alt+Shift+Right")),
+        [tree] { tree->outlineMoveRight(); });
+    page->addSeparator();
+    checkable(add(page, "lockAction", tr("Lock Page"), {}, [this] {
+        if (const MemoPtr memo = selectedMemo())
+            memo->setLocked(!memo->locked());
+    }, kSinglePageTag));
+    checkable(add(page, "protectAction", tr("Protect with Password"), {}, [this] { toggleProtection(); },
+                  kSinglePageTag));
+    add(page, "setPasswordAction", tr("Set Page Password..."), {}, [this] { setPagePassword(); });
+    QMenu *titleColor = page->addMenu(tr("Title Colour"));
+    for (const TitleColorPalette::Entry &entry : TitleColorPalette::entries()) {
+        QAction *item = titleColor->addAction(swatch(entry.color), entry.name);
+        const int tag = entry.tag;
+        connect(item, &QAction::triggered, this, [tree, tag] { tree->changeTitleColorByTag(tag); });
+    }
+    titleColor->addSeparator();
+    connect(titleColor->addAction(tr("Other...")), &QAction::triggered, this,
+            [tree] { tree->changeTitleColorByTag(NoteTreeController::kCustomTitleColorTag); });
+    page->addSeparator();
+    checkable(add(page, "floatingAction", tr("Float Above Other Windows"), {}, [this] {
+        JWWindowAttribute *attribute = m_rootMemo ? m_rootMemo->windowAttribute().get() : nullptr;
+        if (attribute)
+            attribute->setFloating(!attribute->floating());
+    }));
+
+    QMenu *format = bar->addMenu(tr("F&ormat"));
+    add(format, "fontAction", tr("Font..."), QKeySequence(tr("Ctrl+T")), [this] { chooseFont(); }, kSinglePageTag);
+    add(format, "boldAction", tr("Bold"), QKeySequence::Bold,
+        [this] { toggleCharacterStyle(*m_textView, QTextFormat::FontWeight); }, kSinglePageTag);
+    add(format, "italicAction", tr("Italic"), QKeySequence::Italic,
+        [this] { toggleCharacterStyle(*m_textView, QTextFormat::FontItalic); }, kSinglePageTag);
+    add(format, "underlineAction", tr("Underline"), QKeySequence::Underline,
+        [this] { toggleCharacterStyle(*m_textView, QTextFormat::FontUnderline); }, kSinglePageTag);
+    add(format, "textColorAction", tr("Text Colour..."), QKeySequence(tr("Ctrl+Shift+C")),
+        [this] { chooseTextColor(); }, kSinglePageTag);
+    add(format, "highlightAction", tr("Highlight..."), QKeySequence(tr("Ctrl+Shift+H")),
+        [this] { chooseTextBackgroundColor(); }, kSinglePageTag);
+    format->addSeparator();
+    const auto pageSwitch = [this](const char *key) {
+        return [this, key] {
+            if (const MemoPtr memo = selectedMemo())
+                memo->setValue(QLatin1StringView(key), !memo->value(QLatin1StringView(key)).toBool());
+            applyViewSwitches();
+        };
+    };
+    checkable(add(format, "plainTextAction", tr("Plain Text"), {}, pageSwitch("isPlainTextMemo"), kSinglePageTag));
+    checkable(add(format, "scaleImagesAction", tr("Fit Pictures to Width"), {}, pageSwitch("scaleImages"),
+                  kSinglePageTag));
+    checkable(add(format, "lineNumbersAction", tr("Line Numbers"), {}, pageSwitch("showLineNumbers"),
+                  kSinglePageTag));
+    checkable(add(format, "rulerAction", tr("Format Bar"), {}, pageSwitch("showRuler"), kSinglePageTag));
+
+    QMenu *view = bar->addMenu(tr("&View"));
+    QAction *outlineToggle = m_drawer->toggleViewAction();
+    outlineToggle->setObjectName(QStringLiteral("showOutlineAction"));
+    outlineToggle->setText(tr("Page Outline"));
+    outlineToggle->setShortcut(QKeySequence(tr("Ctrl+Shift+L")));
+    view->addAction(outlineToggle);
+    add(view, "expandAllAction", tr("Expand All"), {}, [this] { m_outline->expandEveryItem(); });
+    add(view, "collapseAllAction", tr("Collapse All"), {}, [this] { m_outline->collapseEveryItem(); });
+
+    // The format bar stands for the ruler: the styles at hand.
+    m_formatBar = new QToolBar(tr("Format"), m_window.get());
+    m_formatBar->setObjectName(QStringLiteral("formatBar"));
+    for (const char *name : {"boldAction", "italicAction", "underlineAction", "textColorAction", "highlightAction",
+                             "fontAction"})
+        m_formatBar->addAction(action(QLatin1StringView(name)));
+    m_window->addToolBar(Qt::TopToolBarArea, m_formatBar);
+    m_formatBar->hide();
+
+    connect(m_textView, &QTextEdit::copyAvailable, this, &NoteWindowController::validateActions);
+}
+
+void NoteWindowController::buildToolbar()
+{
+    QToolBar *toolbar = m_window->addToolBar(tr("Pages"));
+    toolbar->setObjectName(QStringLiteral("mainToolbar"));
+    toolbar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    toolbar->setMovable(false);
+    const auto place = [&](const char *name, QStyle::StandardPixmap icon) {
+        QAction *item = action(QLatin1StringView(name));
+        item->setIcon(m_window->style()->standardIcon(icon));
+        toolbar->addAction(item);
+    };
+    place("backAction", QStyle::SP_ArrowBack);
+    place("forwardAction", QStyle::SP_ArrowForward);
+    toolbar->addSeparator();
+    place("newPageAction", QStyle::SP_FileIcon);
+    place("newChildPageAction", QStyle::SP_FileDialogNewFolder);
+    place("deletePageAction", QStyle::SP_TrashIcon);
+    toolbar->addSeparator();
+
+    const auto popup = [&](const QString &text, const char *name, void (NoteWindowController::*fill)(QMenu &)) {
+        auto *button = new QToolButton(toolbar);
+        button->setObjectName(QLatin1StringView(name));
+        button->setText(text);
+        button->setPopupMode(QToolButton::InstantPopup);
+        auto *menu = new QMenu(button);
+        connect(menu, &QMenu::aboutToShow, this, [this, menu, fill] { (this->*fill)(*menu); });
+        button->setMenu(menu);
+        toolbar->addWidget(button);
+        return button;
+    };
+    m_recentButton = popup(tr("Recent"), "recentButton", &NoteWindowController::updateRecentItems);
+    m_favoriteButton = popup(tr("Favourites"), "favoriteButton", &NoteWindowController::updateFavoriteItems);
+}
+
+void NoteWindowController::validateActions()
+{
+    for (QAction *item : m_window->findChildren<QAction *>()) {
+        const int tag = item->data().toInt();
+        if (tag != 0)
+            item->setEnabled(m_treeController->validateMenuItem(tag));
+    }
+    if (QAction *undoItem = action(QStringLiteral("undoAction")))
+        undoItem->setText(m_treeController->undoStack().canUndo() && !m_textView->hasFocus()
+                              ? tr("Undo %1").arg(m_treeController->undoStack().undoText())
+                              : tr("Undo"));
+    applyViewSwitches();
+}
+
+// The keyboard's place decides what is undone: the text in the text view, the
+// outline's page edits anywhere else.
+void NoteWindowController::undo()
+{
+    if (m_textView->hasFocus())
+        m_textView->undo();
+    else
+        m_treeController->undoStack().undo();
+}
+
+void NoteWindowController::redo()
+{
+    if (m_textView->hasFocus())
+        m_textView->redo();
+    else
+        m_treeController->undoStack().redo();
+}
+
+void NoteWindowController::editLink()
+{
+    if (m_linkPanelController || m_treeController->countSelection() != 1)
+        return;
+    // Any page of the notebook can be linked to, not only those of this window.
+    m_linkPanelController = new LinkPanelController(m_textView, m_host.memoTree().root());
+    m_linkPanelController->setAttribute(Qt::WA_DeleteOnClose);
+    m_linkPanelController->showWindow();
+}
+
+void NoteWindowController::chooseTextColor()
+{
+    const QColor chosen = QColorDialog::getColor(m_textView->textColor(), m_window.get(), tr("Text Colour"));
+    if (chosen.isValid())
+        TextStyling::changeTextColor(*m_textView->document(), chosen, selectionOf(*m_textView));
+}
+
+void NoteWindowController::chooseTextBackgroundColor()
+{
+    const QColor chosen = QColorDialog::getColor(Qt::yellow, m_window.get(), tr("Highlight"));
+    if (chosen.isValid())
+        TextHighlight::setBackgroundColor(*m_textView->document(), chosen, selectionOf(*m_textView));
+}
+
+void NoteWindowController::chooseFont()
+{
+    bool chosen = false;
+    const QFont font = QFontDialog::getFont(&chosen, m_textView->currentFont(), m_window.get(), tr("Font"));
+    if (!chosen)
+        return;
+    QTextCharFormat format;
+    format.setFont(font, QTextCharFormat::FontPropertiesSpecifiedOnly);
+    if (m_textView->textCursor().hasSelection())
+        m_textView->textCursor().mergeCharFormat(format);
+    m_textView->mergeCurrentCharFormat(format);
+}
+
+void NoteWindowController::toggleProtection()
+{
+    const MemoPtr memo = selectedMemo();
+    if (!memo)
+        return;
+    const bool protect = !memo->protectWithPassword();
+    memo->setProtectWithPassword(protect);
+    // The page stays open until it locks again by itself or the application restarts.
+    if (protect)
+        memo->setUnlockedPassword(true);
+}
+
+void NoteWindowController::setPagePassword()
+{
+    auto *sheet = new SetPassPanelController(m_window.get());
+    sheet->setServiceName(QCoreApplication::applicationName());
+    sheet->runAsSheetForWindow(m_window.get());
+}

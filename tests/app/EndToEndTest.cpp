@@ -1,0 +1,186 @@
+// The application as a user lives with it: real windows on a fresh data
+// folder, pages made, written, formatted, linked and protected, then a quit
+// and a second start that finds everything as it was left.
+#include "app/JW3Controller.h"
+#include "app/RegisteredDefaults.h"
+#include "common/FreshUserTest.h"
+#include "model/JWMemo.h"
+#include "model/MemoTree.h"
+#include "platform/FolderPaths.h"
+#include "platform/Localization.h"
+#include "platform/UserDefaults.h"
+#include "text/PageLinks.h"
+#include "text/TextExport.h"
+#include "util/PagePassword.h"
+#include "windows/ConfirmPassPanelController.h"
+#include "windows/LinkPanelController.h"
+#include "windows/NoteMainWindow.h"
+#include "windows/NoteOutlineModel.h"
+#include "windows/NoteTextView.h"
+#include "windows/NoteTreeController.h"
+#include "windows/NoteWindowController.h"
+
+#include <QAction>
+#include <QLineEdit>
+#include <QTest>
+#include <QTextBlock>
+#include <QTextCursor>
+#include <QTextDocument>
+
+namespace {
+
+class EndToEndTest : public FreshUserTest
+{
+protected:
+    void SetUp() override
+    {
+        FreshUserTest::SetUp();
+        Localization::install();
+        // Never the user's real keyring: no session bus to find one on.
+        qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus");
+        RegisteredDefaults::registerWith(UserDefaults::standardUserDefaults());
+    }
+
+    static std::unique_ptr<JW3Controller> start()
+    {
+        auto application = std::make_unique<JW3Controller>(
+            [](NoteTreeHost &host) { return std::make_unique<NoteWindowController>(host); });
+        EXPECT_TRUE(application->claimDataFolder(dataFolderPath()).ok());
+        application->startUp();
+        return application;
+    }
+
+    static NoteWindowController &frontWindow(JW3Controller &application)
+    {
+        auto *window = dynamic_cast<NoteWindowController *>(application.frontWindowController());
+        EXPECT_NE(window, nullptr);
+        return *window;
+    }
+
+    static void trigger(NoteWindowController &window, const char *action)
+    {
+        QAction *item = window.action(QLatin1StringView(action));
+        ASSERT_NE(item, nullptr) << action;
+        ASSERT_TRUE(item->isEnabled()) << action;
+        item->trigger();
+    }
+
+    // A new page (or child page) titled @p title, with @p text typed into it.
+    static MemoPtr newPage(NoteWindowController &window, const char *action, const QString &title,
+                           const QString &text)
+    {
+        trigger(window, action);
+        const MemoPtr page = window.selectedMemo();
+        window.treeController().titleEdited(title);
+        window.textView()->setFocus();
+        QTest::keyClicks(window.textView(), text);
+        return page;
+    }
+
+    static MemoPtr pageTitled(JW3Controller &application, const QString &title)
+    {
+        return application.tree().memoWithTitle(title, application.rootMemo());
+    }
+
+    static void select(NoteTextView &view, const QString &word)
+    {
+        const int at = int(view.string().indexOf(word));
+        ASSERT_GE(at, 0) << word.toStdString();
+        QTextCursor cursor(view.document());
+        cursor.setPosition(at);
+        cursor.setPosition(at + int(word.size()), QTextCursor::KeepAnchor);
+        view.setTextCursor(cursor);
+    }
+
+    static bool isBold(const QByteArray &rtfd, const QString &word)
+    {
+        QTextDocument document;
+        if (!TextExport::setRTFDData(document, rtfd).ok())
+            return false;
+        QTextCursor cursor = document.find(word);
+        return !cursor.isNull() && cursor.charFormat().fontWeight() >= QFont::Bold;
+    }
+};
+
+TEST_F(EndToEndTest, aNotebookMadeInOneSessionIsFoundAsItWasInTheNext)
+{
+    savePasswordToDefault(QStringLiteral("opensesame"));
+    qint64 shoppingID = 0;
+    {
+        const auto application = start();
+        NoteWindowController &window = frontWindow(*application);
+        window.showWindow();
+
+        // Pages and a child page, with formatted text.
+        const MemoPtr shopping = newPage(window, "newPageAction", QStringLiteral("Shopping"), QStringLiteral("Buy "));
+        shoppingID = shopping->memoID();
+        trigger(window, "boldAction");
+        QTest::keyClicks(window.textView(), QStringLiteral("milk"));
+        const MemoPtr errands = newPage(window, "newChildPageAction", QStringLiteral("Errands"),
+                                        QStringLiteral("Remember the shopping list"));
+        ASSERT_EQ(application->tree().parentOfMemo(errands), shopping);
+
+        // A link to the Shopping page, made with the link sheet and followed with a click.
+        select(*window.textView(), QStringLiteral("shopping list"));
+        trigger(window, "editLinkAction");
+        auto *sheet = window.mainWindow().findChild<LinkPanelController *>();
+        ASSERT_NE(sheet, nullptr);
+        sheet->setLinkStyle(LinkPanelController::PageLink);
+        sheet->setMemoIndex(int(sheet->memoArray().indexOf(shopping)));
+        sheet->linkSheetDidEnd(LinkPanelController::Accepted);
+        QTextCursor cursor = window.textView()->textCursor();
+        cursor.setPosition(int(window.textView()->string().indexOf(QStringLiteral("list"))));
+        const QPoint onLink = window.textView()->cursorRect(cursor).center() + QPoint(2, 0);
+        QTest::mouseClick(window.textView()->viewport(), Qt::LeftButton, {}, onLink);
+        QTRY_COMPARE(window.selectedMemo(), shopping);
+
+        // A protected page opens only with the password.
+        const MemoPtr secrets = newPage(window, "newPageAction", QStringLiteral("Secrets"), QStringLiteral("42"));
+        trigger(window, "protectAction");
+        ASSERT_TRUE(secrets->protectWithPassword());
+        secrets->lockPassword();
+        window.selectMemo(errands);
+        window.selectMemo(secrets);
+        EXPECT_EQ(window.selectedMemo(), errands);
+        ConfirmPassPanelController *password = window.treeController().passPanelController();
+        ASSERT_NE(password, nullptr);
+        password->findChild<QLineEdit *>()->setText(QStringLiteral("opensesame"));
+        password->passSheetOK(ConfirmPassPanelController::Confirmed);
+        QTRY_COMPARE(window.selectedMemo(), secrets);
+        EXPECT_EQ(window.textView()->string(), QStringLiteral("42"));
+
+        window.selectMemo(errands);
+        window.textView()->moveCursor(QTextCursor::Start);
+        QTest::keyClicks(window.textView(), QStringLiteral("Typed just before quitting. "));
+        application->applicationWillTerminate();
+    }
+
+    const auto application = start();
+    NoteWindowController &window = frontWindow(*application);
+    window.showWindow();
+    const MemoPtr shopping = pageTitled(*application, QStringLiteral("Shopping"));
+    const MemoPtr errands = pageTitled(*application, QStringLiteral("Errands"));
+    const MemoPtr secrets = pageTitled(*application, QStringLiteral("Secrets"));
+    ASSERT_TRUE(shopping && errands && secrets);
+    EXPECT_EQ(shopping->memoID(), shoppingID);
+    EXPECT_EQ(application->tree().parentOfMemo(errands), shopping);
+    EXPECT_TRUE(isBold(shopping->memoData(), QStringLiteral("milk")));
+    EXPECT_FALSE(isBold(shopping->memoData(), QStringLiteral("Buy")));
+
+    // The window shows the page it showed, with the last words typed.
+    EXPECT_EQ(window.selectedMemo(), errands);
+    EXPECT_TRUE(window.textView()->string().startsWith(QStringLiteral("Typed just before quitting. Remember")));
+    QTextDocument errandsText;
+    ASSERT_TRUE(TextExport::setRTFDData(errandsText, errands->memoData()).ok());
+    const QTextCursor link = errandsText.find(QStringLiteral("shopping list"));
+    EXPECT_EQ(PageLinks::memoIDOfLink(link.charFormat().anchorHref()), std::optional<qint64>(shoppingID));
+
+    // The protected page is locked again and keeps its text to itself.
+    EXPECT_TRUE(secrets->protectWithPassword());
+    EXPECT_FALSE(secrets->unlockedPassword());
+    EXPECT_FALSE(window.treeController().model().hasChildren(window.treeController().model().indexForMemo(secrets.get())));
+    window.selectMemo(secrets);
+    EXPECT_EQ(window.selectedMemo(), errands);
+}
+
+} // namespace

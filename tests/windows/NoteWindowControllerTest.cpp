@@ -1,0 +1,276 @@
+#include "OutlineTestWindow.h"
+#include "common/FreshUserTest.h"
+#include "model/JWWindowAttribute.h"
+#include "platform/Localization.h"
+#include "platform/NotificationCenter.h"
+#include "platform/NotificationNames.h"
+#include "platform/UserDefaults.h"
+#include "util/GeometryStrings.h"
+#include "util/PagePassword.h"
+#include "windows/ConfirmPassPanelController.h"
+#include "windows/NoteMainWindow.h"
+#include "windows/NoteWindowController.h"
+#include "windows/WindowFrames.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QClipboard>
+#include <QDockWidget>
+#include <QGuiApplication>
+#include <QLabel>
+#include <QMenu>
+#include <QScreen>
+#include <QTest>
+
+namespace {
+
+// A note window on a notebook of: Diary (Monday, Tuesday), Recipes, Ideas
+class NoteWindowControllerTest : public FreshUserTest
+{
+protected:
+    void SetUp() override
+    {
+        FreshUserTest::SetUp();
+        Localization::install();
+        qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus");
+        root = JWMemo::memo();
+        host.tree.setRoot(root);
+        diary = page(root, "Diary", "Dear diary");
+        monday = page(diary, "Monday", "Rain all day");
+        tuesday = page(diary, "Tuesday", "Sun at last");
+        recipes = page(root, "Recipes", "Bread: flour, water, salt");
+        ideas = page(root, "Ideas", "A boat made of books");
+    }
+
+    std::unique_ptr<NoteWindowController> open(const MemoPtr &on)
+    {
+        auto window = std::make_unique<NoteWindowController>(host);
+        host.undoStack = window->undoStack();
+        window->setRootMemo(on);
+        return window;
+    }
+
+    static MemoPtr page(const MemoPtr &parent, const char *title, const char *text)
+    {
+        MemoPtr memo = MemoCreation::initWithString(QLatin1StringView(text));
+        memo->setTitle(QLatin1StringView(title));
+        parent->appendChild(memo);
+        parent->changeIsLeaf();
+        memo->setIsEdited(false);
+        return memo;
+    }
+
+    static QRect primaryArea() { return QGuiApplication::primaryScreen()->availableGeometry(); }
+
+    OutlineTestHost host;
+    MemoPtr root, diary, monday, tuesday, recipes, ideas;
+};
+
+TEST_F(NoteWindowControllerTest, theWindowRecordIsAppliedOnOpenAndWrittenBackOnClose)
+{
+    JWWindowAttribute &record = *root->windowAttribute();
+    const int screenHeight = QGuiApplication::primaryScreen()->geometry().height();
+    const QRect wanted(120, 90, 520, 380);
+    record.setWindowFrameStr(GeometryStrings::stringFromRect(WindowFrames::fromScreen(wanted, screenHeight)));
+    record.setDrawerEdge(0);
+    record.setSelectionID(tuesday->memoID());
+
+    auto window = open(root);
+    window->showWindow();
+    EXPECT_EQ(window->mainWindow().size(), wanted.size());
+    EXPECT_EQ(window->mainWindow().frameGeometry().topLeft(), wanted.topLeft());
+    EXPECT_EQ(window->mainWindow().dockWidgetArea(&window->drawer()), Qt::LeftDockWidgetArea);
+    EXPECT_EQ(window->selectedMemo(), tuesday);
+    EXPECT_EQ(window->textView()->string(), QStringLiteral("Sun at last"));
+
+    // Moved, its panel taken to the other side and another page shown: all of it is kept.
+    window->mainWindow().move(200, 150);
+    window->mainWindow().addDockWidget(Qt::RightDockWidgetArea, &window->drawer());
+    window->selectMemo(recipes);
+    window->performClose();
+    EXPECT_EQ(record.selectionID(), recipes->memoID());
+    EXPECT_EQ(record.drawerEdge(), 2);
+
+    auto again = open(root);
+    again->showWindow();
+    EXPECT_EQ(again->mainWindow().frameGeometry().topLeft(), QPoint(200, 150));
+    EXPECT_EQ(again->mainWindow().size(), wanted.size());
+    EXPECT_EQ(again->selectedMemo(), recipes);
+}
+
+TEST_F(NoteWindowControllerTest, whileTheFirstPageLoadsTheDiskSaysTheWindowIsOpening)
+{
+    // Read from the disk, as the next start would after a crash at this moment.
+    bool markedOnDisk = false;
+    auto window = std::make_unique<NoteWindowController>(host);
+    QObject::connect(window->textView(), &QTextEdit::textChanged, window.get(), [&] {
+        UserDefaults onDisk(UserDefaults::standardUserDefaults().filePath());
+        markedOnDisk = markedOnDisk || onDisk.boolForKey(QStringLiteral("OpeningWindowHasProblem"));
+    });
+    window->setRootMemo(root);
+    EXPECT_TRUE(markedOnDisk);
+    EXPECT_FALSE(UserDefaults::standardUserDefaults().hasStoredValue(QStringLiteral("OpeningWindowHasProblem")));
+}
+
+TEST_F(NoteWindowControllerTest, impossibleFramesOpenOnScreenAtASaneSize)
+{
+    for (const QRectF &stored : {QRectF(100, 100, 0, -40), QRectF(-9000, 40000, 600, 400),
+                                 QRectF(1e12, -1e12, 1e12, 1e12)}) {
+        root->windowAttribute()->setWindowFrameStr(GeometryStrings::stringFromRect(stored));
+        auto window = open(root);
+        window->showWindow();
+        const QRect shown(window->mainWindow().frameGeometry().topLeft(), window->mainWindow().size());
+        EXPECT_TRUE(primaryArea().contains(shown)) << GeometryStrings::stringFromRect(stored).toStdString();
+        EXPECT_GE(shown.width(), 200);
+        EXPECT_GE(shown.height(), 150);
+        window->performClose();
+    }
+}
+
+TEST_F(NoteWindowControllerTest, aProtectedPageTheRecordNamesIsAskedForOnlyOnceTheWindowShows)
+{
+    savePasswordToDefault(QStringLiteral("secret"));
+    tuesday->setProtectWithPassword(true);
+    root->windowAttribute()->setSelectionID(tuesday->memoID());
+    auto window = open(diary);
+    EXPECT_EQ(window->selectedMemo(), monday);
+    EXPECT_EQ(window->treeController().passPanelController(), nullptr);
+    window->showWindow();
+    ConfirmPassPanelController *sheet = window->treeController().passPanelController();
+    // Opened on Diary, Tuesday is named by Diary's own record only.
+    EXPECT_EQ(sheet, nullptr);
+
+    diary->windowAttribute()->setSelectionID(tuesday->memoID());
+    auto named = open(diary);
+    EXPECT_EQ(named->selectedMemo(), monday);
+    EXPECT_NE(named->textView()->string(), QStringLiteral("Sun at last"));
+    named->showWindow();
+    ASSERT_NE(named->treeController().passPanelController(), nullptr);
+    EXPECT_TRUE(named->treeController().passPanelController()->isVisible());
+}
+
+TEST_F(NoteWindowControllerTest, editsReachTheirPageOnSelectionChangeAndOnEverySave)
+{
+    auto window = open(root);
+    window->showWindow();
+    window->selectMemo(recipes);
+    QTest::keyClicks(window->textView(), QStringLiteral("Yeast. "));
+    EXPECT_TRUE(window->isEdited());
+    EXPECT_TRUE(recipes->isEdited());
+    window->selectMemo(ideas);
+    EXPECT_TRUE(recipes->plainText().startsWith(QStringLiteral("Yeast. Bread")));
+
+    // A save takes the text of the page still shown.
+    QTest::keyClicks(window->textView(), QStringLiteral("Kites. "));
+    NotificationCenter::defaultCenter().post(NotificationNames::JW3SaveData);
+    EXPECT_TRUE(ideas->plainText().startsWith(QStringLiteral("Kites. ")));
+    EXPECT_FALSE(window->isEdited());
+    EXPECT_EQ(window->textView()->string(), ideas->plainText());
+    EXPECT_EQ(root->windowAttribute()->selectionID(), ideas->memoID());
+
+    // Looking at a page never marks it edited.
+    window->selectMemo(monday);
+    EXPECT_FALSE(monday->isEdited());
+}
+
+TEST_F(NoteWindowControllerTest, theFirstLineAndTheTitleFollowEachOtherWhenAsked)
+{
+    UserDefaults::standardUserDefaults().setValue(QStringLiteral("UseTopLineAsTitle"), true);
+    auto window = open(root);
+    window->showWindow();
+    window->selectMemo(ideas);
+    EXPECT_EQ(ideas->title(), QStringLiteral("A boat made of books"));
+    NoteTextView &text = *window->textView();
+    QTextCursor cursor = text.textCursor();
+    cursor.movePosition(QTextCursor::Start);
+    text.setTextCursor(cursor);
+    QTest::keyClicks(&text, QStringLiteral("Big "));
+    EXPECT_EQ(ideas->title(), QStringLiteral("Big A boat made of books"));
+
+    // Renamed in the outline: the first line follows.
+    window->treeController().titleEdited(QStringLiteral("Plans"));
+    EXPECT_EQ(text.topLine(), QStringLiteral("Plans"));
+    cursor.movePosition(QTextCursor::End);
+    text.setTextCursor(cursor);
+    QTest::keyClick(&text, Qt::Key_Return);
+    QTest::keyClicks(&text, QStringLiteral("second line"));
+    EXPECT_EQ(ideas->title(), QStringLiteral("Plans"));
+    EXPECT_EQ(ideas->title(), text.topLine());
+}
+
+TEST_F(NoteWindowControllerTest, theFooterCountsAndTheListsShowAtMostFifteenPages)
+{
+    auto window = open(root);
+    window->showWindow();
+    window->selectMemo(recipes);
+    QTRY_VERIFY(window->wordsCounterText().contains(QStringLiteral("/4")));
+    EXPECT_TRUE(window->charactersCounterText().contains(QStringLiteral("/25")));
+
+    for (int i = 0; i < 20; ++i)
+        page(root, "Extra", "text")->setIsEdited(true);
+    QMenu menu;
+    window->updateRecentItems(menu);
+    int pages = 0;
+    for (const QAction *item : menu.actions())
+        pages += item->isSeparator() ? 0 : 1;
+    EXPECT_EQ(pages, NoteWindowController::kMaximumListedMemos);
+
+    menu.actions().last()->trigger();
+    EXPECT_EQ(window->selectedMemo()->title(), QStringLiteral("Extra"));
+}
+
+TEST_F(NoteWindowControllerTest, webClipsShowTheirPlaceholderAndUnreadableTextItsNotice)
+{
+    auto window = open(root);
+    window->showWindow();
+    const MemoPtr clip = page(root, "Clip", "");
+    clip->setWebURLStr(QStringLiteral("https://example.org/article"));
+    window->selectMemo(clip);
+    auto *placeholder = window->mainWindow().findChild<QLabel *>(QStringLiteral("webClipPlaceholder"));
+    ASSERT_NE(placeholder, nullptr);
+    EXPECT_TRUE(placeholder->isVisible());
+    EXPECT_TRUE(placeholder->text().contains(QStringLiteral("https://example.org/article")));
+
+    const MemoPtr broken = page(root, "Broken", "the words survive");
+    broken->setMemoData(QByteArrayLiteral("this is not rich text"));
+    broken->setIsEdited(false);
+    window->selectMemo(broken);
+    auto *notice = window->mainWindow().findChild<QLabel *>(QStringLiteral("unreadableTextNotice"));
+    ASSERT_NE(notice, nullptr);
+    EXPECT_TRUE(notice->isVisible());
+    EXPECT_FALSE(placeholder->isVisible());
+    EXPECT_EQ(window->textView()->string(), QStringLiteral("the words survive"));
+    window->selectMemo(ideas);
+    EXPECT_FALSE(notice->isVisible());
+    EXPECT_EQ(broken->memoData(), QByteArrayLiteral("this is not rich text"));
+    EXPECT_FALSE(broken->isEdited());
+}
+
+TEST_F(NoteWindowControllerTest, thePageSwitchesFollowTheMenusAndThePage)
+{
+    auto window = open(root);
+    window->showWindow();
+    window->selectMemo(recipes);
+    window->action(QStringLiteral("lineNumbersAction"))->trigger();
+    EXPECT_TRUE(recipes->showLineNumbers());
+    EXPECT_TRUE(window->textView()->lineNumbersVisible());
+    window->selectMemo(ideas);
+    EXPECT_FALSE(window->textView()->lineNumbersVisible());
+    EXPECT_FALSE(window->action(QStringLiteral("lineNumbersAction"))->isChecked());
+
+    window->action(QStringLiteral("plainTextAction"))->trigger();
+    EXPECT_TRUE(ideas->isPlainTextMemo());
+    EXPECT_FALSE(window->textView()->isRichText());
+
+    // Back is enabled once there is somewhere to go back to.
+    EXPECT_TRUE(window->action(QStringLiteral("backAction"))->isEnabled());
+    window->action(QStringLiteral("backAction"))->trigger();
+    EXPECT_EQ(window->selectedMemo(), recipes);
+    EXPECT_TRUE(window->action(QStringLiteral("forwardAction"))->isEnabled());
+
+    root->windowAttribute()->setFloating(true);
+    EXPECT_TRUE(window->mainWindow().windowFlags().testFlag(Qt::WindowStaysOnTopHint));
+    EXPECT_TRUE(window->mainWindow().isVisible());
+}
+
+} // namespace
