@@ -3,6 +3,7 @@
 // shown, the history grows), and the reload that follows a move, which runs
 // on every step of a drag.
 #include "BenchFolder.h"
+#include "windows/TreeOnlyHost.h"
 #include "windows/OutlineTestWindow.h"
 
 #include "model/JWMemo.h"
@@ -15,25 +16,6 @@
 #include <random>
 
 namespace {
-
-// The application around the outline: the loaded folder's tree; windows are not opened.
-class BenchHost final : public NoteTreeHost
-{
-public:
-    explicit BenchHost(MemoTree &tree) : m_tree(tree) {}
-    MemoTree &memoTree() override { return m_tree; }
-    NoteWindow *openWindowWithMemo(const MemoPtr &, const MemoPtr &) override { return nullptr; }
-    NoteWindow *openWindowAndShowMemo(const MemoPtr &) override { return nullptr; }
-    void handleMemoRemoval(const MemoPtr &) override {}
-    Result<MemoPtr> importFile(const QString &, const MemoPtr &, qsizetype) override
-    {
-        return Error{QStringLiteral("no import here")};
-    }
-    [[nodiscard]] QStringList importableFileTypes() const override { return {}; }
-
-private:
-    MemoTree &m_tree;
-};
 
 // A shown window with its outline on the folder's root.
 struct OutlineOnFolder
@@ -50,7 +32,7 @@ struct OutlineOnFolder
 
     static void settle() { QCoreApplication::processEvents(); }
 
-    BenchHost host;
+    TreeOnlyHost host;
     OutlineTestWindow window;
     NoteTreeController controller;
 };

@@ -1,6 +1,7 @@
 // Note windows on the 10,000-page folder: a selection change that shows a
 // 100 kB page, and the memory three open windows take.
 #include "BenchFolder.h"
+#include "windows/TreeOnlyHost.h"
 #include "RealisticText.h"
 
 #include "model/JWMemo.h"
@@ -23,25 +24,6 @@
 #include <malloc.h>
 
 namespace {
-
-// The application around the windows: the loaded folder's tree; further windows are not opened.
-class FolderHost final : public NoteTreeHost
-{
-public:
-    explicit FolderHost(MemoTree &tree) : m_tree(tree) {}
-    MemoTree &memoTree() override { return m_tree; }
-    NoteWindow *openWindowWithMemo(const MemoPtr &, const MemoPtr &) override { return nullptr; }
-    NoteWindow *openWindowAndShowMemo(const MemoPtr &) override { return nullptr; }
-    void handleMemoRemoval(const MemoPtr &) override {}
-    Result<MemoPtr> importFile(const QString &, const MemoPtr &, qsizetype) override
-    {
-        return Error{QStringLiteral("no import here")};
-    }
-    [[nodiscard]] QStringList importableFileTypes() const override { return {}; }
-
-private:
-    MemoTree &m_tree;
-};
 
 // About 100 kB of notes with bold runs, as a long page keeps them.
 QByteArray longPage()
@@ -71,7 +53,7 @@ void BM_SelectionChange100k(benchmark::State &state)
     const MemoPtr shortOne = MemoCreation::initWithString(QStringLiteral("A short page"));
     root->insertChild(1, shortOne);
 
-    FolderHost host(store->tree());
+    TreeOnlyHost host(store->tree());
     NoteWindowController window(host);
     window.setRootMemo(root);
     window.mainWindow().resize(1000, 700);
@@ -98,7 +80,7 @@ void BM_ThreeWindowsMemory(benchmark::State &state)
     const auto store = loadedStore(state);
     if (!store)
         return;
-    FolderHost host(store->tree());
+    TreeOnlyHost host(store->tree());
     std::vector<std::unique_ptr<NoteWindowController>> windows;
     for (auto _ : state) {
         const MemoPtr root = store->rootMemo();

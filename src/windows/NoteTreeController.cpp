@@ -467,56 +467,56 @@ void NoteTreeController::removeMemo(const MemoPtr &requested, bool selectOtherMe
 
 void NoteTreeController::outlineMoveUp()
 {
-    if (m_selectedMemos.size() > 1 || !selection())
-        return;
-    if (!m_replaying)
-        tree().prepareUndoForParent(parentWithinRoot(selection()), &m_undoStack);
-    tree().moveUp(selection());
+    moveAmongSiblings(true);
 }
 
 void NoteTreeController::outlineMoveDown()
 {
-    if (m_selectedMemos.size() > 1 || !selection())
-        return;
-    if (!m_replaying)
-        tree().prepareUndoForParent(parentWithinRoot(selection()), &m_undoStack);
-    tree().moveDown(selection());
+    moveAmongSiblings(false);
 }
 
 void NoteTreeController::outlineMoveLeft()
+{
+    moveOneLevel(true);
+}
+
+void NoteTreeController::outlineMoveRight()
+{
+    moveOneLevel(false);
+}
+
+void NoteTreeController::moveAmongSiblings(bool up)
+{
+    const MemoPtr memo = selection();
+    if (m_selectedMemos.size() > 1 || !memo)
+        return;
+    if (!m_replaying)
+        tree().prepareUndoForParent(parentWithinRoot(memo), &m_undoStack);
+    if (up)
+        tree().moveUp(memo);
+    else
+        tree().moveDown(memo);
+}
+
+void NoteTreeController::moveOneLevel(bool out)
 {
     const MemoPtr memo = selection();
     if (m_selectedMemos.size() > 1 || !memo)
         return;
     // A page of this window never moves out past the window's root.
     const MemoPtr parent = tree().parentOfMemo(memo);
-    if (!parent || parent == m_rootMemo)
+    if (!parent || (out && parent == m_rootMemo))
         return;
     const qsizetype index = indexOfChild(*parent, memo.get());
-    tree().moveLeft(memo);
+    if (out)
+        tree().moveLeft(memo);
+    else
+        tree().moveRight(memo);
     const MemoPtr now = tree().parentOfMemo(memo);
     if (now == parent)
         return;
     const qsizetype nowIndex = now ? indexOfChild(*now, memo.get()) : -1;
-    pushUndo(tr("Move Left"), [this, memo, parent, index] { moveMemo(memo, parent, index); },
-             [this, memo, now, nowIndex] { moveMemo(memo, now, nowIndex); });
-}
-
-void NoteTreeController::outlineMoveRight()
-{
-    const MemoPtr memo = selection();
-    if (m_selectedMemos.size() > 1 || !memo)
-        return;
-    const MemoPtr parent = tree().parentOfMemo(memo);
-    if (!parent)
-        return;
-    const qsizetype index = indexOfChild(*parent, memo.get());
-    tree().moveRight(memo);
-    const MemoPtr now = tree().parentOfMemo(memo);
-    if (now == parent)
-        return;
-    const qsizetype nowIndex = now ? indexOfChild(*now, memo.get()) : -1;
-    pushUndo(tr("Move Right"), [this, memo, parent, index] { moveMemo(memo, parent, index); },
+    pushUndo(out ? tr("Move Left") : tr("Move Right"), [this, memo, parent, index] { moveMemo(memo, parent, index); },
              [this, memo, now, nowIndex] { moveMemo(memo, now, nowIndex); });
 }
 

@@ -204,12 +204,14 @@ Q_SIGNALS:
 private:
     void registerMyNotifications();
     void observeOutlineSelection(bool observe);
-    [[nodiscard]] bool isHistoryMemo(const MemoPtr &memo) const;
     void recordHistory(const MemoPtr &memo);
     void forgetInHistory(const MemoPtr &memo);
     void restoreOutlineSelection();
     [[nodiscard]] MemoPtr parentWithinRoot(const MemoPtr &memo) const;
-    void insertNewMemoAsUndoable(const MemoPtr &memo, const MemoPtr &parent, qsizetype index);
+    /** The selected page one place up (or down) among its siblings. */
+    void moveAmongSiblings(bool up);
+    /** The selected page one level out (or in), never out past the root. */
+    void moveOneLevel(bool out);
     void showNewMemo(const MemoPtr &memo);
     void alertLockedPage();
     [[nodiscard]] bool isOptionKeyDown() const;

@@ -9,7 +9,7 @@
 #include "platform/Localization.h"
 #include "windows/NoteMainWindow.h"
 #include "windows/NoteOutlineView.h"
-#include "windows/NoteTreeHost.h"
+#include "windows/TreeOnlyHost.h"
 #include "windows/NoteWindowController.h"
 
 #include <QApplication>
@@ -20,22 +20,6 @@
 #include <QTextStream>
 
 namespace {
-
-class ScreenshotHost final : public NoteTreeHost
-{
-public:
-    MemoTree &memoTree() override { return tree; }
-    NoteWindow *openWindowWithMemo(const MemoPtr &, const MemoPtr &) override { return nullptr; }
-    NoteWindow *openWindowAndShowMemo(const MemoPtr &) override { return nullptr; }
-    void handleMemoRemoval(const MemoPtr &) override {}
-    Result<MemoPtr> importFile(const QString &, const MemoPtr &, qsizetype) override
-    {
-        return Error{QStringLiteral("no import here")};
-    }
-    [[nodiscard]] QStringList importableFileTypes() const override { return {}; }
-
-    MemoTree tree;
-};
 
 QPalette darkPalette()
 {
@@ -64,16 +48,17 @@ QPalette darkPalette()
 // The window on a notebook holding the sample pages, showing the page on formatting.
 bool shoot(const QString &path)
 {
-    ScreenshotHost host;
-    host.tree.setRoot(JWMemo::memo());
-    if (!importSampleBook(host.tree, nullptr, -1))
+    MemoTree tree;
+    tree.setRoot(JWMemo::memo());
+    TreeOnlyHost host(tree);
+    if (!importSampleBook(tree, nullptr, -1))
         return false;
     NoteWindowController window(host);
-    window.setRootMemo(host.tree.root());
+    window.setRootMemo(tree.root());
     window.mainWindow().resize(1100, 720);
     window.showWindow();
     window.outline().expandEveryItem();
-    const QList<MemoPtr> pages = host.tree.memoArrayWithoutRoot();
+    const QList<MemoPtr> pages = tree.memoArrayWithoutRoot();
     for (const MemoPtr &page : pages) {
         if (page->title().contains(QStringLiteral("ormat")))
             window.selectMemo(page);

@@ -1,5 +1,4 @@
-#include "OutlineTestWindow.h"
-#include "common/FreshUserTest.h"
+#include "OutlineTest.h"
 #include "platform/Localization.h"
 #include "platform/UserDefaults.h"
 #include "windows/NoteOutlineModel.h"
@@ -19,7 +18,7 @@
 namespace {
 
 // Outlines over:  A (A1 (A1a)), B (B1), C, D
-class NoteOutlineViewTest : public FreshUserTest
+class NoteOutlineViewTest : public OutlineTest
 {
 protected:
     struct Outline
@@ -51,10 +50,7 @@ protected:
 
     void SetUp() override
     {
-        FreshUserTest::SetUp();
-        Localization::install();
-        root = JWMemo::memo();
-        host.tree.setRoot(root);
+        OutlineTest::SetUp();
         a = page(root, "A");
         a1 = page(a, "A1");
         a1a = page(a1, "A1a");
@@ -70,25 +66,10 @@ protected:
         main.controller.reset();
         main.window.reset();
         host.undoStack = nullptr;
-        FreshUserTest::TearDown();
+        OutlineTest::TearDown();
     }
 
-    static MemoPtr page(const MemoPtr &parent, const char *title)
-    {
-        MemoPtr memo = MemoCreation::initWithString(QStringLiteral("Text of ") + QLatin1StringView(title));
-        memo->setTitle(QLatin1StringView(title));
-        parent->appendChild(memo);
-        parent->changeIsLeaf();
-        return memo;
-    }
 
-    static QStringList titles(const MemoPtr &parent)
-    {
-        QStringList list;
-        for (const MemoPtr &child : parent->children())
-            list.append(child->title());
-        return list;
-    }
 
     Outline open(const MemoPtr &top)
     {
@@ -157,8 +138,7 @@ protected:
         return count;
     }
 
-    OutlineTestHost host;
-    MemoPtr root, a, a1, a1a, b, b1, c, d;
+    MemoPtr a, a1, a1a, b, b1, c, d;
     Outline main;
     QRect watched; // where dragTo() counts highlight pixels while hovering
     int highlightWhileHovering = 0;

@@ -1,5 +1,4 @@
-#include "OutlineTestWindow.h"
-#include "common/FreshUserTest.h"
+#include "OutlineTest.h"
 #include "platform/Localization.h"
 #include "platform/UserDefaults.h"
 #include "util/PagePassword.h"
@@ -18,53 +17,23 @@ namespace {
 
 // A window's outline over a small tree:
 //   A, B (children B1, B2), C, D
-class NoteTreeControllerTest : public FreshUserTest
+class NoteTreeControllerTest : public OutlineTest
 {
 protected:
     void SetUp() override
     {
-        FreshUserTest::SetUp();
-        Localization::install();
-        // Never the user's real keyring: no session bus to find one on.
-        qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus");
+        OutlineTest::SetUp();
         UserDefaults::standardUserDefaults().setValue(QStringLiteral("DeleteCheck"), false);
-        root = JWMemo::memo();
-        host.tree.setRoot(root);
         a = page(root, "A");
         b = page(root, "B");
         b1 = page(b, "B1");
         b2 = page(b, "B2");
         c = page(root, "C");
         d = page(root, "D");
-        window = std::make_unique<OutlineTestWindow>();
-        controller = std::make_unique<NoteTreeController>(host, *window, *window->outline);
-        host.undoStack = &controller->undoStack();
-        controller->setRootMemo(root);
+        openOutline();
     }
 
-    void TearDown() override
-    {
-        controller.reset();
-        window.reset();
-        FreshUserTest::TearDown();
-    }
 
-    static MemoPtr page(const MemoPtr &parent, const char *title)
-    {
-        MemoPtr memo = MemoCreation::initWithString(QStringLiteral("Text of ") + QLatin1StringView(title));
-        memo->setTitle(QLatin1StringView(title));
-        parent->appendChild(memo);
-        parent->changeIsLeaf();
-        return memo;
-    }
-
-    static QStringList titles(const MemoPtr &parent)
-    {
-        QStringList list;
-        for (const MemoPtr &child : parent->children())
-            list.append(child->title());
-        return list;
-    }
 
     void select(std::initializer_list<MemoPtr> memos)
     {
@@ -79,10 +48,7 @@ protected:
         return found.isEmpty() ? nullptr : found.last();
     }
 
-    OutlineTestHost host;
-    MemoPtr root, a, b, b1, b2, c, d;
-    std::unique_ptr<OutlineTestWindow> window;
-    std::unique_ptr<NoteTreeController> controller;
+    MemoPtr a, b, b1, b2, c, d;
 };
 
 TEST_F(NoteTreeControllerTest, theFirstRootSelectsItsFirstPageAndAnEmptyRootGetsOne)
@@ -160,6 +126,18 @@ TEST_F(NoteTreeControllerTest, deletingChoosesTheNextPageFromTheHistoryThenTheSi
     second.removeSelection();
     EXPECT_EQ(second.selection(), b1);
     EXPECT_EQ(second.moveHistory(), (QList<MemoPtr>{a, b1}));
+
+    // An entry before the current one goes: the index follows the current
+    // one down to 0, so the first top-level page is shown, not the next entry.
+    OutlineTestWindow third;
+    NoteTreeController history(host, third, *third.outline);
+    history.setRootMemo(root);
+    history.setSelection(d);
+    history.setSelection(b1);
+    history.moveBack(); // A, D, B1 with D shown
+    history.selectMemos({a});
+    history.removeSelection();
+    EXPECT_EQ(history.selection(), b);
     EXPECT_EQ(titles(b), QStringList{"B1"});
 }
 

@@ -1,5 +1,4 @@
-#include "OutlineTestWindow.h"
-#include "common/FreshUserTest.h"
+#include "OutlineTest.h"
 #include "platform/Localization.h"
 #include "platform/PasteboardTypes.h"
 #include "platform/PropertyList.h"
@@ -16,50 +15,22 @@
 namespace {
 
 // Drags into and out of an outline over:  A (A1 (A1a)), B, C, D
-class NoteTreeDraggingTest : public FreshUserTest
+class NoteTreeDraggingTest : public OutlineTest
 {
 protected:
     void SetUp() override
     {
-        FreshUserTest::SetUp();
-        Localization::install();
-        root = JWMemo::memo();
-        host.tree.setRoot(root);
+        OutlineTest::SetUp();
         a = page(root, "A");
         a1 = page(a, "A1");
         a1a = page(a1, "A1a");
         b = page(root, "B");
         c = page(root, "C");
         d = page(root, "D");
-        window = std::make_unique<OutlineTestWindow>();
-        controller = std::make_unique<NoteTreeController>(host, *window, *window->outline);
-        host.undoStack = &controller->undoStack();
-        controller->setRootMemo(root);
+        openOutline();
     }
 
-    void TearDown() override
-    {
-        controller.reset();
-        window.reset();
-        FreshUserTest::TearDown();
-    }
 
-    static MemoPtr page(const MemoPtr &parent, const char *title)
-    {
-        MemoPtr memo = MemoCreation::initWithString(QStringLiteral("Text of ") + QLatin1StringView(title));
-        memo->setTitle(QLatin1StringView(title));
-        parent->appendChild(memo);
-        parent->changeIsLeaf();
-        return memo;
-    }
-
-    static QStringList titles(const MemoPtr &parent)
-    {
-        QStringList list;
-        for (const MemoPtr &child : parent->children())
-            list.append(child->title());
-        return list;
-    }
 
     std::unique_ptr<QMimeData> rows(const QList<MemoPtr> &memos) const
     {
@@ -78,10 +49,7 @@ protected:
 
     static const Qt::DropActions kAny;
 
-    OutlineTestHost host;
-    MemoPtr root, a, a1, a1a, b, c, d;
-    std::unique_ptr<OutlineTestWindow> window;
-    std::unique_ptr<NoteTreeController> controller;
+    MemoPtr a, a1, a1a, b, c, d;
 };
 
 const Qt::DropActions NoteTreeDraggingTest::kAny = Qt::CopyAction | Qt::MoveAction;

@@ -1,5 +1,4 @@
-#include "OutlineTestWindow.h"
-#include "common/FreshUserTest.h"
+#include "OutlineTest.h"
 #include "model/JWWindowAttribute.h"
 #include "platform/Localization.h"
 #include "platform/NotificationCenter.h"
@@ -25,16 +24,12 @@
 namespace {
 
 // A note window on a notebook of: Diary (Monday, Tuesday), Recipes, Ideas
-class NoteWindowControllerTest : public FreshUserTest
+class NoteWindowControllerTest : public OutlineTest
 {
 protected:
     void SetUp() override
     {
-        FreshUserTest::SetUp();
-        Localization::install();
-        qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus");
-        root = JWMemo::memo();
-        host.tree.setRoot(root);
+        OutlineTest::SetUp();
         diary = page(root, "Diary", "Dear diary");
         monday = page(diary, "Monday", "Rain all day");
         tuesday = page(diary, "Tuesday", "Sun at last");
@@ -50,20 +45,10 @@ protected:
         return window;
     }
 
-    static MemoPtr page(const MemoPtr &parent, const char *title, const char *text)
-    {
-        MemoPtr memo = MemoCreation::initWithString(QLatin1StringView(text));
-        memo->setTitle(QLatin1StringView(title));
-        parent->appendChild(memo);
-        parent->changeIsLeaf();
-        memo->setIsEdited(false);
-        return memo;
-    }
 
     static QRect primaryArea() { return QGuiApplication::primaryScreen()->availableGeometry(); }
 
-    OutlineTestHost host;
-    MemoPtr root, diary, monday, tuesday, recipes, ideas;
+    MemoPtr diary, monday, tuesday, recipes, ideas;
 };
 
 TEST_F(NoteWindowControllerTest, theWindowRecordIsAppliedOnOpenAndWrittenBackOnClose)

@@ -150,3 +150,4 @@ public:
     std::vector<MemoPtr> removed;
     QStringList imported;
 };
+
