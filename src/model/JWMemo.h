@@ -244,6 +244,12 @@ public:
      */
     void setText(MemoTextView *view);
     /**
+     * The page takes @p view's text when it was edited (plain text and RTFD)
+     * and its visible and selected ranges, and the view goes on showing the
+     * same document, its undo history included: what a save does.
+     */
+    void takeTextFromView(MemoTextView *view);
+    /**
      * @p view stops showing this page. When its text was edited, the page
      * takes it back (plain text and RTFD); the visible and selected ranges
      * are kept either way. If @p view was the focus, the next sharing view

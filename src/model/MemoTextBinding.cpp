@@ -34,7 +34,7 @@ void JWMemo::setText(MemoTextView *view)
     m_textArray.append(view);
 }
 
-void JWMemo::resignText(MemoTextView *view)
+void JWMemo::takeTextFromView(MemoTextView *view)
 {
     if (!view || (view != m_focusText && !m_textArray.contains(view)))
         return;
@@ -52,6 +52,13 @@ void JWMemo::resignText(MemoTextView *view)
     }
     setScrollRange(view->visibleRange());
     setSelectedRange(view->selectedRange());
+}
+
+void JWMemo::resignText(MemoTextView *view)
+{
+    if (!view || (view != m_focusText && !m_textArray.contains(view)))
+        return;
+    takeTextFromView(view);
     view->setBoundMemo(nullptr);
 
     if (view != m_focusText) {

@@ -437,13 +437,9 @@ void NoteWindowController::resignSelection(const MemoPtr &memo)
 
 void NoteWindowController::saveDataToMemo(const MemoPtr &memo)
 {
-    if (!memo || memo->focusText() != m_textView)
-        return;
-    // The page takes the text (when edited) and the places of the view, and keeps showing it.
-    ++m_loadingText;
-    memo->resignText(m_textView);
-    memo->setText(m_textView);
-    --m_loadingText;
+    // The text stays in the view as it is, so typing and Undo go on across saves.
+    if (memo)
+        memo->takeTextFromView(m_textView);
 }
 
 void NoteWindowController::save()

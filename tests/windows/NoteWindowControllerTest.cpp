@@ -150,6 +150,11 @@ TEST_F(NoteWindowControllerTest, editsReachTheirPageOnSelectionChangeAndOnEveryS
     NotificationCenter::defaultCenter().post(NotificationNames::JW3SaveData);
     EXPECT_TRUE(ideas->plainText().startsWith(QStringLiteral("Kites. ")));
     EXPECT_FALSE(window->isEdited());
+    // Saving leaves the text as it is: typing and Undo go on.
+    EXPECT_TRUE(window->textView()->document()->isUndoAvailable());
+    QTest::keyClicks(window->textView(), QStringLiteral("More. "));
+    NotificationCenter::defaultCenter().post(NotificationNames::JW3SaveData);
+    EXPECT_TRUE(ideas->plainText().startsWith(QStringLiteral("Kites. More. ")));
     EXPECT_EQ(window->textView()->string(), ideas->plainText());
     EXPECT_EQ(root->windowAttribute()->selectionID(), ideas->memoID());
 

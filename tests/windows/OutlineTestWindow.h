@@ -56,11 +56,7 @@ public:
         if (shown)
             saveDataToMemo(shown);
     }
-    void saveDataToMemo(const MemoPtr &memo) override
-    {
-        memo->resignText(text);
-        memo->setText(text);
-    }
+    void saveDataToMemo(const MemoPtr &memo) override { memo->takeTextFromView(text); }
     void resignSelection(const MemoPtr &memo) override
     {
         memo->resignText(text);
