@@ -13,6 +13,7 @@
 #include <QWidget>
 
 #include <algorithm>
+#include <cmath>
 
 namespace {
 
@@ -104,8 +105,13 @@ void TitleCellDelegate::paint(QPainter *painter, const QStyleOptionViewItem &opt
     const QColor label = index.data(NoteOutlineModel::LabelColorRole).value<QColor>();
     const bool hasLabel = label.isValid() && label.alpha() > 0;
     QColor textColor = foregroundColor(opt, index);
-    if (emphasised)
+    if (emphasised) {
         textColor = opt.palette.color(QPalette::Active, QPalette::HighlightedText);
+    } else if (hasLabel && std::abs(textColor.lightnessF() - label.lightnessF()) < 0.35) {
+        // A theme's light text on a light label (or dark on dark) would not
+        // be read: the title takes the label's own dark or light shade.
+        textColor = label.lightnessF() > 0.5 ? label.darker(400) : label.lighter(300);
+    }
 
     // Lay the row out first: the label band is as long as what it stands behind.
     int x = cell.left() + kPadding;

@@ -11,6 +11,7 @@
 #include "windows/NoteOutlineView.h"
 #include "windows/TreeOnlyHost.h"
 #include "windows/NoteWindowController.h"
+#include "windows/TitleColorPalette.h"
 
 #include <QApplication>
 #include <QDir>
@@ -59,7 +60,12 @@ bool shoot(const QString &path)
     window.showWindow();
     window.outline().expandEveryItem();
     const QList<MemoPtr> pages = tree.memoArrayWithoutRoot();
+    // A label colour and a read-only page, to see how the outline draws them.
     for (const MemoPtr &page : pages) {
+        if (page->title().contains(QStringLiteral("rotect")))
+            page->setTitleColor(TitleColorPalette::colorForTag(6));
+        if (page->title().contains(QStringLiteral("hortcut")))
+            page->setLocked(true);
         if (page->title().contains(QStringLiteral("ormat")))
             window.selectMemo(page);
     }
