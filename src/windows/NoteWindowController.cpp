@@ -147,6 +147,18 @@ void NoteWindowController::buildWindow()
     column->setSpacing(0);
     column->addWidget(m_notice);
     column->addWidget(m_pages);
+    // The page handle: where the shown page stands, each step a link to that page.
+    m_pageHandle = new QLabel(m_window.get());
+    m_pageHandle->setObjectName(QStringLiteral("pageHandle"));
+    m_pageHandle->setFixedHeight(kPageHandleHeight);
+    m_pageHandle->setContentsMargins(8, 0, 8, 0);
+    m_pageHandle->setTextFormat(Qt::RichText);
+    m_pageHandle->hide();
+    connect(m_pageHandle, &QLabel::linkActivated, this, [this](const QString &link) {
+        if (const MemoPtr memo = noteDataWithID(link.mid(int(qstrlen("page:"))).toLongLong()))
+            showMemoInThisWindow(memo);
+    });
+    column->addWidget(m_pageHandle);
     m_window->setCentralWidget(central);
 
     m_drawer = new QDockWidget(tr("Pages"), m_window.get());
@@ -185,7 +197,10 @@ void NoteWindowController::registerMyNotifications()
     center.addObserver(this, NotificationNames::JW3MemoTitleHasChanged, nullptr, [this](const Notification &note) {
         if (m_rootMemo && note.object == m_rootMemo.get())
             m_window->setWindowTitle(windowTitle());
+        updatePageHandle();
     });
+    center.addObserver(this, NotificationNames::JW3ReloadOutlineData, nullptr,
+                       [this](const Notification &) { updatePageHandle(); });
     connect(m_treeController.get(), &NoteTreeController::selectionChanged, this,
             &NoteWindowController::validateActions);
     connect(&m_treeController->undoStack(), &QUndoStack::indexChanged, this, &NoteWindowController::validateActions);
@@ -200,6 +215,7 @@ void NoteWindowController::setRootMemo(const MemoPtr &root)
     m_rootMemo = root;
     JWWindowAttribute *attribute = root->windowAttribute().get();
     connect(attribute, &JWWindowAttribute::floatingChanged, this, &NoteWindowController::setWindowLevel);
+    connect(attribute, &JWWindowAttribute::showPageHandleChanged, this, &NoteWindowController::switchPageHandle);
     // Should showing the page bring the application down, the next start
     // must not reopen the window and fall again: the mark is on disk until
     // the page is shown.
@@ -310,8 +326,11 @@ MemoPtr NoteWindowController::setWindowAttribute()
     const QRectF stored = attribute.windowFrameStr().isEmpty() ? attribute.windowFrame()
                                                                  : GeometryStrings::rectFromString(attribute.windowFrameStr());
     const QSize fallback(960, 640);
-    QRect frame = WindowFrames::keptOnScreen(WindowFrames::toScreen(stored, primaryScreenHeight()),
-                                             availableScreens(), fallback);
+    QRect onScreen = WindowFrames::toScreen(stored, primaryScreenHeight());
+    // The stored frame always counts the page handle; a hidden one takes no room.
+    if (!attribute.showPageHandle() && onScreen.height() > kPageHandleHeight)
+        onScreen.setHeight(onScreen.height() - kPageHandleHeight);
+    QRect frame = WindowFrames::keptOnScreen(onScreen, availableScreens(), fallback);
     // A window that was never placed opens at a comfortable size in the
     // middle of the screen, not in the small corner spot the record starts with.
     const QScreen *primary = QGuiApplication::primaryScreen();
@@ -345,6 +364,7 @@ MemoPtr NoteWindowController::setWindowAttribute()
 
     setWindowLevel();
     setWindowTransparency();
+    switchPageHandle();
 
     const qint64 wanted = attribute.selectionID();
     MemoPtr show = wanted ? m_host.memoTree().noteDataWithID(wanted) : MemoPtr();
@@ -358,7 +378,9 @@ void NoteWindowController::saveWindowAttribute()
     if (!m_rootMemo)
         return;
     JWWindowAttribute &attribute = *m_rootMemo->windowAttribute();
-    const QRect shown(m_window->frameGeometry().topLeft(), m_window->size());
+    QRect shown(m_window->frameGeometry().topLeft(), m_window->size());
+    if (!attribute.showPageHandle())
+        shown.setHeight(shown.height() + kPageHandleHeight);
     const QRectF frame = WindowFrames::fromScreen(shown, primaryScreenHeight());
     attribute.setWindowFrame(frame);
     attribute.setWindowFrameStr(GeometryStrings::stringFromRect(frame));
@@ -424,6 +446,33 @@ void NoteWindowController::setSelection(const MemoPtr &memo)
     observeSelection(memo);
     applyViewSwitches();
     updateTextSummary();
+    updatePageHandle();
+}
+
+void NoteWindowController::switchPageHandle()
+{
+    const bool show = m_rootMemo && m_rootMemo->windowAttribute()->showPageHandle();
+    m_pageHandle->setVisible(show);
+    if (QAction *handleAction = action(QStringLiteral("pageHandleAction")))
+        handleAction->setChecked(show);
+    updatePageHandle();
+}
+
+void NoteWindowController::updatePageHandle()
+{
+    const MemoPtr memo = m_treeController ? m_treeController->selection() : MemoPtr();
+    if (m_pageHandle->isHidden() || !memo || !m_rootMemo)
+        return;
+    // From the page up to the window's root, then read downwards.
+    QStringList steps;
+    MemoTree &tree = m_host.memoTree();
+    for (MemoPtr step = tree.parentOfMemo(memo); step && step != m_rootMemo; step = tree.parentOfMemo(step)) {
+        steps.prepend(QStringLiteral("<a href=\"page:%1\">%2</a>")
+                          .arg(step->memoID())
+                          .arg(step->title().toHtmlEscaped()));
+    }
+    steps.append(QStringLiteral("<b>%1</b>").arg(memo->title().toHtmlEscaped()));
+    m_pageHandle->setText(steps.join(QStringLiteral(" &#8250; ")));
 }
 
 void NoteWindowController::resignSelection(const MemoPtr &memo)

@@ -48,6 +48,8 @@ class NoteWindowController final : public NoteWindow, public NoteTreeWindow, pub
 public:
     /** The most pages the recent and favourite lists show. */
     static constexpr int kMaximumListedMemos = 15;
+    /** The height of the page handle, which the stored window frame always includes. */
+    static constexpr int kPageHandleHeight = 24;
 
     explicit NoteWindowController(NoteTreeHost &host, QObject *parent = nullptr);
     ~NoteWindowController() override;
@@ -105,6 +107,8 @@ public:
     void setWindowLevel();
     /** The opacity away from and under the mouse follows the window record. */
     void setWindowTransparency();
+    /** The page handle (the strip naming where the page stands) shows as the window record says. */
+    void switchPageHandle();
 
     // --- The text ---------------------------------------------------------------------------
     /** The text was edited: the window and the page are marked, and the title may follow the first line. */
@@ -153,6 +157,7 @@ private:
     void redo();
     [[nodiscard]] MemoPtr iPhoneRootMemo() const;
     [[nodiscard]] QString windowTitle() const;
+    void updatePageHandle();
     [[nodiscard]] bool isLoadingText() const { return m_loadingText > 0; }
 
     NoteTreeHost &m_host;
@@ -163,6 +168,7 @@ private:
     QStackedWidget *m_pages = nullptr;
     QLabel *m_webPlaceholder = nullptr;
     QLabel *m_notice = nullptr;
+    QLabel *m_pageHandle = nullptr;
     QToolBar *m_formatBar = nullptr;
     QLabel *m_charsCounter = nullptr;
     QLabel *m_wordsCounter = nullptr;

@@ -195,6 +195,10 @@ void NoteWindowController::buildMenus()
     outlineToggle->setText(tr("Page Outline"));
     outlineToggle->setShortcut(QKeySequence(tr("Ctrl+Shift+L")));
     view->addAction(outlineToggle);
+    checkable(add(view, "pageHandleAction", tr("Page Path"), {}, [this] {
+        if (JWWindowAttribute *attribute = m_rootMemo ? m_rootMemo->windowAttribute().get() : nullptr)
+            attribute->setShowPageHandle(!attribute->showPageHandle());
+    }));
     add(view, "expandAllAction", tr("Expand All"), {}, [this] { m_outline->expandEveryItem(); });
     add(view, "collapseAllAction", tr("Collapse All"), {}, [this] { m_outline->collapseEveryItem(); });
 

@@ -62,7 +62,9 @@ TEST_F(NoteWindowControllerTest, theWindowRecordIsAppliedOnOpenAndWrittenBackOnC
 
     auto window = open(root);
     window->showWindow();
-    EXPECT_EQ(window->mainWindow().size(), wanted.size());
+    // The stored frame counts the page handle, which is hidden.
+    const QSize shown = wanted.size() - QSize(0, NoteWindowController::kPageHandleHeight);
+    EXPECT_EQ(window->mainWindow().size(), shown);
     EXPECT_EQ(window->mainWindow().frameGeometry().topLeft(), wanted.topLeft());
     EXPECT_EQ(window->mainWindow().dockWidgetArea(&window->drawer()), Qt::LeftDockWidgetArea);
     EXPECT_EQ(window->selectedMemo(), tuesday);
@@ -79,8 +81,22 @@ TEST_F(NoteWindowControllerTest, theWindowRecordIsAppliedOnOpenAndWrittenBackOnC
     auto again = open(root);
     again->showWindow();
     EXPECT_EQ(again->mainWindow().frameGeometry().topLeft(), QPoint(200, 150));
-    EXPECT_EQ(again->mainWindow().size(), wanted.size());
+    EXPECT_EQ(again->mainWindow().size(), shown);
     EXPECT_EQ(again->selectedMemo(), recipes);
+
+    // Shown, the page handle names where the page stands and leads there.
+    again->selectMemo(tuesday);
+    record.setShowPageHandle(true);
+    auto *handle = again->mainWindow().findChild<QLabel *>(QStringLiteral("pageHandle"));
+    ASSERT_NE(handle, nullptr);
+    EXPECT_TRUE(handle->isVisible());
+    EXPECT_TRUE(handle->text().contains(QStringLiteral(">Diary</a>")));
+    EXPECT_TRUE(handle->text().contains(QStringLiteral("<b>Tuesday</b>")));
+    Q_EMIT handle->linkActivated(QStringLiteral("page:%1").arg(diary->memoID()));
+    EXPECT_EQ(again->selectedMemo(), diary);
+    again->performClose();
+    EXPECT_EQ(WindowFrames::toScreen(GeometryStrings::rectFromString(record.windowFrameStr()), screenHeight).size(),
+              shown);
 }
 
 TEST_F(NoteWindowControllerTest, whileTheFirstPageLoadsTheDiskSaysTheWindowIsOpening)
