@@ -17,6 +17,7 @@
 #include <QDockWidget>
 #include <QGuiApplication>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMenu>
 #include <QScreen>
 #include <QTest>
@@ -177,6 +178,25 @@ TEST_F(NoteWindowControllerTest, editsReachTheirPageOnSelectionChangeAndOnEveryS
     // Looking at a page never marks it edited.
     window->selectMemo(monday);
     EXPECT_FALSE(monday->isEdited());
+}
+
+TEST_F(NoteWindowControllerTest, aNewPageWaitsForItsTitleInTheOutline)
+{
+    auto window = open(root);
+    window->showWindow();
+    window->selectMemo(recipes);
+    window->action(QStringLiteral("newPageAction"))->trigger();
+    const MemoPtr added = window->selectedMemo();
+    ASSERT_NE(added, recipes);
+    EXPECT_EQ(root->children()[2], added);
+    auto *editor = window->outline().viewport()->findChild<QLineEdit *>();
+    ASSERT_NE(editor, nullptr);
+    EXPECT_TRUE(editor->isVisible());
+    editor->selectAll();
+    QTest::keyClicks(editor, QStringLiteral("Garden"));
+    QTest::keyClick(editor, Qt::Key_Return);
+    QTRY_COMPARE(added->title(), QStringLiteral("Garden"));
+    EXPECT_EQ(recipes->title(), QStringLiteral("Recipes"));
 }
 
 TEST_F(NoteWindowControllerTest, theFirstLineAndTheTitleFollowEachOtherWhenAsked)
