@@ -2,7 +2,7 @@
 
 #include "DataFolderGenerator.h"
 
-#include "platform/UserDefaults.h"
+#include "platform/settings/UserDefaults.h"
 
 #include <QDir>
 #include <QFile>

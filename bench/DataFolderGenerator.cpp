@@ -1,11 +1,11 @@
 #include "DataFolderGenerator.h"
 
 #include "model/DataStore.h"
-#include "platform/FolderPaths.h"
-#include "platform/Rtfd.h"
-#include "platform/TextAttachment.h"
-#include "platform/TextConverter.h"
-#include "platform/UserDefaults.h"
+#include "platform/settings/FolderPaths.h"
+#include "platform/richtext/Rtfd.h"
+#include "platform/richtext/TextAttachment.h"
+#include "platform/richtext/TextConverter.h"
+#include "platform/settings/UserDefaults.h"
 
 #include <QBuffer>
 #include <QDir>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "model/JWMemo.h"
-#include "platform/Result.h"
+#include "platform/base/Result.h"
 
 #include <QString>
 

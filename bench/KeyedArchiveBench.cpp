@@ -1,6 +1,6 @@
 // The sync payload: one keyed archive holding the whole synchronised subtree.
-#include "platform/KeyedArchiver.h"
-#include "platform/KeyedUnarchiver.h"
+#include "platform/archive/KeyedArchiver.h"
+#include "platform/archive/KeyedUnarchiver.h"
 
 #include <benchmark/benchmark.h>
 

@@ -8,7 +8,7 @@
 #include "DataFolderGenerator.h"
 
 #include "common/FreshHome.h"
-#include "platform/UserDefaults.h"
+#include "platform/settings/UserDefaults.h"
 
 #include <QCommandLineParser>
 #include <QDir>

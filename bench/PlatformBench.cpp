@@ -1,9 +1,9 @@
 // Costs of the platform services on the paths that run per page or per save.
-#include "platform/AtomicFileWriter.h"
-#include "platform/NotificationCenter.h"
-#include "platform/NotificationNames.h"
-#include "platform/PropertyList.h"
-#include "platform/UserDefaults.h"
+#include "platform/base/AtomicFileWriter.h"
+#include "platform/base/NotificationCenter.h"
+#include "platform/base/NotificationNames.h"
+#include "platform/archive/PropertyList.h"
+#include "platform/settings/UserDefaults.h"
 
 #include <benchmark/benchmark.h>
 

@@ -1,7 +1,7 @@
 // Large binary property lists of many small objects, the shape of a sync
 // payload or an export of every page: reading and writing them must keep up
 // with the disk and the network.
-#include "platform/PropertyList.h"
+#include "platform/archive/PropertyList.h"
 
 #include <benchmark/benchmark.h>
 

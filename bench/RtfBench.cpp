@@ -1,6 +1,6 @@
 // Reading and writing RTF of about 1 MB: pasting or importing a long text,
 // and saving a page's text.
-#include "platform/RtfReader.h"
+#include "platform/richtext/RtfReader.h"
 
 #include <benchmark/benchmark.h>
 
@@ -60,7 +60,7 @@ BENCHMARK(BM_RtfRead1MB)->Unit(benchmark::kMillisecond);
 // ---- writing: RtfWriter ------------------------------------------------------
 // The document is read once from the same generated text; only writing is timed.
 
-#include "platform/RtfWriter.h"
+#include "platform/richtext/RtfWriter.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // Loading a page's text: flattened RTFD into a fresh document, as opening a
 // page does. Inputs are made by our own writer, so they have the shape of
 // what the application saves.
-#include "platform/Rtfd.h"
-#include "platform/TextAttachment.h"
+#include "platform/richtext/Rtfd.h"
+#include "platform/richtext/TextAttachment.h"
 
 #include <benchmark/benchmark.h>
 

@@ -14,9 +14,9 @@
 #include "DataFolderGenerator.h"
 
 #include "model/DataStore.h"
-#include "platform/FolderPaths.h"
-#include "platform/TextConverter.h"
-#include "platform/UserDefaults.h"
+#include "platform/settings/FolderPaths.h"
+#include "platform/richtext/TextConverter.h"
+#include "platform/settings/UserDefaults.h"
 
 #include <benchmark/benchmark.h>
 

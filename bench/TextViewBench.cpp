@@ -4,7 +4,7 @@
 #include "common/TestImages.h"
 #include "model/JWMemo.h"
 #include "model/MemoCreation.h"
-#include "platform/TextAttachment.h"
+#include "platform/richtext/TextAttachment.h"
 #include "text/TextExport.h"
 #include "text/TextLinks.h"
 #include "text/TextStyling.h"

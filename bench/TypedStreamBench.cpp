@@ -1,8 +1,8 @@
 // Reading and writing a data store of 10,000 memos with 5 kB of text each
 // (about 50 MB): the cost of every launch and every save.
-#include "platform/TypedStreamDecoder.h"
-#include "platform/TypedStreamReader.h"
-#include "platform/TypedStreamWriter.h"
+#include "platform/typedstream/TypedStreamDecoder.h"
+#include "platform/typedstream/TypedStreamReader.h"
+#include "platform/typedstream/TypedStreamWriter.h"
 
 #include <benchmark/benchmark.h>
 

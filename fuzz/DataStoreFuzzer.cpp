@@ -3,8 +3,8 @@
 // never a crash, a hang or a tree that breaks later.
 #include "model/MemoCoding.h"
 #include "model/JWMemo.h"
-#include "platform/TypedStreamDecoder.h"
-#include "platform/TypedStreamWriter.h"
+#include "platform/typedstream/TypedStreamDecoder.h"
+#include "platform/typedstream/TypedStreamWriter.h"
 
 #include <QCoreApplication>
 

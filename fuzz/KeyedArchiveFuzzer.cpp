@@ -1,7 +1,7 @@
 // Keyed archives come from outside: the companion's sync payloads, and
 // archived values inside settings and property lists dropped on the application.
-#include "platform/KeyedArchiver.h"
-#include "platform/KeyedUnarchiver.h"
+#include "platform/archive/KeyedArchiver.h"
+#include "platform/archive/KeyedUnarchiver.h"
 
 #include <cstddef>
 #include <cstdint>

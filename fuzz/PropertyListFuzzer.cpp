@@ -4,9 +4,9 @@
 // Every input goes to both readers (not only the one the signature picks),
 // and whatever reads must write in both forms and reach a fixed point: the
 // bytes written for what was read back are the bytes written before.
-#include "platform/BinaryPropertyList.h"
-#include "platform/PropertyList.h"
-#include "platform/XmlPropertyListReader.h"
+#include "platform/archive/BinaryPropertyList.h"
+#include "platform/archive/PropertyList.h"
+#include "platform/archive/XmlPropertyListReader.h"
 
 #include <cstddef>
 #include <cstdint>

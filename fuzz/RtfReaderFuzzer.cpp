@@ -1,7 +1,7 @@
 // RTF comes from outside: pasted text, imported files and the text of every
 // RTFD package or flattened RTFD a page was saved with.
-#include "platform/RtfReader.h"
-#include "platform/TextAttachment.h"
+#include "platform/richtext/RtfReader.h"
+#include "platform/richtext/TextAttachment.h"
 
 #include <QGuiApplication>
 #include <QTextDocument>

@@ -3,9 +3,9 @@
 // The container must reach a fixed point (what we write for what we read is
 // what we read), and whatever text reads must be written as RTFD that reads
 // again with as many attachments.
-#include "platform/FileWrapper.h"
-#include "platform/Rtfd.h"
-#include "platform/TextAttachment.h"
+#include "platform/richtext/FileWrapper.h"
+#include "platform/richtext/Rtfd.h"
+#include "platform/richtext/TextAttachment.h"
 
 #include <QGuiApplication>
 #include <QTextDocument>

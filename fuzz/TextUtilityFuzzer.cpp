@@ -1,6 +1,6 @@
 // Text from outside goes through these: imported files of unknown encoding,
 // clipped HTML, search phrases and sums the user types (or a script passes).
-#include "platform/Localization.h"
+#include "platform/base/Localization.h"
 #include "util/NumberUtility.h"
 #include "util/SearchKeys.h"
 #include "util/StringMarkers.h"

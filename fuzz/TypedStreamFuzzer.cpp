@@ -1,8 +1,8 @@
 // Typed streams come from outside: data folders and settings written on
 // another machine, book files, pasted colours and imported archives.
-#include "platform/TypedStreamDecoder.h"
-#include "platform/TypedStreamReader.h"
-#include "platform/TypedStreamWriter.h"
+#include "platform/typedstream/TypedStreamDecoder.h"
+#include "platform/typedstream/TypedStreamReader.h"
+#include "platform/typedstream/TypedStreamWriter.h"
 
 #include <cstddef>
 #include <cstdint>

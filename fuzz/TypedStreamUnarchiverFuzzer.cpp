@@ -3,9 +3,9 @@
 // must fail on the same inputs, and where they decode, to values that write
 // back to the same bytes, shared objects and all. Any difference stops the run.
 #include "model/MemoCoding.h"
-#include "platform/TypedStreamDecoder.h"
-#include "platform/TypedStreamReader.h"
-#include "platform/TypedStreamWriter.h"
+#include "platform/typedstream/TypedStreamDecoder.h"
+#include "platform/typedstream/TypedStreamReader.h"
+#include "platform/typedstream/TypedStreamWriter.h"
 
 #include <QCoreApplication>
 

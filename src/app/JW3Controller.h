@@ -4,7 +4,7 @@
 #include "model/DataStore.h"
 #include "model/DataStoreHost.h"
 #include "model/MemoTreeHost.h"
-#include "platform/Result.h"
+#include "platform/base/Result.h"
 #include "windows/NoteTreeHost.h"
 #include "windows/NoteWindow.h"
 

@@ -1,8 +1,8 @@
 #include "RegisteredDefaults.h"
 
-#include "platform/ArchivedValues.h"
-#include "platform/TypedStreamWriter.h"
-#include "platform/UserDefaults.h"
+#include "platform/typedstream/ArchivedValues.h"
+#include "platform/typedstream/TypedStreamWriter.h"
+#include "platform/settings/UserDefaults.h"
 
 #include <QFont>
 #include <QFontDatabase>

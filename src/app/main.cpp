@@ -5,10 +5,10 @@
 #include "app/RegisteredDefaults.h"
 #include "app/SingleInstance.h"
 #include "app/StartupMeasurement.h"
-#include "platform/FolderPaths.h"
-#include "platform/Localization.h"
-#include "platform/TerminationSignals.h"
-#include "platform/UserDefaults.h"
+#include "platform/settings/FolderPaths.h"
+#include "platform/base/Localization.h"
+#include "platform/base/TerminationSignals.h"
+#include "platform/settings/UserDefaults.h"
 #include "windows/NoteWindowController.h"
 
 #include <QApplication>

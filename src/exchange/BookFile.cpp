@@ -4,12 +4,12 @@
 
 #include "model/JWMemo.h"
 #include "model/MemoCoding.h"
-#include "platform/AtomicFileWriter.h"
-#include "platform/FileContents.h"
-#include "platform/PropertyList.h"
-#include "platform/TypedStreamDecoder.h"
-#include "platform/TypedStreamRegistry.h"
-#include "platform/TypedStreamWriter.h"
+#include "platform/base/AtomicFileWriter.h"
+#include "platform/base/FileContents.h"
+#include "platform/archive/PropertyList.h"
+#include "platform/typedstream/TypedStreamDecoder.h"
+#include "platform/typedstream/TypedStreamRegistry.h"
+#include "platform/typedstream/TypedStreamWriter.h"
 #include "text/TextExport.h"
 #include "text/TextLinks.h"
 

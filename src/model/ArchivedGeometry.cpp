@@ -1,6 +1,6 @@
 #include "ArchivedGeometry.h"
 
-#include "platform/TypedStreamDecoder.h"
+#include "platform/typedstream/TypedStreamDecoder.h"
 
 #include <array>
 #include <optional>

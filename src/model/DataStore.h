@@ -3,7 +3,7 @@
 #include "JWMemo.h"
 #include "MemoTree.h"
 
-#include "platform/Result.h"
+#include "platform/base/Result.h"
 
 #include <QObject>
 #include <QStringList>

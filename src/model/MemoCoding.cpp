@@ -5,10 +5,10 @@
 #include "RecordValues.h"
 #include "WindowAttributeCoding.h"
 
-#include "platform/ArchivedValues.h"
-#include "platform/TypedStreamDecoder.h"
-#include "platform/TypedStreamStandardCoders.h"
-#include "platform/TypedStreamWriter.h"
+#include "platform/typedstream/ArchivedValues.h"
+#include "platform/typedstream/TypedStreamDecoder.h"
+#include "platform/typedstream/TypedStreamStandardCoders.h"
+#include "platform/typedstream/TypedStreamWriter.h"
 #include "util/GeometryStrings.h"
 
 #include <limits>

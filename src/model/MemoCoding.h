@@ -2,7 +2,7 @@
 
 #include "JWMemo.h"
 
-#include "platform/TypedStreamRegistry.h"
+#include "platform/typedstream/TypedStreamRegistry.h"
 
 /**
  * How a JWMemo is archived in typed streams: the data store holds the root

@@ -3,8 +3,8 @@
 #include "JWMemo.h"
 #include "ModelLog.h"
 
-#include "platform/TextConverter.h"
-#include "platform/UserDefaults.h"
+#include "platform/richtext/TextConverter.h"
+#include "platform/settings/UserDefaults.h"
 #include "util/StringUtility.h"
 
 namespace {

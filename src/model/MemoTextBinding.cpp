@@ -3,7 +3,7 @@
 #include "JWMemo.h"
 #include "MemoTextView.h"
 #include "ModelLog.h"
-#include "platform/UserDefaults.h"
+#include "platform/settings/UserDefaults.h"
 
 #include <QTextDocument>
 

@@ -3,10 +3,10 @@
 #include "JWMemo.h"
 #include "ModelLog.h"
 
-#include "platform/AtomicFileWriter.h"
-#include "platform/FileContents.h"
-#include "platform/FolderPaths.h"
-#include "platform/PropertyList.h"
+#include "platform/base/AtomicFileWriter.h"
+#include "platform/base/FileContents.h"
+#include "platform/settings/FolderPaths.h"
+#include "platform/archive/PropertyList.h"
 
 #include <QFile>
 #include <QFileInfo>

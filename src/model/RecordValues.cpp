@@ -1,6 +1,6 @@
 #include "RecordValues.h"
 
-#include "platform/ArchivedValues.h"
+#include "platform/typedstream/ArchivedValues.h"
 
 #include <QMetaProperty>
 #include <QObject>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/TypedStreamRegistry.h"
+#include "platform/typedstream/TypedStreamRegistry.h"
 
 #include <QString>
 #include <QVariant>

@@ -2,8 +2,8 @@
 
 #include "JWMemo.h"
 
-#include "platform/NotificationCenter.h"
-#include "platform/NotificationNames.h"
+#include "platform/base/NotificationCenter.h"
+#include "platform/base/NotificationNames.h"
 
 ReplaceChildrenCommand::ReplaceChildrenCommand(MemoPtr parent, QObject *notificationObject,
                                                QUndoCommand *parentCommand)

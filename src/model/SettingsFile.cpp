@@ -2,11 +2,11 @@
 
 #include "ModelLog.h"
 
-#include "platform/AtomicFileWriter.h"
-#include "platform/FileContents.h"
-#include "platform/TypedStreamDecoder.h"
-#include "platform/TypedStreamWriter.h"
-#include "platform/UserDefaults.h"
+#include "platform/base/AtomicFileWriter.h"
+#include "platform/base/FileContents.h"
+#include "platform/typedstream/TypedStreamDecoder.h"
+#include "platform/typedstream/TypedStreamWriter.h"
+#include "platform/settings/UserDefaults.h"
 
 #include <QFileInfo>
 

@@ -2,9 +2,9 @@
 
 #include "ArchivedGeometry.h"
 #include "RecordValues.h"
-#include "platform/ArchivedValues.h"
-#include "platform/TypedStreamDecoder.h"
-#include "platform/TypedStreamWriter.h"
+#include "platform/typedstream/ArchivedValues.h"
+#include "platform/typedstream/TypedStreamDecoder.h"
+#include "platform/typedstream/TypedStreamWriter.h"
 
 #include <limits>
 

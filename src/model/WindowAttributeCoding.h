@@ -2,7 +2,7 @@
 
 #include "JWWindowAttribute.h"
 
-#include "platform/TypedStreamRegistry.h"
+#include "platform/typedstream/TypedStreamRegistry.h"
 #include "util/GeometryStrings.h"
 
 #include <QByteArray>

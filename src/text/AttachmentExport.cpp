@@ -1,7 +1,7 @@
 #include "AttachmentExport.h"
 
 #include "AttributedText.h"
-#include "platform/AtomicFileWriter.h"
+#include "platform/base/AtomicFileWriter.h"
 #include "util/PathUtility.h"
 
 #include <QDir>

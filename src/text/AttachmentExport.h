@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/Result.h"
-#include "platform/TextAttachment.h"
+#include "platform/base/Result.h"
+#include "platform/richtext/TextAttachment.h"
 
 #include <QString>
 #include <QStringList>

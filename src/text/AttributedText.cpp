@@ -1,7 +1,7 @@
 #include "AttributedText.h"
 
 #include "DocumentText.h"
-#include "platform/TextAttachment.h"
+#include "platform/richtext/TextAttachment.h"
 
 #include <QBuffer>
 #include <QImage>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "TextSpan.h"
-#include "platform/TextAttachment.h"
+#include "platform/richtext/TextAttachment.h"
 
 #include <QColor>
 #include <QList>

@@ -1,6 +1,6 @@
 #include "DocumentText.h"
 
-#include "platform/TextAttachment.h"
+#include "platform/richtext/TextAttachment.h"
 
 #include <QTextBlock>
 #include <QTextCursor>

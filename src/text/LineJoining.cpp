@@ -1,7 +1,7 @@
 #include "LineJoining.h"
 
 #include "AttributedText.h"
-#include "platform/Localization.h"
+#include "platform/base/Localization.h"
 
 #include <QTextCursor>
 #include <QTextDocument>

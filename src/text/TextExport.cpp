@@ -1,10 +1,10 @@
 #include "TextExport.h"
 
 #include "DocumentText.h"
-#include "platform/AtomicFileWriter.h"
-#include "platform/RtfReader.h"
-#include "platform/RtfWriter.h"
-#include "platform/Rtfd.h"
+#include "platform/base/AtomicFileWriter.h"
+#include "platform/richtext/RtfReader.h"
+#include "platform/richtext/RtfWriter.h"
+#include "platform/richtext/Rtfd.h"
 
 #include <QAbstractTextDocumentLayout>
 #include <QPageSize>

@@ -1,6 +1,6 @@
 #include "LocalizedCharacters.h"
 
-#include "platform/Localization.h"
+#include "platform/base/Localization.h"
 
 #include <memory>
 

@@ -1,6 +1,6 @@
 #include "PagePassword.h"
 
-#include "platform/UserDefaults.h"
+#include "platform/settings/UserDefaults.h"
 
 #include <QByteArray>
 

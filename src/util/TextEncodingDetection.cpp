@@ -1,6 +1,6 @@
 #include "StringUtility.h"
 
-#include "platform/FileContents.h"
+#include "platform/base/FileContents.h"
 
 #include <QScopeGuard>
 #include <QStringDecoder>

@@ -1,6 +1,6 @@
 #include "ConfirmPassPanelController.h"
 
-#include "platform/Localization.h"
+#include "platform/base/Localization.h"
 #include "util/PagePassword.h"
 
 #include <QDialogButtonBox>

@@ -2,7 +2,7 @@
 
 #include "NoteTreeController.h"
 #include "model/JWMemo.h"
-#include "platform/ArchivedValues.h"
+#include "platform/typedstream/ArchivedValues.h"
 
 #include <QGuiApplication>
 #include <QImage>

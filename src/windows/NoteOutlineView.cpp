@@ -5,7 +5,7 @@
 #include "TitleCellDelegate.h"
 
 #include "model/JWMemo.h"
-#include "platform/UserDefaults.h"
+#include "platform/settings/UserDefaults.h"
 
 #include <QDrag>
 #include <QDragEnterEvent>

@@ -1,7 +1,7 @@
 #include "NoteTextMenu.h"
 
 #include "NoteTextView.h"
-#include "platform/Localization.h"
+#include "platform/base/Localization.h"
 #include "text/AttachmentExport.h"
 #include "text/AttributedText.h"
 #include "text/ColorTags.h"

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "model/MemoTextView.h"
-#include "platform/Result.h"
+#include "platform/base/Result.h"
 #include "text/TextSpan.h"
 
 #include <QFont>

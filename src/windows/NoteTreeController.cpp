@@ -11,9 +11,9 @@
 #include "TreeEditCommand.h"
 #include "model/JWMemo.h"
 #include "model/MemoTree.h"
-#include "platform/NotificationCenter.h"
-#include "platform/NotificationNames.h"
-#include "platform/UserDefaults.h"
+#include "platform/base/NotificationCenter.h"
+#include "platform/base/NotificationNames.h"
+#include "platform/settings/UserDefaults.h"
 #include "util/PagePassword.h"
 #include "util/PasswordKeychain.h"
 

@@ -8,10 +8,10 @@
 #include "NoteTreeWindow.h"
 #include "model/JWMemo.h"
 #include "model/MemoTree.h"
-#include "platform/NotificationCenter.h"
-#include "platform/NotificationNames.h"
-#include "platform/PasteboardTypes.h"
-#include "platform/PropertyList.h"
+#include "platform/base/NotificationCenter.h"
+#include "platform/base/NotificationNames.h"
+#include "platform/richtext/PasteboardTypes.h"
+#include "platform/archive/PropertyList.h"
 #include "text/TextExport.h"
 
 #include <QFileInfo>

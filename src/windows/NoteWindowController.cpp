@@ -9,10 +9,10 @@
 #include "model/JWMemo.h"
 #include "model/JWWindowAttribute.h"
 #include "model/MemoTree.h"
-#include "platform/NotificationCenter.h"
-#include "platform/NotificationNames.h"
-#include "platform/FolderPaths.h"
-#include "platform/UserDefaults.h"
+#include "platform/base/NotificationCenter.h"
+#include "platform/base/NotificationNames.h"
+#include "platform/settings/FolderPaths.h"
+#include "platform/settings/UserDefaults.h"
 #include "util/GeometryStrings.h"
 
 #include <QAction>

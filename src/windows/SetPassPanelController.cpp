@@ -1,6 +1,6 @@
 #include "SetPassPanelController.h"
 
-#include "platform/Localization.h"
+#include "platform/base/Localization.h"
 #include "util/PagePassword.h"
 #include "util/PasswordKeychain.h"
 

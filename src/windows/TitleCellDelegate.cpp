@@ -2,8 +2,8 @@
 
 #include "NoteOutlineModel.h"
 
-#include "platform/Localization.h"
-#include "platform/UserDefaults.h"
+#include "platform/base/Localization.h"
+#include "platform/settings/UserDefaults.h"
 
 #include <QApplication>
 #include <QGuiApplication>

@@ -4,8 +4,8 @@
 #include "common/FreshUserTest.h"
 #include "exchange/SampleBook.h"
 #include "model/MemoCreation.h"
-#include "platform/FolderPaths.h"
-#include "platform/UserDefaults.h"
+#include "platform/settings/FolderPaths.h"
+#include "platform/settings/UserDefaults.h"
 
 #include <QDir>
 #include <QFileInfo>

@@ -1,8 +1,8 @@
 #include "app/RegisteredDefaults.h"
 #include "common/FreshUserTest.h"
-#include "platform/ArchivedValues.h"
-#include "platform/TypedStreamDecoder.h"
-#include "platform/UserDefaults.h"
+#include "platform/typedstream/ArchivedValues.h"
+#include "platform/typedstream/TypedStreamDecoder.h"
+#include "platform/settings/UserDefaults.h"
 
 namespace {
 

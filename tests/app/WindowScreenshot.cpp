@@ -6,7 +6,7 @@
 #include "exchange/SampleBook.h"
 #include "model/JWMemo.h"
 #include "model/MemoTree.h"
-#include "platform/Localization.h"
+#include "platform/base/Localization.h"
 #include "windows/NoteMainWindow.h"
 #include "windows/NoteOutlineView.h"
 #include "windows/TreeOnlyHost.h"

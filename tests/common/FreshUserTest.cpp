@@ -2,7 +2,7 @@
 
 #include "FreshHome.h"
 
-#include "platform/UserDefaults.h"
+#include "platform/settings/UserDefaults.h"
 
 
 void FreshUserTest::SetUp()

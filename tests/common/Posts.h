@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/NotificationCenter.h"
+#include "platform/base/NotificationCenter.h"
 
 #include <QLatin1StringView>
 #include <QObject>

@@ -9,11 +9,11 @@
 #include "common/FreshUserTest.h"
 #include "model/ApplicationTree.h"
 #include "model/DataStore.h"
-#include "platform/FileContents.h"
-#include "platform/FolderPaths.h"
-#include "platform/PropertyList.h"
-#include "platform/TextConverter.h"
-#include "platform/UserDefaults.h"
+#include "platform/base/FileContents.h"
+#include "platform/settings/FolderPaths.h"
+#include "platform/archive/PropertyList.h"
+#include "platform/richtext/TextConverter.h"
+#include "platform/settings/UserDefaults.h"
 
 #include <gtest/gtest.h>
 

@@ -5,11 +5,11 @@
 #include "model/DataStore.h"
 #include "model/DataStoreHost.h"
 #include "model/PageFile.h"
-#include "platform/FileContents.h"
-#include "platform/FolderPaths.h"
-#include "platform/NotificationCenter.h"
-#include "platform/NotificationNames.h"
-#include "platform/UserDefaults.h"
+#include "platform/base/FileContents.h"
+#include "platform/settings/FolderPaths.h"
+#include "platform/base/NotificationCenter.h"
+#include "platform/base/NotificationNames.h"
+#include "platform/settings/UserDefaults.h"
 
 #include <gtest/gtest.h>
 

@@ -2,9 +2,9 @@
 #include "model/JWWindowAttribute.h"
 #include "model/WindowAttributeCoding.h"
 #include "util/GeometryStrings.h"
-#include "platform/TypedStreamDecoder.h"
-#include "platform/TypedStreamReader.h"
-#include "platform/TypedStreamWriter.h"
+#include "platform/typedstream/TypedStreamDecoder.h"
+#include "platform/typedstream/TypedStreamReader.h"
+#include "platform/typedstream/TypedStreamWriter.h"
 
 #include <gtest/gtest.h>
 

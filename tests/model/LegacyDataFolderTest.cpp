@@ -12,10 +12,10 @@
 #include "model/DataStoreHost.h"
 #include "model/JWMemo.h"
 #include "model/SettingsFile.h"
-#include "platform/ArchivedValues.h"
-#include "platform/FolderPaths.h"
-#include "platform/TextConverter.h"
-#include "platform/UserDefaults.h"
+#include "platform/typedstream/ArchivedValues.h"
+#include "platform/settings/FolderPaths.h"
+#include "platform/richtext/TextConverter.h"
+#include "platform/settings/UserDefaults.h"
 
 #include <gtest/gtest.h>
 

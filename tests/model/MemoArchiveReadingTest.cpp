@@ -6,13 +6,13 @@
 #include "model/ArchivedGeometry.h"
 #include "model/JWMemo.h"
 #include "model/MemoCoding.h"
-#include "platform/ArchivedValues.h"
-#include "platform/Localization.h"
-#include "platform/NotificationCenter.h"
-#include "platform/NotificationNames.h"
-#include "platform/TypedStreamDecoder.h"
-#include "platform/TypedStreamReader.h"
-#include "platform/TypedStreamWriter.h"
+#include "platform/typedstream/ArchivedValues.h"
+#include "platform/base/Localization.h"
+#include "platform/base/NotificationCenter.h"
+#include "platform/base/NotificationNames.h"
+#include "platform/typedstream/TypedStreamDecoder.h"
+#include "platform/typedstream/TypedStreamReader.h"
+#include "platform/typedstream/TypedStreamWriter.h"
 
 #include <gtest/gtest.h>
 

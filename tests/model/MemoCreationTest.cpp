@@ -1,9 +1,9 @@
 #include "common/FreshUserTest.h"
 #include "model/JWMemo.h"
 #include "model/MemoCreation.h"
-#include "platform/Localization.h"
-#include "platform/TextConverter.h"
-#include "platform/UserDefaults.h"
+#include "platform/base/Localization.h"
+#include "platform/richtext/TextConverter.h"
+#include "platform/settings/UserDefaults.h"
 
 #include <gtest/gtest.h>
 

@@ -3,11 +3,11 @@
 #include "model/JWMemo.h"
 #include "model/MemoTree.h"
 #include "model/MemoTreeHost.h"
-#include "platform/Localization.h"
-#include "platform/NotificationCenter.h"
-#include "platform/NotificationNames.h"
-#include "platform/PasteboardTypes.h"
-#include "platform/UserDefaults.h"
+#include "platform/base/Localization.h"
+#include "platform/base/NotificationCenter.h"
+#include "platform/base/NotificationNames.h"
+#include "platform/richtext/PasteboardTypes.h"
+#include "platform/settings/UserDefaults.h"
 
 #include <gtest/gtest.h>
 

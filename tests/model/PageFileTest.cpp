@@ -6,13 +6,13 @@
 #include "model/MemoCoding.h"
 #include "model/MemoTree.h"
 #include "model/PageFile.h"
-#include "platform/FileContents.h"
-#include "platform/FolderPaths.h"
-#include "platform/PropertyList.h"
-#include "platform/TextConverter.h"
-#include "platform/TypedStreamDecoder.h"
-#include "platform/TypedStreamWriter.h"
-#include "platform/UserDefaults.h"
+#include "platform/base/FileContents.h"
+#include "platform/settings/FolderPaths.h"
+#include "platform/archive/PropertyList.h"
+#include "platform/richtext/TextConverter.h"
+#include "platform/typedstream/TypedStreamDecoder.h"
+#include "platform/typedstream/TypedStreamWriter.h"
+#include "platform/settings/UserDefaults.h"
 
 #include <gtest/gtest.h>
 

@@ -15,7 +15,7 @@
 // of round R start at R * 1,000,000, so no two runs write the same one.
 #include "model/DataStore.h"
 #include "model/JWMemo.h"
-#include "platform/UserDefaults.h"
+#include "platform/settings/UserDefaults.h"
 
 #include <QCommandLineParser>
 #include <QCryptographicHash>

@@ -2,9 +2,9 @@
 // archived types, and how a damaged file is told apart from a missing one.
 #include "common/FreshUserTest.h"
 #include "model/SettingsFile.h"
-#include "platform/TypedStreamReader.h"
-#include "platform/TypedStreamWriter.h"
-#include "platform/UserDefaults.h"
+#include "platform/typedstream/TypedStreamReader.h"
+#include "platform/typedstream/TypedStreamWriter.h"
+#include "platform/settings/UserDefaults.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "platform/AtomicFileWriter.h"
+#include "platform/base/AtomicFileWriter.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "common/QtPrinters.h"
-#include "platform/BinaryPropertyList.h"
-#include "platform/PropertyList.h"
+#include "platform/archive/BinaryPropertyList.h"
+#include "platform/archive/PropertyList.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "common/FreshUserTest.h"
-#include "platform/FolderPaths.h"
-#include "platform/UserDefaults.h"
+#include "platform/settings/FolderPaths.h"
+#include "platform/settings/UserDefaults.h"
 
 #include <QDir>
 #include <QFile>

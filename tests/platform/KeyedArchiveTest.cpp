@@ -1,8 +1,8 @@
 #include "common/FreshUserTest.h"
-#include "platform/ArchivedObject.h"
-#include "platform/KeyedArchiver.h"
-#include "platform/KeyedUnarchiver.h"
-#include "platform/PropertyList.h"
+#include "platform/archive/ArchivedObject.h"
+#include "platform/archive/KeyedArchiver.h"
+#include "platform/archive/KeyedUnarchiver.h"
+#include "platform/archive/PropertyList.h"
 
 #include <QDateTime>
 #include <QFile>

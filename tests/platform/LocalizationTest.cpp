@@ -1,4 +1,4 @@
-#include "platform/Localization.h"
+#include "platform/base/Localization.h"
 
 #include <gtest/gtest.h>
 

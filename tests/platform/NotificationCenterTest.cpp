@@ -1,6 +1,6 @@
 #include "common/QtPrinters.h"
-#include "platform/NotificationCenter.h"
-#include "platform/NotificationNames.h"
+#include "platform/base/NotificationCenter.h"
+#include "platform/base/NotificationNames.h"
 
 #include <gtest/gtest.h>
 

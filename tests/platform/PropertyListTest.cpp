@@ -1,5 +1,5 @@
 #include "common/FreshUserTest.h"
-#include "platform/PropertyList.h"
+#include "platform/archive/PropertyList.h"
 
 #include <QDateTime>
 #include <QDir>

@@ -1,8 +1,8 @@
 #include "common/FreshUserTest.h"
 #include "common/TestImages.h"
 #include "common/QtPrinters.h"
-#include "platform/RtfReader.h"
-#include "platform/TextAttachment.h"
+#include "platform/richtext/RtfReader.h"
+#include "platform/richtext/TextAttachment.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 #include "common/FreshUserTest.h"
 #include "common/TestImages.h"
-#include "platform/RtfReader.h"
-#include "platform/RtfWriter.h"
-#include "platform/TextAttachment.h"
+#include "platform/richtext/RtfReader.h"
+#include "platform/richtext/RtfWriter.h"
+#include "platform/richtext/TextAttachment.h"
 
 #include <QBuffer>
 #include <QDir>

@@ -1,8 +1,8 @@
 #include "common/FreshUserTest.h"
 #include "common/TestImages.h"
-#include "platform/FileWrapper.h"
-#include "platform/Rtfd.h"
-#include "platform/TextAttachment.h"
+#include "platform/richtext/FileWrapper.h"
+#include "platform/richtext/Rtfd.h"
+#include "platform/richtext/TextAttachment.h"
 
 #include <QBuffer>
 #include <QDir>

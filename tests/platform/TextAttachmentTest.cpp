@@ -1,6 +1,6 @@
 #include "common/QtPrinters.h"
 #include "common/TestImages.h"
-#include "platform/TextAttachment.h"
+#include "platform/richtext/TextAttachment.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #include "common/FreshUserTest.h"
 #include "common/TestImages.h"
-#include "platform/TextAttachment.h"
-#include "platform/TextConverter.h"
+#include "platform/richtext/TextAttachment.h"
+#include "platform/richtext/TextConverter.h"
 
 #include <QBuffer>
 #include <QFile>

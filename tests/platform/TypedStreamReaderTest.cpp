@@ -1,9 +1,9 @@
 #include "common/FreshUserTest.h"
-#include "platform/ArchivedValues.h"
-#include "platform/PropertyList.h"
-#include "platform/TypedStreamDecoder.h"
-#include "platform/TypedStreamReader.h"
-#include "platform/TypedStreamWriter.h"
+#include "platform/typedstream/ArchivedValues.h"
+#include "platform/archive/PropertyList.h"
+#include "platform/typedstream/TypedStreamDecoder.h"
+#include "platform/typedstream/TypedStreamReader.h"
+#include "platform/typedstream/TypedStreamWriter.h"
 
 #include <QDateTime>
 #include <QFile>

@@ -3,10 +3,10 @@
 // how every archive was read before: both must agree on what decodes, to
 // what, and on what fails.
 #include "common/FreshUserTest.h"
-#include "platform/ArchivedValues.h"
-#include "platform/TypedStreamDecoder.h"
-#include "platform/TypedStreamReader.h"
-#include "platform/TypedStreamWriter.h"
+#include "platform/typedstream/ArchivedValues.h"
+#include "platform/typedstream/TypedStreamDecoder.h"
+#include "platform/typedstream/TypedStreamReader.h"
+#include "platform/typedstream/TypedStreamWriter.h"
 
 #include <QDir>
 #include <QFile>

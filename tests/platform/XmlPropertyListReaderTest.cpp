@@ -1,6 +1,6 @@
 #include "common/QtPrinters.h"
-#include "platform/PropertyList.h"
-#include "platform/XmlPropertyListReader.h"
+#include "platform/archive/PropertyList.h"
+#include "platform/archive/XmlPropertyListReader.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #include "common/QtPrinters.h"
 #include "common/TestImages.h"
-#include "platform/Localization.h"
-#include "platform/TextConverter.h"
+#include "platform/base/Localization.h"
+#include "platform/richtext/TextConverter.h"
 #include "text/AttributedText.h"
 #include "text/LineJoining.h"
 

@@ -1,5 +1,5 @@
 #include "common/QtPrinters.h"
-#include "platform/TextConverter.h"
+#include "platform/richtext/TextConverter.h"
 #include "text/TextLinks.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 #include "ArchiveTool.h"
 #include "common/FreshUserTest.h"
-#include "platform/AtomicFileWriter.h"
-#include "platform/PropertyList.h"
+#include "platform/base/AtomicFileWriter.h"
+#include "platform/archive/PropertyList.h"
 
 #include <QDir>
 #include <QFile>

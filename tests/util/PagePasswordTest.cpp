@@ -1,5 +1,5 @@
 #include "common/FreshUserTest.h"
-#include "platform/UserDefaults.h"
+#include "platform/settings/UserDefaults.h"
 #include "util/PagePassword.h"
 
 #include <crypt.h>

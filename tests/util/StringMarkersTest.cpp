@@ -1,5 +1,5 @@
 #include "common/QtPrinters.h"
-#include "platform/Localization.h"
+#include "platform/base/Localization.h"
 #include "util/StringMarkers.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 #include "common/FreshUserTest.h"
 #include "model/JWMemo.h"
 #include "model/MemoCreation.h"
-#include "platform/UserDefaults.h"
+#include "platform/settings/UserDefaults.h"
 #include "text/TextExport.h"
 #include "windows/NoteTextView.h"
 

@@ -1,6 +1,6 @@
 #include "OutlineTest.h"
-#include "platform/Localization.h"
-#include "platform/UserDefaults.h"
+#include "platform/base/Localization.h"
+#include "platform/settings/UserDefaults.h"
 #include "windows/NoteOutlineModel.h"
 #include "windows/TitleCellDelegate.h"
 

@@ -1,13 +1,13 @@
 #include "common/FreshUserTest.h"
 #include "common/TestImages.h"
-#include "platform/TextAttachment.h"
+#include "platform/richtext/TextAttachment.h"
 #include "model/JWMemo.h"
 #include "text/LinkClick.h"
 #include "text/TextExport.h"
-#include "platform/ArchivedValues.h"
-#include "platform/Localization.h"
-#include "platform/TypedStreamWriter.h"
-#include "platform/UserDefaults.h"
+#include "platform/typedstream/ArchivedValues.h"
+#include "platform/base/Localization.h"
+#include "platform/typedstream/TypedStreamWriter.h"
+#include "platform/settings/UserDefaults.h"
 #include "windows/NoteTextView.h"
 
 #include <QAbstractTextDocumentLayout>

@@ -1,7 +1,7 @@
 #include "OutlineTest.h"
-#include "platform/Localization.h"
-#include "platform/PasteboardTypes.h"
-#include "platform/PropertyList.h"
+#include "platform/base/Localization.h"
+#include "platform/richtext/PasteboardTypes.h"
+#include "platform/archive/PropertyList.h"
 #include "windows/NoteOutlineModel.h"
 
 #include <QDir>

@@ -2,7 +2,7 @@
 
 #include "OutlineTestWindow.h"
 #include "common/FreshUserTest.h"
-#include "platform/Localization.h"
+#include "platform/base/Localization.h"
 
 #include <QStringList>
 

@@ -1,5 +1,5 @@
 #include "common/FreshUserTest.h"
-#include "platform/Localization.h"
+#include "platform/base/Localization.h"
 #include "util/PagePassword.h"
 #include "util/PasswordKeychain.h"
 #include "windows/ConfirmPassPanelController.h"

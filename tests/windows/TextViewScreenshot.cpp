@@ -2,8 +2,8 @@
 // and saves a picture of it, for looking at how the editor draws a page:
 //     xvfb-run -a build/tests/windows/jw-text-view-screenshot text-view.png
 #include "common/FreshHome.h"
-#include "platform/Localization.h"
-#include "platform/TextAttachment.h"
+#include "platform/base/Localization.h"
+#include "platform/richtext/TextAttachment.h"
 #include "text/TextLinks.h"
 #include "text/TextStyling.h"
 #include "windows/NoteTextView.h"

@@ -1,8 +1,8 @@
 #include "ArchiveJson.h"
 
-#include "platform/ArchivedObject.h"
-#include "platform/PropertyList.h"
-#include "platform/TypedStreamNode.h"
+#include "platform/archive/ArchivedObject.h"
+#include "platform/archive/PropertyList.h"
+#include "platform/typedstream/TypedStreamNode.h"
 
 #include <QDateTime>
 #include <QJsonArray>

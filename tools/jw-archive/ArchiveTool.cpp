@@ -1,13 +1,13 @@
 #include "ArchiveTool.h"
 
 #include "ArchiveJson.h"
-#include "platform/AtomicFileWriter.h"
-#include "platform/FileContents.h"
-#include "platform/KeyedUnarchiver.h"
-#include "platform/PropertyList.h"
-#include "platform/Rtfd.h"
-#include "platform/TextConverter.h"
-#include "platform/TypedStreamReader.h"
+#include "platform/base/AtomicFileWriter.h"
+#include "platform/base/FileContents.h"
+#include "platform/archive/KeyedUnarchiver.h"
+#include "platform/archive/PropertyList.h"
+#include "platform/richtext/Rtfd.h"
+#include "platform/richtext/TextConverter.h"
+#include "platform/typedstream/TypedStreamReader.h"
 
 #include <QDir>
 #include <QFile>

@@ -18,8 +18,8 @@
 // of whoever builds the program are never read or changed.
 #include "exchange/BookFile.h"
 #include "model/JWMemo.h"
-#include "platform/FileContents.h"
-#include "platform/UserDefaults.h"
+#include "platform/base/FileContents.h"
+#include "platform/settings/UserDefaults.h"
 #include "text/PageLinks.h"
 #include "text/TextExport.h"
 #include "text/TextLinks.h"

@@ -1,10 +1,10 @@
 #include "UserDefaults.h"
 
-#include "AtomicFileWriter.h"
-#include "FileSetAside.h"
-#include "PlatformLog.h"
-#include "PropertyList.h"
-#include "StandardFolders.h"
+#include "platform/base/AtomicFileWriter.h"
+#include "platform/base/FileSetAside.h"
+#include "platform/base/PlatformLog.h"
+#include "platform/archive/PropertyList.h"
+#include "platform/base/StandardFolders.h"
 
 #include <QCoreApplication>
 #include <QDateTime>

@@ -1,7 +1,7 @@
 #include "Rtfd.h"
 
-#include "AtomicFileWriter.h"
-#include "FileContents.h"
+#include "platform/base/AtomicFileWriter.h"
+#include "platform/base/FileContents.h"
 #include "FileWrapper.h"
 #include "RtfReader.h"
 #include "RtfWriter.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Result.h"
+#include "platform/base/Result.h"
 #include "TypedStreamNode.h"
 
 #include <QByteArray>

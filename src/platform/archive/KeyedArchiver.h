@@ -1,7 +1,7 @@
 #pragma once
 
 #include "PropertyList.h"
-#include "Result.h"
+#include "platform/base/Result.h"
 
 #include <QByteArray>
 #include <QVariant>

@@ -1,8 +1,8 @@
 #include "FolderPaths.h"
 
-#include "Localization.h"
-#include "PlatformLog.h"
-#include "StandardFolders.h"
+#include "platform/base/Localization.h"
+#include "platform/base/PlatformLog.h"
+#include "platform/base/StandardFolders.h"
 #include "UserDefaults.h"
 
 #include <QDir>
