@@ -23,7 +23,7 @@
 
 #include <algorithm>
 
-Q_LOGGING_CATEGORY(lcController, "jw.app")
+Q_LOGGING_CATEGORY(lcController, "jw.app", QtWarningMsg)
 
 namespace {
 

@@ -1,5 +1,7 @@
 #include "PasswordKeychain.h"
 
+#include "UtilLog.h"
+
 #include <qt6keychain/keychain.h>
 
 #include <QEventLoop>
@@ -28,7 +30,14 @@ bool runToEnd(QKeychain::Job &job)
     job.start();
     if (!finished)
         loop.exec(QEventLoop::ExcludeUserInputEvents);
-    return finished && job.error() == QKeychain::NoError;
+    if (!finished) {
+        qCWarning(lcUtil) << "The keyring did not answer within" << kKeyringTimeoutMilliseconds << "ms";
+        return false;
+    }
+    // A missing entry is an ordinary answer (the password was never kept), not a fault.
+    if (job.error() != QKeychain::NoError && job.error() != QKeychain::EntryNotFound)
+        qCWarning(lcUtil).noquote() << "The keyring refused:" << job.errorString();
+    return job.error() == QKeychain::NoError;
 }
 
 } // namespace

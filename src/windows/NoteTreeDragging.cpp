@@ -6,6 +6,7 @@
 
 #include "NoteTreeHost.h"
 #include "NoteTreeWindow.h"
+#include "WindowsLog.h"
 #include "model/JWMemo.h"
 #include "model/MemoTree.h"
 #include "platform/base/NotificationCenter.h"
@@ -231,8 +232,11 @@ bool NoteTreeController::acceptDrop(const QMimeData &data, Qt::DropActions sourc
         QStringList problems;
         for (const QString &file : files) {
             const Result<MemoPtr> imported = m_host.importFile(file, parent, index);
-            if (!imported)
+            if (!imported) {
+                // The status bar shows this only for a moment; the log keeps which file and why.
+                qCWarning(lcWindows).noquote() << "A dropped file was not imported:" << imported.errorMessage();
                 problems.append(imported.errorMessage());
+            }
         }
         if (!problems.isEmpty())
             m_window.showStatus(problems.join(QLatin1Char('\n')));

@@ -1,0 +1,3 @@
+#include "UtilLog.h"
+
+Q_LOGGING_CATEGORY(lcUtil, "jw.util", QtWarningMsg)
