@@ -64,15 +64,18 @@ TEST_F(AtomicFileWriterTest, writesAndReplacesWithoutLeavingTemporaryFiles)
 TEST_F(AtomicFileWriterTest, aWriteThatRunsOutOfSpaceLeavesThePreviousFileIntact)
 {
     ASSERT_TRUE(AtomicFileWriter::writeFile(target(), "the old page").ok());
-    Status status;
-    {
-        FileSizeLimit limit(4096);
-        status = AtomicFileWriter::writeFile(target(), QByteArray(1 << 20, 'x'));
+    // A small page fails only when a buffer would be flushed; a large one at once.
+    for (const qsizetype size : {qsizetype(5000), qsizetype(1 << 20)}) {
+        Status status;
+        {
+            FileSizeLimit limit(4096);
+            status = AtomicFileWriter::writeFile(target(), QByteArray(size, 'x'));
+        }
+        EXPECT_FALSE(status.ok()) << size;
+        EXPECT_TRUE(status.errorMessage().contains(target())) << status.errorMessage().toStdString();
+        EXPECT_EQ(contents(), "the old page");
+        EXPECT_EQ(entries(), QStringList{QStringLiteral("page.jw3page")}) << "no temporary file is left behind";
     }
-    EXPECT_FALSE(status.ok());
-    EXPECT_TRUE(status.errorMessage().contains(target())) << status.errorMessage().toStdString();
-    EXPECT_EQ(contents(), "the old page");
-    EXPECT_EQ(entries(), QStringList{QStringLiteral("page.jw3page")}) << "no temporary file is left behind";
 }
 
 TEST_F(AtomicFileWriterTest, aReadOnlyFolderLeavesThePreviousFileIntact)
