@@ -1,4 +1,5 @@
 #include "common/QtPrinters.h"
+#include "common/TextFormats.h"
 #include "platform/richtext/TextConverter.h"
 #include "text/TextLinks.h"
 
@@ -12,14 +13,6 @@
 namespace {
 
 using PageLinks::LinkDescription;
-
-QTextCharFormat formatOf(const QTextDocument &document, int position)
-{
-    QTextCursor cursor(const_cast<QTextDocument *>(&document));
-    cursor.setPosition(position);
-    cursor.setPosition(position + 1, QTextCursor::KeepAnchor);
-    return cursor.charFormat();
-}
 
 QString hrefAt(const QTextDocument &document, int position)
 {
