@@ -4,9 +4,22 @@
 #include <QString>
 
 /**
+ * Cuts the process off the user's session bus: the address set here never
+ * connects, so nothing run in a test reaches the user's keyring or a running
+ * copy of the application. A test that starts a bus of its own (under
+ * dbus-run-session) keeps it by setting JW_TEST_PRIVATE_BUS.
+ */
+inline void cutOffSessionBus()
+{
+    if (qEnvironmentVariableIsEmpty("JW_TEST_PRIVATE_BUS"))
+        qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus");
+}
+
+/**
  * Makes @p home the user's home for everything that follows: HOME and the
- * XDG config, data and documents folders point inside it, and the folders
- * exist. Tests and benchmarks run as such a fresh user.
+ * XDG config, data and documents folders point inside it, the folders
+ * exist, and the session bus is cut off. Tests and benchmarks run as such a
+ * fresh user.
  */
 inline void useFreshHome(const QString &home)
 {
@@ -19,4 +32,5 @@ inline void useFreshHome(const QString &home)
     qputenv("XDG_CONFIG_HOME", config.toLocal8Bit());
     qputenv("XDG_DATA_HOME", data.toLocal8Bit());
     qputenv("XDG_DOCUMENTS_DIR", documents.toLocal8Bit());
+    cutOffSessionBus();
 }

@@ -67,28 +67,6 @@ INSTANTIATE_TEST_SUITE_P(realData, PlatformWrittenPropertyListTest,
                          ::testing::Values("plist/cpython-testdata.xml.plist", "plist/cpython-testdata.bin.plist"),
                          [](const auto &info) { return info.index == 0 ? std::string("xml") : std::string("binary"); });
 
-TEST(PropertyListTest, everyValueKindSurvivesBothFormats)
-{
-    const QVariantMap value{
-        {QStringLiteral("string"), QStringLiteral("Gr\u00FC\u00DFe \u270E & <tags>")},
-        {QStringLiteral("integer"), qint64(-3'000'000'000)},
-        {QStringLiteral("real"), 2.0},
-        {QStringLiteral("bool"), true},
-        {QStringLiteral("date"), QDateTime(QDate(2026, 11, 23), QTime(8, 30, 15), QTimeZone::utc())},
-        {QStringLiteral("before2001"), QDateTime(QDate(1999, 12, 31), QTime(23, 59, 59), QTimeZone::utc())},
-        {QStringLiteral("data"), QByteArrayLiteral("\x00\x01\xfe\xff")},
-        {QStringLiteral("list"), QVariantList{qint64(1), QStringLiteral("two"), QVariantList{}}},
-        {QStringLiteral("map"), QVariantMap{{QStringLiteral("uid"), QVariant::fromValue(PropertyListUid{7})}}},
-    };
-    for (auto format : {PropertyList::Format::Xml, PropertyList::Format::Binary}) {
-        const auto bytes = PropertyList::toData(value, format);
-        ASSERT_TRUE(bytes.ok()) << bytes.errorMessage().toStdString();
-        const auto back = PropertyList::fromData(bytes.value());
-        ASSERT_TRUE(back.ok()) << back.errorMessage().toStdString();
-        EXPECT_EQ(back.value().toMap(), value) << (format == PropertyList::Format::Xml ? "xml" : "binary");
-    }
-}
-
 TEST(PropertyListTest, binaryDatesKeepFractionsAndXmlDatesRoundDownToTheSecond)
 {
     const QVariantList dates{
@@ -108,15 +86,6 @@ TEST(PropertyListTest, binaryDatesKeepFractionsAndXmlDatesRoundDownToTheSecond)
     EXPECT_EQ(read[1].toDateTime(), QDateTime(QDate(1999, 12, 31), QTime(23, 59, 59), QTimeZone::utc()));
 }
 
-TEST(PropertyListTest, valuesWithoutAPropertyListFormAreRefusedByName)
-{
-    const auto nullValue = PropertyList::toData(QVariantList{QVariant()}, PropertyList::Format::Xml);
-    EXPECT_FALSE(nullValue.ok());
-    const auto point = PropertyList::toData(QVariantMap{{QStringLiteral("p"), QPoint(1, 2)}}, PropertyList::Format::Xml);
-    EXPECT_FALSE(point.ok());
-    EXPECT_TRUE(point.errorMessage().contains(QStringLiteral("QPoint"))) << point.errorMessage().toStdString();
-}
-
 TEST(PropertyListTest, brokenInputIsAnErrorNotACrash)
 {
     const QByteArray xml = readTestFile(QStringLiteral("plist/cpython-testdata.xml.plist"));
@@ -134,16 +103,6 @@ TEST(PropertyListTest, brokenInputIsAnErrorNotACrash)
     EXPECT_FALSE(PropertyList::fromData(binary.left(binary.size() / 2)).ok());
     EXPECT_FALSE(PropertyList::fromData(xml.left(xml.size() / 2)).ok());
 }
-
-TEST(PropertyListTest, hostileNestingIsBounded)
-{
-    QByteArray deep = "<plist version=\"1.0\">";
-    for (int i = 0; i < 100'000; ++i)
-        deep += "<array>";
-    const auto parsed = PropertyList::fromData(deep);
-    EXPECT_FALSE(parsed.ok());
-}
-
 
 QVariant readTestPlist(const QString &name)
 {
@@ -291,6 +250,10 @@ QVariantMap edgeValues()
         manyTimes.append(QStringLiteral("the same string"));
     return {
         {QStringLiteral("empty"), QString()},
+        {QStringLiteral("markup"), QStringLiteral("Gr\u00FC\u00DFe \u270E & <tags>")},
+        {QStringLiteral("bool"), true},
+        {QStringLiteral("real"), 2.0},
+        {QStringLiteral("negative"), qint64(-3'000'000'000)},
         {QStringLiteral("emoji \U0001F600"), QStringLiteral("a\U0001F600b\U0001F9D1\u200D\U0001F4BB")},
         {QStringLiteral("control"), QStringLiteral("tab\tcr\rlf\ncrlf\r\nbell\u0007end\u001F\uFFFE")},
         {QStringLiteral("int64Min"), std::numeric_limits<qint64>::min()},
@@ -349,6 +312,9 @@ TEST(PropertyListTest, acceptsOnlyValuesThatCanBeWritten)
     EXPECT_TRUE(PropertyList::isPropertyListValue(QVariantHash{{QStringLiteral("list"), QStringList{QStringLiteral("a")}}}));
     EXPECT_FALSE(PropertyList::isPropertyListValue(QVariantList{QDateTime()}));
     EXPECT_FALSE(PropertyList::isPropertyListValue(QVariantMap{{QStringLiteral("p"), QPoint(1, 2)}}));
+    EXPECT_FALSE(PropertyList::toData(QVariantList{QVariant()}, PropertyList::Format::Xml).ok());
+    const auto point = PropertyList::toData(QVariantMap{{QStringLiteral("p"), QPoint(1, 2)}}, PropertyList::Format::Xml);
+    EXPECT_TRUE(point.errorMessage().contains(QStringLiteral("QPoint"))) << point.errorMessage().toStdString();
     QVariant deep = QVariantList{};
     for (int i = 0; i < 600; ++i)
         deep = QVariantList{deep};

@@ -393,8 +393,8 @@ std::string firstDifference(const QStringList &actual, const QStringList &expect
     return {};
 }
 
-// Written with attachments by name, read back with the original files.
-QStringList roundTrip(const QTextDocument &document)
+// Written with attachments by name into @p read, which finds the original files.
+Status writeAndRead(const QTextDocument &document, QTextDocument &read)
 {
     const auto attachments = TextAttachments::all(document);
     const auto resolver = [&attachments](const QString &name) -> std::optional<QByteArray> {
@@ -404,11 +404,14 @@ QStringList roundTrip(const QTextDocument &document)
         }
         return std::nullopt;
     };
+    return RtfReader::read(RtfWriter::write(document, RtfWriter::Attachments::NeXTGraphic), read, resolver);
+}
+
+QStringList roundTrip(const QTextDocument &document)
+{
     QTextDocument read;
-    const Status status = RtfReader::read(RtfWriter::write(document, RtfWriter::Attachments::NeXTGraphic), read, resolver);
-    if (!status)
-        return {status.errorMessage()};
-    return describe(read);
+    const Status status = writeAndRead(document, read);
+    return status ? describe(read) : QStringList{status.errorMessage()};
 }
 
 // Many combinations of every attribute the writer carries, drawn from a fixed seed.
@@ -497,14 +500,7 @@ TEST(RtfWriterRoundTripTest, AttachmentsComeBackByName)
     // With the files at hand, everything comes back.
     EXPECT_EQ(firstDifference(roundTrip(doc.document), describe(doc.document)), "");
     QTextDocument withFiles;
-    const auto resolver = [&original](const QString &name) -> std::optional<QByteArray> {
-        for (const auto &entry : original) {
-            if (entry.second.fileName == name)
-                return entry.second.bytes;
-        }
-        return std::nullopt;
-    };
-    ASSERT_TRUE(RtfReader::read(RtfWriter::write(doc.document, RtfWriter::Attachments::NeXTGraphic), withFiles, resolver));
+    ASSERT_TRUE(writeAndRead(doc.document, withFiles));
     EXPECT_EQ(TextAttachments::all(withFiles), original);
 }
 

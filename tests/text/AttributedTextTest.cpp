@@ -1,4 +1,5 @@
 #include "common/QtPrinters.h"
+#include "common/TextFormats.h"
 #include "common/TestImages.h"
 #include "platform/base/Localization.h"
 #include "platform/richtext/TextConverter.h"
@@ -12,14 +13,6 @@
 #include <QTextDocument>
 
 namespace {
-
-QTextCharFormat formatOf(const QTextDocument &document, int position)
-{
-    QTextCursor cursor(const_cast<QTextDocument *>(&document));
-    cursor.setPosition(position);
-    cursor.setPosition(position + 1, QTextCursor::KeepAnchor);
-    return cursor.charFormat();
-}
 
 QTextCharFormat bold()
 {

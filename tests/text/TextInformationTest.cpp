@@ -1,5 +1,4 @@
 #include "common/QtPrinters.h"
-#include "text/ColorTags.h"
 #include "text/TextInformation.h"
 
 #include <gtest/gtest.h>
@@ -14,25 +13,6 @@
 using namespace TextInformation;
 
 namespace {
-
-TEST(ColorTagsTest, tagsPickTheTableEntryModuloTwentyAndBlackOtherwise)
-{
-    EXPECT_EQ(colorForTag(0), QColor::fromRgbF(0, 0, 0, 0));
-    EXPECT_EQ(colorForTag(0).alpha(), 0);
-    EXPECT_EQ(colorForTag(1), QColor(Qt::black));
-    EXPECT_EQ(colorForTag(2), QColor(Qt::blue));
-    EXPECT_EQ(colorForTag(23), QColor(Qt::red));
-    EXPECT_EQ(colorForTag(4), QColor(Qt::yellow));
-    EXPECT_EQ(colorForTag(5), QColor(Qt::green));
-    EXPECT_EQ(colorForTag(6), QColor::fromRgbF(1, 0.5f, 0));
-    EXPECT_EQ(colorForTag(7), QColor::fromRgbF(0.5f, 0.5f, 0.5f));
-    EXPECT_EQ(colorForTag(48), QColor::fromRgbF(0.5f, 0, 0.5f));
-    EXPECT_EQ(colorForTag(9), QColor::fromRgbF(0.6f, 0.4f, 0.2f));
-    EXPECT_EQ(colorForTag(10), QColor(Qt::white));
-    EXPECT_EQ(colorForTag(20).alpha(), 0);
-    for (const int tag : {11, 15, 19, 35, -1, -3, -20})
-        EXPECT_EQ(colorForTag(tag), QColor(Qt::black)) << tag;
-}
 
 TEST(TextInformationTest, linesEndAtEveryKindOfBreakAndAFinalBreakStartsNoLine)
 {

@@ -1,4 +1,5 @@
 #include "common/QtPrinters.h"
+#include "common/TextFormats.h"
 #include "text/TextHighlight.h"
 #include "text/TextStyling.h"
 
@@ -10,14 +11,6 @@
 #include <QTextDocument>
 
 namespace {
-
-QTextCharFormat formatOf(QTextDocument &document, int position)
-{
-    QTextCursor cursor(&document);
-    cursor.setPosition(position);
-    cursor.setPosition(position + 1, QTextCursor::KeepAnchor);
-    return cursor.charFormat();
-}
 
 TEST(TextStylingTest, attributesChangeOnlyNonEmptyRangesEachAsOneUndoStep)
 {

@@ -2,6 +2,8 @@
 #include "platform/settings/UserDefaults.h"
 #include "util/PagePassword.h"
 
+#include <QDBusConnection>
+
 #include <crypt.h>
 
 namespace {
@@ -60,6 +62,12 @@ TEST_F(PagePasswordTest, thePasswordIsKeptAsItsHashInThePreferences)
 
     savePasswordToDefault(QString());
     EXPECT_EQ(passwordFromDefault(), QString());
+}
+
+TEST_F(PagePasswordTest, noTestCanReachTheUsersKeyring)
+{
+    // The keyring is reached over the session bus, which every test finds cut off.
+    EXPECT_FALSE(QDBusConnection::sessionBus().isConnected());
 }
 
 } // namespace

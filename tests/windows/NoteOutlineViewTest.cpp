@@ -17,7 +17,7 @@
 
 namespace {
 
-// Outlines over:  A (A1 (A1a)), B (B1), C, D
+// Outlines over the shared tree, each in a window of its own.
 class NoteOutlineViewTest : public OutlineTest
 {
 protected:
@@ -51,13 +51,7 @@ protected:
     void SetUp() override
     {
         OutlineTest::SetUp();
-        a = page(root, "A");
-        a1 = page(a, "A1");
-        a1a = page(a1, "A1a");
-        b = page(root, "B");
-        b1 = page(b, "B1");
-        c = page(root, "C");
-        d = page(root, "D");
+        plantTree();
     }
 
     void TearDown() override
@@ -68,8 +62,6 @@ protected:
         host.undoStack = nullptr;
         OutlineTest::TearDown();
     }
-
-
 
     Outline open(const MemoPtr &top)
     {
@@ -138,7 +130,6 @@ protected:
         return count;
     }
 
-    MemoPtr a, a1, a1a, b, b1, c, d;
     Outline main;
     QRect watched; // where dragTo() counts highlight pixels while hovering
     int highlightWhileHovering = 0;

@@ -1,5 +1,6 @@
 #include "common/FreshUserTest.h"
 #include "common/TestImages.h"
+#include "common/TextFormats.h"
 #include "platform/richtext/TextAttachment.h"
 #include "model/JWMemo.h"
 #include "text/LinkClick.h"
@@ -42,6 +43,8 @@ protected:
         cursor.setPosition(position, QTextCursor::KeepAnchor);
         view->setTextCursor(cursor);
     }
+
+    [[nodiscard]] QTextCharFormat formatAt(int position) const { return formatOf(*view->document(), position); }
 
     std::unique_ptr<NoteTextView> view;
 };
@@ -89,7 +92,7 @@ TEST_F(NoteTextViewTest, aTitleInsertedOnTopTakesTheDefaultFontWithoutLinks)
     view->insertTitleToTop(QStringLiteral("Heading"));
 
     EXPECT_EQ(view->toPlainText(), QStringLiteral("Heading\nlinked body"));
-    const QTextCharFormat title = view->document()->firstBlock().begin().fragment().charFormat();
+    const QTextCharFormat title = formatAt(0);
     EXPECT_FALSE(title.isAnchor());
     EXPECT_EQ(title.fontPointSize(), 17.0);
     EXPECT_NE(title.fontWeight(), QFont::Bold);
@@ -105,20 +108,20 @@ TEST_F(NoteTextViewTest, fontResetsNeedBothDefaultPreferences)
     view->setHtml(QStringLiteral("<b>bold</b> plain"));
     view->selectAll();
     view->initializeFont();
-    EXPECT_EQ(view->document()->firstBlock().begin().fragment().charFormat().fontWeight(), QFont::Bold);
+    EXPECT_EQ(formatAt(0).fontWeight(), QFont::Bold);
 
     UserDefaults::standardUserDefaults().setValue(QStringLiteral("DefaultFont"), QStringLiteral("DejaVu Sans"));
     UserDefaults::standardUserDefaults().setValue(QStringLiteral("DefaultFontSize"), 13.0);
     select(0, 2);
     view->initializeFont();
-    const QTextCharFormat reset = view->document()->firstBlock().begin().fragment().charFormat();
+    const QTextCharFormat reset = formatAt(0);
     EXPECT_NE(reset.fontWeight(), QFont::Bold);
     EXPECT_EQ(reset.fontPointSize(), 13.0);
 
     view->clearText();
     QTest::keyClicks(view.get(), QStringLiteral("typed"));
     EXPECT_EQ(view->toPlainText(), QStringLiteral("typed"));
-    EXPECT_EQ(view->document()->firstBlock().begin().fragment().charFormat().fontPointSize(), 13.0);
+    EXPECT_EQ(formatAt(0).fontPointSize(), 13.0);
 }
 
 TEST_F(NoteTextViewTest, countsFollowTheCaretAndTheSelection)
@@ -281,16 +284,13 @@ TEST_F(NoteTextViewTest, inHighlightModeAChosenColourBecomesTheBackground)
     view->setPlainText(QStringLiteral("some words here"));
     select(5, 10);
     view->changeColor(Qt::blue);
-    QTextCursor at(view->document());
-    at.setPosition(7);
-    EXPECT_EQ(at.charFormat().foreground().color(), QColor(Qt::blue));
-    EXPECT_EQ(at.charFormat().background().style(), Qt::NoBrush);
+    EXPECT_EQ(formatAt(6).foreground().color(), QColor(Qt::blue));
+    EXPECT_EQ(formatAt(6).background().style(), Qt::NoBrush);
 
     view->setChangingBackgroundColor(true);
     view->changeColor(Qt::yellow);
-    at.setPosition(7);
-    EXPECT_EQ(at.charFormat().background().color(), QColor(Qt::yellow));
-    EXPECT_EQ(at.charFormat().foreground().color(), QColor(Qt::blue));
+    EXPECT_EQ(formatAt(6).background().color(), QColor(Qt::yellow));
+    EXPECT_EQ(formatAt(6).foreground().color(), QColor(Qt::blue));
 }
 
 TEST_F(NoteTextViewTest, theTimeStampIsOneUndoableInsertion)
@@ -341,17 +341,14 @@ TEST_F(NoteTextViewTest, aPlainPageTakesOnlyTheWordsOfWhatIsPasted)
     };
     copyRich();
     view->paste();
-    QTextCursor at(view->document());
-    at.setPosition(2);
-    EXPECT_EQ(at.charFormat().fontWeight(), QFont::Bold);
+    EXPECT_EQ(formatAt(1).fontWeight(), QFont::Bold);
 
     view->clear();
     view->setPlainTextMode(true);
     copyRich();
     view->paste();
     EXPECT_EQ(view->toPlainText(), QStringLiteral("bold words"));
-    at.setPosition(2);
-    EXPECT_NE(at.charFormat().fontWeight(), QFont::Bold);
+    EXPECT_NE(formatAt(1).fontWeight(), QFont::Bold);
 
     auto *picture = new QMimeData;
     picture->setImageData(QImage(10, 10, QImage::Format_RGB32));
@@ -370,9 +367,7 @@ TEST_F(NoteTextViewTest, aPageShownFromRTFDReplacesTheTextAndItsUndoSteps)
     EXPECT_EQ(view->toPlainText(), QStringLiteral("Bold and a link"));
     EXPECT_FALSE(view->document()->isUndoAvailable());
     EXPECT_EQ(view->originalStorage(), view->document());
-    QTextCursor at(view->document());
-    at.setPosition(12);
-    EXPECT_EQ(at.charFormat().anchorHref(), QStringLiteral("Jotwell3://pageid/7/"));
+    EXPECT_EQ(formatAt(11).anchorHref(), QStringLiteral("Jotwell3://pageid/7/"));
     // Typing and counting go on in the new text.
     QSignalSpy changed(view.get(), &NoteTextView::textSummaryChanged);
     view->moveCursor(QTextCursor::End);
@@ -448,27 +443,20 @@ TEST_F(NoteTextViewTest, theContextMenuOffersLinkAndFormatCommandsForASelection)
     EXPECT_LT(indexOf(QStringLiteral("Highlight Text...")), indexOf(QStringLiteral("select-all")));
 
     findAction(*menu, QStringLiteral("Remove Link"))->trigger();
-    QTextCursor atLink(view->document());
-    atLink.setPosition(8);
-    EXPECT_FALSE(atLink.charFormat().isAnchor());
+    EXPECT_FALSE(formatAt(7).isAnchor());
     view->document()->undo();
-    atLink.setPosition(8);
-    EXPECT_TRUE(atLink.charFormat().isAnchor());
+    EXPECT_TRUE(formatAt(7).isAnchor());
 
     QAction *fontName = findAction(*menu, QStringLiteral("Font Name"));
     ASSERT_NE(fontName, nullptr);
     ASSERT_FALSE(fontName->menu()->actions().isEmpty());
     QAction *family = fontName->menu()->actions().constFirst();
     family->trigger();
-    atLink.setPosition(8);
-    EXPECT_EQ(atLink.charFormat().font().family(), family->text());
-
+    EXPECT_EQ(formatAt(7).font().family(), family->text());
     findAction(*menu, QStringLiteral("24"))->trigger();
-    atLink.setPosition(8);
-    EXPECT_EQ(atLink.charFormat().fontPointSize(), 24);
+    EXPECT_EQ(formatAt(7).fontPointSize(), 24);
     findAction(*menu, QStringLiteral("Red"))->trigger();
-    atLink.setPosition(8);
-    EXPECT_EQ(atLink.charFormat().foreground().color(), QColor(Qt::red));
+    EXPECT_EQ(formatAt(7).foreground().color(), QColor(Qt::red));
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 #include "windows/NoteOutlineModel.h"
 #include "windows/TitleColorPalette.h"
 
+#include <QAbstractItemModelTester>
 #include <QDialogButtonBox>
 #include <QLineEdit>
 #include <QMessageBox>
@@ -15,25 +16,29 @@
 
 namespace {
 
-// A window's outline over a small tree:
-//   A, B (children B1, B2), C, D
+// What Qt's model tester found wrong, in its Warning mode.
+QStringList g_modelFaults;
+QtMessageHandler g_nextHandler = nullptr;
+
+void recordModelFaults(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    if (type == QtWarningMsg && qstrcmp(context.category, "qt.modeltest") == 0)
+        g_modelFaults.append(message);
+    else
+        g_nextHandler(type, context, message);
+}
+
+// A window's outline over the shared tree.
 class NoteTreeControllerTest : public OutlineTest
 {
 protected:
     void SetUp() override
     {
         OutlineTest::SetUp();
+        plantTree();
         UserDefaults::standardUserDefaults().setValue(QStringLiteral("DeleteCheck"), false);
-        a = page(root, "A");
-        b = page(root, "B");
-        b1 = page(b, "B1");
-        b2 = page(b, "B2");
-        c = page(root, "C");
-        d = page(root, "D");
         openOutline();
     }
-
-
 
     void select(std::initializer_list<MemoPtr> memos)
     {
@@ -47,8 +52,6 @@ protected:
         const QList<T *> found = window->findChildren<T *>();
         return found.isEmpty() ? nullptr : found.last();
     }
-
-    MemoPtr a, b, b1, b2, c, d;
 };
 
 TEST_F(NoteTreeControllerTest, theFirstRootSelectsItsFirstPageAndAnEmptyRootGetsOne)
@@ -258,17 +261,17 @@ TEST_F(NoteTreeControllerTest, keyboardMovesAreUndoneAndRedone)
     EXPECT_EQ(titles(root), (QStringList{"A", "C", "B", "D"}));
     controller->outlineMoveRight();
     EXPECT_EQ(titles(root), (QStringList{"A", "B", "D"}));
-    EXPECT_EQ(titles(a), QStringList{"C"});
+    EXPECT_EQ(titles(a), (QStringList{"A1", "C"}));
     EXPECT_EQ(controller->selection(), c);
 
     controller->undoStack().undo();
     EXPECT_EQ(titles(root), (QStringList{"A", "C", "B", "D"}));
-    EXPECT_TRUE(a->children().empty());
+    EXPECT_EQ(titles(a), QStringList{"A1"});
     controller->undoStack().undo();
     EXPECT_EQ(titles(root), (QStringList{"A", "B", "C", "D"}));
     controller->undoStack().redo();
     controller->undoStack().redo();
-    EXPECT_EQ(titles(a), QStringList{"C"});
+    EXPECT_EQ(titles(a), (QStringList{"A1", "C"}));
 
     select({b2});
     controller->outlineMoveLeft();
@@ -400,8 +403,8 @@ TEST_F(NoteTreeControllerTest, newWindowsOpenPerSelectedPageAndCascade)
     controller->openNewWindowWithSelection();
     ASSERT_EQ(host.windows.size(), 4u);
     EXPECT_EQ(host.windows[1]->root, b); // B has children: rooted at it
-    EXPECT_EQ(host.windows[0]->root, root);
-    EXPECT_EQ(host.windows[0]->selected, a);
+    EXPECT_EQ(host.windows[2]->root, root);
+    EXPECT_EQ(host.windows[2]->selected, c);
 
     host.windows.clear();
     controller->openNewWindowWithParent();
@@ -410,6 +413,41 @@ TEST_F(NoteTreeControllerTest, newWindowsOpenPerSelectedPageAndCascade)
         const QWidget &opened = host.windows[i]->widget;
         EXPECT_EQ(opened.geometry().topLeft() - QPoint(100, 100), QPoint(22, 22) * int(i + 1)) << i;
     }
+}
+
+TEST_F(NoteTreeControllerTest, theOutlineModelKeepsItsContractThroughEveryReload)
+{
+    // Each reload moves the view's persistent indexes by hand; Qt's tester
+    // checks every answer and signal of the model along the way.
+    g_modelFaults.clear();
+    g_nextHandler = qInstallMessageHandler(recordModelFaults);
+    {
+        QAbstractItemModelTester tester(&controller->model(), QAbstractItemModelTester::FailureReportingMode::Warning);
+        window->show();
+        window->outline->expandEveryItem();
+        select({b2});
+        controller->outlineMoveLeft();
+        controller->outlineMoveUp();
+        controller->undoStack().undo();
+        select({c});
+        controller->outlineMoveRight();
+        controller->undoStack().undo();
+        controller->undoStack().undo();
+        select({b1});
+        controller->removeSelection();
+        window->outline->collapseEveryItem();
+        window->outline->expandEveryItem();
+        savePasswordToDefault(QStringLiteral("secret"));
+        b->setUnlockedPassword(true);
+        b->setProtectWithPassword(true);
+        select({b2});
+        b->lockPassword();
+        EXPECT_EQ(controller->model().memoForIndex(window->outline->currentIndex()), controller->selection());
+        EXPECT_EQ(controller->model().memoCount(), 6); // B's children hidden, B1 gone
+    }
+    qInstallMessageHandler(g_nextHandler);
+    EXPECT_TRUE(g_modelFaults.isEmpty()) << g_modelFaults.size() << " faults, the first: "
+                                         << g_modelFaults.value(0).toStdString();
 }
 
 } // namespace

@@ -7,8 +7,9 @@
 #include <QStringList>
 
 /**
- * A fresh user with a page tree of their own, held by an OutlineTestHost,
- * and never the user's real keyring. Each test builds the pages it needs.
+ * A fresh user with a page tree of their own, held by an OutlineTestHost.
+ * The tree starts empty; plantTree() fills it with the pages most outline
+ * tests work on. Tests open the outline themselves.
  */
 class OutlineTest : public FreshUserTest
 {
@@ -17,8 +18,6 @@ protected:
     {
         FreshUserTest::SetUp();
         Localization::install();
-        // No session bus to find a keyring on.
-        qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus");
         root = JWMemo::memo();
         host.tree.setRoot(root);
     }
@@ -29,6 +28,19 @@ protected:
         controller.reset();
         window.reset();
         FreshUserTest::TearDown();
+    }
+
+    /** Fills the root with  A (A1 (A1a)), B (B1, B2), C, D. */
+    void plantTree()
+    {
+        a = page(root, "A");
+        a1 = page(a, "A1");
+        a1a = page(a1, "A1a");
+        b = page(root, "B");
+        b1 = page(b, "B1");
+        b2 = page(b, "B2");
+        c = page(root, "C");
+        d = page(root, "D");
     }
 
     /** Opens the outline window on the root, recording its edits on the controller's undo stack. */
@@ -63,6 +75,7 @@ protected:
 
     OutlineTestHost host;
     MemoPtr root;
+    MemoPtr a, a1, a1a, b, b1, b2, c, d;
     std::unique_ptr<OutlineTestWindow> window;
     std::unique_ptr<NoteTreeController> controller;
 };

@@ -21,8 +21,6 @@ protected:
     {
         FreshUserTest::SetUp();
         Localization::install();
-        // Never the user's real keyring: no session bus to find one on.
-        qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus");
         window.show();
     }
 

@@ -1,6 +1,6 @@
 // Shows a page with formatted text, a picture and links in the page editor
 // and saves a picture of it, for looking at how the editor draws a page:
-//     xvfb-run -a build/tests/windows/jw-text-view-screenshot text-view.png
+//     xvfb-run -a build/tools/jw-screenshots/jw-text-view-screenshot text-view.png
 #include "common/FreshHome.h"
 #include "platform/base/Localization.h"
 #include "platform/richtext/TextAttachment.h"

@@ -1,6 +1,6 @@
 // Opens the main window on the sample pages a new user finds and saves a
 // picture of it in a light and a dark theme, for looking at the window:
-//     xvfb-run -a build/tests/app/jw-window-screenshot OUTPUT_FOLDER
+//     xvfb-run -a build/tools/jw-screenshots/jw-window-screenshot OUTPUT_FOLDER
 // writes OUTPUT_FOLDER/window-light.png and OUTPUT_FOLDER/window-dark.png.
 #include "common/FreshHome.h"
 #include "exchange/SampleBook.h"

@@ -18,7 +18,7 @@ TEST(GeometryStringsTest, rangesWriteAsThePlatformAndReadLeniently)
     EXPECT_EQ(rangeFromString(QStringLiteral("{1e999, 3}")), (TextRange{0, 3}));
 }
 
-TEST(GeometryStringsTest, rectsAndSizesKeepTheirFormAfterTheMove)
+TEST(GeometryStringsTest, rectsAndSizesWriteAsThePlatformAndReadBack)
 {
     EXPECT_EQ(stringFromRect(QRectF(48, 61, 500, 500)), QStringLiteral("{{48, 61}, {500, 500}}"));
     EXPECT_EQ(stringFromSize(QSizeF(168.5, 328)), QStringLiteral("{168.5, 328}"));
