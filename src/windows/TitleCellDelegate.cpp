@@ -62,7 +62,7 @@ int padlockWidth(const QFontMetrics &metrics)
 }
 
 // A padlock in @p box: the shackle closed into the body when @p locked, else
-// lifted and swung open on its right leg.
+// lifted with its left leg out of the body.
 void drawPadlock(QPainter &painter, const QRect &box, bool locked, const QColor &color)
 {
     const qreal width = box.width();
@@ -71,7 +71,7 @@ void drawPadlock(QPainter &painter, const QRect &box, bool locked, const QColor 
     const QRectF body(box.left(), box.center().y() - bodyHeight * 0.2, width, bodyHeight);
     const qreal shackleWidth = width * 0.62;
     const qreal lift = locked ? 0.0 : width * 0.3;
-    const qreal left = body.left() + (width - shackleWidth) / 2 + (locked ? 0.0 : width * 0.3);
+    const qreal left = body.left() + (width - shackleWidth) / 2;
     const QRectF arc(left, body.top() - shackleWidth * 0.8 - lift, shackleWidth, shackleWidth);
     QPainterPath shackle;
     shackle.moveTo(arc.left(), locked ? body.top() : arc.center().y() + shackleWidth * 0.15);
