@@ -9,8 +9,10 @@
 #include "platform/settings/UserDefaults.h"
 #include "text/LinkClick.h"
 #include "util/StringUtility.h"
+#include "windows/NoteTreeController.h"
 #include "windows/NoteWindow.h"
 
+#include <QDBusConnection>
 #include <QDesktopServices>
 #include <QFile>
 #include <QFileInfo>
@@ -105,6 +107,25 @@ void JW3Controller::registerMyNotifications()
     UserDefaults::standardUserDefaults().observe(kAbGroupNameKey, this,
                                                  [this](const QVariant &, const QVariant &) { restartServer(); });
     followApplicationState();
+    followScreenLock();
+}
+
+void JW3Controller::followScreenLock()
+{
+    // Without a session bus there is no screen saver to hear from.
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected())
+        return;
+    for (const QString &name : {QStringLiteral("org.freedesktop.ScreenSaver"), QStringLiteral("org.gnome.ScreenSaver")}) {
+        const QString path = u'/' + QString(name).replace(u'.', u'/');
+        bus.connect(QString(), path, name, QStringLiteral("ActiveChanged"), this, SLOT(screenLockChanged(bool)));
+    }
+}
+
+void JW3Controller::screenLockChanged(bool locked)
+{
+    if (locked)
+        NoteTreeController::lockProtectedPages(tree());
 }
 
 void JW3Controller::followApplicationState()

@@ -138,6 +138,14 @@ public:
     /** How often restartServer() has run, for tests of what restarts it. */
     [[nodiscard]] int serverRestarts() const { return m_serverRestarts; }
 
+public Q_SLOTS:
+    /**
+     * The session's screen locked (or unlocked): locking locks every
+     * protected page, so that nothing protected is on screen when the
+     * session opens again. Heard on the session bus when there is one.
+     */
+    void screenLockChanged(bool locked);
+
 Q_SIGNALS:
     /** The last window closed with "QuitApp" on: the application should quit. */
     void terminateRequested();
@@ -150,6 +158,7 @@ private:
     void didCloseNoteWindow(NoteWindow *window);
     void changeKeyWindow(NoteWindow *window);
     void followApplicationState();
+    void followScreenLock();
 
     WindowFactory m_windowFactory;
     DataFolderLock m_folderLock;

@@ -223,6 +223,10 @@ QVariant NoteOutlineModel::data(const QModelIndex &index, int role) const
         return memo.locked();
     case ProtectedRole:
         return memo.protectWithPassword() && !memo.unlockedPassword();
+    case PasswordMarkRole:
+        if (!memo.protectWithPassword())
+            return int(NoPasswordMark);
+        return int(memo.unlockedPassword() ? UnlockedMark : LockedMark);
     case WebIconRole: {
         const QImage icon = webIcon(memo.webIconImage());
         return icon.isNull() ? QVariant() : QVariant(icon);

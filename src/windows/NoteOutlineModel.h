@@ -40,7 +40,12 @@ public:
         ProtectedRole,
         /** The web clip's site icon (QImage), when it has one. */
         WebIconRole,
+        /** The page's password protection (PasswordMark as int): the lock drawn beside its title. */
+        PasswordMarkRole,
     };
+
+    /** How a page's protection shows in the outline. */
+    enum PasswordMark { NoPasswordMark = 0, UnlockedMark, LockedMark };
 
     explicit NoteOutlineModel(NoteTreeController &controller, QObject *parent = nullptr);
     ~NoteOutlineModel() override;

@@ -25,6 +25,7 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -98,7 +99,13 @@ void NoteTreeController::setRootMemo(const MemoPtr &root)
     if (m_selectedMemos.isEmpty() && root) {
         if (root->children().empty())
             root->appendChild(JWMemo::memo());
-        setSelection(root->children().front());
+        // Nobody asked for a page yet: the first one that opens without a
+        // password is shown, and a window on locked pages shows none.
+        const auto children = root->children();
+        const auto first = std::find_if(children.begin(), children.end(),
+                                         [this](const MemoPtr &child) { return !pageHoldingBack(child); });
+        if (first != children.end())
+            setSelection(*first);
     }
     reloadData();
 }
@@ -121,12 +128,19 @@ void NoteTreeController::setSelection(const MemoPtr &requested)
         return;
     m_hasMultiSelection = false;
 
-    if (memo->protectWithPassword() && !memo->unlockedPassword()) {
+    // A Back or Forward step held back stays a history step once the password is given.
+    const bool historyMove = m_isHistoryMove;
+    m_isHistoryMove = false;
+    if (!mayShowMemo(memo, [this, historyMove](const MemoPtr &page) {
+            m_isHistoryMove = historyMove;
+            setSelection(page);
+        })) {
         restoreOutlineSelection();
-        if (m_window.window() && m_window.window()->isVisible())
-            confirmPassword(memo);
         return;
     }
+    m_isHistoryMove = historyMove;
+    m_waitingPage.reset();
+    m_waitingShow = {};
 
     if (m_selectedMemos.size() == 1) {
         const MemoPtr previous = m_selectedMemos.front();
@@ -152,6 +166,8 @@ void NoteTreeController::restoreOutlineSelection()
     QItemSelectionModel *rows = m_outline.selectionModel();
     if (!rows)
         return;
+    if (m_selectedMemos.isEmpty())
+        rows->clearSelection();
     for (const MemoPtr &memo : std::as_const(m_selectedMemos)) {
         const QModelIndex index = m_model->indexForMemo(memo.get());
         if (index.isValid())
@@ -642,15 +658,17 @@ void NoteTreeController::reloadData()
     g_reloadingOutline = true;
     observeOutlineSelection(false);
     m_model->reload();
+    const bool concealed = concealHeldBackSelection();
     for (const MemoPtr &memo : std::as_const(m_selectedMemos))
         m_outline.exposeItem(memo);
     const int shown = m_outline.selectMemoRows(m_selectedMemos);
     bool observeAgain = true;
-    if (shown == 0 && !m_selectedMemos.isEmpty()) {
+    if (shown == 0 && (concealed || !m_selectedMemos.isEmpty())) {
         if (m_model->rowCount() > 0) {
-            const MemoPtr first = m_model->memoForIndex(m_model->index(0, 0));
-            setSelection(first);
-            m_outline.selectMemoRows(m_selectedMemos);
+            if (const MemoPtr first = firstShowableRow()) {
+                setSelection(first);
+                m_outline.selectMemoRows(m_selectedMemos);
+            }
         } else {
             // Nothing left to show: the window goes, and stays deaf to the
             // outline while it closes.
@@ -676,14 +694,99 @@ void NoteTreeController::titleEdited(const QString &title)
 
 // --- Page password -----------------------------------------------------------------------------
 
-void NoteTreeController::confirmPassword(const MemoPtr &memo)
+MemoPtr NoteTreeController::pageHoldingBack(const MemoPtr &memo) const
 {
+    for (MemoPtr step = memo; step; step = tree().parentOfMemo(step)) {
+        if (step->protectWithPassword() && !step->unlockedPassword())
+            return step;
+    }
+    return {};
+}
+
+bool NoteTreeController::mayShowMemo(const MemoPtr &memo, std::function<void(const MemoPtr &)> show)
+{
+    if (!memo)
+        return false;
+    if (!pageHoldingBack(memo))
+        return true;
     const QString kept =
         PasswordKeychain::passwordFromKeychain(QCoreApplication::applicationName(), PasswordKeychain::userName());
     if (!kept.isEmpty() && passwordMatchesHash(kept, passwordFromDefault())) {
-        passwordIsConfirmed(memo);
-        return;
+        unlockPathTo(memo);
+        return true;
     }
+    // A sheet needs a window on screen to hang from; a hidden window asks
+    // when it comes up.
+    const QWidget *window = m_window.window();
+    if (window && window->isVisible()) {
+        m_waitingPage.reset();
+        m_waitingShow = {};
+        askPassword(memo, std::move(show));
+    } else {
+        m_waitingPage = memo;
+        m_waitingShow = std::move(show);
+    }
+    return false;
+}
+
+void NoteTreeController::askForWaitingPage()
+{
+    const MemoPtr memo = std::exchange(m_waitingPage, nullptr);
+    const std::function<void(const MemoPtr &)> show = std::exchange(m_waitingShow, {});
+    if (!memo || !show || !tree().isSubItemOfMemo(memo, tree().root()))
+        return;
+    if (mayShowMemo(memo, show))
+        show(memo);
+}
+
+void NoteTreeController::unlockPathTo(const MemoPtr &memo)
+{
+    for (MemoPtr step = memo; step; step = tree().parentOfMemo(step)) {
+        if (step->protectWithPassword() && !step->unlockedPassword())
+            step->setUnlockedPassword(true);
+    }
+}
+
+void NoteTreeController::lockProtectedPages(MemoTree &memoTree)
+{
+    if (!memoTree.root())
+        return;
+    const QList<MemoPtr> pages = memoTree.arrayOfMemos(memoTree.root(), false);
+    for (const MemoPtr &page : pages) {
+        if (page->protectWithPassword() && page->unlockedPassword())
+            page->lockPassword();
+    }
+}
+
+MemoPtr NoteTreeController::firstShowableRow() const
+{
+    for (int row = 0; row < m_model->rowCount(); ++row) {
+        const MemoPtr memo = m_model->memoForIndex(m_model->index(row, 0));
+        if (memo && !pageHoldingBack(memo))
+            return memo;
+    }
+    return {};
+}
+
+bool NoteTreeController::concealHeldBackSelection()
+{
+    if (m_selectedMemos.size() != 1 || !pageHoldingBack(m_selectedMemos.front()))
+        return false;
+    // The edits stay with the page; only the screen forgets them.
+    const MemoPtr page = m_selectedMemos.front();
+    m_window.resignSelection(page);
+    page->save();
+    m_selectedMemos.clear();
+    if (NoteTextView *text = m_window.textView()) {
+        text->setString(QString());
+        text->setReadOnly(true);
+    }
+    Q_EMIT selectionChanged();
+    return true;
+}
+
+void NoteTreeController::askPassword(const MemoPtr &memo, std::function<void(const MemoPtr &)> show)
+{
     if (!m_passPanelController) {
         m_passPanelController = new ConfirmPassPanelController(m_window.window());
         m_passPanelController->setNeedToRelease(false);
@@ -692,10 +795,12 @@ void NoteTreeController::confirmPassword(const MemoPtr &memo)
     // page or this controller may be gone.
     std::weak_ptr<JWMemo> page = memo;
     QPointer<NoteTreeController> self(this);
-    m_passPanelController->setConfirmedAction([self, page] {
+    m_passPanelController->setConfirmedAction([self, page, show = std::move(show)] {
         const MemoPtr memo = page.lock();
-        if (self && memo)
-            self->passwordIsConfirmed(memo);
+        if (!self || !memo)
+            return;
+        self->unlockPathTo(memo);
+        show(memo);
     });
     // Cancelling leaves everything as it is.
     m_passPanelController->setCanceledAction({});
@@ -705,12 +810,4 @@ void NoteTreeController::confirmPassword(const MemoPtr &memo)
 ConfirmPassPanelController *NoteTreeController::passPanelController() const
 {
     return m_passPanelController;
-}
-
-void NoteTreeController::passwordIsConfirmed(const MemoPtr &memo)
-{
-    if (!memo)
-        return;
-    memo->setUnlockedPassword(true);
-    setSelection(memo);
 }

@@ -81,8 +81,8 @@ public:
     /**
      * Selects @p memo alone, when it lies below the root: the page shown
      * before takes back its edits and is saved, the new one is shown and
-     * recorded in the history. A protected, locked page is not selected; the
-     * password is asked for instead (when the window is visible).
+     * recorded in the history. A page that mayShowMemo() holds back is not
+     * selected; the password is asked for instead.
      */
     void setSelection(const MemoPtr &memo);
     /** Takes the outline's selected rows as the selection (several pages; nothing shown). */
@@ -148,19 +148,49 @@ public:
     void save();
     /**
      * Rebuilds the outline from the tree and puts the selection back on its
-     * rows. One reload runs at a time in the whole process: a reload started
-     * while another runs returns at once.
+     * rows. A shown page that has become held back (its protection locked)
+     * leaves the text view, which then shows the first page that may be
+     * shown, or nothing. One reload runs at a time in the whole process: a
+     * reload started while another runs returns at once.
      */
     void reloadData();
     /** The outline finished editing a title: @p title becomes the selected page's title. */
     void titleEdited(const QString &title);
 
-    // --- Page password --------------------------------------------------------------------
+    // --- Page password ---------------------------------------------------------------------
 
-    /** Unlocks @p memo from the keyring when it holds the password, else asks with the sheet. */
-    void confirmPassword(const MemoPtr &memo);
-    /** The password was given: @p memo unlocks and is selected. */
-    void passwordIsConfirmed(const MemoPtr &memo);
+    /**
+     * What holds @p memo back: the nearest page among @p memo and the pages
+     * above it in the whole tree (not only below this window's root) that is
+     * protected and locked. Null when @p memo may be shown as it is.
+     */
+    [[nodiscard]] MemoPtr pageHoldingBack(const MemoPtr &memo) const;
+    /**
+     * The gate between a page and this window's text view. Every way of
+     * showing a page asks here first: the outline, the selection restored
+     * when a window opens, Back/Forward, links, the recent and favourite
+     * lists, clippings, pages opened from other programs, new windows, and
+     * search results and tabs.
+     *
+     * Answers true when @p memo may be shown now: nothing holds it back
+     * (pageHoldingBack()), or the password kept in the keyring opens it, in
+     * which case the locked pages above it are unlocked. Otherwise answers
+     * false and asks for the password with the sheet on this window: at once
+     * when the window is on screen, else when askForWaitingPage() runs. Once
+     * the right password is given, the locked pages on the way unlock and
+     * @p show runs with @p memo; cancelling shows nothing. A later request
+     * replaces one still waiting.
+     */
+    bool mayShowMemo(const MemoPtr &memo, std::function<void(const MemoPtr &)> show);
+    /** The window came on screen: the page a hidden window held back is asked for now. */
+    void askForWaitingPage();
+    /** The page held back while the window was hidden, still to be asked for; null when none. */
+    [[nodiscard]] MemoPtr waitingPage() const { return m_waitingPage; }
+    /**
+     * Locks every protected page of @p memoTree that is unlocked. Windows
+     * then take protected text off the screen (reloadData() sees to it).
+     */
+    static void lockProtectedPages(MemoTree &memoTree);
     /** The password sheet, once it has been made; for tests. */
     [[nodiscard]] ConfirmPassPanelController *passPanelController() const;
 
@@ -213,6 +243,12 @@ private:
     /** The selected page one level out (or in), never out past the root. */
     void moveOneLevel(bool out);
     void showNewMemo(const MemoPtr &memo);
+    /** The first row of the outline that nothing holds back, or null. */
+    [[nodiscard]] MemoPtr firstShowableRow() const;
+    /** Takes a held-back page out of the text view, keeping its edits; true when it did. */
+    bool concealHeldBackSelection();
+    void askPassword(const MemoPtr &memo, std::function<void(const MemoPtr &)> show);
+    void unlockPathTo(const MemoPtr &memo);
     void alertLockedPage();
     [[nodiscard]] bool isOptionKeyDown() const;
     /** Runs @p edit with undo recording switched off: undo and redo must not record again. */
@@ -238,6 +274,8 @@ private:
     quint32 m_historyIndex = ~quint32(0);
 
     QPointer<ConfirmPassPanelController> m_passPanelController;
+    MemoPtr m_waitingPage;
+    std::function<void(const MemoPtr &)> m_waitingShow;
     QMetaObject::Connection m_outlineSelectionConnection;
     bool m_replaying = false;
 };

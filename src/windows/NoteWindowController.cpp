@@ -80,11 +80,6 @@ int primaryScreenHeight()
     return primary ? primary->geometry().height() : 0;
 }
 
-bool isProtectedAndLocked(const JWMemo &memo)
-{
-    return memo.protectWithPassword() && !memo.unlockedPassword();
-}
-
 } // namespace
 
 NoteWindowController::NoteWindowController(NoteTreeHost &host, QObject *parent)
@@ -201,8 +196,15 @@ void NoteWindowController::registerMyNotifications()
     });
     center.addObserver(this, NotificationNames::JW3ReloadOutlineData, nullptr,
                        [this](const Notification &) { updatePageHandle(); });
-    connect(m_treeController.get(), &NoteTreeController::selectionChanged, this,
-            &NoteWindowController::validateActions);
+    connect(m_treeController.get(), &NoteTreeController::selectionChanged, this, [this] {
+        // No page shown (one just locked, say): nothing of it stays on screen.
+        if (!m_treeController->selection()) {
+            m_pages->setCurrentWidget(m_textView);
+            m_notice->hide();
+            m_pageHandle->clear();
+        }
+        validateActions();
+    });
     connect(&m_treeController->undoStack(), &QUndoStack::indexChanged, this, &NoteWindowController::validateActions);
 }
 
@@ -225,7 +227,8 @@ void NoteWindowController::setRootMemo(const MemoPtr &root)
     m_treeController->setRootMemo(root);
     const MemoPtr show = setWindowAttribute();
     m_outline->restoreExpandedItems();
-    if (show && !isProtectedAndLocked(*show))
+    // A page behind the password is asked for once the window is on screen.
+    if (show)
         m_treeController->setSelection(show);
     defaults.removeObjectForKey(kOpeningWindowHasProblemKey);
     validateActions();
@@ -262,14 +265,7 @@ void NoteWindowController::showWindow()
     m_window->raise();
     m_window->activateWindow();
     m_textView->setFocus();
-    // A protected page the record names is asked for once the window is up.
-    if (m_rootMemo) {
-        const qint64 wanted = m_rootMemo->windowAttribute()->selectionID();
-        const MemoPtr named = wanted ? m_host.memoTree().noteDataWithID(wanted) : MemoPtr();
-        if (named && named != selectedMemo() && isProtectedAndLocked(*named) &&
-            m_host.memoTree().isSubItemOfMemo(named, m_rootMemo))
-            m_treeController->setSelection(named);
-    }
+    m_treeController->askForWaitingPage();
 }
 
 void NoteWindowController::performClose()

@@ -18,6 +18,7 @@
 #include "model/MemoTreeHost.h"
 #include "text/TextHighlight.h"
 #include "text/TextStyling.h"
+#include "util/PagePassword.h"
 
 #include <QApplication>
 #include <QColorDialog>
@@ -25,6 +26,7 @@
 #include <QFontDialog>
 #include <QMenuBar>
 #include <QPixmap>
+#include <QPointer>
 #include <QTextCursor>
 #include <QToolBar>
 #include <QToolButton>
@@ -146,6 +148,8 @@ void NoteWindowController::buildMenus()
     checkable(add(page, "protectAction", tr("Protect with Password"), {}, [this] { toggleProtection(); },
                   kSinglePageTag));
     add(page, "setPasswordAction", tr("Set Page Password..."), {}, [this] { setPagePassword(); });
+    add(page, "lockProtectedPagesAction", tr("Lock Protected Pages"), {},
+        [this] { NoteTreeController::lockProtectedPages(m_host.memoTree()); });
     QMenu *titleColor = page->addMenu(tr("Title Colour"));
     for (const TitleColorPalette::Entry &entry : TitleColorPalette::entries()) {
         QAction *item = titleColor->addAction(swatch(entry.color), entry.name);
@@ -322,11 +326,32 @@ void NoteWindowController::toggleProtection()
     const MemoPtr memo = selectedMemo();
     if (!memo)
         return;
-    const bool protect = !memo->protectWithPassword();
-    memo->setProtectWithPassword(protect);
-    // The page stays open until it locks again by itself or the application restarts.
-    if (protect)
-        memo->setUnlockedPassword(true);
+    // The page stays open until it locks again by itself or the application
+    // restarts. Unlocked first: protected while locked, it would leave the screen.
+    const auto protect = [](JWMemo &page) {
+        page.setUnlockedPassword(true);
+        page.setProtectWithPassword(true);
+    };
+    if (memo->protectWithPassword()) {
+        memo->setProtectWithPassword(false);
+    } else if (!passwordFromDefault().isEmpty()) {
+        protect(*memo);
+    } else {
+        // Protected by the empty password is not protected at all: one is chosen first.
+        auto *sheet = new SetPassPanelController(m_window.get());
+        sheet->setServiceName(QCoreApplication::applicationName());
+        std::weak_ptr<JWMemo> page = memo;
+        QPointer<NoteWindowController> self(this);
+        sheet->setFinishedAction([self, page, protect](bool accepted) {
+            const MemoPtr chosen = page.lock();
+            if (accepted && chosen && !passwordFromDefault().isEmpty())
+                protect(*chosen);
+            if (self)
+                self->applyViewSwitches();
+        });
+        sheet->runAsSheetForWindow(m_window.get());
+    }
+    applyViewSwitches();
 }
 
 void NoteWindowController::setPagePassword()

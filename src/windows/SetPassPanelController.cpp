@@ -38,13 +38,13 @@ SetPassPanelController::SetPassPanelController(QWidget *parent)
     m_passMessageTF = new QLabel(this);
     m_keychainCB = new QCheckBox(panelText("Keep it in the keyring"), this);
     m_keychainCB->hide();
-    auto *form = new QFormLayout;
-    form->addRow(panelText("Old password:"), m_oldPassTF);
-    form->addRow(panelText("New password:"), m_newPassTF);
-    form->addRow(panelText("Again:"), m_newPassTF2);
+    m_form = new QFormLayout;
+    m_form->addRow(panelText("Old password:"), m_oldPassTF);
+    m_form->addRow(panelText("New password:"), m_newPassTF);
+    m_form->addRow(panelText("Again:"), m_newPassTF2);
     auto *buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
     auto *layout = new QVBoxLayout(this);
-    layout->addLayout(form);
+    layout->addLayout(m_form);
     layout->addWidget(m_keychainCB);
     layout->addWidget(m_passMessageTF);
     layout->addWidget(buttons);
@@ -67,9 +67,11 @@ void SetPassPanelController::runAsSheetForWindow(QWidget *window)
     if (window && window != parentWidget())
         setParent(window, windowFlags());
     setWindowModality(Qt::WindowModal);
-    open();
     if (!m_passwordSet)
         setPassword(passwordFromDefault());
+    // With no password yet there is no old one to give.
+    m_form->setRowVisible(m_oldPassTF, !m_password.isEmpty());
+    open();
     // A password kept in the keyring that still opens the pages saves typing it.
     if (canSaveToKeychain()) {
         const QString kept = PasswordKeychain::passwordFromKeychain(m_serviceName, PasswordKeychain::userName());
@@ -113,6 +115,8 @@ void SetPassPanelController::passSheetDidEnd(int code)
     m_oldPassTF->clear();
     m_newPassTF->clear();
     m_newPassTF2->clear();
+    if (m_finishedAction)
+        m_finishedAction(code == Accepted);
     if (m_needToRelease)
         deleteLater();
 }

@@ -6,12 +6,14 @@
 #include <optional>
 
 class QCheckBox;
+class QFormLayout;
 class QLabel;
 class QLineEdit;
 
 /**
- * The sheet that sets or changes the page password: the old password, the
- * new one twice, and whether to keep it in the keyring too.
+ * The sheet that sets or changes the page password: the old password (only
+ * when one is set), the new one twice, and whether to keep it in the keyring
+ * too.
  *
  * "Old password is wrong" and "New password is wrong" keep the sheet open.
  * On OK the new password's hash goes to the target when there is one,
@@ -36,10 +38,15 @@ public:
      * on OK, nothing on Cancel.
      */
     void setTarget(std::function<void(std::optional<QString> hash)> target) { m_target = std::move(target); }
+    /** Runs once the sheet has ended, after the password was stored: true for OK, false for Cancel. */
+    void setFinishedAction(std::function<void(bool accepted)> action) { m_finishedAction = std::move(action); }
     /** Whether the sheet deletes itself once it has ended (the default). */
     void setNeedToRelease(bool release) { m_needToRelease = release; }
 
-    /** Shows the sheet over @p window, the old password filled in from the keyring when it matches. */
+    /**
+     * Shows the sheet over @p window: without a password set, it asks for the
+     * new one only; else the old one is filled in from the keyring when it matches.
+     */
     void runAsSheetForWindow(QWidget *window);
     /** What a button with @p tag does (1 is OK). */
     void passSheetOK(int tag);
@@ -49,6 +56,7 @@ public:
 private:
     void passSheetDidEnd(int code);
 
+    QFormLayout *m_form = nullptr;
     QLineEdit *m_oldPassTF = nullptr;
     QLineEdit *m_newPassTF = nullptr;
     QLineEdit *m_newPassTF2 = nullptr;
@@ -58,5 +66,6 @@ private:
     bool m_passwordSet = false;
     QString m_serviceName;
     std::function<void(std::optional<QString>)> m_target;
+    std::function<void(bool)> m_finishedAction;
     bool m_needToRelease = true;
 };

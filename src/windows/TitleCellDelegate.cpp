@@ -9,6 +9,7 @@
 #include <QGuiApplication>
 #include <QImage>
 #include <QPainter>
+#include <QPainterPath>
 #include <QStyle>
 #include <QWidget>
 
@@ -52,6 +53,39 @@ bool drawsEmphasised(const QStyleOptionViewItem &option)
         return true;
     const QWidget *view = option.widget;
     return view && view->window()->isActiveWindow() && view->hasFocus();
+}
+
+// The padlock beside a protected page's title is this wide for @p metrics.
+int padlockWidth(const QFontMetrics &metrics)
+{
+    return std::max(6, metrics.ascent() * 2 / 3);
+}
+
+// A padlock in @p box: the shackle closed into the body when @p locked, else
+// lifted with its left leg out of the body.
+void drawPadlock(QPainter &painter, const QRect &box, bool locked, const QColor &color)
+{
+    const qreal width = box.width();
+    const qreal bodyHeight = width * 0.8;
+    const qreal stroke = std::max<qreal>(1.0, width / 7.0);
+    const QRectF body(box.left(), box.center().y() - bodyHeight * 0.2, width, bodyHeight);
+    const qreal shackleWidth = width * 0.62;
+    const qreal lift = locked ? 0.0 : width * 0.3;
+    const qreal left = body.left() + (width - shackleWidth) / 2;
+    const QRectF arc(left, body.top() - shackleWidth * 0.8 - lift, shackleWidth, shackleWidth);
+    QPainterPath shackle;
+    shackle.moveTo(arc.left(), locked ? body.top() : arc.center().y() + shackleWidth * 0.15);
+    shackle.lineTo(arc.left(), arc.center().y());
+    shackle.arcTo(arc, 180, -180);
+    shackle.lineTo(arc.right(), body.top());
+    painter.setRenderHint(QPainter::Antialiasing, true);
+    painter.setPen(QPen(color, stroke, Qt::SolidLine, Qt::FlatCap));
+    painter.setBrush(Qt::NoBrush);
+    painter.drawPath(shackle);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(color);
+    painter.drawRoundedRect(body, stroke, stroke);
+    painter.setRenderHint(QPainter::Antialiasing, false);
 }
 
 QImage fittedIcon(const QImage &icon, int rowHeight)
@@ -129,6 +163,12 @@ void TitleCellDelegate::paint(QPainter *painter, const QStyleOptionViewItem &opt
         penRect = QRect(x, cell.top(), metrics.horizontalAdvance(pen), cell.height());
         x += penRect.width() + kGap;
     }
+    const int mark = index.data(NoteOutlineModel::PasswordMarkRole).toInt();
+    QRect markRect;
+    if (mark != NoteOutlineModel::NoPasswordMark) {
+        markRect = QRect(x, cell.top(), padlockWidth(metrics), cell.height());
+        x += markRect.width() + kGap;
+    }
     const QString title = index.data(Qt::DisplayRole).toString();
     const int available = cell.right() - kPadding - x + 1;
     const QString shown = available > 0 ? metrics.elidedText(title, Qt::ElideRight, available) : QString();
@@ -167,6 +207,9 @@ void TitleCellDelegate::paint(QPainter *painter, const QStyleOptionViewItem &opt
         painter->fillRect(QRect(QPoint(left, middle - 1), QPoint(right, middle)), penColor);
     }
 
+    if (mark != NoteOutlineModel::NoPasswordMark)
+        drawPadlock(*painter, markRect, mark == NoteOutlineModel::LockedMark, textColor);
+
     if (!shown.isEmpty()) {
         painter->setPen(textColor);
         painter->drawText(titleRect, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, shown);
@@ -185,6 +228,8 @@ QSize TitleCellDelegate::sizeHint(const QStyleOptionViewItem &option, const QMod
         width += metrics.horizontalAdvance(penSymbol()) + kGap;
     if (!index.data(NoteOutlineModel::WebIconRole).value<QImage>().isNull())
         width += height - 2 + kGap;
+    if (index.data(NoteOutlineModel::PasswordMarkRole).toInt() != NoteOutlineModel::NoPasswordMark)
+        width += padlockWidth(metrics) + kGap;
     return {width, height};
 }
 

@@ -5,8 +5,10 @@
 /**
  * Draws one row of the outline: the selection background, the page's label
  * colour as a rounded band behind the title, the web clip's site icon, a
- * crossed-out pen before the title of a read-only page, then the title in its
- * character colour, cut short with an ellipsis when the row is too narrow.
+ * crossed-out pen before the title of a read-only page, a padlock (closed
+ * while locked, open while unlocked) before the title of a password-protected
+ * page, then the title in its character colour, cut short with an ellipsis
+ * when the row is too narrow.
  *
  * Titles are drawn at the "TitleSize" preference (points) when it is set,
  * else in the view's font; rows are as tall as that font plus a little room.

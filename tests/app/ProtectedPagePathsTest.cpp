@@ -1,0 +1,109 @@
+// Pages reaching a window from outside it keep to the page password as
+// clicks in the outline do.
+#include "app/ApplicationAdaptor.h"
+#include "app/JW3Controller.h"
+#include "common/FreshUserTest.h"
+#include "model/JWMemo.h"
+#include "model/MemoCreation.h"
+#include "model/MemoTree.h"
+#include "platform/base/Localization.h"
+#include "platform/settings/FolderPaths.h"
+#include "text/PageLinks.h"
+#include "util/PagePassword.h"
+#include "windows/ConfirmPassPanelController.h"
+#include "windows/NoteTextView.h"
+#include "windows/NoteTreeController.h"
+#include "windows/NoteWindowController.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <functional>
+
+namespace {
+
+class ProtectedPagePathsTest : public FreshUserTest
+{
+protected:
+    void SetUp() override
+    {
+        FreshUserTest::SetUp();
+        Localization::install();
+        // Never the user's real keyring: no session bus to find one on.
+        qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus");
+        savePasswordToDefault(QStringLiteral("secret"));
+        application = std::make_unique<JW3Controller>(
+            [](NoteTreeHost &host) { return std::make_unique<NoteWindowController>(host); });
+        ASSERT_TRUE(application->claimDataFolder(dataFolderPath()).ok());
+        application->startUp();
+        diary = MemoCreation::initWithString(QStringLiteral("Dear diary"));
+        application->tree().insertNewMemo(diary, application->rootMemo(), -1);
+        monday = MemoCreation::initWithString(QStringLiteral("Rain all day"));
+        application->tree().insertNewMemo(monday, diary, -1);
+        diary->setProtectWithPassword(true);
+    }
+
+    // One window asks for the password and none shows @p words; the sheet is then cancelled.
+    void expectAsked(const QString &words) const
+    {
+        int asking = 0;
+        for (NoteWindow *each : application->windowControllers()) {
+            auto *window = dynamic_cast<NoteWindowController *>(each);
+            ASSERT_NE(window, nullptr);
+            EXPECT_FALSE(window->textView()->string().contains(words));
+            ConfirmPassPanelController *sheet = window->treeController().passPanelController();
+            if (sheet && sheet->isVisible()) {
+                ++asking;
+                sheet->passSheetOK(ConfirmPassPanelController::Cancelled);
+            }
+        }
+        EXPECT_EQ(asking, 1);
+    }
+
+    std::unique_ptr<JW3Controller> application;
+    MemoPtr diary, monday;
+};
+
+TEST_F(ProtectedPagePathsTest, linksNewWindowsClippingsAndOpenedFilesAskFirst)
+{
+    const QString link = PageLinks::pageLink(monday->memoID(), false);
+    const std::vector<std::pair<const char *, std::function<void()>>> paths = {
+        {"link", [&] { application->openLink(link); }},
+        {"link to a new window", [&] { application->openLink(PageLinks::pageLink(monday->memoID(), true)); }},
+        {"new window", [&] { application->openWindowAndShowMemo(monday); }},
+        {"session bus link", [&] { ApplicationAdaptor::perform(*application, {{}, {link}, {}, {}, {}}); }},
+    };
+    for (const auto &[name, path] : paths) {
+        SCOPED_TRACE(name);
+        path();
+        expectAsked(QStringLiteral("Rain"));
+    }
+
+    // Clippings land below a protected page too.
+    application->tree().parentOfClippingMemo()->setProtectWithPassword(true);
+    application->clipText(QStringLiteral("Clipped secret"));
+    expectAsked(QStringLiteral("Clipped secret"));
+    QTemporaryDir folder;
+    QFile file(folder.filePath(QStringLiteral("opened.txt")));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write("Opened secret") > 0);
+    file.close();
+    EXPECT_EQ(ApplicationAdaptor::perform(*application, {{file.fileName()}, {}, {}, {}, {}}), QString());
+    expectAsked(QStringLiteral("Opened secret"));
+}
+
+TEST_F(ProtectedPagePathsTest, aLockedScreenTakesProtectedTextOffTheScreen)
+{
+    diary->setUnlockedPassword(true);
+    auto *window = dynamic_cast<NoteWindowController *>(application->frontWindowController());
+    ASSERT_NE(window, nullptr);
+    window->selectMemo(monday);
+    ASSERT_EQ(window->textView()->string(), QStringLiteral("Rain all day"));
+    application->screenLockChanged(false);
+    EXPECT_TRUE(diary->unlockedPassword());
+    application->screenLockChanged(true);
+    EXPECT_FALSE(diary->unlockedPassword());
+    EXPECT_FALSE(window->textView()->string().contains(QStringLiteral("Rain")));
+}
+
+} // namespace
