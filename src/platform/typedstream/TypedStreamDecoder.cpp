@@ -78,11 +78,22 @@ TypedStreamDecoder::~TypedStreamDecoder() = default;
 Result<QVariant> TypedStreamDecoder::unarchiveObjectWithData(const QByteArray &bytes,
                                                              const TypedStreamRegistry &registry, Options options)
 {
+    const auto root = [](TypedStreamDecoder &decoder) -> Result<QVariant> {
+        if (decoder.atEnd())
+            return Error{QStringLiteral("The archive holds no root object")};
+        return decoder.decodeObject();
+    };
+    return unarchiveWithData(bytes, root, registry, options);
+}
+
+Result<QVariant> TypedStreamDecoder::unarchiveWithData(const QByteArray &bytes, const TypedStreamCoder::Decode &decode,
+                                                       const TypedStreamRegistry &registry, Options options)
+{
     bool keepUtf8 = true;
     bool wholeTree = false;
     for (;;) {
         TypedStreamUnarchiver unarchiver(bytes, registry, options, keepUtf8, wholeTree);
-        auto root = unarchiver.unarchiveRootObject();
+        auto root = unarchiver.unarchive(decode);
         // Something only the nodes of every object can represent: make them first.
         if (!root && !wholeTree && unarchiver.needsWholeTree()) {
             wholeTree = true;

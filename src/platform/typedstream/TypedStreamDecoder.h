@@ -91,6 +91,15 @@ public:
         const QByteArray &bytes, const TypedStreamRegistry &registry = TypedStreamRegistry::shared(),
         Options options = {});
 
+    /**
+     * Runs @p decode over the top-level groups of the stream in @p bytes,
+     * read as unarchiveObjectWithData reads them, for streams that hold more
+     * than a root object; the rest of the stream is read through to check it.
+     */
+    [[nodiscard]] static Result<QVariant> unarchiveWithData(
+        const QByteArray &bytes, const TypedStreamCoder::Decode &decode,
+        const TypedStreamRegistry &registry = TypedStreamRegistry::shared(), Options options = {});
+
     /** True when every group has been consumed. */
     [[nodiscard]] bool atEnd() const;
     /** At most this many groups are left: the bytes left, since every group takes at least one. */

@@ -87,12 +87,10 @@ void TypedStreamUnarchiver::keep(qint32 index, const QVariant &value)
 
 // --- The whole stream ---------------------------------------------------------------
 
-Result<QVariant> TypedStreamUnarchiver::unarchiveRootObject()
+Result<QVariant> TypedStreamUnarchiver::unarchive(const TypedStreamCoder::Decode &decode)
 {
     if (Status s = m_scanner.readHeader(); !s)
         return fail(s);
-    if (m_scanner.atEnd())
-        return fail(Error{QStringLiteral("The archive holds no root object")});
     if (m_wholeTree) {
         // The nodes stay with the builder; the groups are read again below.
         const TypedStreamScanner::Mark start = m_scanner.mark();
@@ -101,13 +99,13 @@ Result<QVariant> TypedStreamUnarchiver::unarchiveRootObject()
             return fail(s);
         m_scanner.restore(start);
     }
-    auto root = m_top->decodeObject();
+    auto root = decode(*m_top);
     if (!root)
         return root;
     // A coder that went on after a failed read must not make a value of it.
     if (!m_failure.isEmpty())
         return Error{m_failure};
-    // What follows the root is never decoded, but a stream that does not
+    // What follows is never decoded, but a stream that does not
     // read to its end is not a stream.
     while (!m_scanner.atEnd()) {
         qint8 head = 0;

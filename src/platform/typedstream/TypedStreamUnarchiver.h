@@ -51,8 +51,8 @@ public:
     TypedStreamUnarchiver(const TypedStreamUnarchiver &) = delete;
     TypedStreamUnarchiver &operator=(const TypedStreamUnarchiver &) = delete;
 
-    /** Reads the header, decodes the root object, and reads the rest of the stream through. */
-    [[nodiscard]] Result<QVariant> unarchiveRootObject();
+    /** Reads the header, runs @p decode over the top-level groups, and reads the rest of the stream through. */
+    [[nodiscard]] Result<QVariant> unarchive(const TypedStreamCoder::Decode &decode);
 
     /** True when decoding failed on a node that only an unarchiver made with wholeTree can make. */
     [[nodiscard]] bool needsWholeTree() const { return m_builder.needsWholeTree(); }

@@ -5,9 +5,8 @@
 #include <QString>
 
 /**
- * The typed stream's lowest level, shared by the generic reader
- * (TypedStreamReader) and the streaming one (TypedStreamScanner): the tag
- * bytes, numbers in either byte order, and the errors that name the offset.
+ * The typed stream's lowest level, under TypedStreamScanner: the tag bytes,
+ * numbers in either byte order, and the errors that name the offset.
  */
 namespace TypedStreamWire {
 
