@@ -232,16 +232,7 @@ TEST_P(TypedStreamBadInputTest, failsWithAMessage)
 
 const QByteArray kHeader = QByteArray::fromHex("040b73747265616d747970656481e803");
 const QByteArray kStringClass = QByteArray::fromHex("848484084e53537472696e67018484084e534f626a6563740085");
-const QByteArray kArrayClass = QByteArray::fromHex("848484074e534172726179008484084e534f626a6563740085");
 const QByteArray kDataClass = QByteArray::fromHex("848484064e5344617461008484084e534f626a6563740085");
-
-QByteArray nested(int depth)
-{
-    QByteArray bytes = kHeader + QByteArray::fromHex("840140") + kArrayClass + QByteArray::fromHex("84016901");
-    for (int i = 0; i < depth; ++i)
-        bytes += QByteArray::fromHex("9284939501"); // '@', a new NSArray (class O1), "i" (S3) count 1
-    return bytes;
-}
 
 INSTANTIATE_TEST_SUITE_P(
     robustness, TypedStreamBadInputTest,
@@ -261,20 +252,12 @@ INSTANTIATE_TEST_SUITE_P(
         BadInput{"byteArrayBeyondData", kHeader + QByteArray::fromHex("840140") + kDataClass
                                             + QByteArray::fromHex("8401696484095b313030303030635d0102"),
                  "more bytes than remain"},
-        BadInput{"arrayCount2e31", kHeader + QByteArray::fromHex("840140") + kArrayClass
-                                       + QByteArray::fromHex("840169827fffffff86"), "exceeds its contents"},
-        BadInput{"referenceOutOfRange", kHeader + QByteArray::fromHex("8401409f"), "reference to object"},
         BadInput{"stringReferenceOutOfRange", kHeader + QByteArray::fromHex("9a"), "reference to string"},
-        BadInput{"referenceCycle", kHeader + QByteArray::fromHex("840140") + kArrayClass
-                                       + QByteArray::fromHex("840169019292 86"), "reference to itself"},
-        BadInput{"classRefersToObject", kHeader + QByteArray::fromHex("840140") + kArrayClass
-                                            + QByteArray::fromHex("84016901928492"), "refers to object"},
         BadInput{"wrongType", kHeader + QByteArray::fromHex("84016905"), "expected"},
         BadInput{"tagAsInteger", kHeader + QByteArray::fromHex("84016986"), "tag"},
         BadInput{"union", kHeader + QByteArray::fromHex("840328696929"), "union"},
         BadInput{"unknownClass", kHeader + QByteArray::fromHex("840140848484054a57466f6f008586"),
-                 "JWFoo"},
-        BadInput{"deepNesting", nested(2000), "deeply"}),
+                 "JWFoo"}),
     [](const auto &info) { return std::string(info.param.name); });
 
 TEST(TypedStreamReaderTest, cutsAtEveryByteFailCleanly)
