@@ -1,7 +1,7 @@
-// Data stores and settings are decoded straight from their bytes; the generic
-// tree (TypedStreamReader, then the coders over it) is the reference. Both
-// must fail on the same inputs, and where they decode, to values that write
-// back to the same bytes, shared objects and all. Any difference stops the run.
+// Data stores and settings are decoded straight from their bytes. A stream
+// decodes only if it reads as a generic tree, and what decodes writes back to
+// bytes that decode to a value writing the same bytes again, shared objects
+// and all. Any difference stops the run.
 #include "model/MemoCoding.h"
 #include "platform/typedstream/TypedStreamDecoder.h"
 #include "platform/typedstream/TypedStreamReader.h"
@@ -31,20 +31,6 @@ const TypedStreamRegistry &memoRegistry()
     return r;
 }
 
-// As unarchiveObjectWithData decoded before: the tree goes when the value is
-// made, and with it whatever only the tree held (objects referred back to).
-Result<QVariant> decodeThroughTree(const QByteArray &bytes, const TypedStreamRegistry &registry,
-                                   TypedStreamDecodeOptions options)
-{
-    const auto archive = TypedStreamReader::read(bytes);
-    if (!archive)
-        return Error{archive.errorMessage()};
-    TypedStreamDecoder decoder(archive.value(), registry, options);
-    if (decoder.atEnd())
-        return Error{QStringLiteral("no root")};
-    return decoder.decodeObject();
-}
-
 QByteArray written(const Result<QVariant> &value, const TypedStreamRegistry &registry)
 {
     if (!value)
@@ -53,11 +39,9 @@ QByteArray written(const Result<QVariant> &value, const TypedStreamRegistry &reg
     return bytes ? bytes.value() : QByteArrayLiteral("unwritable");
 }
 
-void differ(const char *what, const Result<QVariant> &streamed, const Result<QVariant> &tree)
+void differ(const char *what, const QString &detail)
 {
-    std::fprintf(stderr, "%s: from bytes %s, through the tree %s\n", what,
-                 qPrintable(streamed ? QStringLiteral("decoded") : streamed.errorMessage()),
-                 qPrintable(tree ? QStringLiteral("decoded") : tree.errorMessage()));
+    std::fprintf(stderr, "%s: %s\n", what, qPrintable(detail));
     __builtin_trap();
 }
 
@@ -71,14 +55,20 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     static QCoreApplication app(argc, argv); // pages are QObjects
 
     const QByteArray bytes(reinterpret_cast<const char *>(data), qsizetype(size));
+    const bool readsAsTree = TypedStreamReader::read(bytes).ok();
     for (const TypedStreamRegistry *registry : {&standardRegistry(), &memoRegistry()}) {
         for (const TypedStreamDecodeOptions options : {TypedStreamDecodeOptions{}, TypedStreamDecodeOptions{true}}) {
-            const auto streamed = TypedStreamDecoder::unarchiveObjectWithData(bytes, *registry, options);
-            const auto tree = decodeThroughTree(bytes, *registry, options);
-            if (streamed.ok() != tree.ok())
-                differ("success", streamed, tree);
-            if (streamed.ok() && written(streamed, *registry) != written(tree, *registry))
-                differ("value", streamed, tree);
+            const auto decoded = TypedStreamDecoder::unarchiveObjectWithData(bytes, *registry, options);
+            if (decoded.ok() && !readsAsTree)
+                differ("decoded a stream that does not read as a tree", QString());
+            const QByteArray once = written(decoded, *registry);
+            if (!decoded.ok() || once == "unwritable")
+                continue;
+            const auto again = TypedStreamDecoder::unarchiveObjectWithData(once, *registry, options);
+            if (!again.ok())
+                differ("what was written does not decode", again.errorMessage());
+            if (written(again, *registry) != once)
+                differ("written again differently", QString());
         }
     }
     return 0;

@@ -233,13 +233,14 @@ TEST_F(DataStoreTest, LoadingRaisesTheIDCounterToTheLargestID)
     {
         StandInWindows windows;
         auto store = loadedStore(windows);
-        store->rootMemo()->children().back()->setMemoID(40);
+        // Beyond 32 bits, as a counter kept in the preferences may run.
+        largest = (qint64(1) << 32) + 40;
+        store->rootMemo()->children().back()->setMemoID(largest);
         ASSERT_TRUE(store->save().ok());
-        largest = 40;
     }
     defaults().setValue(QStringLiteral("memoID"), 3);
     StandInWindows second;
-    loadedStore(second);
+    EXPECT_EQ(loadedStore(second)->rootMemo()->children().back()->memoID(), largest);
     EXPECT_EQ(defaults().integerForKey(QStringLiteral("memoID")), largest + 1);
     EXPECT_EQ(JWMemo::memo()->memoID(), largest + 2);
 }

@@ -291,11 +291,34 @@ TEST(TypedStreamWriterTest, roundTripsEdgeValues)
 
     const QByteArray nan = archive(std::numeric_limits<double>::quiet_NaN());
     EXPECT_TRUE(std::isnan(unarchive(nan).toDouble()));
+}
 
-    // No integer form wider than 32 bits exists.
-    auto wide = TypedStreamWriter::archivedDataWithRootObject(qint64(1) << 40);
-    ASSERT_FALSE(wide.ok());
-    EXPECT_TRUE(wide.errorMessage().contains(QLatin1String("32 bits")));
+TEST(TypedStreamWriterTest, writesAndReadsIntegersBeyond32BitsInTheEightByteForm)
+{
+    // An NSNumber 'q': its classes, "*" and the C string "q" (string 5), then the group "q".
+    const QByteArray number = kHeader + hex("840140 848484084e534e756d62657200 8484074e5356616c756500")
+        + hex("8484084e534f626a65637400 85 84012a 84840171 97");
+    for (const auto &[value, form] : {std::pair{qint64(-9'000'000'000), "8700e68ee7fdffffff"},
+                                      std::pair{qint64(1) << 40, "870000000000010000"}}) {
+        const QByteArray bytes = number + hex(form) + hex("86");
+        EXPECT_EQ(unarchive(bytes), QVariant(value)) << value;
+        EXPECT_EQ(archive(value), bytes) << value;
+    }
+    const quint64 top = quint64(1) << 63 | 5;
+    EXPECT_EQ(unarchive(archive(top)), QVariant(top));
+    // Just inside 32 bits the shorter forms stay.
+    EXPECT_TRUE(archive(qint64(std::numeric_limits<qint32>::min())).endsWith(hex("820000008086")));
+    EXPECT_TRUE(archive(quint64(4'000'000'000u)).endsWith(hex("8200286bee86")));
+    // Other places that hold integers take the form too: a string's length and an array's count.
+    const QByteArray string = kHeader + hex("840140 848484084e53537472696e67018484084e534f626a6563740085")
+        + hex("84012b 870200000000000000 4869 86");
+    EXPECT_EQ(unarchive(string), QVariant(QStringLiteral("Hi")));
+    const QByteArray list = kHeader + hex("840140 848484074e534172726179008484084e534f626a6563740085")
+        + hex("840169 870000000000000000 86");
+    EXPECT_EQ(unarchive(list), QVariant(QVariantList()));
+    // Only 'q' and 'Q' have room for them.
+    TypedStreamWriter writer;
+    EXPECT_FALSE(writer.encodeValueOfObjCType("i", qint64(1) << 40).ok());
 }
 
 TEST(TypedStreamWriterTest, writesIntegersAndRealsInTheirShortestForms)

@@ -47,13 +47,11 @@ struct TypedStreamGroupInfo
  * missing or of another type.
  *
  * unarchiveObjectWithData() reads the groups straight from the bytes as the
- * coders ask for them: no generic tree is built, a nested object is decoded
- * when its group is met, and what a coder leaves unread is read past (and
- * checked). A decoder made over a TypedStreamArchive walks that tree
- * instead. Coders see the same calls either way, with one difference: when
- * reading from bytes, the first failure leaves the stream unreadable, so
- * every later call fails too; a coder must not try another reading after a
- * failed one.
+ * coders ask for them: a nested object is decoded when its group is met,
+ * and what a coder leaves unread is read past (and checked). Generic nodes
+ * are made only for what a coder asks to have as read. The first failure
+ * leaves the stream unreadable, so every later call fails too; a coder must
+ * not try another reading after a failed one.
  *
  * Objects are decoded by the coder of their class, or of the nearest
  * superclass that has one; a class without any is an error that names it.
@@ -79,10 +77,6 @@ class TypedStreamDecoder
 public:
     using Options = TypedStreamDecodeOptions;
 
-    /** A decoder over @p archive's top-level groups; @p archive and @p registry must outlive it. */
-    explicit TypedStreamDecoder(const TypedStreamArchive &archive,
-                                const TypedStreamRegistry &registry = TypedStreamRegistry::shared(),
-                                Options options = {});
     ~TypedStreamDecoder();
     TypedStreamDecoder(const TypedStreamDecoder &) = delete;
     TypedStreamDecoder &operator=(const TypedStreamDecoder &) = delete;
@@ -90,19 +84,25 @@ public:
     /**
      * Decodes the root object (the first top-level group, which must be '@')
      * straight from @p bytes, and reads the rest of the stream through to
-     * check it. Fails on whatever TypedStreamReader::read would fail on, and
-     * on what the coders refuse.
+     * check it. Fails on a malformed stream (as TypedStreamReader::read
+     * does), and on what the coders refuse.
      */
     [[nodiscard]] static Result<QVariant> unarchiveObjectWithData(
         const QByteArray &bytes, const TypedStreamRegistry &registry = TypedStreamRegistry::shared(),
         Options options = {});
 
+    /**
+     * Runs @p decode over the top-level groups of the stream in @p bytes,
+     * read as unarchiveObjectWithData reads them, for streams that hold more
+     * than a root object; the rest of the stream is read through to check it.
+     */
+    [[nodiscard]] static Result<QVariant> unarchiveWithData(
+        const QByteArray &bytes, const TypedStreamCoder::Decode &decode,
+        const TypedStreamRegistry &registry = TypedStreamRegistry::shared(), Options options = {});
+
     /** True when every group has been consumed. */
     [[nodiscard]] bool atEnd() const;
-    /**
-     * At most this many groups are left: exact over a tree; when reading
-     * bytes, the bytes left, since every group takes at least one.
-     */
+    /** At most this many groups are left: the bytes left, since every group takes at least one. */
     [[nodiscard]] qsizetype remainingGroups() const;
     /** The class of the object being decoded (empty at the top level). */
     [[nodiscard]] QByteArray className() const;
@@ -116,11 +116,11 @@ public:
     [[nodiscard]] QByteArray coderClassName() const;
     /**
      * The object being decoded as read (null at the top level), for coders
-     * that keep it whole. Reading bytes, the object is read to its end here;
-     * the decode calls that follow take its groups from the node.
+     * that keep it whole. The decode calls that follow go on where the
+     * last one stopped.
      */
     [[nodiscard]] const TypedStreamObjectPtr &objectNode();
-    /** The version the archive records for @p className (read so far, when reading bytes), or empty. */
+    /** The version the archive records for @p className (as far as it was read), or empty. */
     [[nodiscard]] std::optional<qint64> versionForClassName(QByteArrayView className) const;
 
     /** The next group as read, for coders that interpret it themselves. */
@@ -132,8 +132,7 @@ public:
     /** The next group, which must be '@', as a Qt value (null QVariant for nil). */
     [[nodiscard]] Result<QVariant> decodeObject();
     /**
-     * As decodeObject(), except that a string met for the first time while
-     * reading bytes may come back as a TypedStreamUtf8, its UTF-8 unconverted,
+     * As decodeObject(), except that a string met for the first time may come back as a TypedStreamUtf8, its UTF-8 unconverted,
      * saving the conversion for callers that may never need it. A string
      * decoded before comes back in the form it was decoded in, so that its
      * holders share it; should one handed out as UTF-8 be wanted as a QString
@@ -173,35 +172,27 @@ public:
     /** The next group, whose types must be @p types, one Qt value per type. */
     [[nodiscard]] Result<QVariantList> decodeValuesOfObjCTypes(QByteArrayView types);
 
-    /** Interprets one value of a group whose type string is @p types, at @p index. */
+    /** Interprets value @p index of @p group, which nextGroup() handed out. */
     [[nodiscard]] Result<QVariant> decodeValue(const TypedStreamGroup &group, qsizetype index);
-    /** Interprets an object node (or nil) through the registry. */
+    /** Interprets an object value (or nil) of a group nextGroup() handed out, through the registry. */
     [[nodiscard]] Result<QVariant> decodeObjectNode(const TypedStreamValue &value);
 
 private:
     friend class TypedStreamUnarchiver;
     struct Context;
 
-    TypedStreamDecoder(Context &context, TypedStreamObjectPtr object);
     TypedStreamDecoder(TypedStreamUnarchiver &stream, const TypedStreamRegistry &registry, Options options);
     TypedStreamDecoder(Context &context, TypedStreamUnarchiver &stream, qint32 streamObject);
 
-    [[nodiscard]] bool streaming() const { return m_stream != nullptr; }
-    Result<const TypedStreamGroup *> nextSingleGroup(const char *expected);
-    Result<const TypedStreamGroup *> nextTreeGroup();
-
     std::unique_ptr<Context> m_ownedContext;
     Context *m_context = nullptr;
-    // Over a tree: the groups and the next one.
-    const std::vector<TypedStreamGroup> *m_groups = nullptr;
-    size_t m_next = 0;
-    TypedStreamObjectPtr m_object;
-    // Reading bytes: the object being read (-1 at the top level), whether its
-    // end was read, how many of its groups were consumed, and the groups
-    // nextGroup() built, kept while the decoder lives.
     TypedStreamUnarchiver *m_stream = nullptr;
+    // The object being read (-1 at the top level), whether its end was read,
+    // how many of its groups were consumed, its node once objectNode() made
+    // it, and the groups nextGroup() built, kept while the decoder lives.
     qint32 m_streamObject = -1;
     bool m_streamEnded = false;
     qsizetype m_consumed = 0;
+    TypedStreamObjectPtr m_object;
     std::vector<std::unique_ptr<TypedStreamGroup>> m_builtGroups;
 };

@@ -46,8 +46,39 @@ Status TypedStreamNodeBuilder::readGroup(qint8 head, TypedStreamGroup &group)
     return {};
 }
 
+Status TypedStreamNodeBuilder::readStream(std::vector<TypedStreamGroup> &groups)
+{
+    while (!m_scanner.atEnd()) {
+        qint8 head = 0;
+        if (Status s = m_scanner.nextHead(head); !s)
+            return s;
+        if (Status s = readGroup(head, groups.emplace_back()); !s)
+            return s;
+    }
+    return {};
+}
+
+std::vector<TypedStreamObjectPtr> TypedStreamNodeBuilder::objects() const
+{
+    std::vector<std::pair<qint32, TypedStreamObjectPtr>> byIndex;
+    byIndex.reserve(size_t(m_nodes.size()));
+    for (auto it = m_nodes.cbegin(); it != m_nodes.cend(); ++it)
+        byIndex.emplace_back(it.key(), it.value());
+    std::sort(byIndex.begin(), byIndex.end(), [](const auto &a, const auto &b) { return a.first < b.first; });
+    std::vector<TypedStreamObjectPtr> objects;
+    objects.reserve(byIndex.size());
+    for (auto &[index, node] : byIndex)
+        objects.push_back(std::move(node));
+    return objects;
+}
+
 Result<TypedStreamObjectPtr> TypedStreamNodeBuilder::readObjectBody(qint32 index)
 {
+    if (auto it = m_nodes.constFind(index); it != m_nodes.cend()) {
+        if (Status s = m_scanner.skipObjectBody(index); !s)
+            return Error{s.errorMessage()};
+        return *it;
+    }
     auto object = std::make_shared<TypedStreamObject>();
     object->cls = classAt(m_scanner.entry(index).link);
     m_nodes.insert(index, object);
@@ -143,11 +174,7 @@ Status TypedStreamNodeBuilder::readValue(const TypedStreamType &type, TypedStrea
         return referTo(item.index, value);
     case ItemKind::NewObject: {
         value.kind = Kind::Object;
-        // Read again inside an object being built anew: the node made the first time stands.
-        if (auto it = m_nodes.constFind(item.index); it != m_nodes.cend()) {
-            value.object = *it;
-            return m_scanner.skipObjectBody(item.index);
-        }
+        // Read again, an object keeps the node made the first time.
         auto object = readObjectBody(item.index);
         if (!object)
             return Error{object.errorMessage()};

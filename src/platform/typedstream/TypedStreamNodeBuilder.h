@@ -21,7 +21,10 @@
  * One thing has no node: an object that encloses the part being built and
  * is not itself being built (its coder is reading it value by value). A
  * reference back to such an object fails, and needsWholeTree() tells why:
- * only the generic tree (TypedStreamReader) can represent it.
+ * it takes every node made first (readStream) to represent it.
+ *
+ * readStream() makes the generic tree of a whole stream, which is what
+ * TypedStreamReader hands out.
  */
 class TypedStreamNodeBuilder
 {
@@ -29,9 +32,20 @@ public:
     /** A builder reading from @p scanner, which must outlive it. */
     explicit TypedStreamNodeBuilder(TypedStreamScanner &scanner);
 
+    /**
+     * Every group from the scanner's position to the end of the data, into
+     * @p groups; every object read on the way gets its node.
+     */
+    [[nodiscard]] Status readStream(std::vector<TypedStreamGroup> &groups);
+    /** The nodes made, in object-table order. */
+    [[nodiscard]] std::vector<TypedStreamObjectPtr> objects() const;
+
     /** The group whose head was just read, built at the scanner's position. */
     [[nodiscard]] Status readGroup(qint8 head, TypedStreamGroup &group);
-    /** The rest of the new object @p index, whose class chain was just read: its groups and its end. */
+    /**
+     * The rest of the new object @p index, whose class chain was just read:
+     * its groups and its end. An object that has a node already is read past.
+     */
     [[nodiscard]] Result<TypedStreamObjectPtr> readObjectBody(qint32 index);
     /**
      * The node of object @p index, made from its bytes when it has none yet.

@@ -20,10 +20,11 @@
  * copying it, so they stay valid after the input is gone but are not
  * NUL-terminated: use their size, never treat constData() as a C string.
  *
- * Decoding does without this tree (TypedStreamDecoder::unarchiveObjectWithData
- * reads the bytes as the coders ask for them); the tree is for tools that show
- * an archive as it is, for re-writing archives generically, and for the rare
- * archive that only the tree can represent.
+ * The tree is built from a TypedStreamScanner by a TypedStreamNodeBuilder, so
+ * it accepts and refuses what decoding does. Decoding does without it
+ * (TypedStreamDecoder::unarchiveObjectWithData reads the bytes as the coders
+ * ask for them); the tree is for tools that show an archive as it is and for
+ * re-writing archives generically.
  */
 class TypedStreamReader
 {

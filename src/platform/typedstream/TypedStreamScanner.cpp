@@ -30,16 +30,6 @@ void TypedStreamScanner::restore(const Mark &mark)
     m_nextString = mark.nextString;
     m_nextObject = mark.nextObject;
     m_depth = mark.depth;
-    m_restarts = mark.restarts;
-}
-
-Error TypedStreamScanner::tooDeep(const QString &why)
-{
-    // Read again from inside another object, an object nests deeper than
-    // where it stands in the stream.
-    if (m_restarts > 0)
-        m_tooDeepWhenReadAgain = true;
-    return fail(why);
 }
 
 std::optional<qint8> TypedStreamScanner::peekHead() const
@@ -257,6 +247,14 @@ std::optional<qint64> TypedStreamScanner::versionForClassName(QByteArrayView cla
     return std::nullopt;
 }
 
+QHash<QByteArray, qint64> TypedStreamScanner::classVersions() const
+{
+    QHash<QByteArray, qint64> versions;
+    for (const auto &[name, version] : m_classVersions)
+        versions.insert(stringBytes(name), version);
+    return versions;
+}
+
 bool TypedStreamScanner::isKindOf(qint32 classIndex, QByteArrayView name) const
 {
     // A class gets its superclass once, and only one that has its own
@@ -342,7 +340,7 @@ Status TypedStreamScanner::readObjectHead(qint8 head, ObjectHead &object)
         return {};
     }
     if (++m_depth > maxDepth)
-        return tooDeep(QStringLiteral("objects nested too deeply"));
+        return fail(QStringLiteral("objects nested too deeply"));
     bool fresh = false;
     const qint32 slot = takeObjectNumber(fresh);
     const quint32 offset = quint32(m_pos);
@@ -409,9 +407,8 @@ Status TypedStreamScanner::rereadClassChain(qint32 index)
 Status TypedStreamScanner::restart(qint32 index)
 {
     Q_ASSERT(entry(index).complete);
-    ++m_restarts;
     if (++m_depth > maxDepth)
-        return tooDeep(QStringLiteral("objects nested too deeply"));
+        return fail(QStringLiteral("objects nested too deeply"));
     return rereadClassChain(index);
 }
 
@@ -443,9 +440,11 @@ Status TypedStreamScanner::readItem(const TypedStreamType &type, Item &item)
         item.kind = Kind::Integer;
         if (Status s = readInt(head, item.integer); !s)
             return s;
+        // Unsigned values in the shorter forms were written as their signed
+        // bits; the 8-byte form holds a 'Q' whole.
         if (type.code == 'S')
             item.integer = quint16(item.integer);
-        else if (type.code == 'I' || type.code == 'L' || type.code == 'Q')
+        else if ((type.code == 'I' || type.code == 'L' || type.code == 'Q') && head != kTagInt64)
             item.integer = quint32(item.integer);
         return {};
     case 'f':
@@ -507,7 +506,7 @@ Status TypedStreamScanner::beginCompound(const TypedStreamType &type, bool &isBy
     if (type.code == '[' && type.members.front().minimumSize() == 0 && type.count > 0)
         return fail(QStringLiteral("array of empty elements"));
     if (++m_depth > maxDepth)
-        return tooDeep(QStringLiteral("values nested too deeply"));
+        return fail(QStringLiteral("values nested too deeply"));
     return {};
 }
 

@@ -5,6 +5,7 @@
 
 #include <QByteArray>
 #include <QByteArrayView>
+#include <QHash>
 
 #include <memory>
 #include <optional>
@@ -23,10 +24,12 @@
  * were then. While an object is read again, every literal it holds takes the
  * table entry it took the first time, so the tables never change.
  *
- * Every malformed input (short data, absurd counts, references out of range
- * or to the wrong table, nesting deeper than maxDepth) yields an Error, with
- * the same checks and messages as TypedStreamReader. Streams of 4 GB and more
- * are refused: entries keep 32-bit offsets.
+ * This is the one place where a typed stream's bytes are read: the decoder
+ * reads through it, and the generic tree (TypedStreamReader) is built from
+ * it. Every malformed input (short data, absurd counts, references out of
+ * range or to the wrong table, nesting deeper than maxDepth) yields an Error
+ * that names the offset. Streams of 4 GB and more are refused: entries keep
+ * 32-bit offsets.
  */
 class TypedStreamScanner
 {
@@ -95,10 +98,9 @@ public:
         qint32 nextString = 0;
         qint32 nextObject = 0;
         int depth = 0;
-        int restarts = 0;
     };
 
-    /** How deeply objects, arrays and structs may nest (as in TypedStreamReader). */
+    /** How deeply objects, arrays and structs may nest. */
     static constexpr int maxDepth = 500;
 
     /** A scanner over @p bytes, which it shares. */
@@ -124,7 +126,7 @@ public:
         return {};
     }
 
-    [[nodiscard]] Mark mark() const { return {m_pos, m_nextString, m_nextObject, m_depth, m_restarts}; }
+    [[nodiscard]] Mark mark() const { return {m_pos, m_nextString, m_nextObject, m_depth}; }
     /** Goes back (or forth) to @p mark, which must come from this scanner. */
     void restore(const Mark &mark);
 
@@ -145,6 +147,8 @@ public:
     [[nodiscard]] bool isKindOf(qint32 classIndex, QByteArrayView name) const;
     /** The version recorded with the first literal occurrence of @p className read so far. */
     [[nodiscard]] std::optional<qint64> versionForClassName(QByteArrayView className) const;
+    /** Every class name read so far, with the version of its first literal occurrence. */
+    [[nodiscard]] QHash<QByteArray, qint64> classVersions() const;
 
     /** @p span of the input, sharing its buffer (a copy when the input is raw data). */
     [[nodiscard]] QByteArray slice(Span span) const;
@@ -210,12 +214,6 @@ public:
      * the first; what they hold keeps its numbers.
      */
     [[nodiscard]] Status rewind(qint32 index);
-    /**
-     * True once nesting went too deep while an object was read again: read
-     * from where it is referred to, an object lies deeper than where it
-     * stands in the stream, so the generic reader may not have failed.
-     */
-    [[nodiscard]] bool tooDeepWhenReadAgain() const { return m_tooDeepWhenReadAgain; }
 
     [[nodiscard]] Error fail(const QString &why) const;
 
@@ -228,7 +226,6 @@ private:
 
     [[nodiscard]] Error truncated() const;
     [[nodiscard]] Status readGroupTypesSlowly(qint8 head, qint32 &index, const Types *&types);
-    [[nodiscard]] Error tooDeep(const QString &why);
     [[nodiscard]] Status readReal(qint8 head, bool isDouble, double &value);
     [[nodiscard]] Status readByteString(qint8 head, Span &out, bool &present);
     [[nodiscard]] Status readSharedString(qint8 head, qint32 &index);
@@ -247,8 +244,6 @@ private:
     bool m_bigEndian = false;
     qint64 m_systemVersion = 1000;
     int m_depth = 0;
-    int m_restarts = 0; // objects being read again, one inside the other
-    bool m_tooDeepWhenReadAgain = false;
     qint32 m_nextString = 0;
     qint32 m_nextObject = 0;
     std::vector<StringEntry> m_strings;

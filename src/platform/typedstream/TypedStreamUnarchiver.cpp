@@ -37,12 +37,13 @@ bool isPlainValue(const QVariant &value)
 } // namespace
 
 TypedStreamUnarchiver::TypedStreamUnarchiver(const QByteArray &bytes, const TypedStreamRegistry &registry,
-                                             TypedStreamDecodeOptions options, bool keepUtf8)
+                                             TypedStreamDecodeOptions options, bool keepUtf8, bool wholeTree)
     : m_scanner(bytes),
       m_builder(m_scanner),
       m_registry(registry),
       m_options(options),
       m_keepUtf8(keepUtf8 && !options.keepClassNames),
+      m_wholeTree(wholeTree),
       m_top(new TypedStreamDecoder(*this, registry, options))
 {
     m_slots.reserve(size_t(bytes.size() / 32)); // as the scanner's table
@@ -86,19 +87,25 @@ void TypedStreamUnarchiver::keep(qint32 index, const QVariant &value)
 
 // --- The whole stream ---------------------------------------------------------------
 
-Result<QVariant> TypedStreamUnarchiver::unarchiveRootObject()
+Result<QVariant> TypedStreamUnarchiver::unarchive(const TypedStreamCoder::Decode &decode)
 {
     if (Status s = m_scanner.readHeader(); !s)
         return fail(s);
-    if (m_scanner.atEnd())
-        return fail(Error{QStringLiteral("The archive holds no root object")});
-    auto root = m_top->decodeObject();
+    if (m_wholeTree) {
+        // The nodes stay with the builder; the groups are read again below.
+        const TypedStreamScanner::Mark start = m_scanner.mark();
+        std::vector<TypedStreamGroup> groups;
+        if (Status s = m_builder.readStream(groups); !s)
+            return fail(s);
+        m_scanner.restore(start);
+    }
+    auto root = decode(*m_top);
     if (!root)
         return root;
     // A coder that went on after a failed read must not make a value of it.
     if (!m_failure.isEmpty())
         return Error{m_failure};
-    // What follows the root is never decoded, but a stream that does not
+    // What follows is never decoded, but a stream that does not
     // read to its end is not a stream.
     while (!m_scanner.atEnd()) {
         qint8 head = 0;
@@ -162,15 +169,16 @@ Result<TypedStreamObjectPtr> TypedStreamUnarchiver::readWholeObject(TypedStreamD
 {
     if (!m_failure.isEmpty())
         return Error{m_failure};
+    // The node is made from the object's first group to its end; then
+    // reading goes on from where the decoder stands.
     const qint32 index = decoder.m_streamObject;
-    if (decoder.m_consumed > 0 || decoder.m_streamEnded) {
-        // Its first groups were read already: read it again from the first.
-        if (Status s = m_scanner.rewind(index); !s)
-            return fail(s);
-    }
+    const TypedStreamScanner::Mark back = m_scanner.mark();
+    if (Status s = m_scanner.rewind(index); !s)
+        return fail(s);
     auto node = m_builder.readObjectBody(index);
     if (!node)
         return fail(Error{node.errorMessage()});
+    m_scanner.restore(back);
     return node;
 }
 
@@ -494,12 +502,8 @@ Result<QVariant> TypedStreamUnarchiver::decodeNew(qint32 index, bool keepUtf8)
 
 Result<QVariant> TypedStreamUnarchiver::runDecode(qint32 index, const TypedStreamCoder::Decode &decode)
 {
-    if (m_decodeDepth >= TypedStreamScanner::maxDepth) {
-        // Objects read again where they are referred to nest differently from
-        // the tree's cached ones: let the tree decide.
-        m_decodedTooDeep = true;
+    if (m_decodeDepth >= TypedStreamScanner::maxDepth)
         return fail(Error{QStringLiteral("Archived objects nested too deeply")});
-    }
     ++m_decodeDepth;
     slot(index) |= kOpen;
     TypedStreamDecoder inner(*m_top->m_context, *this, index);
@@ -513,9 +517,8 @@ Result<QVariant> TypedStreamUnarchiver::runDecode(qint32 index, const TypedStrea
             message += QStringLiteral(" (%1)").arg(m_failure);
         return fail(Error{message});
     }
-    // What the coder left unread is read past; once it took the object as a
-    // node, the node builder has read it to its end.
-    if (inner.streaming() && !inner.m_streamEnded) {
+    // What the coder left unread is read past.
+    if (!inner.m_streamEnded) {
         if (Status s = m_scanner.skipObjectBody(index); !s)
             return fail(s);
     }

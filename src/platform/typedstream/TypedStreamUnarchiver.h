@@ -32,32 +32,30 @@
  * object).
  *
  * Generic nodes are made only for what a coder wants as read (nextGroup,
- * objectNode, decodeObjectAsRead), by a TypedStreamNodeBuilder.
+ * objectNode, decodeObjectAsRead), by a TypedStreamNodeBuilder. The one
+ * thing such a node cannot hold, a reference back to an enclosing object
+ * that its coder reads value by value, takes another unarchiver that makes
+ * the node of every object before it decodes (wholeTree).
  */
 class TypedStreamUnarchiver
 {
 public:
     /**
      * An unarchiver of @p bytes; with @p keepUtf8, decodeObjectKeepingUtf8
-     * may answer strings as UTF-8. @p registry must outlive it.
+     * may answer strings as UTF-8; with @p wholeTree, every object gets its
+     * node before decoding starts. @p registry must outlive it.
      */
     TypedStreamUnarchiver(const QByteArray &bytes, const TypedStreamRegistry &registry,
-                          TypedStreamDecodeOptions options, bool keepUtf8);
+                          TypedStreamDecodeOptions options, bool keepUtf8, bool wholeTree = false);
     ~TypedStreamUnarchiver();
     TypedStreamUnarchiver(const TypedStreamUnarchiver &) = delete;
     TypedStreamUnarchiver &operator=(const TypedStreamUnarchiver &) = delete;
 
-    /** Reads the header, decodes the root object, and reads the rest of the stream through. */
-    [[nodiscard]] Result<QVariant> unarchiveRootObject();
+    /** Reads the header, runs @p decode over the top-level groups, and reads the rest of the stream through. */
+    [[nodiscard]] Result<QVariant> unarchive(const TypedStreamCoder::Decode &decode);
 
-    /**
-     * True when decoding failed on something only the generic tree can
-     * represent, or on nesting that may be deeper than the tree has it.
-     */
-    [[nodiscard]] bool needsWholeTree() const
-    {
-        return m_builder.needsWholeTree() || m_scanner.tooDeepWhenReadAgain() || m_decodedTooDeep;
-    }
+    /** True when decoding failed on a node that only an unarchiver made with wholeTree can make. */
+    [[nodiscard]] bool needsWholeTree() const { return m_builder.needsWholeTree(); }
     /** True when a string handed out as UTF-8 was later wanted as a QString. */
     [[nodiscard]] bool utf8StringShared() const { return m_utf8StringShared; }
 
@@ -132,8 +130,8 @@ private:
     const TypedStreamRegistry &m_registry;
     TypedStreamDecodeOptions m_options;
     bool m_keepUtf8;
+    bool m_wholeTree;
     bool m_utf8StringShared = false;
-    bool m_decodedTooDeep = false;
     int m_decodeDepth = 0;
     QString m_failure;
     std::vector<quint32> m_slots;

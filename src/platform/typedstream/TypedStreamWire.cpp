@@ -44,6 +44,9 @@ Status readInt(const Cursor &cursor, qint8 head, qint64 &value)
         if (Status s = readRaw(cursor, v); !s)
             return s;
         value = v;
+    } else if (head == kTagInt64) {
+        if (Status s = readRaw(cursor, value); !s)
+            return s;
     } else if (isTag(head)) {
         return fail(cursor.pos, QStringLiteral("tag %1 where an integer belongs").arg(int(quint8(head)), 2, 16));
     } else {

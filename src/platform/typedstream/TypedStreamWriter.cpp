@@ -13,6 +13,7 @@ namespace {
 
 constexpr char kTagInt16 = char(0x81);
 constexpr char kTagInt32 = char(0x82);
+constexpr char kTagInt64 = char(0x87);
 constexpr char kTagReal = char(0x83);
 constexpr char kTagNew = char(0x84);
 constexpr char kTagNil = char(0x85);
@@ -56,7 +57,7 @@ const void *builtinIdentity(const QVariant &value)
 
 Error rangeError(qint64 value, char type)
 {
-    return Error{QStringLiteral("Cannot archive %1 as type '%2': typed streams hold integers of at most 32 bits")
+    return Error{QStringLiteral("Cannot archive %1 as type '%2': only 'q' and 'Q' hold integers beyond 32 bits")
                      .arg(value)
                      .arg(QLatin1Char(type))};
 }
@@ -109,11 +110,20 @@ void TypedStreamWriter::writeInt(qint64 value)
         char raw[2];
         qToLittleEndian(qint16(value), raw);
         m_out.append(kTagInt16).append(raw, 2);
-    } else {
+    } else if (value >= std::numeric_limits<qint32>::min() && value <= std::numeric_limits<qint32>::max()) {
         char raw[4];
         qToLittleEndian(qint32(value), raw);
         m_out.append(kTagInt32).append(raw, 4);
+    } else {
+        writeInt64(value);
     }
+}
+
+void TypedStreamWriter::writeInt64(qint64 value)
+{
+    char raw[8];
+    qToLittleEndian(value, raw);
+    m_out.append(kTagInt64).append(raw, 8);
 }
 
 void TypedStreamWriter::writeReal(double value, bool isDouble)
@@ -437,15 +447,24 @@ Status TypedStreamWriter::writeValue(const TypedStreamType &type, const QVariant
         if (!ok)
             return typeError(value.metaType().name(), type.code);
         const qint64 limit = type.code == 's' ? 32767 : std::numeric_limits<qint32>::max();
-        if (v > limit || v < -limit - 1)
+        if (type.code != 'q' && (v > limit || v < -limit - 1))
             return rangeError(v, type.code);
         writeInt(v);
         return {};
     }
     case 'S': case 'I': case 'L': case 'Q': {
+        if (type.code == 'Q' && value.typeId() == QMetaType::ULongLong
+            && value.toULongLong() > std::numeric_limits<quint32>::max()) {
+            writeInt64(qint64(value.toULongLong()));
+            return {};
+        }
         const qint64 v = value.toLongLong(&ok);
         if (!ok)
             return typeError(value.metaType().name(), type.code);
+        if (type.code == 'Q' && v > qint64(std::numeric_limits<quint32>::max())) {
+            writeInt64(v);
+            return {};
+        }
         const qint64 limit = type.code == 'S' ? 65535 : std::numeric_limits<quint32>::max();
         if (v > limit || v < 0)
             return rangeError(v, type.code);
@@ -526,13 +545,20 @@ Status TypedStreamWriter::writeGenericValue(const TypedStreamType &type, const T
     case 's': case 'i': case 'l': case 'q':
         if (Status s = expect(Kind::Integer); !s)
             return s;
-        if (value.integer > std::numeric_limits<qint32>::max() || value.integer < std::numeric_limits<qint32>::min())
+        if (type.code != 'q'
+            && (value.integer > std::numeric_limits<qint32>::max()
+                || value.integer < std::numeric_limits<qint32>::min()))
             return rangeError(value.integer, type.code);
         writeInt(value.integer);
         return {};
     case 'S': case 'I': case 'L': case 'Q':
         if (Status s = expect(Kind::Integer); !s)
             return s;
+        // A 'Q' read from the 8-byte form holds its bits, which may look negative.
+        if (type.code == 'Q' && (value.integer < 0 || value.integer > qint64(std::numeric_limits<quint32>::max()))) {
+            writeInt64(value.integer);
+            return {};
+        }
         if (value.integer > std::numeric_limits<quint32>::max() || value.integer < std::numeric_limits<qint32>::min())
             return rangeError(value.integer, type.code);
         writeInt(type.code == 'S' ? value.integer : qint64(qint32(quint32(value.integer))));

@@ -32,8 +32,9 @@ struct TypedStreamType;
  * data and containers, numbers, dates and colours have no identity and are
  * written anew each time; NSNull is written once and referenced afterwards.
  *
- * Integers ('q' included) must fit in 32 bits: no wider form exists in the
- * format, so a larger value is an error rather than a stream no reader takes.
+ * Integers take the 1-, 2- or 4-byte form; 'q' and 'Q' values beyond 32 bits
+ * take the 8-byte form. Other integer types must fit their 32-bit range: a
+ * larger value is an error rather than a truncated number.
  */
 class TypedStreamWriter
 {
@@ -79,6 +80,7 @@ private:
     using Types = std::vector<TypedStreamType>;
 
     void writeInt(qint64 value);
+    void writeInt64(qint64 value);
     void writeReal(double value, bool isDouble);
     void writeByteString(QByteArrayView bytes);
     void writeSharedString(QByteArrayView text);
