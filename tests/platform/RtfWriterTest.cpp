@@ -496,9 +496,8 @@ TEST(RtfWriterRoundTripTest, SizesReadFromAFileAreWrittenBackAsTheSameNumbers)
     EXPECT_LT(document.begin().begin().fragment().charFormat().fontPointSize(), 12.5);
     // ...and written back unchanged.
     const std::string rtf = rtfOf(document);
-    EXPECT_NE(rtf.find("\\fs25 odd"), std::string::npos) << rtf;
-    EXPECT_NE(rtf.find("\\fs27 odder"), std::string::npos) << rtf;
-    EXPECT_NE(rtf.find("\\fs144 huge"), std::string::npos) << rtf;
+    for (const char *size : {"\\fs25 ", "\\fs27 ", "\\fs144 "})
+        EXPECT_NE(rtf.find(size), std::string::npos) << size << " in " << rtf;
 }
 
 TEST(RtfWriterRoundTripTest, AttachmentsComeBackByName)
