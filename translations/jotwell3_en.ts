@@ -89,6 +89,17 @@
     </message>
 </context>
 <context>
+    <name>NoteTreeController</name>
+    <message>
+        <source>Delete Memo</source>
+        <translation>Delete Page</translation>
+    </message>
+    <message>
+        <source>Can not undo deleting.</source>
+        <translation>The selected pages and the pages inside them will be deleted. Edit › Undo brings them back.</translation>
+    </message>
+</context>
+<context>
     <name>NumberUtility</name>
     <message>
         <source>Multiple Character</source>

@@ -12,6 +12,7 @@
 #include <QDragLeaveEvent>
 #include <QDragMoveEvent>
 #include <QDropEvent>
+#include <QAbstractItemDelegate>
 #include <QItemSelectionModel>
 #include <QKeyEvent>
 #include <QMimeData>
@@ -125,8 +126,10 @@ NoteOutlineView::NoteOutlineView(QWidget *parent)
     // Row heights are asked of one row, not of every one of 10,000.
     setUniformRowHeights(true);
     // A double click opens a window on the row; titles are renamed with the
-    // edit key or a click on an already selected row.
-    setEditTriggers(EditKeyPressed | SelectedClicked);
+    // edit key or the Rename command. A click on the selected row renames
+    // nothing: clicking a row to get back to it is far more common than
+    // renaming, and a rename armed by accident swallows the next keys.
+    setEditTriggers(EditKeyPressed);
     setExpandsOnDoubleClick(false);
     setItemDelegate(new TitleCellDelegate(this));
 
@@ -643,10 +646,13 @@ void NoteOutlineView::mouseDoubleClickEvent(QMouseEvent *event)
         QTreeView::mouseDoubleClickEvent(event);
         return;
     }
-    // The first click of the pair may have armed a rename of the selected
-    // row; a double-click trigger disarms it (and edits nothing: double
-    // clicks are not among the edit triggers).
-    edit(index, DoubleClicked, event);
     event->accept();
     Q_EMIT rowDoubleClicked();
+}
+
+void NoteOutlineView::closeEditor(QWidget *editor, QAbstractItemDelegate::EndEditHint hint)
+{
+    QTreeView::closeEditor(editor, hint);
+    if (hint == QAbstractItemDelegate::SubmitModelCache)
+        Q_EMIT titleSubmitted();
 }

@@ -17,7 +17,8 @@ using MemoPtr = std::shared_ptr<JWMemo>;
  * root, drawn with their label and character colours (TitleCellDelegate).
  *
  * Several rows can be selected. A double click opens a window on the
- * selection. Titles are edited in place. Rows are dragged out as page IDs
+ * selection. Titles are edited in place, started by the edit key (F2) or a
+ * command, never by a click: a click on the selected row only selects it. Rows are dragged out as page IDs
  * plus the first page's text; rows, text, rich text, URLs and files can be
  * dropped between rows or onto a row, and a drag that rests on a row for
  * 1.5 seconds selects it. Whether a drop is allowed and what it does is the
@@ -77,6 +78,8 @@ Q_SIGNALS:
     void rowDoubleClicked();
     /** The user asked to delete the selection with the keyboard. */
     void deleteRequested();
+    /** A title edit was ended with Enter (not by leaving the editor or with Escape). */
+    void titleSubmitted();
 
 protected:
     void startDrag(Qt::DropActions supportedActions) override;
@@ -87,6 +90,7 @@ protected:
     void paintEvent(QPaintEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
     void mouseDoubleClickEvent(QMouseEvent *event) override;
+    void closeEditor(QWidget *editor, QAbstractItemDelegate::EndEditHint hint) override;
 
 private:
     struct DropSpot

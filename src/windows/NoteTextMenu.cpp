@@ -2,6 +2,7 @@
 
 #include "NoteTextView.h"
 #include "platform/base/Localization.h"
+#include "platform/richtext/PointSizes.h"
 #include "text/AttachmentExport.h"
 #include "text/AttributedText.h"
 #include "text/ColorTags.h"
@@ -95,7 +96,8 @@ void addFormatEntries(NoteTextView &view, QMenu &menu, QAction *before)
     QMenu *size = insertMenu(tr("Size"));
     for (const int points : NoteTextMenu::kFontSizes) {
         QObject::connect(size->addAction(QString::number(points)), &QAction::triggered, &view, [&view, points] {
-            TextStyling::changeFontSize(*view.document(), points, selectionOf(view));
+            // The menu offers sizes as pages store them.
+            TextStyling::changeFontSize(*view.document(), PointSizes::qtFromStored(points), selectionOf(view));
         });
     }
 

@@ -7,6 +7,7 @@
 #include "model/JWMemo.h"
 #include "platform/typedstream/ArchivedValues.h"
 #include "platform/base/Localization.h"
+#include "platform/richtext/PointSizes.h"
 #include "platform/typedstream/TypedStreamDecoder.h"
 #include "platform/settings/UserDefaults.h"
 #include "text/TextHighlight.h"
@@ -100,7 +101,8 @@ NoteTextView::~NoteTextView()
 Status NoteTextView::setRTFDData(const QByteArray &data)
 {
     auto fresh = std::make_unique<QTextDocument>();
-    fresh->setDefaultFont(document()->defaultFont());
+    // Text without a font of its own, a new page's above all, is in the default font.
+    fresh->setDefaultFont(defaultFont().value_or(document()->defaultFont()));
     fresh->setDocumentMargin(kTextMargin);
     const Status read = TextExport::setRTFDData(*fresh, data);
     setDocument(fresh.get());
@@ -392,7 +394,7 @@ std::optional<QFont> NoteTextView::defaultFont()
     if (family.isEmpty() || size <= 0)
         return std::nullopt;
     QFont font(family);
-    font.setPointSizeF(size);
+    font.setPointSizeF(PointSizes::qtFromStored(size));
     return font;
 }
 

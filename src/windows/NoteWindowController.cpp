@@ -88,6 +88,7 @@ NoteWindowController::NoteWindowController(NoteTreeHost &host, QObject *parent)
 {
     buildWindow();
     m_treeController = std::make_unique<NoteTreeController>(m_host, *this, *m_outline);
+    connect(&m_treeController->undoStack(), &QUndoStack::indexChanged, this, [this] { m_pageEditIsLatest = true; });
     buildMenus();
     buildToolbar();
     registerMyNotifications();
@@ -206,6 +207,11 @@ void NoteWindowController::registerMyNotifications()
         validateActions();
     });
     connect(&m_treeController->undoStack(), &QUndoStack::indexChanged, this, &NoteWindowController::validateActions);
+    // A title confirmed with Enter is done with: the keyboard goes on to the page's text.
+    connect(m_outline, &NoteOutlineView::titleSubmitted, this, [this] {
+        if (m_pages->currentWidget() == m_textView && m_treeController->countSelection() == 1)
+            m_textView->setFocus(Qt::OtherFocusReason);
+    });
 }
 
 // --- NoteWindow -----------------------------------------------------------------------------
@@ -554,6 +560,16 @@ void NoteWindowController::showLineNumbers(bool show)
 
 bool NoteWindowController::eventFilter(QObject *watched, QEvent *event)
 {
+    if (watched == m_textView && event->type() == QEvent::ShortcutOverride) {
+        // The text view claims Undo and Redo for its own text; left unclaimed,
+        // the keys reach the Edit menu, which undoes the page edit.
+        const auto *key = static_cast<QKeyEvent *>(event);
+        if ((key->matches(QKeySequence::Undo) && undoesPageEdit(false)) ||
+            (key->matches(QKeySequence::Redo) && undoesPageEdit(true))) {
+            event->ignore();
+            return true;
+        }
+    }
     if (watched == m_textView && event->type() == QEvent::KeyPress) {
         const auto *key = static_cast<QKeyEvent *>(event);
         m_lastEditWasTyping = !key->modifiers().testFlag(Qt::ControlModifier);
@@ -566,6 +582,7 @@ bool NoteWindowController::eventFilter(QObject *watched, QEvent *event)
 void NoteWindowController::textDidChanged()
 {
     m_isEdited = true;
+    m_pageEditIsLatest = false;
     const MemoPtr memo = selectedMemo();
     if (!memo || m_treeController->countSelection() != 1)
         return;

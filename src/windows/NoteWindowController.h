@@ -125,6 +125,13 @@ public:
     /** Fills @p menu with the most opened pages of the root (at most kMaximumListedMemos). */
     void updateFavoriteItems(QMenu &menu);
 
+    /**
+     * The outline's context menu: new page and sub-page, rename, delete,
+     * title colour, lock, protect, and open in a new window. The items are
+     * the menu bar's own actions, enabled and checked as there.
+     */
+    [[nodiscard]] std::unique_ptr<QMenu> outlineMenu();
+
     /** The actions of the menus, by their object names; for tests and the toolbar. */
     [[nodiscard]] QAction *action(const QString &name) const;
 
@@ -153,6 +160,8 @@ private:
     void chooseFont();
     void toggleProtection();
     void setPagePassword();
+    /** True when Undo (Redo with @p redo) acts on the page edits rather than on the text. */
+    [[nodiscard]] bool undoesPageEdit(bool redo) const;
     void undo();
     void redo();
     [[nodiscard]] MemoPtr iPhoneRootMemo() const;
@@ -183,6 +192,8 @@ private:
     bool m_isEdited = false;
     bool m_iPhoneMemoIsEdited = false;
     bool m_lastEditWasTyping = false;
+    // A page edit was done or undone after the text last changed (see undoesPageEdit).
+    bool m_pageEditIsLatest = false;
     bool m_closing = false;
     int m_loadingText = 0;
     std::optional<std::pair<int, Qt::Orientation>> m_drawerExtent;

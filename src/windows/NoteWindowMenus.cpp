@@ -16,6 +16,7 @@
 #include "model/JWWindowAttribute.h"
 #include "model/MemoTree.h"
 #include "model/MemoTreeHost.h"
+#include "platform/richtext/PointSizes.h"
 #include "text/TextHighlight.h"
 #include "text/TextStyling.h"
 #include "util/PagePassword.h"
@@ -24,6 +25,7 @@
 #include <QColorDialog>
 #include <QDockWidget>
 #include <QFontDialog>
+#include <QMenu>
 #include <QMenuBar>
 #include <QPixmap>
 #include <QPointer>
@@ -141,6 +143,9 @@ void NoteWindowController::buildMenus()
     add(page, "moveRightAction", tr("Move Page In"), QKeySequence(tr("Alt+Shift+Right")),
         [tree] { tree->outlineMoveRight(); });
     page->addSeparator();
+    add(page, "renamePageAction", tr("Rename Page"), QKeySequence(Qt::Key_F2), [this] { goToTitleView(); },
+        kSinglePageTag);
+    page->addSeparator();
     checkable(add(page, "lockAction", tr("Lock Page"), {}, [this] {
         if (const MemoPtr memo = selectedMemo())
             memo->setLocked(!memo->locked());
@@ -151,6 +156,7 @@ void NoteWindowController::buildMenus()
     add(page, "lockProtectedPagesAction", tr("Lock Protected Pages"), {},
         [this] { NoteTreeController::lockProtectedPages(m_host.memoTree()); });
     QMenu *titleColor = page->addMenu(tr("Title Colour"));
+    titleColor->setObjectName(QStringLiteral("titleColorMenu"));
     for (const TitleColorPalette::Entry &entry : TitleColorPalette::entries()) {
         QAction *item = titleColor->addAction(swatch(entry.color), entry.name);
         const int tag = entry.tag;
@@ -216,6 +222,36 @@ void NoteWindowController::buildMenus()
     m_formatBar->hide();
 
     connect(m_textView, &QTextEdit::copyAvailable, this, &NoteWindowController::validateActions);
+
+    m_outline->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(m_outline, &QWidget::customContextMenuRequested, this, [this](const QPoint &position) {
+        // The press has already made the row under the pointer the selection.
+        const std::unique_ptr<QMenu> menu = outlineMenu();
+        menu->exec(m_outline->viewport()->mapToGlobal(position));
+    });
+}
+
+std::unique_ptr<QMenu> NoteWindowController::outlineMenu()
+{
+    validateActions();
+    auto menu = std::make_unique<QMenu>(m_outline);
+    menu->setObjectName(QStringLiteral("outlineMenu"));
+    const auto place = [&](std::initializer_list<const char *> names) {
+        for (const char *name : names) {
+            if (QAction *item = action(QLatin1StringView(name)))
+                menu->addAction(item);
+        }
+    };
+    place({"newPageAction", "newChildPageAction"});
+    menu->addSeparator();
+    place({"renamePageAction", "deletePageAction"});
+    menu->addSeparator();
+    if (auto *titleColor = m_window->findChild<QMenu *>(QStringLiteral("titleColorMenu")))
+        menu->addMenu(titleColor);
+    place({"lockAction", "protectAction"});
+    menu->addSeparator();
+    place({"openInNewWindowAction"});
+    return menu;
 }
 
 void NoteWindowController::buildToolbar()
@@ -260,28 +296,39 @@ void NoteWindowController::validateActions()
             item->setEnabled(m_treeController->validateMenuItem(tag));
     }
     if (QAction *undoItem = action(QStringLiteral("undoAction")))
-        undoItem->setText(m_treeController->undoStack().canUndo() && !m_textView->hasFocus()
+        undoItem->setText(undoesPageEdit(false)
                               ? tr("Undo %1").arg(m_treeController->undoStack().undoText())
                               : tr("Undo"));
     applyViewSwitches();
 }
 
-// The keyboard's place decides what is undone: the text in the text view, the
-// outline's page edits anywhere else.
+// Undo takes back the latest edit: a page edit (adding, deleting, moving
+// pages) made after the last change to the text is undone wherever the
+// keyboard is, so that a deletion can be taken back at once even with the
+// caret in the text. Otherwise the keyboard's place decides: the text in the
+// text view, the page edits anywhere else. Redo follows the same rule.
+bool NoteWindowController::undoesPageEdit(bool redo) const
+{
+    const QUndoStack &pageEdits = m_treeController->undoStack();
+    if (!(redo ? pageEdits.canRedo() : pageEdits.canUndo()))
+        return false;
+    return m_pageEditIsLatest || !m_textView->hasFocus();
+}
+
 void NoteWindowController::undo()
 {
-    if (m_textView->hasFocus())
-        m_textView->undo();
-    else
+    if (undoesPageEdit(false))
         m_treeController->undoStack().undo();
+    else if (m_textView->hasFocus())
+        m_textView->undo();
 }
 
 void NoteWindowController::redo()
 {
-    if (m_textView->hasFocus())
-        m_textView->redo();
-    else
+    if (undoesPageEdit(true))
         m_treeController->undoStack().redo();
+    else if (m_textView->hasFocus())
+        m_textView->redo();
 }
 
 void NoteWindowController::editLink()
@@ -310,10 +357,14 @@ void NoteWindowController::chooseTextBackgroundColor()
 
 void NoteWindowController::chooseFont()
 {
+    // The dialog speaks in sizes as pages store them, as the size menu does.
+    QFont current = m_textView->currentFont();
+    current.setPointSizeF(PointSizes::storedFromQt(current.pointSizeF()));
     bool chosen = false;
-    const QFont font = QFontDialog::getFont(&chosen, m_textView->currentFont(), m_window.get(), tr("Font"));
+    QFont font = QFontDialog::getFont(&chosen, current, m_window.get(), tr("Font"));
     if (!chosen)
         return;
+    font.setPointSizeF(PointSizes::qtFromStored(font.pointSizeF()));
     QTextCharFormat format;
     format.setFont(font, QTextCharFormat::FontPropertiesSpecifiedOnly);
     if (m_textView->textCursor().hasSelection())

@@ -3,6 +3,7 @@
 #include "NoteOutlineModel.h"
 
 #include "platform/base/Localization.h"
+#include "platform/richtext/PointSizes.h"
 #include "platform/settings/UserDefaults.h"
 
 #include <QApplication>
@@ -88,6 +89,22 @@ void drawPadlock(QPainter &painter, const QRect &box, bool locked, const QColor 
     painter.setRenderHint(QPainter::Antialiasing, false);
 }
 
+// The colour group the style fills a selected row's band from.
+QPalette::ColorGroup bandGroup(const QStyleOptionViewItem &option)
+{
+    if (!(option.state & QStyle::State_Enabled))
+        return QPalette::Disabled;
+    return option.state & QStyle::State_Active ? QPalette::Active : QPalette::Inactive;
+}
+
+// Lightness this far apart reads; closer, a title melts into what is behind it.
+constexpr double kReadableLightness = 0.35;
+
+bool readsOn(const QColor &text, const QColor &background)
+{
+    return std::abs(text.lightnessF() - background.lightnessF()) >= kReadableLightness;
+}
+
 QImage fittedIcon(const QImage &icon, int rowHeight)
 {
     const int side = std::max(1, rowHeight - 2);
@@ -109,7 +126,7 @@ QFont TitleCellDelegate::titleFont(const QFont &base)
     QFont font = base;
     const qint64 size = UserDefaults::standardUserDefaults().integerForKey(kTitleSizeKey);
     if (size > 0 && size < 1000)
-        font.setPointSize(int(size));
+        font.setPointSizeF(PointSizes::qtFromStored(double(size)));
     return font;
 }
 
@@ -141,10 +158,23 @@ void TitleCellDelegate::paint(QPainter *painter, const QStyleOptionViewItem &opt
     QColor textColor = foregroundColor(opt, index);
     if (emphasised) {
         textColor = opt.palette.color(QPalette::Active, QPalette::HighlightedText);
-    } else if (hasLabel && std::abs(textColor.lightnessF() - label.lightnessF()) < 0.35) {
+    } else if (hasLabel && !readsOn(textColor, label)) {
         // A theme's light text on a light label (or dark on dark) would not
         // be read: the title takes the label's own dark or light shade.
         textColor = label.lightnessF() > 0.5 ? label.darker(400) : label.lighter(300);
+    } else if (!hasLabel && (opt.state & QStyle::State_Selected)) {
+        // A faded (read-only) or pale title on the selection band takes
+        // whichever of the theme's text colours stands out on the band.
+        const QPalette::ColorGroup group = bandGroup(opt);
+        const QColor band = opt.palette.color(group, QPalette::Highlight);
+        if (!readsOn(textColor, band)) {
+            const QColor highlighted = opt.palette.color(group, QPalette::HighlightedText);
+            const QColor plain = opt.palette.color(group, QPalette::Text);
+            textColor = std::abs(highlighted.lightnessF() - band.lightnessF()) >=
+                                std::abs(plain.lightnessF() - band.lightnessF())
+                            ? highlighted
+                            : plain;
+        }
     }
 
     // Lay the row out first: the label band is as long as what it stands behind.

@@ -8,9 +8,11 @@
  * crossed-out pen before the title of a read-only page, a padlock (closed
  * while locked, open while unlocked) before the title of a password-protected
  * page, then the title in its character colour, cut short with an ellipsis
- * when the row is too narrow.
+ * when the row is too narrow. A title that would not read on the selection
+ * band (a read-only page's faded one, say) takes the theme's text colour that does.
  *
- * Titles are drawn at the "TitleSize" preference (points) when it is set,
+ * Titles are drawn at the "TitleSize" preference (stored points, see
+ * PointSizes) when it is set,
  * else in the view's font; rows are as tall as that font plus a little room.
  * Editing is the standard line edit on the bare title (the pen is never part
  * of it).
@@ -26,7 +28,7 @@ public:
     [[nodiscard]] QWidget *createEditor(QWidget *parent, const QStyleOptionViewItem &option,
                                         const QModelIndex &index) const override;
 
-    /** @p base at the "TitleSize" preference when that is positive, else @p base itself. */
+    /** @p base at the "TitleSize" preference (mapped to Qt points) when that is positive, else @p base itself. */
     [[nodiscard]] static QFont titleFont(const QFont &base);
     /** The symbol drawn (crossed out) before a read-only page's title. */
     [[nodiscard]] static QString penSymbol();

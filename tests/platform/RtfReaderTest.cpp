@@ -142,11 +142,12 @@ TEST(RtfReaderTest, characterFormats)
                     .ok());
     EXPECT_EQ(formatOf(document, QStringLiteral("auto")).fontFamilies().toStringList(),
               QStringList{QStringLiteral("Helvetica")});
-    EXPECT_EQ(formatOf(document, QStringLiteral("auto")).fontPointSize(), 12.0);
+    // Sizes are scaled from the file's 72 points per inch to Qt's 96: \fs24 is 9 Qt points.
+    EXPECT_EQ(formatOf(document, QStringLiteral("auto")).fontPointSize(), 9.0);
     EXPECT_FALSE(formatOf(document, QStringLiteral("auto")).hasProperty(QTextFormat::ForegroundBrush));
     EXPECT_EQ(formatOf(document, QStringLiteral("big")).fontFamilies().toStringList(),
               QStringList{QStringLiteral("Helvetica-Bold")});
-    EXPECT_EQ(formatOf(document, QStringLiteral("big")).fontPointSize(), 17.5);
+    EXPECT_EQ(formatOf(document, QStringLiteral("big")).fontPointSize(), 13.125);
     EXPECT_EQ(formatOf(document, QStringLiteral("red")).foreground().color(), QColor(255, 0, 0));
     EXPECT_EQ(formatOf(document, QStringLiteral("onblue")).background().color(), QColor(0, 0, 255));
     EXPECT_FALSE(formatOf(document, QStringLiteral("plain")).hasProperty(QTextFormat::ForegroundBrush));
@@ -156,7 +157,7 @@ TEST(RtfReaderTest, characterFormats)
     EXPECT_TRUE(formatOf(document, QStringLiteral("gone")).fontStrikeOut());
     EXPECT_FALSE(formatOf(document, QStringLiteral("milli")).fontStrikeOut());
     EXPECT_FALSE(formatOf(document, QStringLiteral("milli")).fontUnderline());
-    EXPECT_EQ(formatOf(document, QStringLiteral("milli")).fontPointSize(), 10.25);
+    EXPECT_EQ(formatOf(document, QStringLiteral("milli")).fontPointSize(), 7.6875);
     EXPECT_EQ(formatOf(document, QStringLiteral("sup")).verticalAlignment(), QTextCharFormat::AlignSuperScript);
     EXPECT_EQ(formatOf(document, QStringLiteral("sub")).verticalAlignment(), QTextCharFormat::AlignSubScript);
     EXPECT_EQ(formatOf(document, QStringLiteral("up")).verticalAlignment(), QTextCharFormat::AlignSuperScript);
@@ -340,8 +341,8 @@ TEST_F(RtfReaderDataTest, platformFilesReadWithTheirTextAndFormats)
     load(sizes, QStringLiteral("cocoa-fonts-bold-italic.rtf"));
     EXPECT_TRUE(sizes.toPlainText().startsWith(
         QStringLiteral("_course_cost_start_\n========== COSTING (56 / 1) (29.78 / 0.53) \n")));
-    EXPECT_EQ(formatOf(sizes, QStringLiteral("_course")).fontPointSize(), 9.0);
-    EXPECT_EQ(formatOf(sizes, QStringLiteral("=====")).fontPointSize(), 17.0);
+    EXPECT_EQ(formatOf(sizes, QStringLiteral("_course")).fontPointSize(), 6.75);
+    EXPECT_EQ(formatOf(sizes, QStringLiteral("=====")).fontPointSize(), 12.75);
     EXPECT_EQ(formatOf(sizes, QStringLiteral("=====")).fontWeight(), QFont::Bold);
     EXPECT_TRUE(formatOf(sizes, QStringLiteral("=====")).fontItalic());
     EXPECT_EQ(formatOf(sizes, QStringLiteral("971 nutri")).fontFamilies().toStringList(),

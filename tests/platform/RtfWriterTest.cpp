@@ -1,5 +1,6 @@
 #include "common/FreshUserTest.h"
 #include "common/TestImages.h"
+#include "platform/richtext/PointSizes.h"
 #include "platform/richtext/RtfReader.h"
 #include "platform/richtext/RtfWriter.h"
 #include "platform/richtext/TextAttachment.h"
@@ -22,18 +23,26 @@ const std::string kDefaultTabs =
     "\\tx560\\tx1120\\tx1680\\tx2240\\tx2800\\tx3360\\tx3920\\tx4480\\tx5040\\tx5600\\tx6160\\tx6720";
 const std::string kPlainPard = "\\pard" + kDefaultTabs + "\\ql\\qnatural\\pardirnatural\\partightenfactor0\n";
 
+// A run in @p family at @p size as the file states it.
 QTextCharFormat charFormat(const QString &family = QStringLiteral("Helvetica"), qreal size = 12)
 {
     QTextCharFormat format;
     format.setFontFamilies({family});
-    format.setFontPointSize(size);
+    format.setFontPointSize(PointSizes::qtFromStored(size));
     return format;
+}
+
+QFont storedFont(const QString &family, qreal size)
+{
+    QFont font(family);
+    font.setPointSizeF(PointSizes::qtFromStored(size));
+    return font;
 }
 
 // A document whose default font is Helvetica 12, the platform's default.
 struct Doc
 {
-    Doc() { document.setDefaultFont(QFont(QStringLiteral("Helvetica"), 12)); }
+    Doc() { document.setDefaultFont(storedFont(QStringLiteral("Helvetica"), 12)); }
 
     Doc &add(const QString &text, const QTextCharFormat &format = charFormat())
     {
@@ -197,7 +206,7 @@ TEST(RtfWriterTest, FontNamesAreEscapedInTheTable)
 TEST(RtfWriterTest, MissingFamilyAndSizeComeFromTheDocumentDefault)
 {
     QTextDocument document;
-    document.setDefaultFont(QFont(QStringLiteral("Georgia"), 15));
+    document.setDefaultFont(storedFont(QStringLiteral("Georgia"), 15));
     QTextCursor(&document).insertText(QStringLiteral("x"));
     const std::string rtf = rtfOf(document);
     EXPECT_NE(rtf.find("{\\fonttbl\\f0\\froman\\fcharset0 Georgia;}"), std::string::npos) << rtf;
@@ -478,6 +487,20 @@ TEST(RtfWriterRoundTripTest, ReadingTheOutputGivesTheSameTextAndFormatting)
         fillWithMixedFormatting(document, seed);
         EXPECT_EQ(firstDifference(roundTrip(document), describe(document)), "") << "seed " << seed;
     }
+}
+
+TEST(RtfWriterRoundTripTest, SizesReadFromAFileAreWrittenBackAsTheSameNumbers)
+{
+    QTextDocument document;
+    ASSERT_TRUE(RtfReader::read("{\\rtf1{\\fonttbl\\f0\\fswiss Helvetica;}\\f0\\fs25 odd \\fs27 odder \\fs144 huge}",
+                                document)
+                    .ok());
+    // Shown smaller than the numbers say, as the file's points were smaller...
+    EXPECT_LT(document.begin().begin().fragment().charFormat().fontPointSize(), 12.5);
+    // ...and written back unchanged.
+    const std::string rtf = rtfOf(document);
+    for (const char *size : {"\\fs25 ", "\\fs27 ", "\\fs144 "})
+        EXPECT_NE(rtf.find(size), std::string::npos) << size << " in " << rtf;
 }
 
 TEST(RtfWriterRoundTripTest, AttachmentsComeBackByName)

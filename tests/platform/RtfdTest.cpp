@@ -1,6 +1,7 @@
 #include "common/FreshUserTest.h"
 #include "common/TestImages.h"
 #include "platform/richtext/FileWrapper.h"
+#include "platform/richtext/PointSizes.h"
 #include "platform/richtext/Rtfd.h"
 #include "platform/richtext/TextAttachment.h"
 
@@ -55,7 +56,7 @@ void fillSample(QTextDocument &document)
     QTextCursor cursor(&document);
     QTextCharFormat bold;
     bold.setFontWeight(QFont::Bold);
-    bold.setFontPointSize(14);
+    bold.setFontPointSize(PointSizes::qtFromStored(14));
     cursor.insertText(QStringLiteral("Hello "), bold);
     TextAttachments::insert(cursor, {QStringLiteral("red.png"), pngBytes(Qt::red), QSizeF(30, 20)});
     QTextCharFormat italic;
@@ -253,7 +254,7 @@ TEST(RtfdTest, aDocumentSurvivesFlatteningWithFormattingAndAttachmentBytes)
     const QTextBlock first = back.begin();
     const QTextCharFormat hello = first.begin().fragment().charFormat();
     EXPECT_EQ(hello.fontWeight(), QFont::Bold);
-    EXPECT_DOUBLE_EQ(hello.fontPointSize(), 14);
+    EXPECT_DOUBLE_EQ(hello.fontPointSize(), PointSizes::qtFromStored(14));
     QTextCursor cursor(&back);
     cursor.setPosition(first.position() + 9);
     EXPECT_TRUE(cursor.charFormat().fontItalic());

@@ -94,7 +94,8 @@ TEST_F(NoteTextViewTest, aTitleInsertedOnTopTakesTheDefaultFontWithoutLinks)
     EXPECT_EQ(view->toPlainText(), QStringLiteral("Heading\nlinked body"));
     const QTextCharFormat title = formatAt(0);
     EXPECT_FALSE(title.isAnchor());
-    EXPECT_EQ(title.fontPointSize(), 17.0);
+    // 17 stored points are 12.75 of Qt's (72 to the inch against 96).
+    EXPECT_EQ(title.fontPointSize(), 12.75);
     EXPECT_NE(title.fontWeight(), QFont::Bold);
     const QTextCharFormat body = view->document()->lastBlock().begin().fragment().charFormat();
     EXPECT_TRUE(body.isAnchor());
@@ -116,12 +117,12 @@ TEST_F(NoteTextViewTest, fontResetsNeedBothDefaultPreferences)
     view->initializeFont();
     const QTextCharFormat reset = formatAt(0);
     EXPECT_NE(reset.fontWeight(), QFont::Bold);
-    EXPECT_EQ(reset.fontPointSize(), 13.0);
+    EXPECT_EQ(reset.fontPointSize(), 9.75);
 
     view->clearText();
     QTest::keyClicks(view.get(), QStringLiteral("typed"));
     EXPECT_EQ(view->toPlainText(), QStringLiteral("typed"));
-    EXPECT_EQ(formatAt(0).fontPointSize(), 13.0);
+    EXPECT_EQ(formatAt(0).fontPointSize(), 9.75);
 }
 
 TEST_F(NoteTextViewTest, countsFollowTheCaretAndTheSelection)
@@ -454,7 +455,7 @@ TEST_F(NoteTextViewTest, theContextMenuOffersLinkAndFormatCommandsForASelection)
     family->trigger();
     EXPECT_EQ(formatAt(7).font().family(), family->text());
     findAction(*menu, QStringLiteral("24"))->trigger();
-    EXPECT_EQ(formatAt(7).fontPointSize(), 24);
+    EXPECT_EQ(formatAt(7).fontPointSize(), 18); // 24 as stored
     findAction(*menu, QStringLiteral("Red"))->trigger();
     EXPECT_EQ(formatAt(7).foreground().color(), QColor(Qt::red));
 }

@@ -204,7 +204,8 @@ TEST_F(NoteTreeControllerTest, lockedPagesRefuseDeletionAndTheDeleteQuestionCanB
     controller->remove();
     auto *question = sheet<QMessageBox>();
     ASSERT_NE(question, nullptr);
-    EXPECT_EQ(question->text(), QStringLiteral("Can not undo deleting."));
+    // The sheet no longer claims that a deletion is for good: Undo brings it back.
+    EXPECT_TRUE(question->text().contains(QStringLiteral("Undo brings them back"))) << question->text().toStdString();
     EXPECT_EQ(question->windowModality(), Qt::WindowModal);
     question->button(QMessageBox::Cancel)->click();
     EXPECT_EQ(titles(root).size(), 4);

@@ -19,6 +19,7 @@
 #include "exchange/BookFile.h"
 #include "model/JWMemo.h"
 #include "platform/base/FileContents.h"
+#include "platform/richtext/PointSizes.h"
 #include "platform/settings/UserDefaults.h"
 #include "text/PageLinks.h"
 #include "text/TextExport.h"
@@ -108,6 +109,25 @@ void useParagraphSpacing(QTextDocument &document)
     }
 }
 
+// Sizes in the HTML are the sizes the page keeps: in the document they take
+// the Qt size that writes them back as they were.
+void useStoredSizes(QTextDocument &document)
+{
+    QTextCursor cursor(&document);
+    for (QTextBlock block = document.begin(); block.isValid(); block = block.next()) {
+        for (auto it = block.begin(); !it.atEnd(); ++it) {
+            const QTextFragment fragment = it.fragment();
+            if (!fragment.charFormat().hasProperty(QTextFormat::FontPointSize))
+                continue;
+            QTextCharFormat sized;
+            sized.setFontPointSize(PointSizes::qtFromStored(fragment.charFormat().fontPointSize()));
+            cursor.setPosition(fragment.position());
+            cursor.setPosition(fragment.position() + fragment.length(), QTextCursor::KeepAnchor);
+            cursor.mergeCharFormat(sized);
+        }
+    }
+}
+
 // Turns every "page:KEY" link of @p document into a link to that page.
 Status linkPages(QTextDocument &document, const QHash<QString, qint64> &ids, const QString &file)
 {
@@ -152,8 +172,11 @@ Result<MemoPtr> makePage(const PageSource &source, const QDir &folder, const QHa
         return Error{html.errorMessage()};
 
     QTextDocument document;
-    document.setDefaultFont(QFont(QStringLiteral("Sans Serif"), 14));
+    QFont font(QStringLiteral("Sans Serif"));
+    font.setPointSizeF(PointSizes::qtFromStored(14));
+    document.setDefaultFont(font);
     document.setHtml(QString::fromUtf8(html.value()));
+    useStoredSizes(document);
     useParagraphSpacing(document);
     if (Status linked = linkPages(document, ids, path); !linked)
         return Error{linked.errorMessage()};

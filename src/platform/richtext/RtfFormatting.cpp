@@ -1,5 +1,7 @@
 #include "RtfFormatting.h"
 
+#include "PointSizes.h"
+
 #include <algorithm>
 #include <initializer_list>
 
@@ -261,7 +263,7 @@ QTextCharFormat RtfFormatting::charFormat(const CharProps &props) const
     QTextCharFormat format;
     if (const auto it = m_fonts.constFind(props.font); it != m_fonts.cend() && !it->name.isEmpty())
         format.setFontFamilies({it->name});
-    format.setFontPointSize(props.pointSize);
+    format.setFontPointSize(PointSizes::qtFromStored(props.pointSize));
     if (props.bold)
         format.setFontWeight(QFont::Bold);
     if (props.italic)

@@ -1,5 +1,6 @@
 #include "RtfWriter.h"
 
+#include "PointSizes.h"
 #include "TextAttachment.h"
 
 #include <QBuffer>
@@ -191,7 +192,7 @@ public:
     {
         const QFont font = document.defaultFont();
         m_defaultFamily = font.family();
-        m_defaultPointSize = font.pointSizeF() > 0 ? font.pointSizeF() : 12.0;
+        m_defaultPointSize = font.pointSizeF() > 0 ? PointSizes::storedFromQt(font.pointSizeF()) : 12.0;
         m_colourIndex.insert(qRgba(255, 255, 255, 255), 1);
         m_body.reserve(qsizetype(document.characterCount()) + qsizetype(document.characterCount() / 8) + 256);
     }
@@ -408,7 +409,7 @@ private:
             family = m_defaultFamily;
         state.font = fontIndex(family);
         const qreal size = format.hasProperty(QTextFormat::FontPointSize) && format.fontPointSize() > 0
-                               ? format.fontPointSize()
+                               ? PointSizes::storedFromQt(format.fontPointSize())
                                : m_defaultPointSize;
         state.halfPoints = int(std::lround(std::clamp(size, 0.5, 16000.0) * 2));
         state.bold = format.fontWeight() >= QFont::DemiBold;
