@@ -197,7 +197,8 @@ TEST_F(PageFileTest, ANewPageMovesAStaleFileUnderItsIDAside)
     UserDefaults::standardUserDefaults().setValue(QStringLiteral("memoID"), 9);
     ASSERT_TRUE(PageFile::write(10, {{QStringLiteral("title"), QStringLiteral("another old page")}}).ok());
     EXPECT_EQ(JWMemo::memo()->memoID(), 10);
-    EXPECT_TRUE(FileContents::read(trashFolderPath() + QStringLiteral("/10-2.jw3page")).valueOr({}).contains("another"));
+    const QString second = trashFolderPath() + QStringLiteral("/10-2.jw3page");
+    EXPECT_TRUE(FileContents::read(second).valueOr({}).contains("another"));
 }
 
 TEST_F(PageFileTest, AStaleFileThatCannotBeMovedAsideStaysAndItsIDIsSkipped)

@@ -54,8 +54,9 @@ TEST(FreeFileNameTest, filesSetAsideTwiceInOneSecondKeepBoth)
         EXPECT_EQ(file.readAll(), i == 0 ? "first" : "second");
     }
     // Unless the clock turned a second in between, the second one is numbered.
-    if (aside[1].startsWith(aside[0]))
+    if (aside[1].startsWith(aside[0])) {
         EXPECT_EQ(aside[1], aside[0] + QStringLiteral("-2"));
+    }
     EXPECT_FALSE(QFile::exists(path));
 }
 
