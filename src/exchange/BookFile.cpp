@@ -8,7 +8,6 @@
 #include "platform/base/FileContents.h"
 #include "platform/archive/PropertyList.h"
 #include "platform/typedstream/TypedStreamDecoder.h"
-#include "platform/typedstream/TypedStreamRegistry.h"
 #include "platform/typedstream/TypedStreamWriter.h"
 #include "text/TextExport.h"
 #include "text/TextLinks.h"
@@ -32,17 +31,6 @@ const QString kRootMemoKey = QStringLiteral("rootMemo");
 QString tr(const char *text)
 {
     return QCoreApplication::translate("BookFile", text);
-}
-
-// The data store registers the page coders when it is made; a book can be
-// read or written without one (a tool, a test), so it makes sure itself.
-void registerRecordCoders()
-{
-    static const bool registered = [] {
-        MemoCoding::registerWith(TypedStreamRegistry::shared());
-        return true;
-    }();
-    (void)registered;
 }
 
 // The pages of @p root's tree in pre-order, or nothing when one page is
@@ -111,7 +99,7 @@ Result<QByteArray> data(const MemoPtr &memo)
     if (!pages)
         return Error{tr("The pages do not form a tree: a page appears twice")};
 
-    registerRecordCoders();
+    MemoCoding::registerWithSharedRegistry();
     auto archived = TypedStreamWriter::archivedDataWithRootObject(QVariant::fromValue(memo));
     if (!archived)
         return Error{tr("The pages cannot be archived: %1").arg(archived.errorMessage())};
@@ -163,7 +151,7 @@ Result<MemoPtr> readData(const QByteArray &bytes)
     if (archived->typeId() != QMetaType::QByteArray)
         return Error{tr("The book's \"rootMemo\" is not data")};
 
-    registerRecordCoders();
+    MemoCoding::registerWithSharedRegistry();
     const Result<QVariant> decoded = TypedStreamDecoder::unarchiveObjectWithData(archived->toByteArray());
     if (!decoded)
         return Error{tr("The book's pages cannot be read: %1").arg(decoded.errorMessage())};

@@ -3,7 +3,9 @@
 #include "ApplicationTree.h"
 #include "DataStoreHost.h"
 #include "MemoCoding.h"
+#include "MemoIDAllocator.h"
 #include "ModelLog.h"
+#include "PageFile.h"
 #include "SettingsFile.h"
 
 #include "platform/base/AtomicFileWriter.h"
@@ -13,7 +15,6 @@
 #include "platform/base/NotificationCenter.h"
 #include "platform/base/NotificationNames.h"
 #include "platform/typedstream/TypedStreamDecoder.h"
-#include "platform/typedstream/TypedStreamRegistry.h"
 #include "platform/typedstream/TypedStreamWriter.h"
 #include "platform/settings/UserDefaults.h"
 #include "util/FileManagerUtility.h"
@@ -39,20 +40,10 @@ const QString kAutoSavePeriodKey = QStringLiteral("AutoSavePeriod");
 const QString kAutoSaveAtBGKey = QStringLiteral("AutoSaveAtBG");
 const QString kDataFolderPathKey = QStringLiteral("dataFolderPath");
 const QString kQuitAppKey = QStringLiteral("QuitApp");
-const QString kMemoIDKey = QStringLiteral("memoID");
 
 // The version the data store and settings are written for; older ones get
 // their tree from the preferences and are saved once in this form.
 constexpr double kApplicationVersion = 2.0;
-
-void registerRecordCoders()
-{
-    static const bool registered = [] {
-        MemoCoding::registerWith(TypedStreamRegistry::shared());
-        return true;
-    }();
-    (void)registered;
-}
 
 // An archived tree: the root page, or an error saying why not.
 Result<MemoPtr> unarchiveTree(const QByteArray &bytes)
@@ -79,11 +70,7 @@ void keepIDsAbovePageFiles()
         if (ok)
             largest = std::max(largest, id);
     }
-    UserDefaults &defaults = UserDefaults::standardUserDefaults();
-    if (largest > defaults.integerForKey(kMemoIDKey)) {
-        defaults.setValue(kMemoIDKey, largest);
-        (void)defaults.synchronize();
-    }
+    MemoIDAllocator::shared().raiseCounter(largest);
 }
 
 // A write that was cut off (a crash, a power cut) leaves its temporary file,
@@ -122,7 +109,7 @@ DataStore::DataStore(QObject *notificationObject, QObject *parent)
       m_notificationObject(notificationObject),
       m_tree(notificationObject)
 {
-    registerRecordCoders();
+    MemoCoding::registerWithSharedRegistry();
     m_autoSaveTimer.setSingleShot(false);
     connect(&m_autoSaveTimer, &QTimer::timeout, this, &DataStore::saveWithTimer);
 }
@@ -419,9 +406,7 @@ void DataStore::cleanUpRemovedMemoFiles()
     for (const MemoPtr &memo : m_tree.memoArrayWithoutRoot()) {
         if (!memo->webURLStr().isEmpty())
             continue;
-        const QString base = noteFolder + u'/' + QString::number(memo->memoID());
-        QFile::remove(base + QStringLiteral(".webarchive"));
-        QFile::remove(base + mobileSuffix);
+        PageFile::removeWebArchives(memo->memoID());
     }
     m_tree.resetMemoID();
     m_tree.resolveDupulicatedMemoID();

@@ -2,11 +2,11 @@
 #include "MemoTextView.h"
 
 #include "ApplicationTree.h"
+#include "MemoIDAllocator.h"
 #include "ModelLog.h"
 #include "PageFile.h"
 #include "RecordValues.h"
 #include "platform/typedstream/ArchivedValues.h"
-#include "platform/settings/FolderPaths.h"
 #include "platform/base/Localization.h"
 #include "platform/base/NotificationCenter.h"
 #include "platform/base/NotificationNames.h"
@@ -15,17 +15,12 @@
 #include "util/CalendarFormat.h"
 #include "util/StringUtility.h"
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <QMetaProperty>
 
 #include <algorithm>
 #include <array>
 
 namespace {
-
-const QString kMemoIDKey = QStringLiteral("memoID");
 
 std::chrono::milliseconds s_relockInterval = JWMemo::kRelockInterval;
 
@@ -126,8 +121,12 @@ void observeEach(Register &&add)
 JWMemo::JWMemo()
     : JWMemo(BareKey{})
 {
-    assignNewID();
-    setAsideStalePageFile();
+    // A file under a brand-new ID is left over from a page of an earlier
+    // tree: it must not become this page's text. When it cannot be moved
+    // aside it stays, and the page takes the next ID instead.
+    do {
+        assignNewID();
+    } while (!PageFile::setAsideStale(m_memoID));
     m_title = localizedString(QStringLiteral("Untitled"));
     const UserDefaults &defaults = UserDefaults::standardUserDefaults();
     if (defaults.boolForKey(QStringLiteral("UseTopLineAsTitle")))
@@ -241,26 +240,6 @@ void JWMemo::observeNotifications()
     m_observerBatch->pages.push_back(this);
 }
 
-void JWMemo::setAsideStalePageFile()
-{
-    // A file under a brand-new ID is left over from a page of an earlier
-    // tree (the ID counter was reset, or the folder came from elsewhere). It
-    // must not become this page's text, and it may be someone's only copy, so
-    // it goes where the clean-up puts files of pages no longer in the tree.
-    const QString path = notePathForID(m_memoID);
-    if (path.isEmpty() || !QFileInfo::exists(path))
-        return;
-    const QString trash = trashFolderPath();
-    QString target = trash + u'/' + QFileInfo(path).fileName();
-    for (int n = 2; QFileInfo::exists(target); ++n)
-        target = trash + QStringLiteral("/%1-%2.jw3page").arg(m_memoID).arg(n);
-    if (trash.isEmpty() || !QFile::rename(path, target)) {
-        qCWarning(lcModel, "Page %lld: the stale page file %s could not be moved aside; it is removed", m_memoID,
-                 qPrintable(path));
-        QFile::remove(path);
-    }
-}
-
 void JWMemo::postReloadOutlineData()
 {
     NotificationCenter::defaultCenter().post(NotificationNames::JW3ReloadOutlineData, this);
@@ -276,14 +255,8 @@ void JWMemo::markEditedAndReload()
 
 qint64 JWMemo::assignNewID()
 {
-    UserDefaults &defaults = UserDefaults::standardUserDefaults();
-    const QVariant last = defaults.objectForKey(kMemoIDKey);
-    const qint64 id = last.isValid() ? defaults.integerForKey(kMemoIDKey) + 1 : 1;
+    const qint64 id = MemoIDAllocator::shared().next();
     setMemoID(id);
-    defaults.setValue(kMemoIDKey, id);
-    // Written at once, so that a crash never hands the same ID out again.
-    if (Status s = defaults.synchronize(); !s)
-        qCWarning(lcModel, "Could not save the last page ID: %s", qPrintable(s.errorMessage()));
     return id;
 }
 
@@ -825,7 +798,7 @@ bool JWMemo::save()
             m_isPlainTextMemo = defaults.boolForKey(key);
         }
     }
-    if (Status s = PageFile::write(m_memoID, PageFile::dictionaryForMemo(*this)); !s) {
+    if (Status s = PageFile::writeMemo(*this); !s) {
         // Still edited, so that the next save tries again; the date stays.
         m_isEdited = true;
         Q_EMIT isEditedChanged();
@@ -839,13 +812,10 @@ void JWMemo::removeNoteFile()
 {
     (void)memoData(); // the text stays in memory, to be written under the page's next ID
     setIsEdited(true);
-    if (m_webURLStr.isEmpty()) {
+    if (m_webURLStr.isEmpty())
         PageFile::remove(m_memoID);
-        return;
-    }
-    const QString folder = noteDataFolderPath();
-    for (const QString &suffix : {QStringLiteral(".webarchive"), QStringLiteral("_mobile.webarchive")})
-        QFile::remove(folder + u'/' + QString::number(m_memoID) + suffix);
+    else
+        PageFile::removeWebArchives(m_memoID);
 }
 
 void JWMemo::clearMemoData()

@@ -99,7 +99,8 @@ public:
     static constexpr std::chrono::milliseconds kRelockInterval = std::chrono::seconds(300);
 
     /**
-     * A new page: a fresh ID from the "memoID" default, the title "Untitled"
+     * A new page: a fresh ID from the "memoID" default (a page file left
+     * under it is moved aside; one that cannot be is skipped), the title "Untitled"
      * (localised), clear label and black characters, both dates now, no tags,
      * a new window record, marked edited. Prefer memo(), which gives it an
      * owner; addSubMemosToArray and copy() need the page to be held by a MemoPtr.
@@ -141,9 +142,9 @@ public:
     // --- Identity ------------------------------------------------------------
 
     /**
-     * Takes the next ID: the "memoID" default plus 1 (1 when there is none),
-     * stores it as this page's ID, writes it back and saves the defaults at
-     * once, so that an ID is never handed out twice, even after a crash.
+     * Takes the next ID from MemoIDAllocator::shared() (the "memoID" default
+     * plus 1, 1 when there is none) and stores it as this page's ID. An ID is
+     * never handed out twice, even after a crash.
      */
     qint64 assignNewID();
 
@@ -501,7 +502,6 @@ private:
     // application's notifications together; see observeNotifications().
     static void openObserverBatch();
     static void closeObserverBatch();
-    void setAsideStalePageFile();
     void readPageFile() const;
     bool loadTextInto(TextConverter &converter) const;
     void storeTextAndSave(const TextConverter &converter);

@@ -433,4 +433,13 @@ void registerWith(TypedStreamRegistry &registry)
     registry.setDefaultClassName(qMetaTypeId<MemoPtr>(), kClassName);
 }
 
+void registerWithSharedRegistry()
+{
+    static const bool registered = [] {
+        registerWith(TypedStreamRegistry::shared());
+        return true;
+    }();
+    (void)registered;
+}
+
 } // namespace MemoCoding

@@ -45,4 +45,11 @@ inline constexpr qint64 kClassVersion = 5;
  */
 void registerWith(TypedStreamRegistry &registry);
 
+/**
+ * Registers with TypedStreamRegistry::shared() on the first call, and does
+ * nothing afterwards: whatever reads or writes pages through the shared
+ * registry (the data store, book files, tools) calls it first.
+ */
+void registerWithSharedRegistry();
+
 } // namespace MemoCoding

@@ -2,6 +2,7 @@
 
 #include "JWMemo.h"
 #include "MemoCreation.h"
+#include "MemoIDAllocator.h"
 #include "MemoSorting.h"
 #include "MemoTreeHost.h"
 #include "ModelLog.h"
@@ -11,7 +12,6 @@
 #include "platform/base/NotificationCenter.h"
 #include "platform/base/NotificationNames.h"
 #include "platform/richtext/PasteboardTypes.h"
-#include "platform/settings/UserDefaults.h"
 
 #include <QMimeData>
 #include <QUndoStack>
@@ -666,10 +666,7 @@ void MemoTree::resetMemoID()
 {
     if (!m_root)
         return;
-    UserDefaults &defaults = UserDefaults::standardUserDefaults();
-    defaults.setValue(QStringLiteral("memoID"), findBiggestID(0, m_root) + 1);
-    if (const Status saved = defaults.synchronize(); !saved)
-        qCWarning(lcModel) << "Could not save the last page ID:" << saved.errorMessage();
+    MemoIDAllocator::shared().resetCounter(findBiggestID(0, m_root) + 1);
 }
 
 int MemoTree::resolveDupulicatedMemoID()

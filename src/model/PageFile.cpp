@@ -5,6 +5,7 @@
 
 #include "platform/base/AtomicFileWriter.h"
 #include "platform/base/FileContents.h"
+#include "platform/base/FreeFileName.h"
 #include "platform/settings/FolderPaths.h"
 #include "platform/archive/PropertyList.h"
 
@@ -68,6 +69,11 @@ Status write(qint64 memoID, const QVariantMap &dictionary)
     return AtomicFileWriter::writeFile(path, bytes.value());
 }
 
+Status writeMemo(const JWMemo &memo)
+{
+    return write(memo.memoID(), dictionaryForMemo(memo));
+}
+
 std::optional<QVariantMap> read(qint64 memoID)
 {
     const QString path = notePathForID(memoID);
@@ -123,6 +129,34 @@ bool exists(qint64 memoID)
 {
     const QString path = notePathForID(memoID);
     return !path.isEmpty() && QFileInfo::exists(path);
+}
+
+bool setAsideStale(qint64 memoID)
+{
+    const QString path = notePathForID(memoID);
+    if (path.isEmpty() || !QFileInfo::exists(path))
+        return true;
+    const QString trash = trashFolderPath();
+    if (!trash.isEmpty()) {
+        const auto numbered = [&](int n) -> QString {
+            return trash + QStringLiteral("/%1-%2.jw3page").arg(memoID).arg(n);
+        };
+        const QString target = FreeFileName::firstFree(trash + u'/' + QFileInfo(path).fileName(), numbered);
+        if (QFile::rename(path, target))
+            return true;
+    }
+    qCWarning(lcModel, "The stale page file %s could not be moved aside; it stays, and no page takes its ID",
+              qPrintable(path));
+    return false;
+}
+
+void removeWebArchives(qint64 memoID)
+{
+    const QString folder = noteDataFolderPath();
+    if (folder.isEmpty())
+        return;
+    for (const QString &suffix : {QStringLiteral(".webarchive"), QStringLiteral("_mobile.webarchive")})
+        QFile::remove(folder + u'/' + QString::number(memoID) + suffix);
 }
 
 } // namespace PageFile

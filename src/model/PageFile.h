@@ -26,8 +26,15 @@ namespace PageFile {
 /** The file's dictionary for @p memo, as saving writes it. Reads the text from the old file when it was never loaded. */
 [[nodiscard]] QVariantMap dictionaryForMemo(const JWMemo &memo);
 
-/** Writes @p dictionary as the page file of @p memoID, atomically. */
+/**
+ * Writes @p dictionary as the page file of @p memoID, atomically: the old
+ * file stays as it was unless the new one was written whole. On failure the
+ * error names the step that failed (no folder, encoding, writing) and its cause.
+ */
 [[nodiscard]] Status write(qint64 memoID, const QVariantMap &dictionary);
+
+/** Writes @p memo's page file (dictionaryForMemo()), as write() does. */
+[[nodiscard]] Status writeMemo(const JWMemo &memo);
 
 /**
  * The page file of @p memoID as a dictionary; nothing when there is no file
@@ -50,5 +57,18 @@ bool remove(qint64 memoID);
 
 /** True when a page file exists for @p memoID. */
 [[nodiscard]] bool exists(qint64 memoID);
+
+/**
+ * Moves a page file left under @p memoID by a page of an earlier tree (the
+ * ID counter was reset, or the folder came from elsewhere) into the folder
+ * of unused files, as "<ID>.jw3page" or, when that is taken,
+ * "<ID>-2.jw3page", "<ID>-3.jw3page"… It may be someone's only copy, so a
+ * file that cannot be moved stays where it is, with a warning. Answers
+ * whether no file is left under the ID.
+ */
+[[nodiscard]] bool setAsideStale(qint64 memoID);
+
+/** Deletes the web archives of @p memoID (the full one and the one for the phone). */
+void removeWebArchives(qint64 memoID);
 
 } // namespace PageFile

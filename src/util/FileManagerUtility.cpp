@@ -1,5 +1,7 @@
 #include "FileManagerUtility.h"
 
+#include "platform/base/FreeFileName.h"
+
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
@@ -41,9 +43,9 @@ Result<QString> changeFileNameOfPath(const QString &path, const QString &newName
 {
     const QFileInfo info(path);
     const QString folder = info.absolutePath();
-    QString target = folder + u'/' + newName;
-    for (int n = 2; QFileInfo::exists(target) || QFileInfo(target).isSymLink(); ++n)
-        target = folder + u'/' + newName + u' ' + QString::number(n);
+    const QString wanted = folder + u'/' + newName;
+    const QString target =
+        FreeFileName::firstFree(wanted, [&wanted](int n) -> QString { return wanted + u' ' + QString::number(n); });
     if (!QFile::rename(path, target) && !QDir().rename(path, target))
         return Error{QStringLiteral("Cannot rename %1 to %2").arg(path, target)};
     return target;

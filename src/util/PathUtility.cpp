@@ -1,23 +1,12 @@
 #include "PathUtility.h"
 
-#include <QFileInfo>
-
-namespace {
-
-// A dangling link counts as taken too: writing to the name would follow it.
-bool isTaken(const QString &path)
-{
-    const QFileInfo info(path);
-    return info.exists() || info.isSymLink();
-}
-
-} // namespace
+#include "platform/base/FreeFileName.h"
 
 namespace PathUtility {
 
 QString uniqueFileName(const QString &path)
 {
-    if (path.isEmpty() || !isTaken(path))
+    if (path.isEmpty() || !FreeFileName::isTaken(path))
         return path;
 
     // A folder named with a trailing slash is the same folder without it.
@@ -33,11 +22,9 @@ QString uniqueFileName(const QString &path)
         extension = stem.mid(dot + 1);
         stem.truncate(dot);
     }
-    for (int counter = 1;; ++counter) {
-        QString candidate = stem + u'_' + QString::number(counter) + u'.' + extension;
-        if (!isTaken(candidate))
-            return candidate;
-    }
+    // The path itself is taken, so the series starts at once.
+    return FreeFileName::firstFree(
+        path, [&](int n) -> QString { return stem + u'_' + QString::number(n) + u'.' + extension; }, 1);
 }
 
 } // namespace PathUtility

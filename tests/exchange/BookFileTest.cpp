@@ -159,7 +159,7 @@ TEST_F(BookFileTest, aPageWithoutUsableTextTakesItsPlainTextNotAPageFileOfTheFol
 {
     // This folder has page files under the book page's ID and the IDs it will get.
     const qint64 id = 77;
-    const qint64 next = UserDefaults::standardUserDefaults().integerForKey(QStringLiteral("memoID")) + 1;
+    const qint64 next = m_hotel->memoID() + 1; // the hotel is the last page made
     QDir().mkpath(QFileInfo(notePathForID(id)).absolutePath());
     QTextDocument stranger;
     stranger.setPlainText(QStringLiteral("Someone else's text"));
@@ -207,14 +207,14 @@ TEST_F(BookFileTest, aBrokenBookGivesAClearErrorAndTakesNoIDs)
              return rootMemo(archived(QVariant::fromValue(m_trip)));
          }, "a page appears twice"},
     };
-    const qint64 counter = UserDefaults::standardUserDefaults().integerForKey(QStringLiteral("memoID"));
+    const qint64 lastID = JWMemo::memo()->memoID();
     for (const auto &c : cases) {
         SCOPED_TRACE(c.name);
         const auto read = BookFile::readData(c.bytes());
         ASSERT_FALSE(read.ok());
         EXPECT_TRUE(read.errorMessage().contains(QLatin1String(c.message))) << read.errorMessage().toStdString();
     }
-    EXPECT_EQ(UserDefaults::standardUserDefaults().integerForKey(QStringLiteral("memoID")), counter);
+    EXPECT_EQ(JWMemo::memo()->memoID(), lastID + 1);
 
     const auto missing = BookFile::read(bookPath());
     ASSERT_FALSE(missing.ok());

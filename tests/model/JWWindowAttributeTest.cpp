@@ -1,4 +1,5 @@
 #include "common/QtPrinters.h"
+#include "RecordArchives.h"
 #include "model/JWWindowAttribute.h"
 #include "model/WindowAttributeCoding.h"
 #include "util/GeometryStrings.h"
@@ -16,28 +17,22 @@ namespace {
 
 const QByteArray kHeader = QByteArray::fromHex("040b73747265616d747970656481e803");
 
+const RecordArchives<WindowAttributePtr> kRecords{WindowAttributeCoding::registerWith, WindowAttributeCoding::coder,
+                                                   WindowAttributeCoding::kClassVersion};
+
 TypedStreamRegistry registryAt(qint64 version)
 {
-    TypedStreamRegistry registry = TypedStreamRegistry::withStandardClasses();
-    WindowAttributeCoding::registerWith(registry);
-    if (version != WindowAttributeCoding::kClassVersion)
-        registry.registerCoder(WindowAttributeCoding::coder(version));
-    return registry;
+    return kRecords.registryAt(version);
 }
 
 QByteArray archive(const WindowAttributePtr &record, qint64 version = WindowAttributeCoding::kClassVersion)
 {
-    auto bytes = TypedStreamWriter::archivedDataWithRootObject(QVariant::fromValue(record), registryAt(version));
-    EXPECT_TRUE(bytes.ok()) << bytes.errorMessage().toStdString();
-    return bytes.valueOr(QByteArray());
+    return kRecords.archive(record, version);
 }
 
 Result<WindowAttributePtr> unarchive(const QByteArray &bytes)
 {
-    auto value = TypedStreamDecoder::unarchiveObjectWithData(bytes, registryAt(WindowAttributeCoding::kClassVersion));
-    if (!value)
-        return Error{value.errorMessage()};
-    return value.value().value<WindowAttributePtr>();
+    return kRecords.unarchive(bytes);
 }
 
 // A record with every field away from its default, fractions included.

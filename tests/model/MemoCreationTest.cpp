@@ -130,11 +130,11 @@ TEST_F(MemoCreationTest, rtfIsTitledFromOneCharacterOnRtfdFromTwo)
 
 TEST_F(MemoCreationTest, unreadableRichTextMakesNoPageAndUsesNoID)
 {
-    const qint64 before = UserDefaults::standardUserDefaults().integerForKey(QStringLiteral("memoID"));
+    const qint64 before = JWMemo::memo()->memoID();
     EXPECT_FALSE(MemoCreation::initWithRTF(QByteArray("plain words, no RTF")));
     EXPECT_FALSE(MemoCreation::initWithRTF(QByteArray()));
     EXPECT_FALSE(MemoCreation::initWithRTFD(QByteArray("rtfd\0\0\0\0garbage", 15)));
-    EXPECT_EQ(UserDefaults::standardUserDefaults().integerForKey(QStringLiteral("memoID")), before);
+    EXPECT_EQ(JWMemo::memo()->memoID(), before + 1);
 }
 
 } // namespace

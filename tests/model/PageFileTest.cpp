@@ -192,6 +192,30 @@ TEST_F(PageFileTest, ANewPageMovesAStaleFileUnderItsIDAside)
     EXPECT_FALSE(PageFile::exists(10));
     EXPECT_TRUE(QFileInfo::exists(trashFolderPath() + QStringLiteral("/10.jw3page")));
     EXPECT_TRUE(page->title() != QStringLiteral("someone's old page"));
+
+    // A second stale file of that ID takes a numbered name beside the first.
+    UserDefaults::standardUserDefaults().setValue(QStringLiteral("memoID"), 9);
+    ASSERT_TRUE(PageFile::write(10, {{QStringLiteral("title"), QStringLiteral("another old page")}}).ok());
+    EXPECT_EQ(JWMemo::memo()->memoID(), 10);
+    const QString second = trashFolderPath() + QStringLiteral("/10-2.jw3page");
+    EXPECT_TRUE(FileContents::read(second).valueOr({}).contains("another"));
+}
+
+TEST_F(PageFileTest, AStaleFileThatCannotBeMovedAsideStaysAndItsIDIsSkipped)
+{
+    // Something that is no folder where the unused files go: nothing can move there.
+    QFile blocker(noteDataFolderPath() + QStringLiteral("/Unused Files"));
+    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
+    blocker.close();
+    ASSERT_TRUE(PageFile::write(10, {{QStringLiteral("title"), QStringLiteral("someone's only copy")}}).ok());
+    const QByteArray before = FileContents::read(notePathForID(10)).valueOr({});
+    UserDefaults::standardUserDefaults().setValue(QStringLiteral("memoID"), 9);
+
+    const MemoPtr page = JWMemo::memo();
+    EXPECT_EQ(page->memoID(), 11);
+    EXPECT_EQ(FileContents::read(notePathForID(10)).valueOr({}), before);
+    EXPECT_FALSE(PageFile::setAsideStale(10));
+    EXPECT_TRUE(PageFile::setAsideStale(12)) << "no file, nothing to move";
 }
 
 TEST_F(PageFileTest, RepairingADuplicateIDKeepsBothPagesTexts)

@@ -1,8 +1,9 @@
 #include "FileSetAside.h"
 
+#include "FreeFileName.h"
+
 #include <QDateTime>
 #include <QFile>
-#include <QFileInfo>
 
 namespace FileSetAside {
 
@@ -10,9 +11,8 @@ std::optional<QString> moveAside(const QString &path, const QString &label)
 {
     const QString stamp = QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss"));
     const QString base = path + u'.' + label + u'-' + stamp;
-    QString asidePath = base;
-    for (int n = 2; QFileInfo::exists(asidePath); ++n)
-        asidePath = base + u'-' + QString::number(n);
+    const QString asidePath =
+        FreeFileName::firstFree(base, [&base](int n) -> QString { return base + u'-' + QString::number(n); });
     if (!QFile::rename(path, asidePath))
         return std::nullopt;
     return asidePath;

@@ -1,5 +1,7 @@
 #include "TextAttachment.h"
 
+#include "platform/base/FreeFileName.h"
+
 #include <QFileInfo>
 #include <QImage>
 #include <QPainter>
@@ -116,14 +118,10 @@ QString TextAttachments::uniqueFileName(const QTextDocument &document, const QSt
 {
     const QString base = wanted.isEmpty() ? QStringLiteral("Attachment") : wanted;
     const QSet<QString> used = usedFileNames(document);
-    if (!used.contains(base))
-        return base;
     const QFileInfo info(base);
     const QString stem = info.completeBaseName();
     const QString suffix = info.suffix().isEmpty() ? QString() : u'.' + info.suffix();
-    for (int n = 2;; ++n) {
-        const QString candidate = QStringLiteral("%1 %2%3").arg(stem).arg(n).arg(suffix);
-        if (!used.contains(candidate))
-            return candidate;
-    }
+    return FreeFileName::firstFree(
+        base, [&](int n) -> QString { return QStringLiteral("%1 %2%3").arg(stem).arg(n).arg(suffix); }, 2,
+        [&used](const QString &name) { return used.contains(name); });
 }
