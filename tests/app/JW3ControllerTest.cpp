@@ -46,6 +46,13 @@ protected:
         return controller;
     }
 
+    std::unique_ptr<JW3Controller> startController()
+    {
+        auto controller = makeController();
+        controller->startUp();
+        return controller;
+    }
+
     static StandInWindow *asStandIn(NoteWindow *window) { return static_cast<StandInWindow *>(window); }
 
     static MemoPtr addPage(JW3Controller &controller, const QString &text, MemoPtr parent = {})
@@ -77,10 +84,9 @@ protected:
     std::vector<StandInWindow *> closedWindows; // in the order they closed
 };
 
-TEST_F(ControllerTest, startingOnAFreshFolderOpensTheMainWindowInFront)
+TEST_F(ControllerTest, startingOnAFreshFolderOpensTheMainWindowAndTimersFollowThePreferences)
 {
-    auto controller = makeController();
-    controller->startUp();
+    auto controller = startController();
 
     ASSERT_EQ(controller->windowControllers().size(), 1u);
     StandInWindow *main = asStandIn(controller->windowControllers().front());
@@ -90,12 +96,21 @@ TEST_F(ControllerTest, startingOnAFreshFolderOpensTheMainWindowInFront)
     EXPECT_TRUE(controller->dataStore().isAutoSaveTimerActive());
     EXPECT_EQ(controller->dataStore().autoSaveIntervalMilliseconds(), 5 * 60 * 1000);
     EXPECT_EQ(controller->serverRestarts(), 1);
+
+    defaults().setValue(QStringLiteral("AutoSavePeriod"), 1);
+    EXPECT_EQ(controller->dataStore().autoSaveIntervalMilliseconds(), 60 * 1000);
+    defaults().setValue(QStringLiteral("AutoSave"), false);
+    EXPECT_FALSE(controller->dataStore().isAutoSaveTimerActive());
+    defaults().setValue(QStringLiteral("AutoSave"), true);
+    EXPECT_TRUE(controller->dataStore().isAutoSaveTimerActive());
+    const int restarts = controller->serverRestarts();
+    defaults().setValue(QStringLiteral("abGroupName"), QStringLiteral("Phone"));
+    EXPECT_EQ(controller->serverRestarts(), restarts + 1);
 }
 
 TEST_F(ControllerTest, theLastWindowClosingQuitsOnlyWhenQuitAppIsOn)
 {
-    auto controller = makeController();
-    controller->startUp();
+    auto controller = startController();
     QSignalSpy terminate(controller.get(), &JW3Controller::terminateRequested);
     NoteWindow *second = controller->openWindowWithMemo(addPage(*controller, QStringLiteral("Second")));
     ASSERT_NE(second, nullptr);
@@ -124,29 +139,9 @@ TEST_F(ControllerTest, theLastWindowClosingQuitsOnlyWhenQuitAppIsOn)
     EXPECT_EQ(terminate.count(), 1);
 }
 
-TEST_F(ControllerTest, theAutosaveTimerAndTheSyncServerFollowThePreferences)
-{
-    auto controller = makeController();
-    controller->startUp();
-
-    defaults().setValue(QStringLiteral("AutoSavePeriod"), 1);
-    EXPECT_TRUE(controller->dataStore().isAutoSaveTimerActive());
-    EXPECT_EQ(controller->dataStore().autoSaveIntervalMilliseconds(), 60 * 1000);
-
-    defaults().setValue(QStringLiteral("AutoSave"), false);
-    EXPECT_FALSE(controller->dataStore().isAutoSaveTimerActive());
-    defaults().setValue(QStringLiteral("AutoSave"), true);
-    EXPECT_TRUE(controller->dataStore().isAutoSaveTimerActive());
-
-    const int restarts = controller->serverRestarts();
-    defaults().setValue(QStringLiteral("abGroupName"), QStringLiteral("Phone"));
-    EXPECT_EQ(controller->serverRestarts(), restarts + 1);
-}
-
 TEST_F(ControllerTest, goingToTheBackgroundRunsTheWaitingSaveAndIconisesWhenAsked)
 {
-    auto controller = makeController();
-    controller->startUp();
+    auto controller = startController();
     MemoPtr page = addPage(*controller, QStringLiteral("Typed in"));
     windows.front()->edited = true;
     defaults().setValue(QStringLiteral("IconAtBackGround"), true);
@@ -164,16 +159,14 @@ TEST_F(ControllerTest, windowsReopenOnTheirPagesAtTheNextStart)
 {
     qint64 chapterID = 0;
     {
-        auto controller = makeController();
-        controller->startUp();
+        auto controller = startController();
         MemoPtr chapter = addPage(*controller, QStringLiteral("Chapter"));
         addPage(*controller, QStringLiteral("Section"), chapter);
         chapterID = chapter->memoID();
         controller->openWindowWithMemo(chapter);
         controller->applicationWillTerminate();
     }
-    auto controller = makeController();
-    controller->startUp();
+    auto controller = startController();
     ASSERT_EQ(controller->windowControllers().size(), 2u);
     EXPECT_EQ(controller->windowControllers()[0]->rootMemo(), controller->rootMemo());
     EXPECT_EQ(controller->windowControllers()[1]->rootMemo()->memoID(), chapterID);
@@ -182,8 +175,7 @@ TEST_F(ControllerTest, windowsReopenOnTheirPagesAtTheNextStart)
 
 TEST_F(ControllerTest, switchingToAnEmptyFolderCopiesTheDataAndKeepsTheWindows)
 {
-    auto controller = makeController();
-    controller->startUp();
+    auto controller = startController();
     addPage(*controller, QStringLiteral("Kept"));
     QSignalSpy terminate(controller.get(), &JW3Controller::terminateRequested);
     const QString oldFolder = dataFolderPath();
@@ -208,14 +200,12 @@ TEST_F(ControllerTest, switchingToAFolderWithDataShowsItsPagesWithoutQuitting)
     const QString otherFolder = home() + QStringLiteral("/Other");
     defaults().setValue(QStringLiteral("dataFolderPath"), otherFolder);
     {
-        auto other = makeController();
-        other->startUp();
+        auto other = startController();
         addPage(*other, QStringLiteral("Other folder"));
         other->applicationWillTerminate();
     }
     defaults().setValue(QStringLiteral("dataFolderPath"), QString(home() + QStringLiteral("/Mine")));
-    auto controller = makeController();
-    controller->startUp();
+    auto controller = startController();
     addPage(*controller, QStringLiteral("Mine"));
     StandInWindow *mine = windows.front();
     QSignalSpy terminate(controller.get(), &JW3Controller::terminateRequested);
@@ -236,8 +226,7 @@ TEST_F(ControllerTest, switchingToAFolderWithDataShowsItsPagesWithoutQuitting)
 
 TEST_F(ControllerTest, aFolderAnotherProcessUsesIsNotSwitchedTo)
 {
-    auto controller = makeController();
-    controller->startUp();
+    auto controller = startController();
     addPage(*controller, QStringLiteral("Stays"));
     const QString before = dataFolderPath();
     const QString busy = home() + QStringLiteral("/Busy");
@@ -261,49 +250,39 @@ TEST_F(ControllerTest, aFolderAnotherProcessUsesIsNotSwitchedTo)
     EXPECT_EQ(controller->windowControllers().size(), 1u);
 }
 
-TEST_F(ControllerTest, clippedTextBecomesASavedPageShownInTheFrontWindow)
+TEST_F(ControllerTest, clippedTextBecomesASavedPageShownInTheMainWindow)
 {
-    auto controller = makeController();
-    controller->startUp();
+    auto controller = startController();
+    MemoPtr chapter = addPage(*controller, QStringLiteral("Chapter"));
+    NoteWindow *chapterWindow = controller->openWindowWithMemo(chapter);
+    ASSERT_EQ(controller->frontWindowController(), chapterWindow);
+
+    // The front window's tree does not hold the clippings: the main window shows the clip.
     MemoPtr clip = controller->clipText(QStringLiteral("Buy milk\nand bread"));
     ASSERT_NE(clip, nullptr);
-
     const MemoPtr parent = controller->tree().parentOfMemo(clip);
     EXPECT_EQ(parent, controller->tree().parentOfClippingMemo());
     EXPECT_EQ(controller->tree().parentOfMemo(parent), controller->rootMemo());
+    ASSERT_EQ(controller->windowControllers().size(), 3u);
+    EXPECT_EQ(controller->frontWindowController()->rootMemo(), controller->rootMemo());
     EXPECT_EQ(controller->frontWindowController()->selectedMemo(), clip);
+    EXPECT_EQ(chapterWindow->selectedMemo(), nullptr);
     EXPECT_TRUE(QFile::exists(notePathForID(clip->memoID())));
     QFile store(dataFilePath());
     ASSERT_TRUE(store.open(QIODevice::ReadOnly));
     EXPECT_TRUE(store.readAll().contains("Buy milk"));
 
     // A second clip goes under the same parent; undo takes it away again.
-    MemoPtr second = controller->clipText(QStringLiteral("Call Ann"));
+    controller->clipText(QStringLiteral("Call Ann"));
     EXPECT_EQ(parent->children().size(), 2u);
-    windows.front()->stack.undo();
+    asStandIn(controller->frontWindowController())->stack.undo();
     EXPECT_EQ(parent->children().size(), 1u);
     EXPECT_EQ(controller->clipURL(QUrl(QStringLiteral("not a url"))), nullptr);
 }
 
-TEST_F(ControllerTest, aClipShownOutsideTheFrontWindowsTreeOpensTheMainWindow)
-{
-    auto controller = makeController();
-    controller->startUp();
-    MemoPtr chapter = addPage(*controller, QStringLiteral("Chapter"));
-    NoteWindow *chapterWindow = controller->openWindowWithMemo(chapter);
-    ASSERT_EQ(controller->frontWindowController(), chapterWindow);
-
-    MemoPtr clip = controller->clipText(QStringLiteral("Elsewhere"));
-    ASSERT_EQ(controller->windowControllers().size(), 3u);
-    EXPECT_EQ(controller->frontWindowController()->rootMemo(), controller->rootMemo());
-    EXPECT_EQ(controller->frontWindowController()->selectedMemo(), clip);
-    EXPECT_EQ(chapterWindow->selectedMemo(), nullptr);
-}
-
 TEST_F(ControllerTest, clippedFilesAreReadByTheirKindAndBadOnesAreRefused)
 {
-    auto controller = makeController();
-    controller->startUp();
+    auto controller = startController();
     const auto write = [this](const QString &name, const QByteArray &bytes) {
         const QString path = home() + u'/' + name;
         QFile file(path);
@@ -333,8 +312,7 @@ TEST_F(ControllerTest, clippedFilesAreReadByTheirKindAndBadOnesAreRefused)
 
 TEST_F(ControllerTest, droppedFilesAreImportedWhereTheyFellAndDeletedRootsCloseTheirWindows)
 {
-    auto controller = makeController();
-    controller->startUp();
+    auto controller = startController();
     const MemoPtr folder = addPage(*controller, QStringLiteral("Folder"));
     addPage(*controller, QStringLiteral("Inside"), folder);
     const QString path = home() + QStringLiteral("/Meeting notes.txt");
@@ -365,8 +343,7 @@ TEST_F(ControllerTest, droppedFilesAreImportedWhereTheyFellAndDeletedRootsCloseT
 
 TEST_F(ControllerTest, pageLinksFromOtherProgramsShowTheirPage)
 {
-    auto controller = makeController();
-    controller->startUp();
+    auto controller = startController();
     MemoPtr chapter = addPage(*controller, QStringLiteral("Chapter"));
     MemoPtr section = addPage(*controller, QStringLiteral("Section"), chapter);
     const QString id = QString::number(section->memoID());
@@ -388,8 +365,7 @@ TEST_F(ControllerTest, pageLinksFromOtherProgramsShowTheirPage)
 
 TEST_F(ControllerTest, closingEveryWindowForAFolderSwitchLetsGoOfWindowsThatDoNotSaySo)
 {
-    auto controller = makeController();
-    controller->startUp();
+    auto controller = startController();
     controller->openWindowWithMemo(addPage(*controller, QStringLiteral("Second")));
     windows.back()->refusesToClose = true;
     QSignalSpy terminate(controller.get(), &JW3Controller::terminateRequested);

@@ -23,8 +23,6 @@ protected:
         FreshUserTest::TearDown();
     }
 
-    static QString untitled() { return localizedString(QStringLiteral("Untitled")); }
-
     static QByteArray rtfdOf(const QString &text)
     {
         TextConverter converter;
@@ -40,53 +38,43 @@ protected:
     }
 };
 
-TEST_F(MemoCreationTest, stringsGiveTitledEditedPagesWithRichText)
-{
-    const MemoPtr memo = MemoCreation::initWithString(QStringLiteral("abcdefghijklmnopqrstu\nsecond line"));
-    ASSERT_TRUE(memo);
-    EXPECT_EQ(memo->title(), QStringLiteral("abcdefghijklmno")); // 21 letters cut to 15
-    EXPECT_EQ(memo->plainText(), QStringLiteral("abcdefghijklmnopqrstu\nsecond line"));
-    EXPECT_EQ(textOf(memo->memoData()), memo->plainText());
-    EXPECT_TRUE(memo->isEdited());
-    EXPECT_TRUE(memo->webURLStr().isEmpty());
-
-    const MemoPtr empty = MemoCreation::initWithString(QString());
-    ASSERT_TRUE(empty);
-    EXPECT_EQ(empty->title(), untitled());
-    EXPECT_TRUE(empty->plainText().isEmpty());
-}
-
-TEST_F(MemoCreationTest, withTopLineAsTitleTheWholeFirstLineIsTheTitle)
-{
-    UserDefaults::standardUserDefaults().setValue(QStringLiteral("UseTopLineAsTitle"), true);
-    const MemoPtr memo = MemoCreation::initWithString(QStringLiteral("A first line longer than fifteen\nbody"));
-    ASSERT_TRUE(memo);
-    EXPECT_EQ(memo->title(), QStringLiteral("A first line longer than fifteen"));
-    EXPECT_EQ(memo->plainText(), QStringLiteral("A first line longer than fifteen\nbody"));
-}
-
-TEST_F(MemoCreationTest, aOneLineWebAddressBecomesAWebClipThatStartsItsDownload)
+TEST_F(MemoCreationTest, textGivesATitledEditedPageAndAOneLineAddressAWebClipThatStartsItsDownload)
 {
     MemoPtr started;
     MemoCreation::setWebClipDownloadStarter([&started](const MemoPtr &memo) { started = memo; });
-
-    const MemoPtr clip = MemoCreation::initWithString(QStringLiteral("https://example.org/a%20b?q=1"));
-    ASSERT_TRUE(clip);
-    EXPECT_EQ(clip->webURLStr(), QStringLiteral("https://example.org/a%20b?q=1"));
-    EXPECT_FALSE(clip->isEdited());
-    EXPECT_EQ(started, clip);
-
-    started.reset();
-    for (const QString &text : {QStringLiteral("http://example.org/\nmore"), QStringLiteral("http://example.org/\rmore"),
-                                QStringLiteral("see http://example.org/"), QStringLiteral("httpx")}) {
-        const MemoPtr memo = MemoCreation::initWithString(text);
-        ASSERT_TRUE(memo) << text.toStdString();
-        EXPECT_TRUE(memo->webURLStr().isEmpty()) << text.toStdString();
-        EXPECT_TRUE(memo->isEdited()) << text.toStdString();
+    const QString untitled = localizedString(QStringLiteral("Untitled"));
+    const struct {
+        QString text;
+        bool topLineAsTitle;
+        QString title;  // empty for a web clip
+    } cases[] = {
+        {QStringLiteral("abcdefghijklmnopqrstu\nsecond line"), false, QStringLiteral("abcdefghijklmno")},
+        {QStringLiteral("A first line longer than fifteen\nbody"), true, QStringLiteral("A first line longer than fifteen")},
+        {QString(), false, untitled},
+        {QStringLiteral("https://example.org/a%20b?q=1"), false, {}},
+        {QStringLiteral("http://example.org/\nmore"), false, QStringLiteral("http://example.")},
+        {QStringLiteral("http://example.org/\rmore"), false, QStringLiteral("http://example.")},
+        {QStringLiteral("see http://example.org/"), false, QStringLiteral("see http://exam")},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.text.toStdString());
+        UserDefaults::standardUserDefaults().setValue(QStringLiteral("UseTopLineAsTitle"), c.topLineAsTitle);
+        started.reset();
+        const MemoPtr memo = MemoCreation::initWithString(c.text);
+        ASSERT_TRUE(memo);
+        const bool clip = c.title.isEmpty();
+        EXPECT_EQ(memo->webURLStr(), clip ? c.text : QString());
+        EXPECT_EQ(started, clip ? memo : nullptr);
+        EXPECT_EQ(memo->isEdited(), !clip);
+        if (!clip) {
+            EXPECT_EQ(memo->title(), c.title);
+        }
+        if (!clip && !c.text.contains(u'\r')) {
+            EXPECT_EQ(memo->plainText(), c.text);
+            EXPECT_EQ(textOf(memo->memoData()), c.text);
+        }
     }
-    EXPECT_FALSE(started);
-
-    // Not a URL at all: nothing is made.
+    // Not an address at all: nothing is made.
     EXPECT_FALSE(MemoCreation::initWithString(QStringLiteral("http://exa mple.org/")));
     EXPECT_FALSE(MemoCreation::initWithURL(QUrl()));
 }
@@ -98,38 +86,27 @@ TEST_F(MemoCreationTest, fileBytesAreDecodedAndNeverMadeIntoWebClips)
     ASSERT_TRUE(memo);
     EXPECT_EQ(memo->plainText(), QString::fromUtf8("日本語のテキスト"));
     EXPECT_EQ(memo->title(), memo->plainText());
-
     const MemoPtr address = MemoCreation::initWithString(QByteArray("http://example.org/"));
     ASSERT_TRUE(address);
     EXPECT_TRUE(address->webURLStr().isEmpty());
-    EXPECT_EQ(address->title(), QStringLiteral("http://example."));
 }
 
-TEST_F(MemoCreationTest, rtfIsTitledFromOneCharacterOnRtfdFromTwo)
+TEST_F(MemoCreationTest, rtfIsTitledFromOneCharacterRtfdFromTwoAndUnreadableTextUsesNoID)
 {
     const MemoPtr rtf = MemoCreation::initWithRTF(QByteArray("{\\rtf1\\ansi x}"));
     ASSERT_TRUE(rtf);
     EXPECT_EQ(rtf->title(), QStringLiteral("x"));
-    EXPECT_EQ(rtf->plainText(), QStringLiteral("x"));
     EXPECT_EQ(textOf(rtf->memoData()), QStringLiteral("x"));
-    EXPECT_FALSE(rtf->isPlainTextMemo());
-    EXPECT_TRUE(rtf->isEdited());
+    EXPECT_TRUE(rtf->isEdited() && !rtf->isPlainTextMemo());
 
     const QByteArray oneCharacter = rtfdOf(QStringLiteral("y"));
     const MemoPtr rtfd = MemoCreation::initWithRTFD(oneCharacter);
     ASSERT_TRUE(rtfd);
-    EXPECT_EQ(rtfd->title(), untitled());
+    EXPECT_EQ(rtfd->title(), localizedString(QStringLiteral("Untitled")));
     EXPECT_EQ(rtfd->plainText(), QStringLiteral("y"));
-    EXPECT_EQ(rtfd->memoData(), oneCharacter); // kept as given, not rewritten
-    EXPECT_FALSE(rtfd->isPlainTextMemo());
+    EXPECT_EQ(rtfd->memoData(), oneCharacter) << "kept as given, not rewritten";
+    EXPECT_EQ(MemoCreation::initWithRTFD(rtfdOf(QStringLiteral("yz\nbody")))->title(), QStringLiteral("yz"));
 
-    const MemoPtr twoCharacters = MemoCreation::initWithRTFD(rtfdOf(QStringLiteral("yz\nbody")));
-    ASSERT_TRUE(twoCharacters);
-    EXPECT_EQ(twoCharacters->title(), QStringLiteral("yz"));
-}
-
-TEST_F(MemoCreationTest, unreadableRichTextMakesNoPageAndUsesNoID)
-{
     const qint64 before = JWMemo::memo()->memoID();
     EXPECT_FALSE(MemoCreation::initWithRTF(QByteArray("plain words, no RTF")));
     EXPECT_FALSE(MemoCreation::initWithRTF(QByteArray()));

@@ -10,99 +10,70 @@ using namespace MemoSorting;
 
 namespace {
 
-class MemoSortingTest : public FreshUserTest
+// A page with the given ID, title (none when null) and day of modification (none when 0).
+MemoPtr page(qint64 id, const QString &title = {}, int day = 0)
 {
-protected:
-    // A page with the given ID; no default is touched.
-    static MemoPtr page(qint64 id)
-    {
-        MemoPtr memo = JWMemo::bareMemo();
-        memo->setMemoID(id);
-        return memo;
-    }
-    static MemoPtr dated(qint64 id, int day)
-    {
-        MemoPtr memo = page(id);
-        memo->setModifiedAt(QDateTime(QDate(2020, 1, day), QTime(12, 0), Qt::UTC));
-        return memo;
-    }
-    static MemoPtr titled(qint64 id, const QString &title)
-    {
-        MemoPtr memo = page(id);
+    MemoPtr memo = JWMemo::bareMemo();
+    memo->setMemoID(id);
+    if (!title.isNull())
         memo->setTitle(title);
-        return memo;
-    }
-};
-
-TEST_F(MemoSortingTest, dateOrderIsNewestFirstUnlessTheFlagTurnsIt)
-{
-    const MemoPtr older = dated(1, 1);
-    const MemoPtr newer = dated(2, 5);
-    EXPECT_LT(sortWithDate(*newer, *older, false), 0);
-    EXPECT_GT(sortWithDate(*older, *newer, false), 0);
-    EXPECT_GT(sortWithDate(*newer, *older, true), 0);
-    EXPECT_EQ(sortWithDate(*older, *dated(3, 1), false), 0);
-
-    // A page without a date goes after one with a date; two without go by ID, largest first.
-    const MemoPtr undatedSmall = page(10);
-    const MemoPtr undatedLarge = page(20);
-    EXPECT_GT(sortWithDate(*undatedSmall, *older, false), 0);
-    EXPECT_LT(sortWithDate(*older, *undatedSmall, false), 0);
-    EXPECT_LT(sortWithDate(*undatedLarge, *undatedSmall, false), 0);
-    // The flag turns the missing-date rules around too.
-    EXPECT_LT(sortWithDate(*undatedSmall, *older, true), 0);
-    EXPECT_GT(sortWithDate(*undatedLarge, *undatedSmall, true), 0);
+    if (day > 0)
+        memo->setModifiedAt(QDateTime(QDate(2020, 1, day), QTime(12, 0), Qt::UTC));
+    return memo;
 }
 
-TEST_F(MemoSortingTest, nameOrderIsNaturalWithTheFlagOnAndReversedWithItOff)
+int sign(int value)
 {
-    const MemoPtr page9 = titled(1, QStringLiteral("Page 9"));
-    const MemoPtr page10 = titled(2, QStringLiteral("page 10"));
-    EXPECT_LT(sortWithName(*page9, *page10, true), 0);
-    EXPECT_GT(sortWithName(*page9, *page10, false), 0);
-    EXPECT_EQ(sortWithName(*titled(3, QStringLiteral("ABC")), *titled(4, QStringLiteral("abc")), true), 0);
-
-    // JWMemo::setTitle stores "" for none, so a null title means a page never titled.
-    const MemoPtr untitledSmall = page(5);
-    const MemoPtr untitledLarge = page(6);
-    ASSERT_TRUE(untitledSmall->title().isNull());
-    EXPECT_GT(sortWithName(*untitledSmall, *page9, true), 0);
-    EXPECT_LT(sortWithName(*page9, *untitledSmall, true), 0);
-    EXPECT_LT(sortWithName(*untitledLarge, *untitledSmall, true), 0);
-    EXPECT_GT(sortWithName(*untitledLarge, *untitledSmall, false), 0);
+    return (value > 0) - (value < 0);
 }
 
-TEST_F(MemoSortingTest, idAndReferenceOrdersAreLargestFirstWithTheFlagOn)
+TEST(MemoSortingTest, eachOrderRunsBothWaysAndPutsPagesWithoutTheKeyLast)
 {
-    EXPECT_LT(sortWithID(*page(9), *page(3), true), 0);
-    EXPECT_GT(sortWithID(*page(9), *page(3), false), 0);
-    EXPECT_EQ(sortWithID(*page(4), *page(4), true), 0);
-
-    const MemoPtr often = page(1);
+    const MemoPtr older = page(1, {}, 1), newer = page(2, {}, 5);
+    const MemoPtr undatedSmall = page(10), undatedLarge = page(20);
+    const MemoPtr page9 = page(1, QStringLiteral("Page 9")), page10 = page(2, QStringLiteral("page 10"));
+    const MemoPtr often = page(1), rarely = page(2);
     often->setReferenceNumber(12);
-    const MemoPtr rarely = page(2);
     rarely->setReferenceNumber(3);
-    EXPECT_LT(sortWithReferenceNumber(*often, *rarely, true), 0);
-    EXPECT_GT(sortWithReferenceNumber(*often, *rarely, false), 0);
-    EXPECT_GT(sortWithReferenceNumber(*rarely, *often, true), 0);
+    // A null title is a page never titled (setTitle stores "" for none).
+    ASSERT_TRUE(undatedSmall->title().isNull());
+
+    const struct {
+        const char *what;
+        Comparison compare;
+        MemoPtr a, b;
+        bool flag;
+        int sign; // of compare(a, b); compare(b, a) must give the opposite
+    } cases[] = {
+        {"newest first", sortWithDate, newer, older, false, -1},
+        {"oldest first with the flag", sortWithDate, newer, older, true, 1},
+        {"same date", sortWithDate, older, page(3, {}, 1), false, 0},
+        {"undated after dated", sortWithDate, undatedSmall, older, false, 1},
+        {"undated by ID, largest first", sortWithDate, undatedLarge, undatedSmall, false, -1},
+        {"the flag turns undated around", sortWithDate, undatedSmall, older, true, -1},
+        {"and their IDs", sortWithDate, undatedLarge, undatedSmall, true, 1},
+        {"natural name order", sortWithName, page9, page10, true, -1},
+        {"reversed without the flag", sortWithName, page9, page10, false, 1},
+        {"case is ignored", sortWithName, page(3, QStringLiteral("ABC")), page(4, QStringLiteral("abc")), true, 0},
+        {"untitled after titled", sortWithName, undatedSmall, page9, true, 1},
+        {"untitled by ID, largest first", sortWithName, undatedLarge, undatedSmall, true, -1},
+        {"the flag turns untitled around", sortWithName, undatedLarge, undatedSmall, false, 1},
+        {"largest ID first", sortWithID, page(9), page(3), true, -1},
+        {"smallest ID first", sortWithID, page(9), page(3), false, 1},
+        {"same ID", sortWithID, page(4), page(4), true, 0},
+        {"most opened first", sortWithReferenceNumber, often, rarely, true, -1},
+        {"least opened first", sortWithReferenceNumber, often, rarely, false, 1},
+    };
+    for (const auto &c : cases) {
+        EXPECT_EQ(sign(c.compare(*c.a, *c.b, c.flag)), c.sign) << c.what;
+        EXPECT_EQ(sign(c.compare(*c.b, *c.a, c.flag)), -c.sign) << c.what << ", swapped";
+    }
 }
 
-TEST_F(MemoSortingTest, sortMemosIsStableAndPutsNullEntriesLast)
+TEST(MemoSortingTest, sortingAListAgreesWithThePairwiseOrderStablyAndPutsNullEntriesLast)
 {
-    const MemoPtr a = titled(1, QStringLiteral("b"));
-    const MemoPtr b = titled(2, QStringLiteral("a"));
-    const MemoPtr c = titled(3, QStringLiteral("B"));
-    QList<MemoPtr> memos = {a, nullptr, b, c};
-    sortMemos(memos, sortWithName, true);
-    // "b" and "B" are equal and keep their order.
-    EXPECT_EQ(memos, (QList<MemoPtr>{b, a, c, nullptr}));
-
-    sortMemos(memos, nullptr, true);
-    EXPECT_EQ(memos, (QList<MemoPtr>{b, a, c, nullptr}));
-}
-
-TEST_F(MemoSortingTest, sortingManyPagesByNameGivesThePairwiseOrder)
-{
+    // sortMemos sorts by name through collation keys, not through sortWithName:
+    // the two must agree on numbers, case, accents, full-width digits and scripts.
     const QStringList titles = {"Page 10", "page 9", "Page 9", "Chapter 3 - 2024-05-01", "chapter 12", "a10", "a2",
                                 "A2", "a\uFF11\uFF10", "r\u00E9sum\u00E9", "resume", "a-b", "ab", "",
                                 "\u65E5\u8A18 2", "\u65E5\u8A18 10", "\u306B\u3063\u304D", "Zebra", "zebra",
@@ -110,8 +81,7 @@ TEST_F(MemoSortingTest, sortingManyPagesByNameGivesThePairwiseOrder)
     QList<MemoPtr> memos;
     qint64 id = 1;
     for (const QString &title : titles)
-        memos.append(titled(id++, title));
-    // Untitled pages and null entries mixed in.
+        memos.append(page(id++, title));
     memos.insert(3, page(id++));
     memos.insert(9, nullptr);
     memos.insert(12, page(id++));
@@ -128,6 +98,9 @@ TEST_F(MemoSortingTest, sortingManyPagesByNameGivesThePairwiseOrder)
         EXPECT_EQ(sorted, expected) << "flag " << flag;
         EXPECT_EQ(sorted.constLast(), nullptr);
     }
+    QList<MemoPtr> unsorted = memos;
+    sortMemos(unsorted, nullptr, true);
+    EXPECT_EQ(unsorted, memos) << "no comparison leaves the list alone";
 }
 
 } // namespace

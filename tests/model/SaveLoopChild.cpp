@@ -1,10 +1,10 @@
 // jw-save-loop: a program that does nothing but edit and save, for the
 // crash-safety test to kill at random moments.
 //
-//     jw-save-loop FOLDER --journal FILE [--round R] [--pages N] [--text-bytes B] [--seed S]
+//     jw-save-loop FOLDER JOURNAL ROUND PAGES TEXT-BYTES SEED
 //
 // It opens the data folder FOLDER (its preferences are wherever its
-// XDG_CONFIG_HOME says), loads the tree there or makes one of N pages, says
+// XDG_CONFIG_HOME says), loads the tree there or makes one of PAGES pages, says
 // "ready" on its standard output and then, for ever: gives a few random pages
 // a new generation of title and text, now and then adds a page, and saves.
 //
@@ -12,12 +12,11 @@
 // "<ID> <generation> <SHA-1 of the text>", in one write straight to the
 // kernel, so that a page file found after a kill can be matched against what
 // was really written. Titles are "Page <ID> gen <generation>"; generations
-// of round R start at R * 1,000,000, so no two runs write the same one.
+// of round ROUND start at ROUND * 1,000,000, so no two runs write the same one.
 #include "model/DataStore.h"
 #include "model/JWMemo.h"
 #include "platform/settings/UserDefaults.h"
 
-#include <QCommandLineParser>
 #include <QCryptographicHash>
 #include <QDateTime>
 #include <QFile>
@@ -44,16 +43,11 @@ public:
         : m_fd(::open(QFile::encodeName(path).constData(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644))
     {
     }
-    ~Journal()
-    {
-        if (m_fd >= 0)
-            ::close(m_fd);
-    }
+    ~Journal() { ::close(m_fd); }
     Journal(const Journal &) = delete;
     Journal &operator=(const Journal &) = delete;
 
     [[nodiscard]] bool isOpen() const { return m_fd >= 0; }
-
     [[nodiscard]] bool record(qint64 memoID, qint64 generation, const QString &text)
     {
         const QByteArray line = QByteArray::number(memoID) + ' ' + QByteArray::number(generation) + ' '
@@ -126,6 +120,12 @@ MemoPtr makeTree(int pages, int bytes, std::mt19937 &random, Journal &journal)
     return root;
 }
 
+int fail(const char *what, const QString &detail = {})
+{
+    std::fprintf(stderr, "jw-save-loop: %s %s\n", what, qPrintable(detail));
+    return kFailed;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -133,57 +133,34 @@ int main(int argc, char **argv)
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication app(argc, argv);
-
-    QCommandLineParser parser;
-    parser.addPositionalArgument(QStringLiteral("FOLDER"), QStringLiteral("The data folder."));
-    parser.addOptions(
-        { { QStringLiteral("journal"), QStringLiteral("The journal of versions."), QStringLiteral("FILE") },
-            { QStringLiteral("round"), QStringLiteral("This run's number."), QStringLiteral("R"), QStringLiteral("1") },
-            { QStringLiteral("pages"), QStringLiteral("Pages of a new tree."), QStringLiteral("N"),
-                QStringLiteral("2000") },
-            { QStringLiteral("text-bytes"), QStringLiteral("Characters per page."), QStringLiteral("B"),
-                QStringLiteral("2000") },
-            { QStringLiteral("seed"), QStringLiteral("Seed of the random choices."), QStringLiteral("S"),
-                QStringLiteral("1") } });
-    parser.process(app);
-    const int round = parser.value(QStringLiteral("round")).toInt();
-    const int pages = parser.value(QStringLiteral("pages")).toInt();
-    const int bytes = parser.value(QStringLiteral("text-bytes")).toInt();
-    if (parser.positionalArguments().size() != 1 || !parser.isSet(QStringLiteral("journal")) || round < 1 || pages < 2
-        || bytes < 1) {
-        std::fputs(
-            "jw-save-loop: FOLDER --journal FILE [--round R>0] [--pages N>1] [--text-bytes B>0] [--seed S]\n", stderr);
+    const QStringList args = app.arguments();
+    const int round = args.value(3).toInt();
+    const int pages = args.value(4).toInt();
+    const int bytes = args.value(5).toInt();
+    if (args.size() != 7 || round < 1 || pages < 2 || bytes < 1) {
+        std::fputs("usage: jw-save-loop FOLDER JOURNAL ROUND>0 PAGES>1 TEXT-BYTES>0 SEED\n", stderr);
         return 2;
     }
-    Journal journal(parser.value(QStringLiteral("journal")));
-    if (!journal.isOpen()) {
-        std::fputs("jw-save-loop: the journal cannot be opened\n", stderr);
-        return kFailed;
-    }
-    std::mt19937 random(parser.value(QStringLiteral("seed")).toUInt() * 1000u + unsigned(round));
+    Journal journal(args[2]);
+    if (!journal.isOpen())
+        return fail("the journal cannot be opened");
+    std::mt19937 random(args[6].toUInt() * 1000u + unsigned(round));
 
-    const QString folder = QFileInfo(parser.positionalArguments().first()).absoluteFilePath();
+    const QString folder = QFileInfo(args[1]).absoluteFilePath();
     UserDefaults::standardUserDefaults().setValue(QStringLiteral("dataFolderPath"), folder);
     DataStore store;
     if (QFileInfo::exists(folder + QStringLiteral("/JW3Data.jw3datastore"))) {
         store.loadNoteData();
-        if (!store.problems().isEmpty() || !store.rootMemo()) {
-            std::fprintf(
-                stderr, "jw-save-loop: the folder did not load: %s\n", qPrintable(store.problems().join(u' ')));
-            return kFailed;
-        }
+        if (!store.problems().isEmpty() || !store.rootMemo())
+            return fail("the folder did not load:", store.problems().join(u' '));
     } else {
         const MemoPtr root = makeTree(pages, bytes, random, journal);
-        if (!root) {
-            std::fputs("jw-save-loop: the journal cannot be written\n", stderr);
-            return kFailed;
-        }
+        if (!root)
+            return fail("the journal cannot be written");
         store.setRootMemo(root);
         store.tree().resetMemoID();
-        if (Status saved = store.save(); !saved) {
-            std::fprintf(stderr, "jw-save-loop: the new tree was not saved: %s\n", qPrintable(saved.errorMessage()));
-            return kFailed;
-        }
+        if (Status saved = store.save(); !saved)
+            return fail("the new tree was not saved:", saved.errorMessage());
     }
     std::fputs("ready\n", stdout);
     std::fflush(stdout);
@@ -197,7 +174,7 @@ int main(int argc, char **argv)
             edited.insert(all.at(anyPage(random)).get());
         for (JWMemo *page : std::as_const(edited)) {
             if (!writeVersion(*page, generation, bytes, random, journal))
-                return kFailed;
+                return fail("the journal cannot be written");
         }
         if (generation % 8 == 0) {
             const MemoPtr page = JWMemo::memo();
@@ -205,9 +182,7 @@ int main(int argc, char **argv)
                 return kFailed;
             (void)store.tree().insertNewMemo(page, all.at(anyPage(random)), -1);
         }
-        if (Status saved = store.save(); !saved) {
-            std::fprintf(stderr, "jw-save-loop: saving failed: %s\n", qPrintable(saved.errorMessage()));
-            return kFailed;
-        }
+        if (Status saved = store.save(); !saved)
+            return fail("saving failed:", saved.errorMessage());
     }
 }
