@@ -29,13 +29,13 @@ Result<QString> generateCachedFolder()
     // an interrupted run never leaves half a folder to be taken for a whole one.
     QTemporaryDir work(cache + QStringLiteral("-XXXXXX"));
     if (!work.isValid())
-        return Error { work.errorString() };
+        return Error{work.errorString()};
     const QString folder = work.path() + QStringLiteral("/folder");
-    DataFolderGenerator generator({ kPages, kTextBytes, kSeed });
+    DataFolderGenerator generator({kPages, kTextBytes, kSeed});
     if (auto written = generator.writeFolder(folder); !written)
-        return Error { written.errorMessage() };
+        return Error{written.errorMessage()};
     if (!QDir().rename(folder, cache))
-        return Error { QStringLiteral("The generated folder cannot be moved to %1").arg(cache) };
+        return Error{QStringLiteral("The generated folder cannot be moved to %1").arg(cache)};
     return cache;
 }
 
@@ -46,7 +46,7 @@ const Result<QString> &benchFolder()
         if (given.isEmpty())
             return generateCachedFolder();
         if (!QFileInfo::exists(given + QStringLiteral("/JW3Data.jw3datastore")))
-            return Error { QStringLiteral("JW_BENCH_DATA=%1 holds no data store").arg(given) };
+            return Error{QStringLiteral("JW_BENCH_DATA=%1 holds no data store").arg(given)};
         return QFileInfo(given).absoluteFilePath();
     }();
     return folder;
@@ -82,7 +82,7 @@ double peakResidentMegabytes()
 {
     if (const double peak = statusMegabytes("VmHWM:"); peak > 0)
         return peak;
-    rusage usage {};
+    rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
     return double(usage.ru_maxrss) / 1024.0;
 }

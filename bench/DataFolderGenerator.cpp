@@ -56,9 +56,8 @@ const std::array kTitleWords = {
     "Crème brûlée",
     "Smörgåsbord notes",
 };
-const std::array kTags
-    = { "work", "home", "ideas", "todo", "reading", "travel", "recipes", "archive", "2023", "urgent" };
-const std::array<QRgb, 6> kColours = { 0xd0021b, 0xf5a623, 0x7ed321, 0x4a90e2, 0x9013fe, 0x50e3c2 };
+const std::array kTags = {"work", "home", "ideas", "todo", "reading", "travel", "recipes", "archive", "2023", "urgent"};
+const std::array<QRgb, 6> kColours = {0xd0021b, 0xf5a623, 0x7ed321, 0x4a90e2, 0x9013fe, 0x50e3c2};
 
 QString capitalised(QString word)
 {
@@ -93,8 +92,7 @@ const QByteArray &picture(int index)
 DataFolderGenerator::DataFolderGenerator(Options options)
     : m_options(options)
     , m_random(options.seed)
-{
-}
+{ }
 
 int DataFolderGenerator::randomInt(int low, int high)
 {
@@ -165,7 +163,7 @@ void DataFolderGenerator::fillRichText(JWMemo &memo, int targetBytes, bool withP
     for (int paragraph = 0; characters < targetCharacters; ++paragraph) {
         cursor.insertBlock(QTextBlockFormat(), QTextCharFormat());
         if (paragraph == pictureParagraph) {
-            TextAttachments::insert(cursor, { QStringLiteral("Pasted Graphic.png"), picture(randomInt(0, 3)), {} });
+            TextAttachments::insert(cursor, {QStringLiteral("Pasted Graphic.png"), picture(randomInt(0, 3)), {}});
             cursor.insertBlock(QTextBlockFormat(), QTextCharFormat());
         }
         for (int n = randomInt(2, 6); n > 0 && characters < targetCharacters; --n) {
@@ -298,12 +296,13 @@ MemoPtr DataFolderGenerator::makeTree()
 
     MemoPtr root = makePage(nextID, 0, created);
     // Every page with its level and the place of its parent in this list.
-    struct Placed {
+    struct Placed
+    {
         JWMemo *memo;
         int depth;
         qsizetype parent;
     };
-    std::vector<Placed> placed { { root.get(), 0, -1 } };
+    std::vector<Placed> placed{{root.get(), 0, -1}};
     const auto upTo = [&placed](qsizetype index, int depth) {
         while (placed[index].depth > depth)
             index = placed[index].parent;
@@ -329,7 +328,7 @@ MemoPtr DataFolderGenerator::makeTree()
         parent = upTo(parent, kMaxDepth - 1);
         const int depth = placed[parent].depth + 1;
         MemoPtr page = makePage(nextID, depth, created);
-        placed.push_back({ page.get(), depth, parent });
+        placed.push_back({page.get(), depth, parent});
         m_summary.depth = std::max(m_summary.depth, depth);
         placed[parent].memo->appendChild(std::move(page));
     }
@@ -346,11 +345,11 @@ Result<DataFolderGenerator::Summary> DataFolderGenerator::writeFolder(const QStr
 {
     const QString folder = QFileInfo(folderPath).absoluteFilePath();
     if (QFileInfo::exists(folder + QStringLiteral("/JW3Data.jw3datastore")))
-        return Error { QStringLiteral("%1 holds a data store already; nothing was written").arg(folder) };
-    if (!QDir(folder + QStringLiteral("/Note Data")).entryList({ QStringLiteral("*.jw3page") }, QDir::Files).isEmpty())
-        return Error { QStringLiteral("%1 holds page files already; nothing was written").arg(folder) };
+        return Error{QStringLiteral("%1 holds a data store already; nothing was written").arg(folder)};
+    if (!QDir(folder + QStringLiteral("/Note Data")).entryList({QStringLiteral("*.jw3page")}, QDir::Files).isEmpty())
+        return Error{QStringLiteral("%1 holds page files already; nothing was written").arg(folder)};
     if (!QDir().mkpath(folder))
-        return Error { QStringLiteral("The folder %1 cannot be made").arg(folder) };
+        return Error{QStringLiteral("The folder %1 cannot be made").arg(folder)};
     UserDefaults::standardUserDefaults().setValue(QStringLiteral("dataFolderPath"), folder);
 
     const MemoPtr root = makeTree();
@@ -360,19 +359,18 @@ Result<DataFolderGenerator::Summary> DataFolderGenerator::writeFolder(const QStr
         DataStore store;
         store.setRootMemo(root);
         if (Status saved = store.save(); !saved)
-            return Error { saved.errorMessage() };
+            return Error{saved.errorMessage()};
         store.tree().resetMemoID();
     }
     m_summary.writeMilliseconds = timer.elapsed();
 
-    const QFileInfoList files = QDir(noteDataFolderPath()).entryInfoList({ QStringLiteral("*.jw3page") }, QDir::Files);
+    const QFileInfoList files = QDir(noteDataFolderPath()).entryInfoList({QStringLiteral("*.jw3page")}, QDir::Files);
     m_summary.pageFiles = int(files.size());
     for (const QFileInfo &file : files)
         m_summary.pageFileBytes += file.size();
     m_summary.dataStoreBytes = QFileInfo(dataFilePath()).size();
     if (m_summary.pageFiles != m_summary.pages)
-        return Error {
-            QStringLiteral("Only %1 of %2 page files were written").arg(m_summary.pageFiles).arg(m_summary.pages)
-        };
+        return Error{
+            QStringLiteral("Only %1 of %2 page files were written").arg(m_summary.pageFiles).arg(m_summary.pages)};
     return m_summary;
 }

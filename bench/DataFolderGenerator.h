@@ -19,12 +19,14 @@
  * The same options give the same tree (titles, text, shape, IDs and dates);
  * only the files' own timestamps differ between runs.
  */
-class DataFolderGenerator {
+class DataFolderGenerator
+{
 public:
     /** Changes whenever the same options start giving a different folder, so that cached folders are made afresh. */
     static constexpr int kVersion = 1;
 
-    struct Options {
+    struct Options
+    {
         /** Pages in all, the root included. */
         int pages = 10'000;
         /** The mean size of a page's rich text (flattened RTFD) in bytes; pages vary around it. */
@@ -33,12 +35,13 @@ public:
     };
 
     /** What a folder received. */
-    struct Summary {
+    struct Summary
+    {
         int pages = 0;
         /** Levels below the root. */
         int depth = 0;
         /** How many pages each level holds, the root's level first. */
-        std::array<int, 7> pagesAtLevel {};
+        std::array<int, 7> pagesAtLevel{};
         int webClips = 0;
         int protectedPages = 0;
         int plainTextPages = 0;

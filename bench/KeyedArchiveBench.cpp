@@ -20,12 +20,12 @@ QVariantMap memoTree(int depth, qint64 &nextId)
         for (int i = 0; i < kFanOut; ++i)
             children.append(memoTree(depth - 1, nextId));
     }
-    return { { QStringLiteral("memoID"), id }, { QStringLiteral("title"), QStringLiteral("Page %1").arg(id) },
-        { QStringLiteral("locked"), false }, { QStringLiteral("protectWithPassword"), false },
-        { QStringLiteral("createdAt"), created }, { QStringLiteral("modifiedAt"), created.addDays(3) },
-        { QStringLiteral("plainText"), QStringLiteral("Notes for page %1. ").arg(id).repeated(20) },
-        { QStringLiteral("imageDataArray"), QVariantList { QByteArray(2048, char(id)) } },
-        { QStringLiteral("children"), children } };
+    return {{QStringLiteral("memoID"), id}, {QStringLiteral("title"), QStringLiteral("Page %1").arg(id)},
+        {QStringLiteral("locked"), false}, {QStringLiteral("protectWithPassword"), false},
+        {QStringLiteral("createdAt"), created}, {QStringLiteral("modifiedAt"), created.addDays(3)},
+        {QStringLiteral("plainText"), QStringLiteral("Notes for page %1. ").arg(id).repeated(20)},
+        {QStringLiteral("imageDataArray"), QVariantList{QByteArray(2048, char(id))}},
+        {QStringLiteral("children"), children}};
 }
 
 // 1 + 10 + 100 + 1,000 = 1,111 pages.

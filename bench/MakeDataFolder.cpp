@@ -81,14 +81,14 @@ int main(int argc, char **argv)
     parser.addHelpOption();
     parser.addPositionalArgument(QStringLiteral("OUT"), QStringLiteral("The data folder to write (made if missing)."));
     parser.addOption(
-        { QStringLiteral("pages"), QStringLiteral("Pages in all, the root included (default %1).").arg(defaults.pages),
-            QStringLiteral("N"), QString::number(defaults.pages) });
-    parser.addOption({ QStringLiteral("text-bytes"),
+        {QStringLiteral("pages"), QStringLiteral("Pages in all, the root included (default %1).").arg(defaults.pages),
+            QStringLiteral("N"), QString::number(defaults.pages)});
+    parser.addOption({QStringLiteral("text-bytes"),
         QStringLiteral("Mean size of a page's rich text in bytes (default %1).").arg(defaults.textBytes),
-        QStringLiteral("B"), QString::number(defaults.textBytes) });
+        QStringLiteral("B"), QString::number(defaults.textBytes)});
     parser.addOption(
-        { QStringLiteral("seed"), QStringLiteral("Seed of the pseudo-random choices (default %1).").arg(defaults.seed),
-            QStringLiteral("S"), QString::number(defaults.seed) });
+        {QStringLiteral("seed"), QStringLiteral("Seed of the pseudo-random choices (default %1).").arg(defaults.seed),
+            QStringLiteral("S"), QString::number(defaults.seed)});
     parser.process(app);
 
     const QStringList positional = parser.positionalArguments();
@@ -105,7 +105,7 @@ int main(int argc, char **argv)
     const QString out = QDir(positional.first()).absolutePath();
     QElapsedTimer timer;
     timer.start();
-    DataFolderGenerator generator({ int(*pages), int(*textBytes), quint32(*seed) });
+    DataFolderGenerator generator({int(*pages), int(*textBytes), quint32(*seed)});
     const auto written = generator.writeFolder(out);
     const qint64 elapsed = timer.elapsed();
     // Written now, while the throw-away folder still exists.

@@ -24,9 +24,9 @@ void BM_NotificationPostToPages(benchmark::State &state)
     for (int64_t i = 0; i < state.range(0); ++i) {
         pages.push_back(std::make_unique<QObject>());
         center.addObserver(pages.back().get(), NotificationNames::JW3SaveMemoContent, nullptr,
-                           [&delivered](const Notification &) { ++delivered; });
+            [&delivered](const Notification &) { ++delivered; });
         center.addObserver(pages.back().get(), NotificationNames::JW3OpenNoteLeaf, nullptr,
-                           [&delivered](const Notification &) { ++delivered; });
+            [&delivered](const Notification &) { ++delivered; });
     }
     for (auto _ : state)
         center.post(NotificationNames::JW3SaveMemoContent);
@@ -44,8 +44,8 @@ void BM_NotificationPagesComeAndGo(benchmark::State &state)
         for (int64_t i = 0; i < state.range(0); ++i) {
             pages.push_back(std::make_unique<QObject>());
             for (auto name : {NotificationNames::JW3SaveMemoContent, NotificationNames::JW3OpenNoteLeaf,
-                              NotificationNames::JW3ConvertNoteTextToSetTitleAtFirstLine,
-                              NotificationNames::JW3ConvertNoteTextToSetTitleFromFirstLine})
+                     NotificationNames::JW3ConvertNoteTextToSetTitleAtFirstLine,
+                     NotificationNames::JW3ConvertNoteTextToSetTitleFromFirstLine})
                 center.addObserver(pages.back().get(), name, nullptr, [](const Notification &) {});
         }
         pages.clear();
@@ -72,7 +72,8 @@ QVariantMap typicalPreferences()
 {
     QVariantMap values;
     for (int i = 0; i < 40; ++i)
-        values.insert(QStringLiteral("Key%1").arg(i), i % 3 == 0 ? QVariant(qint64(i)) : QVariant(QStringLiteral("value %1").arg(i)));
+        values.insert(QStringLiteral("Key%1").arg(i),
+            i % 3 == 0 ? QVariant(qint64(i)) : QVariant(QStringLiteral("value %1").arg(i)));
     values.insert(QStringLiteral("windowIDs"), QVariantList{qint64(1), qint64(12), qint64(40)});
     values.insert(QStringLiteral("BGColor"), QByteArray(60, '\x84'));
     return values;

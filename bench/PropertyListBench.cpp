@@ -19,16 +19,18 @@ constexpr int kPageCount = 200'000;
 // shared values (keys, flags, tags) and mostly unique ones.
 QVariantList pageDictionaries()
 {
-    const QStringList tags{QStringLiteral("inbox"), QStringLiteral("work"), QStringLiteral("home"), QStringLiteral("later")};
-    const QString text = QStringLiteral(
-        "Call the printer about the invoice, then draft the agenda for Thursday: budget, hiring, "
-        "the move to the new office and whatever else comes up before lunch.");
+    const QStringList tags{
+        QStringLiteral("inbox"), QStringLiteral("work"), QStringLiteral("home"), QStringLiteral("later")};
+    const QString text
+        = QStringLiteral("Call the printer about the invoice, then draft the agenda for Thursday: budget, hiring, "
+                         "the move to the new office and whatever else comes up before lunch.");
     const QDateTime start(QDate(2024, 1, 1), QTime(9, 0), Qt::UTC);
 
     QVariantList pages;
     pages.reserve(kPageCount);
     for (int i = 0; i < kPageCount; ++i) {
-        const QString title = i % 10 == 0 ? QStringLiteral("Gr\u00FC\u00DFe %1").arg(i) : QStringLiteral("Page %1").arg(i);
+        const QString title
+            = i % 10 == 0 ? QStringLiteral("Gr\u00FC\u00DFe %1").arg(i) : QStringLiteral("Page %1").arg(i);
         QByteArray colour(8, '\0');
         qToBigEndian(quint64(i) * 2654435761u, colour.data());
         pages.append(QVariantMap{

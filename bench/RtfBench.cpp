@@ -30,7 +30,8 @@ QByteArray makeMixedRtf(qsizetype bytes)
                "a tab, \\fs36 larger text\\fs24 , caf\\'e9 cr\\'e8me \\uc0\\u8364  \\u8212  and "
                "{\\field{\\*\\fldinst{HYPERLINK \"https://example.com/page/";
         rtf += QByteArray::number(paragraph);
-        rtf += "\"}}{\\fldrslt \\cf3 \\ul \\ulc3 a link}}\\cf0 \\ulnone  in the middle. \\f1\\b Heading-like run\\f0\\b0 "
+        rtf += "\"}}{\\fldrslt \\cf3 \\ul \\ulc3 a link}}\\cf0 \\ulnone  in the middle. \\f1\\b Heading-like "
+               "run\\f0\\b0 "
                "followed by an ordinary sentence that is long enough to look like prose in a note.\\\n";
     }
     rtf += "}";

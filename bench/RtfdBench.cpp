@@ -36,7 +36,8 @@ void appendFormattedText(QTextCursor &cursor, qsizetype characters)
 {
     const QString words = QStringLiteral("The quick brown fox jumps over the lazy dog while the notes pile up. ");
     const QColor colours[] = {Qt::black, Qt::darkRed, Qt::darkBlue, Qt::darkGreen};
-    const QString fonts[] = {QStringLiteral("Helvetica"), QStringLiteral("Helvetica-Bold"), QStringLiteral("Menlo-Regular")};
+    const QString fonts[]
+        = {QStringLiteral("Helvetica"), QStringLiteral("Helvetica-Bold"), QStringLiteral("Menlo-Regular")};
     qsizetype written = 0;
     for (int paragraph = 0; written < characters; ++paragraph) {
         for (int run = 0; run < 4; ++run) {

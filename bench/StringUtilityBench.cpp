@@ -15,13 +15,15 @@ namespace {
 // dated entries, Japanese and accented titles, and plain words in any case.
 QStringList realisticTitles(int count)
 {
-    static const std::array<const char *, 24> kWords = {
-        "meeting", "Notes", "ideas", "Project", "draft", "TODO", "recipe", "Travel", "budget", "reading list",
-        "caf\u00E9", "r\u00E9sum\u00E9", "\u00C5ngstr\u00F6m", "na\u00EFve", "Stra\u00DFe", "\u00E9t\u00E9",
-        "\u65E5\u8A18", "\u4F1A\u8B70\u30E1\u30E2", "\u8CB7\u3044\u7269\u30EA\u30B9\u30C8", "\u3072\u3089\u304C\u306A",
-        "\u30AB\u30BF\u30AB\u30CA", "\u6771\u4EAC", "\uFF21\uFF22\uFF23", "v2.1"};
+    static const std::array<const char *, 24> kWords
+        = {"meeting", "Notes", "ideas", "Project", "draft", "TODO", "recipe", "Travel", "budget", "reading list",
+            "caf\u00E9", "r\u00E9sum\u00E9", "\u00C5ngstr\u00F6m", "na\u00EFve", "Stra\u00DFe", "\u00E9t\u00E9",
+            "\u65E5\u8A18", "\u4F1A\u8B70\u30E1\u30E2", "\u8CB7\u3044\u7269\u30EA\u30B9\u30C8",
+            "\u3072\u3089\u304C\u306A", "\u30AB\u30BF\u30AB\u30CA", "\u6771\u4EAC", "\uFF21\uFF22\uFF23", "v2.1"};
     QRandomGenerator random(2024);
-    const auto word = [&] { return QString::fromUtf8(kWords[random.bounded(int(kWords.size()))]); };
+    const auto word = [&] {
+        return QString::fromUtf8(kWords[random.bounded(int(kWords.size()))]);
+    };
     QStringList titles;
     titles.reserve(count);
     for (int i = 0; i < count; ++i) {

@@ -84,7 +84,9 @@ const TypedStreamRegistry &benchRegistry()
         coder.version = 5;
         coder.encode = encodeMemo;
         coder.decode = decodeMemo;
-        coder.identity = [](const QVariant &value) -> const void * { return value.value<BenchMemoPtr>().get(); };
+        coder.identity = [](const QVariant &value) -> const void * {
+            return value.value<BenchMemoPtr>().get();
+        };
         r.registerCoder(std::move(coder));
         r.setDefaultClassName(qMetaTypeId<BenchMemoPtr>(), "JWMemo");
         return r;

@@ -36,8 +36,8 @@ void ensureApplication()
     static char *argv[] = {name, nullptr};
     if (QCoreApplication::instance())
         return;
-    static QTemporaryDir home(QDir(QStringLiteral("/dev/shm")).exists() ? QStringLiteral("/dev/shm/fuzz-book-XXXXXX")
-                                                                       : QString());
+    static QTemporaryDir home(
+        QDir(QStringLiteral("/dev/shm")).exists() ? QStringLiteral("/dev/shm/fuzz-book-XXXXXX") : QString());
     for (const char *variable : {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME"})
         qputenv(variable, home.path().toLocal8Bit());
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))

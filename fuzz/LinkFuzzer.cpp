@@ -68,7 +68,7 @@ void checkLink(Host &host, const QString &link)
     require(PageLinks::mailLocation(link).size() <= link.size(), "mail location grew");
     const LinkClick::Outcome outcome = LinkClick::resolve(host, link);
     require(outcome != LinkClick::Outcome::ShowedPage && outcome != LinkClick::Outcome::OpenedPageWindow,
-            "showed a page that does not exist");
+        "showed a page that does not exist");
 }
 
 } // namespace

@@ -30,7 +30,7 @@ void checkRoundTrips(const QVariant &value)
         const auto back = BinaryPropertyList::read(binary.value());
         require(back.ok(), "the binary writer's output does not read");
         require(BinaryPropertyList::write(back.value()).valueOr({}) == binary.value(),
-                "binary write, read and write again gives other bytes");
+            "binary write, read and write again gives other bytes");
     }
     // XML loses what the form cannot hold (fractions of seconds, the sign of
     // zero, characters after a NUL), so its fixed point is one round later.
@@ -43,7 +43,7 @@ void checkRoundTrips(const QVariant &value)
         const auto again = XmlPropertyListReader::read(rewritten.value());
         require(again.ok(), "rewritten XML does not read");
         require(PropertyList::toData(again.value(), PropertyList::Format::Xml).valueOr({}) == rewritten.value(),
-                "XML does not reach a fixed point");
+            "XML does not reach a fixed point");
     }
 }
 

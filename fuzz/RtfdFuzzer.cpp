@@ -58,6 +58,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     QTextDocument again;
     require(Rtfd::readFlattened(Rtfd::writeFlattened(document, 0), again).ok(), "written RTFD does not read");
     require(TextAttachments::all(again).size() == TextAttachments::all(document).size(),
-            "written RTFD reads with another number of attachments");
+        "written RTFD reads with another number of attachments");
     return 0;
 }

@@ -17,6 +17,7 @@ struct ApplicationRequest
 
     [[nodiscard]] bool isEmpty() const
     {
-        return filesToOpen.isEmpty() && linksToOpen.isEmpty() && clipText.isNull() && clipURL.isEmpty() && clipFile.isEmpty();
+        return filesToOpen.isEmpty() && linksToOpen.isEmpty() && clipText.isNull() && clipURL.isEmpty()
+            && clipFile.isEmpty();
     }
 };

@@ -36,7 +36,9 @@ Status DataFolderLock::lock(const QString &folder)
     // QLockFile still takes over a lock whose process no longer exists.
     candidate->setStaleLockTime(0);
     if (!candidate->tryLock(0)) {
-        const auto tr = [](const char *text) { return QCoreApplication::translate("DataFolderLock", text); };
+        const auto tr = [](const char *text) {
+            return QCoreApplication::translate("DataFolderLock", text);
+        };
         switch (candidate->error()) {
         case QLockFile::LockFailedError: {
             qint64 pid = 0;

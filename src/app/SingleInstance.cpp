@@ -39,8 +39,8 @@ QString SingleInstance::serviceNameForFolder(const QString &dataFolder)
     return ApplicationAdaptor::interfaceName() + QStringLiteral(".folder_") + QString::fromLatin1(hash);
 }
 
-SingleInstance::HandOver SingleInstance::handOver(const QString &serviceName, const ApplicationRequest &request,
-                                                  QString *message)
+SingleInstance::HandOver SingleInstance::handOver(
+    const QString &serviceName, const ApplicationRequest &request, QString *message)
 {
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected() || !bus.interface() || !bus.interface()->isServiceRegistered(serviceName).value())
@@ -48,8 +48,8 @@ SingleInstance::HandOver SingleInstance::handOver(const QString &serviceName, co
 
     QStringList problems;
     const auto call = [&](const QString &method, const QVariantList &arguments) {
-        QDBusMessage message = QDBusMessage::createMethodCall(serviceName, ApplicationAdaptor::objectPath(),
-                                                              ApplicationAdaptor::interfaceName(), method);
+        QDBusMessage message = QDBusMessage::createMethodCall(
+            serviceName, ApplicationAdaptor::objectPath(), ApplicationAdaptor::interfaceName(), method);
         message.setArguments(arguments);
         const QString failure = callFailure(bus.call(message, QDBus::Block, kCallTimeoutMilliseconds));
         if (!failure.isEmpty())

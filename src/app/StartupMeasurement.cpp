@@ -11,8 +11,7 @@
 
 StartupMeasurement::StartupMeasurement(QObject *parent)
     : QObject(parent)
-{
-}
+{ }
 
 std::optional<double> StartupMeasurement::millisecondsSinceProcessStart()
 {
@@ -52,7 +51,8 @@ bool StartupMeasurement::eventFilter(QObject *watched, QEvent *event)
         m_seen = true;
         QCoreApplication::instance()->removeEventFilter(this);
         // Measured once this paint and the rest of its frame are done.
-        QTimer::singleShot(0, this, [this] { Q_EMIT firstWindowPainted(millisecondsSinceProcessStart().value_or(-1)); });
+        QTimer::singleShot(
+            0, this, [this] { Q_EMIT firstWindowPainted(millisecondsSinceProcessStart().value_or(-1)); });
     }
     return QObject::eventFilter(watched, event);
 }

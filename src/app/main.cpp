@@ -51,8 +51,8 @@ void checkFirstWindow(QApplication &app, const JW3Controller &controller, int &r
                 shown = widget;
         }
         const bool ok = shown && controller.frontWindowController();
-        QTextStream(stdout) << (ok ? "self-test passed: " : "self-test failed: ") << "window \"" << appName()
-                            << "\" " << (shown ? "shown" : "not shown") << Qt::endl;
+        QTextStream(stdout) << (ok ? "self-test passed: " : "self-test failed: ") << "window \"" << appName() << "\" "
+                            << (shown ? "shown" : "not shown") << Qt::endl;
         result = ok ? 0 : 1;
         app.quit();
     });
@@ -95,8 +95,7 @@ int main(int argc, char *argv[])
             break;
         }
 
-        JW3Controller controller(
-            [](NoteTreeHost &host) { return std::make_unique<NoteWindowController>(host); });
+        JW3Controller controller([](NoteTreeHost &host) { return std::make_unique<NoteWindowController>(host); });
         // Taking the bus name is what decides between two starts at once:
         // the one that lost hands its request over after all.
         if (Status registered = SingleInstance::registerController(controller, serviceName); !registered) {
@@ -108,8 +107,8 @@ int main(int argc, char *argv[])
             return refuseToStart(locked.errorMessage());
 
         QObject::connect(&controller, &JW3Controller::problemReported, &app, &showProblem);
-        QObject::connect(&controller, &JW3Controller::terminateRequested, &app, &QApplication::quit,
-                         Qt::QueuedConnection);
+        QObject::connect(
+            &controller, &JW3Controller::terminateRequested, &app, &QApplication::quit, Qt::QueuedConnection);
         QObject::connect(&app, &QApplication::aboutToQuit, &controller, &JW3Controller::applicationWillTerminate);
         QObject::connect(&measurement, &StartupMeasurement::firstWindowPainted, &app, [&app](double milliseconds) {
             QTextStream(stdout) << "startup: " << qRound(milliseconds) << " ms" << Qt::endl;

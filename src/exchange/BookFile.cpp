@@ -71,9 +71,10 @@ void takeText(JWMemo &page, qint64 oldID, const QVariant &entry, const QHash<qin
         if (!stored.isEmpty() && TextExport::setRTFDData(document, stored)) {
             // Texts without links to the book's pages stay byte for byte as they were.
             text = TextLinks::connvertLinkIDWithDicitonary(document, newIDs) > 0 ? TextExport::RTFDData(document)
-                                                                                   : stored;
+                                                                                 : stored;
         } else {
-            qCWarning(lcExchange) << "The text of page" << oldID << "in the book cannot be read; its plain text is used";
+            qCWarning(lcExchange) << "The text of page" << oldID
+                                  << "in the book cannot be read; its plain text is used";
         }
     } else if (entry.isValid()) {
         qCWarning(lcExchange) << "The text of page" << oldID << "in the book is not data; its plain text is used";

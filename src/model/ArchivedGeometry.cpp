@@ -18,8 +18,7 @@ constexpr int kMaxDigits = 15;
  * spaces: then every number is a run of digits with an optional sign, which
  * converts exactly. Empty for any other text.
  */
-template<size_t N>
-std::optional<std::array<double, N>> wholeNumbers(QByteArrayView utf8)
+template<size_t N> std::optional<std::array<double, N>> wholeNumbers(QByteArrayView utf8)
 {
     std::array<double, N> numbers{};
     size_t found = 0;
@@ -48,8 +47,7 @@ std::optional<std::array<double, N>> wholeNumbers(QByteArrayView utf8)
 }
 
 // The numbers of a string still in UTF-8, when they can be read without GeometryStrings.
-template<size_t N>
-std::optional<std::array<double, N>> quickNumbers(const QVariant &text)
+template<size_t N> std::optional<std::array<double, N>> quickNumbers(const QVariant &text)
 {
     if (text.metaType() != QMetaType::fromType<TypedStreamUtf8>())
         return std::nullopt;

@@ -39,11 +39,11 @@ public:
      */
     virtual bool takeDeviceEdits() { return false; }
     /** Brings over preferences stored under older names, once. */
-    virtual void importOldUserDefaults() {}
+    virtual void importOldUserDefaults() { }
     /** Writes the tree's contacts into the address book. */
-    virtual void updateAddressBook() {}
+    virtual void updateAddressBook() { }
     /** Makes the backups the user asked for, at quit. */
-    virtual void backupData() {}
+    virtual void backupData() { }
     /** Shows @p path in the desktop's file manager. */
     virtual void revealInFileManager(const QString &path);
     /**

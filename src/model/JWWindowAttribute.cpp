@@ -18,20 +18,34 @@ using RecordValues::assign;
 // no field of this record (the ruler switch is rulerIsVisible): it is skipped,
 // since writing it would only add a stray dynamic property to the copy.
 constexpr std::array kCopiedKeys = {
-    "selectionID", "windowFrame", "windowFrameStr", "showPageHandle", "floating", "showDrawer", "drawerEdge",
-    "iconized", "showRuler", "iconFrameStr", "rulerIsVisible", "continuousSpellChecking",
-    "iconWindowChangeAlphaValue", "iconWindowAlphaValue", "iconWindowAlphaValueAtPoint", "iconWindowMoveSpaces",
-    "noteWindowChangeAlphaValue", "noteWindowAlphaValue", "noteWindowAlphaValueAtPoint", "webWindowFrame",
+    "selectionID",
+    "windowFrame",
+    "windowFrameStr",
+    "showPageHandle",
+    "floating",
+    "showDrawer",
+    "drawerEdge",
+    "iconized",
+    "showRuler",
+    "iconFrameStr",
+    "rulerIsVisible",
+    "continuousSpellChecking",
+    "iconWindowChangeAlphaValue",
+    "iconWindowAlphaValue",
+    "iconWindowAlphaValueAtPoint",
+    "iconWindowMoveSpaces",
+    "noteWindowChangeAlphaValue",
+    "noteWindowAlphaValue",
+    "noteWindowAlphaValueAtPoint",
+    "webWindowFrame",
     "showWebControlBar",
 };
-
 
 } // namespace
 
 JWWindowAttribute::JWWindowAttribute(QObject *parent)
     : QObject(parent)
-{
-}
+{ }
 
 JWWindowAttribute::~JWWindowAttribute() = default;
 

@@ -42,31 +42,36 @@ class JWWindowAttribute final : public QObject
     Q_PROPERTY(QRectF iconWindowFrame READ iconWindowFrame WRITE setIconWindowFrame NOTIFY iconWindowFrameChanged)
     Q_PROPERTY(QString iconFrameStr READ iconFrameStr WRITE setIconFrameStr NOTIFY iconFrameStrChanged)
     Q_PROPERTY(bool rulerIsVisible READ rulerIsVisible WRITE setRulerIsVisible NOTIFY rulerIsVisibleChanged)
-    Q_PROPERTY(bool continuousSpellChecking READ continuousSpellChecking WRITE setContinuousSpellChecking
-                   NOTIFY continuousSpellCheckingChanged)
+    Q_PROPERTY(bool continuousSpellChecking READ continuousSpellChecking WRITE setContinuousSpellChecking NOTIFY
+            continuousSpellCheckingChanged)
     Q_PROPERTY(bool iconWindowChangeAlphaValue READ iconWindowChangeAlphaValue WRITE setIconWindowChangeAlphaValue
-                   NOTIFY iconWindowChangeAlphaValueChanged)
-    Q_PROPERTY(float iconWindowAlphaValue READ iconWindowAlphaValue WRITE setIconWindowAlphaValue
-                   NOTIFY iconWindowAlphaValueChanged)
-    Q_PROPERTY(float iconWindowAlphaValueAtPoint READ iconWindowAlphaValueAtPoint
-                   WRITE setIconWindowAlphaValueAtPoint NOTIFY iconWindowAlphaValueAtPointChanged)
-    Q_PROPERTY(bool iconWindowMoveSpaces READ iconWindowMoveSpaces WRITE setIconWindowMoveSpaces
-                   NOTIFY iconWindowMoveSpacesChanged)
+            NOTIFY iconWindowChangeAlphaValueChanged)
+    Q_PROPERTY(float iconWindowAlphaValue READ iconWindowAlphaValue WRITE setIconWindowAlphaValue NOTIFY
+            iconWindowAlphaValueChanged)
+    Q_PROPERTY(float iconWindowAlphaValueAtPoint READ iconWindowAlphaValueAtPoint WRITE setIconWindowAlphaValueAtPoint
+            NOTIFY iconWindowAlphaValueAtPointChanged)
+    Q_PROPERTY(bool iconWindowMoveSpaces READ iconWindowMoveSpaces WRITE setIconWindowMoveSpaces NOTIFY
+            iconWindowMoveSpacesChanged)
     Q_PROPERTY(bool noteWindowChangeAlphaValue READ noteWindowChangeAlphaValue WRITE setNoteWindowChangeAlphaValue
-                   NOTIFY noteWindowChangeAlphaValueChanged)
-    Q_PROPERTY(float noteWindowAlphaValue READ noteWindowAlphaValue WRITE setNoteWindowAlphaValue
-                   NOTIFY noteWindowAlphaValueChanged)
-    Q_PROPERTY(float noteWindowAlphaValueAtPoint READ noteWindowAlphaValueAtPoint
-                   WRITE setNoteWindowAlphaValueAtPoint NOTIFY noteWindowAlphaValueAtPointChanged)
-    Q_PROPERTY(bool showWebControlBar READ showWebControlBar WRITE setShowWebControlBar
-                   NOTIFY showWebControlBarChanged)
+            NOTIFY noteWindowChangeAlphaValueChanged)
+    Q_PROPERTY(float noteWindowAlphaValue READ noteWindowAlphaValue WRITE setNoteWindowAlphaValue NOTIFY
+            noteWindowAlphaValueChanged)
+    Q_PROPERTY(float noteWindowAlphaValueAtPoint READ noteWindowAlphaValueAtPoint WRITE setNoteWindowAlphaValueAtPoint
+            NOTIFY noteWindowAlphaValueAtPointChanged)
+    Q_PROPERTY(bool showWebControlBar READ showWebControlBar WRITE setShowWebControlBar NOTIFY showWebControlBarChanged)
     /** The tab memo IDs as a value: null when there are none (nil), else a list of numbers. */
     Q_PROPERTY(QVariant tabItems READ tabItemsValue WRITE setTabItemsValue NOTIFY tabItemsChanged)
     Q_PROPERTY(int selectedTabIndex READ selectedTabIndex WRITE setSelectedTabIndex NOTIFY selectedTabIndexChanged)
 
 public:
     /** Edges a drawer can open at. */
-    enum DrawerEdge { MinXEdge = 0, MinYEdge = 1, MaxXEdge = 2, MaxYEdge = 3 };
+    enum DrawerEdge
+    {
+        MinXEdge = 0,
+        MinYEdge = 1,
+        MaxXEdge = 2,
+        MaxYEdge = 3
+    };
     Q_ENUM(DrawerEdge)
 
     /** A record with the defaults of a new window: 500 by 500 at (48, 61), drawer open on the right. */
@@ -182,8 +187,7 @@ public:
      * dictionary's value order. @p tabDict is a Qt associative container (QMap,
      * QHash) whose values point to memos answering memoID().
      */
-    template<typename Dict>
-    void setTabDict(const Dict &tabDict)
+    template<typename Dict> void setTabDict(const Dict &tabDict)
     {
         QList<qint64> ids;
         ids.reserve(tabDict.size());

@@ -73,8 +73,6 @@ using RecordValues::unwrapped;
 
 using Access = MemoArchiveAccess;
 
-
-
 QColor displayColor(const ArchivedColor &color)
 {
     // Pages keep their colours in device RGB whatever the archive holds.
@@ -88,7 +86,9 @@ QColor displayColor(const ArchivedColor &color)
 class FieldReader
 {
 public:
-    explicit FieldReader(TypedStreamDecoder &decoder) : m_decoder(decoder) {}
+    explicit FieldReader(TypedStreamDecoder &decoder)
+        : m_decoder(decoder)
+    { }
 
     [[nodiscard]] Status status() const
     {
@@ -243,25 +243,31 @@ public:
     {
         out.clear();
         // Pages of some versions were written without tags (nil).
-        elements("tags", [&out](QVariant item) -> Status {
-            const QVariant tag = unwrapped(std::move(item));
-            if (tag.metaType() != QMetaType::fromType<QString>())
-                return Error{QStringLiteral("an array of strings was expected")};
-            out.append(tag.toString());
-            return {};
-        }, present);
+        elements(
+            "tags",
+            [&out](QVariant item) -> Status {
+                const QVariant tag = unwrapped(std::move(item));
+                if (tag.metaType() != QMetaType::fromType<QString>())
+                    return Error{QStringLiteral("an array of strings was expected")};
+                out.append(tag.toString());
+                return {};
+            },
+            present);
     }
 
     void children(std::vector<MemoPtr> &out)
     {
         bool present = false;
-        elements("children", [&out](QVariant item) -> Status {
-            MemoPtr child = unwrapped(std::move(item)).value<MemoPtr>();
-            if (!child)
-                return Error{QStringLiteral("an array of pages was expected")};
-            out.push_back(std::move(child));
-            return {};
-        }, present);
+        elements(
+            "children",
+            [&out](QVariant item) -> Status {
+                MemoPtr child = unwrapped(std::move(item)).value<MemoPtr>();
+                if (!child)
+                    return Error{QStringLiteral("an array of pages was expected")};
+                out.push_back(std::move(child));
+                return {};
+            },
+            present);
     }
 
     void windowAttribute(WindowAttributePtr &out)
@@ -364,11 +370,15 @@ Status encode(TypedStreamWriter &writer, const QVariant &value, qint64 version)
         return Error{QStringLiteral("%1: no page to archive").arg(QLatin1String(kClassName))};
     const auto date = [](const QDateTime &when) {
         // A page whose date is unknown is written as now: the format has no "no date".
-        return QVariant::fromValue(ArchivedCalendarDate::fromDateTime(
-            (when.isValid() ? when : QDateTime::currentDateTime()).toUTC()));
+        return QVariant::fromValue(
+            ArchivedCalendarDate::fromDateTime((when.isValid() ? when : QDateTime::currentDateTime()).toUTC()));
     };
-    const auto color = [](const QColor &c) { return QVariant::fromValue(ArchivedColor::fromColor(c)); };
-    const auto string = [](const QString &text) { return QVariant(text.isNull() ? QStringLiteral("") : text); };
+    const auto color = [](const QColor &c) {
+        return QVariant::fromValue(ArchivedColor::fromColor(c));
+    };
+    const auto string = [](const QString &text) {
+        return QVariant(text.isNull() ? QStringLiteral("") : text);
+    };
     // A text still in the UTF-8 it was read in is written from those bytes.
     const QByteArray &plainTextUtf8 = Access::plainTextUtf8(*memo);
     constexpr qsizetype kPlainText = 10;
@@ -393,10 +403,10 @@ Status encode(TypedStreamWriter &writer, const QVariant &value, qint64 version)
     };
     for (qsizetype i = 0; i < objects14.size(); ++i) {
         const Status s = i == kPlainText && !plainTextUtf8.isNull() ? writer.encodeStringBytes(plainTextUtf8)
-                                                                     : writer.encodeObject(objects14[i]);
+                                                                    : writer.encodeObject(objects14[i]);
         if (!s)
-            return Error{QStringLiteral("%1 %2: %3").arg(QLatin1String(kClassName)).arg(memo->memoID())
-                             .arg(s.errorMessage())};
+            return Error{
+                QStringLiteral("%1 %2: %3").arg(QLatin1String(kClassName)).arg(memo->memoID()).arg(s.errorMessage())};
     }
     if (version >= 2)
         writer.encodeBool(memo->scaleImages());

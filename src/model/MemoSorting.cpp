@@ -12,8 +12,7 @@
 
 namespace {
 
-template<typename T>
-int threeWay(const T &a, const T &b)
+template<typename T> int threeWay(const T &a, const T &b)
 {
     if (a < b)
         return -1;

@@ -24,8 +24,7 @@ namespace {
 // Calls visit(memo, parent) for @p start and every page below it in
 // pre-order, until visit answers false. Iterative, so that deep trees cannot
 // exhaust the stack; visit must not change the tree.
-template<typename Visit>
-void walkPreOrder(JWMemo *start, Visit visit)
+template<typename Visit> void walkPreOrder(JWMemo *start, Visit visit)
 {
     if (!start)
         return;
@@ -55,8 +54,8 @@ MemoPtr owner(JWMemo *memo)
 qsizetype indexOfChild(const JWMemo &parent, const JWMemo *child)
 {
     const auto &children = parent.children();
-    const auto it = std::find_if(children.begin(), children.end(),
-                                 [child](const MemoPtr &c) { return c.get() == child; });
+    const auto it
+        = std::find_if(children.begin(), children.end(), [child](const MemoPtr &c) { return c.get() == child; });
     return it == children.end() ? -1 : qsizetype(it - children.begin());
 }
 
@@ -77,10 +76,9 @@ void setChildren(JWMemo &parent, const QList<MemoPtr> &children)
 } // namespace
 
 MemoTree::MemoTree(QObject *notificationObject, QObject *parent)
-    : QObject(parent),
-      m_notificationObject(notificationObject)
-{
-}
+    : QObject(parent)
+    , m_notificationObject(notificationObject)
+{ }
 
 MemoTree::~MemoTree() = default;
 
@@ -135,8 +133,7 @@ bool MemoTree::insertNewMemo(const MemoPtr &memo, const MemoPtr &parent, qsizety
     return true;
 }
 
-MemoPtr MemoTree::makeNewMemoWithData(const QVariant &data, MemoDataType type, const MemoPtr &parent,
-                                      qsizetype index)
+MemoPtr MemoTree::makeNewMemoWithData(const QVariant &data, MemoDataType type, const MemoPtr &parent, qsizetype index)
 {
     if (!orRoot(parent))
         return nullptr;
@@ -170,8 +167,8 @@ MemoPtr MemoTree::makeNewMemoWithData(const QVariant &data, MemoDataType type, c
     return memo;
 }
 
-MemoPtr MemoTree::makeNewMemoWithData(const QVariant &data, MemoDataType type, const QString &title,
-                                      const MemoPtr &parent, qsizetype index)
+MemoPtr MemoTree::makeNewMemoWithData(
+    const QVariant &data, MemoDataType type, const QString &title, const MemoPtr &parent, qsizetype index)
 {
     MemoPtr memo = makeNewMemoWithData(data, type, parent, index);
     if (memo && !title.isNull())
@@ -408,8 +405,8 @@ MemoPtr MemoTree::memoWithTitleIndexFrom(const QString &title, const MemoPtr &pa
     if (!from || index < 0 || index >= qsizetype(from->children().size()))
         return nullptr;
     const auto &children = from->children();
-    const auto it = std::find_if(children.begin() + index, children.end(),
-                                 [&title](const MemoPtr &child) { return child->title() == title; });
+    const auto it = std::find_if(
+        children.begin() + index, children.end(), [&title](const MemoPtr &child) { return child->title() == title; });
     return it == children.end() ? nullptr : *it;
 }
 
@@ -703,12 +700,12 @@ int MemoTree::resolveDupulicatedMemoID()
 
 void MemoTree::convertNoteTextToSetTitleAtFirstLine()
 {
-    NotificationCenter::defaultCenter().post(NotificationNames::JW3ConvertNoteTextToSetTitleAtFirstLine,
-                                             notificationObject());
+    NotificationCenter::defaultCenter().post(
+        NotificationNames::JW3ConvertNoteTextToSetTitleAtFirstLine, notificationObject());
 }
 
 void MemoTree::convertNoteTextToSetTitleFromFirstLine()
 {
-    NotificationCenter::defaultCenter().post(NotificationNames::JW3ConvertNoteTextToSetTitleFromFirstLine,
-                                             notificationObject());
+    NotificationCenter::defaultCenter().post(
+        NotificationNames::JW3ConvertNoteTextToSetTitleFromFirstLine, notificationObject());
 }

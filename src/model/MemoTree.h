@@ -43,7 +43,13 @@ class MemoTree : public QObject
     Q_OBJECT
 public:
     /** The kinds of data a page can be made from, as a drag or the clipboard brings them. */
-    enum class MemoDataType { URL, RTFD, RTF, String };
+    enum class MemoDataType
+    {
+        URL,
+        RTFD,
+        RTF,
+        String
+    };
     Q_ENUM(MemoDataType)
 
     /**
@@ -85,8 +91,8 @@ public:
      */
     MemoPtr makeNewMemoWithData(const QVariant &data, MemoDataType type, const MemoPtr &parent, qsizetype index);
     /** As above, then sets the title unless @p title is null. */
-    MemoPtr makeNewMemoWithData(const QVariant &data, MemoDataType type, const QString &title,
-                                const MemoPtr &parent, qsizetype index);
+    MemoPtr makeNewMemoWithData(
+        const QVariant &data, MemoDataType type, const QString &title, const MemoPtr &parent, qsizetype index);
     /** A web clip of @p url, inserted; null for an invalid URL. */
     MemoPtr makeNewMemoWithURL(const QUrl &url, const MemoPtr &parent, qsizetype index);
 

@@ -86,8 +86,9 @@ std::optional<QVariantMap> read(qint64 memoID)
     }
     auto parsed = PropertyList::fromData(bytes.value());
     if (!parsed || parsed.value().typeId() != QMetaType::QVariantMap) {
-        qCWarning(lcModel).noquote() << QStringLiteral("The page file %1 cannot be read (%2); its text is taken from the data store")
-                                               .arg(path, parsed ? QStringLiteral("it holds no dictionary") : parsed.errorMessage());
+        qCWarning(lcModel).noquote()
+            << QStringLiteral("The page file %1 cannot be read (%2); its text is taken from the data store")
+                   .arg(path, parsed ? QStringLiteral("it holds no dictionary") : parsed.errorMessage());
         return std::nullopt;
     }
     return parsed.value().toMap();
@@ -146,7 +147,7 @@ bool setAsideStale(qint64 memoID)
             return true;
     }
     qCWarning(lcModel, "The stale page file %s could not be moved aside; it stays, and no page takes its ID",
-              qPrintable(path));
+        qPrintable(path));
     return false;
 }
 

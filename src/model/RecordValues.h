@@ -37,8 +37,7 @@ bool setValueForKey(QObject &record, const QString &key, const QVariant &value);
  * record's change signals fire only for real changes and an observer that
  * writes back does not loop.
  */
-template<typename T>
-bool assign(T &field, const T &value)
+template<typename T> bool assign(T &field, const T &value)
 {
     if (field == value)
         return false;
@@ -53,8 +52,7 @@ bool assign(T &field, const T &value)
  */
 template<typename Record>
 TypedStreamCoder recordCoder(const QByteArray &className, qint64 version,
-                             Status (*encode)(TypedStreamWriter &, const QVariant &, qint64),
-                             TypedStreamCoder::Decode decode)
+    Status (*encode)(TypedStreamWriter &, const QVariant &, qint64), TypedStreamCoder::Decode decode)
 {
     TypedStreamCoder coder;
     coder.className = className;

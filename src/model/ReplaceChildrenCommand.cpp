@@ -5,11 +5,10 @@
 #include "platform/base/NotificationCenter.h"
 #include "platform/base/NotificationNames.h"
 
-ReplaceChildrenCommand::ReplaceChildrenCommand(MemoPtr parent, QObject *notificationObject,
-                                               QUndoCommand *parentCommand)
-    : QUndoCommand(parentCommand),
-      m_parent(std::move(parent)),
-      m_notificationObject(notificationObject)
+ReplaceChildrenCommand::ReplaceChildrenCommand(MemoPtr parent, QObject *notificationObject, QUndoCommand *parentCommand)
+    : QUndoCommand(parentCommand)
+    , m_parent(std::move(parent))
+    , m_notificationObject(notificationObject)
 {
     if (m_parent)
         m_otherChildren = m_parent->children();

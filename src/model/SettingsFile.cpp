@@ -20,16 +20,26 @@ const QString kWindowIDsKey = QStringLiteral("windowIDs");
 const QStringList &preferenceKeys()
 {
     static const QStringList keys = {
-        QStringLiteral("abGroupName"),      QStringLiteral("Animation"),
-        QStringLiteral("ApplicationVersion"), QStringLiteral("AutoSave"),
-        QStringLiteral("AutoSaveAtBG"),     QStringLiteral("AutoSavePeriod"),
-        QStringLiteral("BGColor"),          QStringLiteral("createNewMemoAsPlainText"),
-        QStringLiteral("DefaultFont"),      QStringLiteral("DefaultFontSize"),
-        QStringLiteral("DeleteCheck"),      QStringLiteral("HomeID"),
-        QStringLiteral("iPodPath"),         QStringLiteral("LastSynchronizedDate"),
-        QStringLiteral("NoteWindowStyleTag"), QStringLiteral("Password"),
-        QStringLiteral("QuitApp"),          QStringLiteral("se-XCMD"),
-        QStringLiteral("TabBarStyle"),      QStringLiteral("TitleSize"),
+        QStringLiteral("abGroupName"),
+        QStringLiteral("Animation"),
+        QStringLiteral("ApplicationVersion"),
+        QStringLiteral("AutoSave"),
+        QStringLiteral("AutoSaveAtBG"),
+        QStringLiteral("AutoSavePeriod"),
+        QStringLiteral("BGColor"),
+        QStringLiteral("createNewMemoAsPlainText"),
+        QStringLiteral("DefaultFont"),
+        QStringLiteral("DefaultFontSize"),
+        QStringLiteral("DeleteCheck"),
+        QStringLiteral("HomeID"),
+        QStringLiteral("iPodPath"),
+        QStringLiteral("LastSynchronizedDate"),
+        QStringLiteral("NoteWindowStyleTag"),
+        QStringLiteral("Password"),
+        QStringLiteral("QuitApp"),
+        QStringLiteral("se-XCMD"),
+        QStringLiteral("TabBarStyle"),
+        QStringLiteral("TitleSize"),
     };
     return keys;
 }

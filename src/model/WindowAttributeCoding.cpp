@@ -19,9 +19,6 @@ constexpr double kWebFrameScale = 1.2;
 // The icon form always reopens at this size; saving puts the live record back to it.
 constexpr double kIconSide = 48;
 
-
-
-
 /**
  * Reads the record's values one after another into its setters. After the
  * first failure every further read does nothing, and status() names the
@@ -31,9 +28,9 @@ class FieldReader
 {
 public:
     FieldReader(TypedStreamDecoder &decoder, JWWindowAttribute &record)
-        : m_decoder(decoder), m_record(record)
-    {
-    }
+        : m_decoder(decoder)
+        , m_record(record)
+    { }
 
     [[nodiscard]] Status status() const
     {
@@ -231,7 +228,9 @@ Status encode(TypedStreamWriter &writer, const QVariant &value, qint64 version)
     const WindowAttributePtr record = value.value<WindowAttributePtr>();
     if (!record)
         return Error{QStringLiteral("%1: no record to archive").arg(QLatin1String(kClassName))};
-    const auto geometry = [&writer](const QString &text) { return writer.encodeStringBytes(text.toUtf8()); };
+    const auto geometry = [&writer](const QString &text) {
+        return writer.encodeStringBytes(text.toUtf8());
+    };
 
     if (Status s = writer.encodeObject(record->selectionID()); !s)
         return s;

@@ -14,8 +14,7 @@
 namespace {
 
 // Calls @p visit with each attachment character in @p span and its attachment.
-template<typename Visit>
-void forEachAttachment(const QTextDocument &document, TextSpan span, Visit visit)
+template<typename Visit> void forEachAttachment(const QTextDocument &document, TextSpan span, Visit visit)
 {
     DocumentText::forEachFragment(document, span, [&](const QTextFragment &fragment, int first, int last) {
         if (!fragment.charFormat().isImageFormat())

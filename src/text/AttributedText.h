@@ -54,7 +54,7 @@ void insertString(QTextDocument &document, const QString &text, const QColor &co
  * @return whether the picture went in.
  */
 bool insertImage(QTextDocument &document, const QImage &image, qint64 index,
-                 const QString &fileName = QStringLiteral("Pasted Graphic.png"));
+    const QString &fileName = QStringLiteral("Pasted Graphic.png"));
 
 /**
  * Replaces the LAST occurrence of @p from (and only that one) with @p to,
@@ -87,7 +87,7 @@ void replaceReturnCode(QTextDocument &document);
  * are resources of @p document, so they show when the fragment goes back
  * into it.
  */
-[[nodiscard]] QList<QTextDocumentFragment> componentsSeparatedByString(const QTextDocument &document,
-                                                                       const QString &separator);
+[[nodiscard]] QList<QTextDocumentFragment> componentsSeparatedByString(
+    const QTextDocument &document, const QString &separator);
 
 } // namespace AttributedText

@@ -70,9 +70,8 @@ QTextCharFormat textFormat(QTextCharFormat format)
     if (!format.isImageFormat())
         return format;
     for (const int property : {int(QTextFormat::ObjectType), int(QTextFormat::ImageName), int(QTextFormat::ImageTitle),
-                               int(QTextFormat::ImageAltText), int(QTextFormat::ImageWidth),
-                               int(QTextFormat::ImageHeight), int(QTextFormat::ImageQuality),
-                               TextAttachments::FileNameProperty})
+             int(QTextFormat::ImageAltText), int(QTextFormat::ImageWidth), int(QTextFormat::ImageHeight),
+             int(QTextFormat::ImageQuality), TextAttachments::FileNameProperty})
         format.clearProperty(property);
     return format;
 }

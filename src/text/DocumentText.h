@@ -41,8 +41,7 @@ namespace DocumentText {
  * that overlaps @p span, with the part inside the span as [first, last), in
  * order. Stops early when @p visit answers false.
  */
-template<typename Visit>
-void forEachFragment(const QTextDocument &document, TextSpan span, Visit visit)
+template<typename Visit> void forEachFragment(const QTextDocument &document, TextSpan span, Visit visit)
 {
     if (span.isEmpty())
         return;

@@ -28,12 +28,8 @@ namespace LineJoining {
 
 QStringList keepCharacters()
 {
-    return {tableCharacter("Touten Character", u'\u3001'),
-            QStringLiteral("."),
-            QStringLiteral("!"),
-            tableCharacter("exclamation", u'\uff01'),
-            tableCharacter("question", u'\uff1f'),
-            QStringLiteral("\n")};
+    return {tableCharacter("Touten Character", u'\u3001'), QStringLiteral("."), QStringLiteral("!"),
+        tableCharacter("exclamation", u'\uff01'), tableCharacter("question", u'\uff1f'), QStringLiteral("\n")};
 }
 
 int removeUnusedReturnInRange(QTextDocument &document, const TextRange &range)
@@ -41,7 +37,9 @@ int removeUnusedReturnInRange(QTextDocument &document, const TextRange &range)
     QStringList keep = keepCharacters();
     // In a document the "\n" of plain text is a paragraph break or a line separator.
     keep << QString(QChar::ParagraphSeparator) << QString(QChar::LineSeparator);
-    const auto keeps = [&](QChar c) { return keep.contains(QString(c)); };
+    const auto keeps = [&](QChar c) {
+        return keep.contains(QString(c));
+    };
 
     QTextCursor cursor(&document);
     cursor.beginEditBlock();

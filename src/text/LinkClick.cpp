@@ -52,8 +52,8 @@ Outcome resolvePageLink(LinkClickHost &host, const QString &link)
 
 Outcome resolveMailFile(LinkClickHost &host, const QString &link)
 {
-    const QString baseName =
-        QUrl::fromPercentEncoding(QStringView(link).sliced(PageLinks::mailIDLinkHeader().size()).toUtf8());
+    const QString baseName
+        = QUrl::fromPercentEncoding(QStringView(link).sliced(PageLinks::mailIDLinkHeader().size()).toUtf8());
     const std::optional<QString> path = findMailMessage(baseName, mailFolders());
     if (!path) {
         qCWarning(lcLinks) << "No mail message file found for" << shortened(baseName);
@@ -118,7 +118,7 @@ std::optional<QString> findMailMessage(const QString &baseName, const QStringLis
         // Every entry counts, folders included, so that a deep or wide tree
         // ends the search as surely as a folder full of messages.
         QDirIterator it(folder, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
-                        QDirIterator::Subdirectories);
+            QDirIterator::Subdirectories);
         while (it.hasNext()) {
             if (seen >= limit)
                 return std::nullopt;

@@ -47,7 +47,8 @@ public:
 namespace LinkClick {
 
 /** What a click did. */
-enum class Outcome {
+enum class Outcome
+{
     /** The page was shown in the window that was clicked. */
     ShowedPage,
     /** The page was shown in a new window. */
@@ -96,7 +97,7 @@ Outcome resolve(LinkClickHost &host, const QString &link);
  * @p baseName; nothing for an empty name or when no such file shows up
  * within the first @p limit entries.
  */
-[[nodiscard]] std::optional<QString> findMailMessage(const QString &baseName, const QStringList &folders,
-                                                     int limit = kMailSearchLimit);
+[[nodiscard]] std::optional<QString> findMailMessage(
+    const QString &baseName, const QStringList &folders, int limit = kMailSearchLimit);
 
 } // namespace LinkClick

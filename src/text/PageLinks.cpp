@@ -30,8 +30,7 @@ QString mailIDLinkHeader()
 
 QString pageLink(qint64 memoID, bool openInNewWindow)
 {
-    return memoLinkHeader() + QString::number(memoID)
-        + (openInNewWindow ? memoLinkNewWindow() : QStringLiteral("/"));
+    return memoLinkHeader() + QString::number(memoID) + (openInNewWindow ? memoLinkNewWindow() : QStringLiteral("/"));
 }
 
 bool isPageLink(const QString &link)

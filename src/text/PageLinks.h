@@ -67,7 +67,12 @@ namespace PageLinks {
 struct LinkDescription
 {
     /** The kinds, numbered as the link dialog numbers its choices. */
-    enum class Kind { URL = 1, File = 2, Page = 3 };
+    enum class Kind
+    {
+        URL = 1,
+        File = 2,
+        Page = 3
+    };
 
     Kind linkKind = Kind::URL;
     /** Page links only; empty when the link names no page ID that can be read. */

@@ -31,7 +31,8 @@ bool isLineBreak(char16_t c)
 // join two digits. Everything else stands alone (runs of spaces hold
 // together, but never make a word); superscript digits and fractions are
 // words of their own.
-enum class Latin : std::uint8_t {
+enum class Latin : std::uint8_t
+{
     Other,
     Letter,
     Digit,
@@ -119,7 +120,9 @@ bool joinsAcross(Latin before, Latin middle, Latin after)
 // and of those only the lone numbers count.
 qint64 countLatinWords(QStringView line, qint64 from, qint64 to)
 {
-    const auto classAt = [&](qsizetype i) { return i < line.size() ? latinClass(line[i].unicode()) : Latin::Other; };
+    const auto classAt = [&](qsizetype i) {
+        return i < line.size() ? latinClass(line[i].unicode()) : Latin::Other;
+    };
     qint64 words = 0;
     qsizetype i = 0;
     while (i < line.size() && i < to) {
@@ -176,8 +179,8 @@ qint64 countWordsWithBoundaryFinder(QStringView line, qint64 from, qint64 to, st
     const size_t needed = size_t(line.size() + 1) * 4;
     if (buffer.size() < needed)
         buffer.resize(needed);
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Word, line.data(), line.size(), buffer.data(),
-                               qsizetype(buffer.size()));
+    QTextBoundaryFinder finder(
+        QTextBoundaryFinder::Word, line.data(), line.size(), buffer.data(), qsizetype(buffer.size()));
     qint64 words = 0;
     qsizetype segmentStart = 0;
     for (qsizetype end = finder.toNextBoundary(); end != -1 && segmentStart < to; end = finder.toNextBoundary()) {

@@ -86,8 +86,8 @@ void removeLink(QTextDocument &document, const TextRange &range)
     QTextCursor batch(&document);
     batch.beginEditBlock();
     DocumentText::clearProperties(document, span,
-                                  {QTextFormat::IsAnchor, QTextFormat::AnchorHref, QTextFormat::FontUnderline,
-                                   QTextFormat::TextUnderlineStyle, QTextFormat::ForegroundBrush});
+        {QTextFormat::IsAnchor, QTextFormat::AnchorHref, QTextFormat::FontUnderline, QTextFormat::TextUnderlineStyle,
+            QTextFormat::ForegroundBrush});
     batch.endEditBlock();
 }
 
@@ -129,32 +129,32 @@ int connvertLinkIDWithDicitonary(QTextDocument &document, const QHash<qint64, qi
     int links = 0;
     int previousEnd = -1;
     QString previousHref;
-    DocumentText::forEachFragment(document, TextSpan::whole(document), [&](const QTextFragment &fragment, int first,
-                                                                            int last) {
-        const QTextCharFormat format = fragment.charFormat();
-        const QString href = format.anchorHref();
-        if (!format.isAnchor() || !PageLinks::isPageLink(href))
+    DocumentText::forEachFragment(
+        document, TextSpan::whole(document), [&](const QTextFragment &fragment, int first, int last) {
+            const QTextCharFormat format = fragment.charFormat();
+            const QString href = format.anchorHref();
+            if (!format.isAnchor() || !PageLinks::isPageLink(href))
+                return true;
+            const std::optional<QString> idText = PageLinks::memoIDTextOfLink(href);
+            const std::optional<qint64> oldID = idText ? PageLinks::memoIDFromText(*idText) : std::nullopt;
+            const auto found = oldID ? idMap.constFind(*oldID) : idMap.constEnd();
+            if (found == idMap.constEnd())
+                return true;
+            QString rewritten = href;
+            rewritten.replace(*idText, QString::number(*found));
+            if (rewritten == href)
+                return true;
+            // A link runs on across a paragraph break, as the break carries its format.
+            const bool continues = href == previousHref
+                && (first == previousEnd
+                    || (first == previousEnd + 1 && document.characterAt(previousEnd) == QChar::ParagraphSeparator));
+            if (!continues)
+                ++links;
+            previousEnd = last;
+            previousHref = href;
+            pieces.push_back({first, last, std::move(rewritten)});
             return true;
-        const std::optional<QString> idText = PageLinks::memoIDTextOfLink(href);
-        const std::optional<qint64> oldID = idText ? PageLinks::memoIDFromText(*idText) : std::nullopt;
-        const auto found = oldID ? idMap.constFind(*oldID) : idMap.constEnd();
-        if (found == idMap.constEnd())
-            return true;
-        QString rewritten = href;
-        rewritten.replace(*idText, QString::number(*found));
-        if (rewritten == href)
-            return true;
-        // A link runs on across a paragraph break, as the break carries its format.
-        const bool continues = href == previousHref
-            && (first == previousEnd
-                || (first == previousEnd + 1 && document.characterAt(previousEnd) == QChar::ParagraphSeparator));
-        if (!continues)
-            ++links;
-        previousEnd = last;
-        previousHref = href;
-        pieces.push_back({first, last, std::move(rewritten)});
-        return true;
-    });
+        });
     if (pieces.empty())
         return 0;
     QTextCursor cursor(&document);

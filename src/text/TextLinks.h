@@ -57,8 +57,8 @@ void setAutoLink(QTextDocument &document, const TextRange &range);
  * The link at the start of @p range, described; nothing for an empty range
  * or when no link is there.
  */
-[[nodiscard]] std::optional<PageLinks::LinkDescription> linkForSelection(const QTextDocument &document,
-                                                                         const TextRange &range);
+[[nodiscard]] std::optional<PageLinks::LinkDescription> linkForSelection(
+    const QTextDocument &document, const TextRange &range);
 
 /**
  * Gives the page links of @p document the new IDs that @p idMap gives their

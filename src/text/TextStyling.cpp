@@ -34,13 +34,20 @@ QStringList familiesOf(const QFont &font)
 const QList<int> &resetProperties()
 {
     static const QList<int> properties = {
-        QTextFormat::ForegroundBrush,      QTextFormat::BackgroundBrush,
-        QTextFormat::FontUnderline,        QTextFormat::TextUnderlineStyle,
-        QTextFormat::TextUnderlineColor,   QTextFormat::TextVerticalAlignment,
-        QTextFormat::TextBaselineOffset,   QTextFormat::TextSuperScriptBaseline,
-        QTextFormat::TextSubScriptBaseline, QTextFormat::FontLetterSpacing,
-        QTextFormat::FontLetterSpacingType, QTextFormat::FontKerning,
-        QTextFormat::TextOutline,          QTextFormat::FontStretch,
+        QTextFormat::ForegroundBrush,
+        QTextFormat::BackgroundBrush,
+        QTextFormat::FontUnderline,
+        QTextFormat::TextUnderlineStyle,
+        QTextFormat::TextUnderlineColor,
+        QTextFormat::TextVerticalAlignment,
+        QTextFormat::TextBaselineOffset,
+        QTextFormat::TextSuperScriptBaseline,
+        QTextFormat::TextSubScriptBaseline,
+        QTextFormat::FontLetterSpacing,
+        QTextFormat::FontLetterSpacingType,
+        QTextFormat::FontKerning,
+        QTextFormat::TextOutline,
+        QTextFormat::FontStretch,
         QTextFormat::TextToolTip,
     };
     return properties;
@@ -107,8 +114,8 @@ void changeTextFont(QTextDocument &document, const QString &family, const TextRa
     batch.endEditBlock();
 }
 
-void initializeFontInRange(QTextDocument &document, const TextRange &range, const std::optional<QFont> &font,
-                           bool deleteLink)
+void initializeFontInRange(
+    QTextDocument &document, const TextRange &range, const std::optional<QFont> &font, bool deleteLink)
 {
     const TextSpan span = TextSpan::fit(range, document);
     if (span.isEmpty())
@@ -134,7 +141,7 @@ void initializeFontInRange(QTextDocument &document, const TextRange &range, cons
         // The font brings no decoration: strike-through stays as it was, and
         // underline and overline were removed above or are left alone.
         for (const int property : {QTextFormat::FontUnderline, QTextFormat::TextUnderlineStyle,
-                                   QTextFormat::FontOverline, QTextFormat::FontStrikeOut})
+                 QTextFormat::FontOverline, QTextFormat::FontStrikeOut})
             format.clearProperty(property);
         merge(document, span, format);
     }
@@ -142,7 +149,7 @@ void initializeFontInRange(QTextDocument &document, const TextRange &range, cons
 }
 
 TextRange clipRange(QTextDocument &document, const TextRange &range, const QString &tag, const QString &endTag,
-                    const QColor &tagColor, const QColor &stringColor)
+    const QColor &tagColor, const QColor &stringColor)
 {
     const TextSpan span = TextSpan::fit(range, document);
     const QColor tagForeground = tagColor.isValid() ? tagColor : QColor(Qt::black);

@@ -55,8 +55,8 @@ void changeTextFont(QTextDocument &document, const QString &family, const TextRa
  * Bold, italic and strike-through belong to the font or stay; pictures stay
  * pictures. Then @p font, when given, becomes the font of the range.
  */
-void initializeFontInRange(QTextDocument &document, const TextRange &range, const std::optional<QFont> &font,
-                           bool deleteLink);
+void initializeFontInRange(
+    QTextDocument &document, const TextRange &range, const std::optional<QFont> &font, bool deleteLink);
 
 /**
  * Wraps @p range in the tags @p tag and @p endTag ("<b>" and "</b>", say) as
@@ -68,6 +68,6 @@ void initializeFontInRange(QTextDocument &document, const TextRange &range, cons
  * @return the range of the wrapped text with its tags.
  */
 TextRange clipRange(QTextDocument &document, const TextRange &range, const QString &tag, const QString &endTag,
-                    const QColor &tagColor = QColor(), const QColor &stringColor = QColor());
+    const QColor &tagColor = QColor(), const QColor &stringColor = QColor());
 
 } // namespace TextStyling

@@ -23,21 +23,51 @@ QString qtDateFormat(const QString &calendarFormat)
         const QChar code = calendarFormat.at(++i);
         QString field;
         switch (code.unicode()) {
-        case 'm': field = QStringLiteral("MM"); break;
-        case 'd': field = QStringLiteral("dd"); break;
-        case 'e': field = QStringLiteral("d"); break;
-        case 'y': field = QStringLiteral("yy"); break;
-        case 'Y': field = QStringLiteral("yyyy"); break;
-        case 'H': field = QStringLiteral("HH"); break;
-        case 'I': field = QStringLiteral("hh"); break;
-        case 'M': field = QStringLiteral("mm"); break;
-        case 'S': field = QStringLiteral("ss"); break;
-        case 'p': field = QStringLiteral("AP"); break;
-        case 'b': field = QStringLiteral("MMM"); break;
-        case 'B': field = QStringLiteral("MMMM"); break;
-        case 'a': field = QStringLiteral("ddd"); break;
-        case 'A': field = QStringLiteral("dddd"); break;
-        default: literal += code; continue;
+        case 'm':
+            field = QStringLiteral("MM");
+            break;
+        case 'd':
+            field = QStringLiteral("dd");
+            break;
+        case 'e':
+            field = QStringLiteral("d");
+            break;
+        case 'y':
+            field = QStringLiteral("yy");
+            break;
+        case 'Y':
+            field = QStringLiteral("yyyy");
+            break;
+        case 'H':
+            field = QStringLiteral("HH");
+            break;
+        case 'I':
+            field = QStringLiteral("hh");
+            break;
+        case 'M':
+            field = QStringLiteral("mm");
+            break;
+        case 'S':
+            field = QStringLiteral("ss");
+            break;
+        case 'p':
+            field = QStringLiteral("AP");
+            break;
+        case 'b':
+            field = QStringLiteral("MMM");
+            break;
+        case 'B':
+            field = QStringLiteral("MMMM");
+            break;
+        case 'a':
+            field = QStringLiteral("ddd");
+            break;
+        case 'A':
+            field = QStringLiteral("dddd");
+            break;
+        default:
+            literal += code;
+            continue;
         }
         flushLiteral();
         format += field;

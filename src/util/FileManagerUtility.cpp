@@ -20,8 +20,8 @@ Status copyFolderAndContents(const QString &from, const QString &to)
         return Error{QStringLiteral("Cannot create the folder %1").arg(to)};
 
     const QDir sourceDir(from);
-    QDirIterator it(from, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
-                    QDirIterator::Subdirectories);
+    QDirIterator it(
+        from, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
     while (it.hasNext()) {
         it.next();
         const QFileInfo entry = it.fileInfo();
@@ -44,8 +44,8 @@ Result<QString> changeFileNameOfPath(const QString &path, const QString &newName
     const QFileInfo info(path);
     const QString folder = info.absolutePath();
     const QString wanted = folder + u'/' + newName;
-    const QString target =
-        FreeFileName::firstFree(wanted, [&wanted](int n) -> QString { return wanted + u' ' + QString::number(n); });
+    const QString target
+        = FreeFileName::firstFree(wanted, [&wanted](int n) -> QString { return wanted + u' ' + QString::number(n); });
     if (!QFile::rename(path, target) && !QDir().rename(path, target))
         return Error{QStringLiteral("Cannot rename %1 to %2").arg(path, target)};
     return target;

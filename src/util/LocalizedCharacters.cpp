@@ -27,8 +27,12 @@ const LocalizedCharacters &LocalizedCharacters::forThisThread()
     // static storage when most threads never ask.
     thread_local const std::unique_ptr<const LocalizedCharacters> characters = [] {
         auto c = std::make_unique<LocalizedCharacters>();
-        const auto strings = [](const char *key) { return localizedString(QString::fromLatin1(key), "StringUtility"); };
-        const auto numbers = [](const char *key) { return localizedString(QString::fromLatin1(key), "NumberUtility"); };
+        const auto strings = [](const char *key) {
+            return localizedString(QString::fromLatin1(key), "StringUtility");
+        };
+        const auto numbers = [](const char *key) {
+            return localizedString(QString::fromLatin1(key), "NumberUtility");
+        };
         c->space = strings("Space Character");
         c->kuten = strings("Kuten Character");
         c->touten = strings("Touten Character");

@@ -36,16 +36,16 @@ private:
  */
 struct LocalizedCharacters
 {
-    QString space;    ///< "Space Character": the ideographic space
-    QString kuten;    ///< "Kuten Character": the ideographic full stop
-    QString touten;   ///< "Touten Character": the ideographic comma
-    QString minus;    ///< "Minus Character": the full-width hyphen-minus
-    QString tilde;    ///< "Tilde Character": the full-width tilde
-    QString multiple; ///< "Multiple Character": the multiplication sign
+    QString space;                         ///< "Space Character": the ideographic space
+    QString kuten;                         ///< "Kuten Character": the ideographic full stop
+    QString touten;                        ///< "Touten Character": the ideographic comma
+    QString minus;                         ///< "Minus Character": the full-width hyphen-minus
+    QString tilde;                         ///< "Tilde Character": the full-width tilde
+    QString multiple;                      ///< "Multiple Character": the multiplication sign
     QString days, hours, minutes, seconds; ///< " Days", " Hours"...: duration units
-    CharacterSet alphabet;         ///< "alphabetCharacterSet"
-    CharacterSet japanese;         ///< "japaneseCharacterset"
-    CharacterSet japaneseAlphabet; ///< both sets together
+    CharacterSet alphabet;                 ///< "alphabetCharacterSet"
+    CharacterSet japanese;                 ///< "japaneseCharacterset"
+    CharacterSet japaneseAlphabet;         ///< both sets together
 
     /** The values for the calling thread. */
     [[nodiscard]] static const LocalizedCharacters &forThisThread();

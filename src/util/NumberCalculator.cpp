@@ -12,7 +12,9 @@ namespace {
 class StatementScanner
 {
 public:
-    explicit StatementScanner(QStringView text) : m_text(text) {}
+    explicit StatementScanner(QStringView text)
+        : m_text(text)
+    { }
 
     [[nodiscard]] bool atEnd()
     {
@@ -29,10 +31,7 @@ public:
     bool scanOperand(QStringView &operand) { return scan(operand, false); }
 
 private:
-    static bool isOperator(QChar c)
-    {
-        return c == u'+' || c == u'-' || c == u'*' || c == u'/';
-    }
+    static bool isOperator(QChar c) { return c == u'+' || c == u'-' || c == u'*' || c == u'/'; }
 
     void skipSpace()
     {

@@ -102,9 +102,8 @@ bool hasAnyKey(const QString &text, const QStringList &keys, Qt::CaseSensitivity
 {
     if (text.isEmpty())
         return false;
-    return std::any_of(keys.cbegin(), keys.cend(), [&](const QString &key) {
-        return !key.isEmpty() && text.contains(key, sensitivity);
-    });
+    return std::any_of(keys.cbegin(), keys.cend(),
+        [&](const QString &key) { return !key.isEmpty() && text.contains(key, sensitivity); });
 }
 
 bool hasAnyKey(const QString &text, const QList<double> &keys, Qt::CaseSensitivity sensitivity)
@@ -118,20 +117,19 @@ bool hasAnyKey(const QString &text, const QList<double> &keys, Qt::CaseSensitivi
 
 bool stringHasAnyKey(const QString &text, const QStringList &keys)
 {
-    return std::any_of(keys.cbegin(), keys.cend(), [&](const QString &key) {
-        return !key.isEmpty() && text.contains(key, Qt::CaseSensitive);
-    });
+    return std::any_of(keys.cbegin(), keys.cend(),
+        [&](const QString &key) { return !key.isEmpty() && text.contains(key, Qt::CaseSensitive); });
 }
 
 bool stringHasAllKeys(const QString &text, const QStringList &keys)
 {
-    return std::all_of(keys.cbegin(), keys.cend(), [&](const QString &key) {
-        return key.isEmpty() || text.contains(key, Qt::CaseSensitive);
-    });
+    return std::all_of(keys.cbegin(), keys.cend(),
+        [&](const QString &key) { return key.isEmpty() || text.contains(key, Qt::CaseSensitive); });
 }
 
 ContainsAllKeysPredicate::ContainsAllKeysPredicate(const QString &attribute, const QStringList &keys)
-    : m_attribute(attribute), m_propertyName(attribute.toUtf8())
+    : m_attribute(attribute)
+    , m_propertyName(attribute.toUtf8())
 {
     for (const QString &key : keys) {
         if (!key.isEmpty())

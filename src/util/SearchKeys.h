@@ -31,12 +31,12 @@ namespace StringUtility {
 [[nodiscard]] QList<int> separateDateKeyToArray(const QString &list);
 
 /** True when one of the non-empty @p keys occurs in @p text; never for empty text. */
-[[nodiscard]] bool hasAnyKey(const QString &text, const QStringList &keys,
-                             Qt::CaseSensitivity sensitivity = Qt::CaseInsensitive);
+[[nodiscard]] bool hasAnyKey(
+    const QString &text, const QStringList &keys, Qt::CaseSensitivity sensitivity = Qt::CaseInsensitive);
 
 /** As above with numbers, each matched by its shortest decimal text ("5", "2.5"). */
-[[nodiscard]] bool hasAnyKey(const QString &text, const QList<double> &keys,
-                             Qt::CaseSensitivity sensitivity = Qt::CaseInsensitive);
+[[nodiscard]] bool hasAnyKey(
+    const QString &text, const QList<double> &keys, Qt::CaseSensitivity sensitivity = Qt::CaseInsensitive);
 
 /** True when one of the non-empty @p keys occurs in @p text, case-sensitive; never for no keys. */
 [[nodiscard]] bool stringHasAnyKey(const QString &text, const QStringList &keys);

@@ -19,7 +19,7 @@ constexpr qsizetype kDivideWindow = 200;
 bool isInside(const QString &text, StringUtility::Range range)
 {
     return range.location >= 0 && range.length >= 0 && range.location <= text.size()
-           && range.length <= text.size() - range.location;
+        && range.length <= text.size() - range.location;
 }
 
 // The text after the first (or last) @p start, empty when there is none.

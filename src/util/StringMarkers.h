@@ -68,8 +68,8 @@ struct Range
  * @p end searched from there to the end of the whole text, not of
  * @p within. Nothing when @p within leaves the text.
  */
-[[nodiscard]] std::optional<QString> substringFrom(const QString &text, const QString &start, const QString &end,
-                                                   Range within);
+[[nodiscard]] std::optional<QString> substringFrom(
+    const QString &text, const QString &start, const QString &end, Range within);
 
 /** The text after the first @p start (case-insensitive); nothing when it is missing or ends the text. */
 [[nodiscard]] std::optional<QString> substringFrom(const QString &text, const QString &start);

@@ -45,8 +45,7 @@ constexpr SizeUnit kKiloUnit{kKilo, "KB"};
 
 // The value scaled to the largest unit it exceeds, with that unit; bytes
 // when it exceeds none.
-template<std::size_t N>
-std::pair<double, const char *> scaled(double bytes, const SizeUnit (&units)[N])
+template<std::size_t N> std::pair<double, const char *> scaled(double bytes, const SizeUnit (&units)[N])
 {
     for (const SizeUnit &step : units) {
         if (bytes > step.threshold)

@@ -49,8 +49,7 @@ namespace StringUtility {
 [[nodiscard]] QList<qsizetype> naturalOrder(const QStringList &texts);
 
 /** Sorts @p items stably by the natural order of the text @p textOf gives for each. */
-template<typename T, typename TextOf>
-void sortNaturally(QList<T> &items, TextOf textOf)
+template<typename T, typename TextOf> void sortNaturally(QList<T> &items, TextOf textOf)
 {
     QStringList texts;
     texts.reserve(items.size());

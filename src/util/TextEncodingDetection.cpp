@@ -15,8 +15,19 @@ namespace {
 // null entry is encoding number 2565, which old data named but no decoder
 // here knows; it keeps its place in the order and never decodes.
 constexpr std::array<const char *, 13> kCandidates = {
-    "UTF-8", "ASCII", "SHIFT_JIS", "EUC-JP", "MACINTOSH", "CP1251", "CP1252",
-    "CP1253", "CP1254", "CP1250", "ISO-8859-1", nullptr, "UTF-16",
+    "UTF-8",
+    "ASCII",
+    "SHIFT_JIS",
+    "EUC-JP",
+    "MACINTOSH",
+    "CP1251",
+    "CP1252",
+    "CP1253",
+    "CP1254",
+    "CP1250",
+    "ISO-8859-1",
+    nullptr,
+    "UTF-16",
 };
 
 constexpr char kEscape = 27;
@@ -97,7 +108,8 @@ std::optional<QString> stringFromUTF8DataFilePath(const QString &path)
     const Result<QByteArray> bytes = FileContents::read(path);
     if (!bytes)
         return std::nullopt;
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless | QStringDecoder::Flag::ConvertInitialBom);
+    QStringDecoder decoder(
+        QStringDecoder::Utf8, QStringDecoder::Flag::Stateless | QStringDecoder::Flag::ConvertInitialBom);
     QString text = decoder.decode(bytes.value());
     if (decoder.hasError())
         return std::nullopt;

@@ -19,12 +19,20 @@ class ConfirmPassPanelController final : public QDialog
     Q_OBJECT
 public:
     /** The codes of the sheet's buttons. */
-    enum Code { Cancelled = 0, Confirmed = 1 };
+    enum Code
+    {
+        Cancelled = 0,
+        Confirmed = 1
+    };
 
     explicit ConfirmPassPanelController(QWidget *parent = nullptr);
 
     /** The stored hash to check against; read from the preferences on first use when not set. */
-    void setPassword(const QString &hash) { m_password = hash; m_passwordSet = true; }
+    void setPassword(const QString &hash)
+    {
+        m_password = hash;
+        m_passwordSet = true;
+    }
     void setConfirmedAction(std::function<void()> action) { m_confirmedAction = std::move(action); }
     void setCanceledAction(std::function<void()> action) { m_canceledAction = std::move(action); }
     /** Whether the sheet deletes itself once it has ended (the default). */

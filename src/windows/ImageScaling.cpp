@@ -40,8 +40,7 @@ void ImageScaling::reinstall(QTextDocument &document)
 ImageScaling::ImageScaling(QTextDocument &document)
     : QObject(&document)
     , m_document(&document)
-{
-}
+{ }
 
 void ImageScaling::setMaximumWidth(bool on, qreal width)
 {
@@ -57,8 +56,8 @@ void ImageScaling::setMaximumWidth(bool on, qreal width)
 QSizeF ImageScaling::naturalSize(QTextDocument *document, const QTextImageFormat &format) const
 {
     const QImage image = imageOf(document, format);
-    QSizeF size(format.width() > 0 ? format.width() : image.width(),
-                format.height() > 0 ? format.height() : image.height());
+    QSizeF size(
+        format.width() > 0 ? format.width() : image.width(), format.height() > 0 ? format.height() : image.height());
     // Only one side given: the other keeps the picture's proportions.
     if (format.width() > 0 && format.height() <= 0 && image.width() > 0)
         size.setHeight(format.width() * image.height() / image.width());
@@ -75,8 +74,8 @@ QSizeF ImageScaling::intrinsicSize(QTextDocument *document, int, const QTextForm
     return size;
 }
 
-void ImageScaling::drawObject(QPainter *painter, const QRectF &rect, QTextDocument *document, int,
-                              const QTextFormat &format)
+void ImageScaling::drawObject(
+    QPainter *painter, const QRectF &rect, QTextDocument *document, int, const QTextFormat &format)
 {
     const QImage image = imageOf(document, format.toImageFormat());
     if (image.isNull())

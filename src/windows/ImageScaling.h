@@ -29,7 +29,7 @@ public:
 
     QSizeF intrinsicSize(QTextDocument *document, int position, const QTextFormat &format) override;
     void drawObject(QPainter *painter, const QRectF &rect, QTextDocument *document, int position,
-                    const QTextFormat &format) override;
+        const QTextFormat &format) override;
 
 private:
     explicit ImageScaling(QTextDocument &document);

@@ -44,7 +44,7 @@ void LineNumberArea::paintEvent(QPaintEvent *event)
             break;
         if (block.isVisible() && top + int(bounds.height()) >= 0) {
             painter.drawText(QRect(0, top, width() - 6, lineHeight), Qt::AlignRight | Qt::AlignVCenter,
-                             QString::number(block.blockNumber() + 1));
+                QString::number(block.blockNumber() + 1));
         }
         block = block.next();
     }

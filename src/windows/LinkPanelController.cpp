@@ -136,8 +136,8 @@ void LinkPanelController::addMemo(const MemoPtr &memo, const QString &space)
 void LinkPanelController::choosePath()
 {
     setLinkStyle(FileLink);
-    auto *dialog = new QFileDialog(this, tr("Choose"),
-                                   filePath().isEmpty() ? QString() : QFileInfo(filePath()).absolutePath());
+    auto *dialog
+        = new QFileDialog(this, tr("Choose"), filePath().isEmpty() ? QString() : QFileInfo(filePath()).absolutePath());
     dialog->setFileMode(QFileDialog::AnyFile);
     dialog->setOption(QFileDialog::DontConfirmOverwrite);
     dialog->setAttribute(Qt::WA_DeleteOnClose);

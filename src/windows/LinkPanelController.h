@@ -28,9 +28,19 @@ class LinkPanelController final : public QDialog
     Q_OBJECT
 public:
     /** The kinds of link, numbered as link descriptions number them. */
-    enum LinkStyle { URLLink = 1, FileLink = 2, PageLink = 3 };
+    enum LinkStyle
+    {
+        URLLink = 1,
+        FileLink = 2,
+        PageLink = 3
+    };
     /** How the dialog was closed: the codes of its buttons. */
-    enum Result { Cancelled = 0, Accepted = 1, RemoveLink = 3 };
+    enum Result
+    {
+        Cancelled = 0,
+        Accepted = 1,
+        RemoveLink = 3
+    };
 
     /** A dialog for @p targetText's selection, listing the pages below @p rootMemo. */
     LinkPanelController(NoteTextView *targetText, MemoPtr rootMemo);

@@ -30,9 +30,11 @@ QColor blend(const QColor &color, const QColor &towards, double fraction)
 {
     const QColor from = color.toRgb();
     const QColor to = towards.toRgb();
-    auto mix = [fraction](double a, double b) { return a + (b - a) * fraction; };
+    auto mix = [fraction](double a, double b) {
+        return a + (b - a) * fraction;
+    };
     return QColor::fromRgbF(float(mix(from.redF(), to.redF())), float(mix(from.greenF(), to.greenF())),
-                            float(mix(from.blueF(), to.blueF())), from.alphaF());
+        float(mix(from.blueF(), to.blueF())), from.alphaF());
 }
 
 // The colour a title is drawn in. Black, every page's own colour unless the
@@ -52,13 +54,12 @@ QColor titleColorOf(const JWMemo &memo)
 NoteOutlineModel::NoteOutlineModel(NoteTreeController &controller, QObject *parent)
     : QAbstractItemModel(parent)
     , m_controller(controller)
-{
-}
+{ }
 
 NoteOutlineModel::~NoteOutlineModel() = default;
 
-void NoteOutlineModel::build(std::deque<Node> &nodes, std::vector<Node *> &top,
-                             QHash<const JWMemo *, Node *> &byMemo) const
+void NoteOutlineModel::build(
+    std::deque<Node> &nodes, std::vector<Node *> &top, QHash<const JWMemo *, Node *> &byMemo) const
 {
     const MemoPtr root = m_controller.rootMemo();
     if (!root)
@@ -211,8 +212,8 @@ QVariant NoteOutlineModel::data(const QModelIndex &index, int role) const
         return memo.title();
     case Qt::ToolTipRole:
         return memo.protectWithPassword() && !memo.unlockedPassword()
-                   ? tr("%1 (protected by the page password)").arg(memo.title())
-                   : memo.title();
+            ? tr("%1 (protected by the page password)").arg(memo.title())
+            : memo.title();
     case Qt::ForegroundRole:
         return titleColorOf(memo);
     case MemoRole:
@@ -285,17 +286,16 @@ Qt::DropActions sourceActionsFor(Qt::DropAction action)
 
 } // namespace
 
-bool NoteOutlineModel::canDropMimeData(const QMimeData *data, Qt::DropAction action, int row, int,
-                                       const QModelIndex &parent) const
+bool NoteOutlineModel::canDropMimeData(
+    const QMimeData *data, Qt::DropAction action, int row, int, const QModelIndex &parent) const
 {
     if (!data)
         return false;
-    return m_controller.validateDrop(*data, sourceActionsFor(action), memoForIndex(parent), row) !=
-           Qt::IgnoreAction;
+    return m_controller.validateDrop(*data, sourceActionsFor(action), memoForIndex(parent), row) != Qt::IgnoreAction;
 }
 
-bool NoteOutlineModel::dropMimeData(const QMimeData *data, Qt::DropAction action, int row, int,
-                                    const QModelIndex &parent)
+bool NoteOutlineModel::dropMimeData(
+    const QMimeData *data, Qt::DropAction action, int row, int, const QModelIndex &parent)
 {
     if (!data || action == Qt::IgnoreAction)
         return false;

@@ -29,7 +29,8 @@ class NoteOutlineModel final : public QAbstractItemModel
 {
     Q_OBJECT
 public:
-    enum Role {
+    enum Role
+    {
         /** The page (MemoPtr). */
         MemoRole = Qt::UserRole + 1,
         /** The label colour drawn behind the title (QColor; transparent for none). */
@@ -45,7 +46,12 @@ public:
     };
 
     /** How a page's protection shows in the outline. */
-    enum PasswordMark { NoPasswordMark = 0, UnlockedMark, LockedMark };
+    enum PasswordMark
+    {
+        NoPasswordMark = 0,
+        UnlockedMark,
+        LockedMark
+    };
 
     explicit NoteOutlineModel(NoteTreeController &controller, QObject *parent = nullptr);
     ~NoteOutlineModel() override;
@@ -76,10 +82,10 @@ public:
 
     [[nodiscard]] QStringList mimeTypes() const override;
     [[nodiscard]] QMimeData *mimeData(const QModelIndexList &indexes) const override;
-    [[nodiscard]] bool canDropMimeData(const QMimeData *data, Qt::DropAction action, int row, int column,
-                                       const QModelIndex &parent) const override;
-    bool dropMimeData(const QMimeData *data, Qt::DropAction action, int row, int column,
-                      const QModelIndex &parent) override;
+    [[nodiscard]] bool canDropMimeData(
+        const QMimeData *data, Qt::DropAction action, int row, int column, const QModelIndex &parent) const override;
+    bool dropMimeData(
+        const QMimeData *data, Qt::DropAction action, int row, int column, const QModelIndex &parent) override;
     [[nodiscard]] Qt::DropActions supportedDropActions() const override;
     [[nodiscard]] Qt::DropActions supportedDragActions() const override;
 

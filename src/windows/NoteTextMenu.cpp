@@ -25,8 +25,8 @@ QString tr(const char *text)
 
 // The menu colours, by the tags the colour menus always had: 1 black to 10 white.
 constexpr int kColorTags[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
-const char *const kColorNames[] = {"Black",  "Blue",   "Red",    "Yellow", "Green",
-                                   "Orange", "Gray",   "Purple", "Brown",  "White"};
+const char *const kColorNames[]
+    = {"Black", "Blue", "Red", "Yellow", "Green", "Orange", "Gray", "Purple", "Brown", "White"};
 
 QIcon swatch(const QColor &color)
 {
@@ -53,7 +53,9 @@ QAction *actionAfterPaste(QMenu &menu)
 
 void addFormatEntries(NoteTextView &view, QMenu &menu, QAction *before)
 {
-    const auto insertSeparator = [&] { menu.insertSeparator(before); };
+    const auto insertSeparator = [&] {
+        menu.insertSeparator(before);
+    };
     const auto insertAction = [&](const QString &title) {
         auto *action = new QAction(title, &menu);
         menu.insertAction(before, action);
@@ -76,9 +78,8 @@ void addFormatEntries(NoteTextView &view, QMenu &menu, QAction *before)
     for (const QString &family : QFontDatabase::families()) {
         QAction *action = fonts->addAction(family);
         action->setFont(QFont(family));
-        QObject::connect(action, &QAction::triggered, &view, [&view, family] {
-            TextStyling::changeTextFont(*view.document(), family, selectionOf(view));
-        });
+        QObject::connect(action, &QAction::triggered, &view,
+            [&view, family] { TextStyling::changeTextFont(*view.document(), family, selectionOf(view)); });
     }
 
     QMenu *style = insertMenu(tr("Style"));
@@ -105,18 +106,15 @@ void addFormatEntries(NoteTextView &view, QMenu &menu, QAction *before)
     for (size_t i = 0; i < std::size(kColorTags); ++i) {
         const QColor tagColor = colorForTag(kColorTags[i]);
         QObject::connect(color->addAction(swatch(tagColor), tr(kColorNames[i])), &QAction::triggered, &view,
-                         [&view, tagColor] {
-                             TextStyling::changeTextColor(*view.document(), tagColor, selectionOf(view));
-                         });
+            [&view, tagColor] { TextStyling::changeTextColor(*view.document(), tagColor, selectionOf(view)); });
     }
 
     QAction *highlight = insertAction(tr("Highlight Text..."));
     highlight->setCheckable(true);
     highlight->setChecked(view.changingBackgroundColor());
     QObject::connect(highlight, &QAction::triggered, &view, &NoteTextView::changeTextBackgroundColorRequested);
-    QObject::connect(insertAction(tr("Unhighlight Text")), &QAction::triggered, &view, [&view, &document] {
-        TextHighlight::removeBackgroundColorOfRange(document, selectionOf(view));
-    });
+    QObject::connect(insertAction(tr("Unhighlight Text")), &QAction::triggered, &view,
+        [&view, &document] { TextHighlight::removeBackgroundColorOfRange(document, selectionOf(view)); });
 }
 
 void exportSelectedAttachments(NoteTextView &view)
@@ -157,10 +155,10 @@ void addEntries(NoteTextView &view, QMenu &menu)
     const QTextDocument &document = *view.document();
     if (AttributedText::hasAttachmentInRange(document, selectionOf(view)))
         QObject::connect(menu.addAction(tr("Export Selected Attachments...")), &QAction::triggered, &view,
-                         [&view] { exportSelectedAttachments(view); });
+            [&view] { exportSelectedAttachments(view); });
     if (AttributedText::hasAttachment(document))
         QObject::connect(menu.addAction(tr("Export Every Attachment...")), &QAction::triggered, &view,
-                         [&view] { exportEveryAttachment(view); });
+            [&view] { exportEveryAttachment(view); });
     // Text scripts are listed here once there are script folders to read.
     QMenu *scripts = menu.addMenu(tr("Scripts"));
     scripts->setEnabled(!scripts->isEmpty());

@@ -38,7 +38,7 @@ class NoteTextView : public QTextEdit, public MemoTextView
     Q_OBJECT
     /** While on, colours chosen in the colour dialog highlight the selection instead of colouring its text. */
     Q_PROPERTY(bool changingBackgroundColor READ changingBackgroundColor WRITE setChangingBackgroundColor NOTIFY
-                   changingBackgroundColorChanged)
+            changingBackgroundColorChanged)
 public:
     explicit NoteTextView(QWidget *parent = nullptr);
     ~NoteTextView() override;

@@ -70,8 +70,8 @@ QString NoteTreeController::dragRowTypeName()
 
 QStringList NoteTreeController::dragMimeTypes()
 {
-    return {dragRowTypeName(), PasteboardTypes::String, PasteboardTypes::RTF, PasteboardTypes::RTFD,
-            PasteboardTypes::URL};
+    return {
+        dragRowTypeName(), PasteboardTypes::String, PasteboardTypes::RTF, PasteboardTypes::RTFD, PasteboardTypes::URL};
 }
 
 QMimeData *NoteTreeController::writeItems(const QList<MemoPtr> &memos) const
@@ -120,8 +120,8 @@ void NoteTreeController::changeSelection()
     setSelection(m_dragTarget);
 }
 
-Qt::DropAction NoteTreeController::validateDrop(const QMimeData &data, Qt::DropActions sourceActions,
-                                                const MemoPtr &item, int childIndex)
+Qt::DropAction NoteTreeController::validateDrop(
+    const QMimeData &data, Qt::DropActions sourceActions, const MemoPtr &item, int childIndex)
 {
     // Rows move unless their source allows only copying. What comes from
     // elsewhere is copied whenever the source allows it: a file manager
@@ -171,8 +171,8 @@ Qt::DropAction NoteTreeController::validateDrop(const QMimeData &data, Qt::DropA
     return operation;
 }
 
-bool NoteTreeController::acceptDrop(const QMimeData &data, Qt::DropActions sourceActions, const MemoPtr &item,
-                                    int childIndex)
+bool NoteTreeController::acceptDrop(
+    const QMimeData &data, Qt::DropActions sourceActions, const MemoPtr &item, int childIndex)
 {
     invalidateTimer();
     const MemoPtr parent = item ? item : m_rootMemo;
@@ -217,8 +217,7 @@ bool NoteTreeController::acceptDrop(const QMimeData &data, Qt::DropActions sourc
         m_undoStack.endMacro();
         for (const MemoPtr &placed : tree().moveMemos(dragged, parent, index, copy))
             m_window.setEditedIfIsiPhoneMemo(tree().parentOfMemo(placed));
-    } else if (const QString rtfd = PasteboardTypes::firstFormat(data, PasteboardTypes::RTFDTypes);
-               !rtfd.isEmpty()) {
+    } else if (const QString rtfd = PasteboardTypes::firstFormat(data, PasteboardTypes::RTFDTypes); !rtfd.isEmpty()) {
         if (!tree().makeNewMemoWithData(data.data(rtfd), MemoTree::MemoDataType::RTFD, parent, index)) {
             m_window.showStatus(tr("The dropped rich text cannot be read."));
             return false;

@@ -21,8 +21,7 @@ class NoteWindow : public QObject
 public:
     explicit NoteWindow(QObject *parent = nullptr)
         : QObject(parent)
-    {
-    }
+    { }
     ~NoteWindow() override = default;
 
     /** The page whose subtree the window shows. */
@@ -50,9 +49,9 @@ public:
     [[nodiscard]] virtual QUndoStack *undoStack() = 0;
 
     /** Shrinks to its icon window while the application is in the background. */
-    virtual void makeIconWindowAtBackground() {}
+    virtual void makeIconWindowAtBackground() { }
     /** Shrinks to its icon window now. */
-    virtual void makeIconWindow() {}
+    virtual void makeIconWindow() { }
 
 Q_SIGNALS:
     /** The window became the one that takes the keyboard. */

@@ -24,12 +24,20 @@ class SetPassPanelController final : public QDialog
 {
     Q_OBJECT
 public:
-    enum Code { Cancelled = 0, Accepted = 1 };
+    enum Code
+    {
+        Cancelled = 0,
+        Accepted = 1
+    };
 
     explicit SetPassPanelController(QWidget *parent = nullptr);
 
     /** The stored hash the old password must match; read from the preferences on first use when not set. */
-    void setPassword(const QString &hash) { m_password = hash; m_passwordSet = true; }
+    void setPassword(const QString &hash)
+    {
+        m_password = hash;
+        m_passwordSet = true;
+    }
     /** The keyring service to keep the password under; empty: no keyring choice. */
     void setServiceName(const QString &service);
     [[nodiscard]] bool canSaveToKeychain() const { return !m_serviceName.isEmpty(); }

@@ -25,8 +25,8 @@ public:
 
     void paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const override;
     [[nodiscard]] QSize sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const override;
-    [[nodiscard]] QWidget *createEditor(QWidget *parent, const QStyleOptionViewItem &option,
-                                        const QModelIndex &index) const override;
+    [[nodiscard]] QWidget *createEditor(
+        QWidget *parent, const QStyleOptionViewItem &option, const QModelIndex &index) const override;
 
     /** @p base at the "TitleSize" preference (mapped to Qt points) when that is positive, else @p base itself. */
     [[nodiscard]] static QFont titleFont(const QFont &base);

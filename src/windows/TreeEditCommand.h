@@ -12,13 +12,12 @@
 class TreeEditCommand final : public QUndoCommand
 {
 public:
-    TreeEditCommand(const QString &text, std::function<void()> undo, std::function<void()> redo,
-                    QUndoCommand *parent = nullptr)
+    TreeEditCommand(
+        const QString &text, std::function<void()> undo, std::function<void()> redo, QUndoCommand *parent = nullptr)
         : QUndoCommand(text, parent)
         , m_undo(std::move(undo))
         , m_redo(std::move(redo))
-    {
-    }
+    { }
 
     void undo() override
     {

@@ -66,8 +66,7 @@ protected:
     }
 
     // A new page (or child page) titled @p title, with @p text typed into it.
-    static MemoPtr newPage(NoteWindowController &window, const char *action, const QString &title,
-                           const QString &text)
+    static MemoPtr newPage(NoteWindowController &window, const char *action, const QString &title, const QString &text)
     {
         trigger(window, action);
         const MemoPtr page = window.selectedMemo();
@@ -116,8 +115,8 @@ TEST_F(EndToEndTest, aNotebookMadeInOneSessionIsFoundAsItWasInTheNext)
         shoppingID = shopping->memoID();
         trigger(window, "boldAction");
         QTest::keyClicks(window.textView(), QStringLiteral("milk"));
-        const MemoPtr errands = newPage(window, "newChildPageAction", QStringLiteral("Errands"),
-                                        QStringLiteral("Remember the shopping list"));
+        const MemoPtr errands = newPage(
+            window, "newChildPageAction", QStringLiteral("Errands"), QStringLiteral("Remember the shopping list"));
         ASSERT_EQ(application->tree().parentOfMemo(errands), shopping);
 
         // A link to the Shopping page, made with the link sheet and followed with a click.
@@ -178,7 +177,8 @@ TEST_F(EndToEndTest, aNotebookMadeInOneSessionIsFoundAsItWasInTheNext)
     // The protected page is locked again and keeps its text to itself.
     EXPECT_TRUE(secrets->protectWithPassword());
     EXPECT_FALSE(secrets->unlockedPassword());
-    EXPECT_FALSE(window.treeController().model().hasChildren(window.treeController().model().indexForMemo(secrets.get())));
+    EXPECT_FALSE(
+        window.treeController().model().hasChildren(window.treeController().model().indexForMemo(secrets.get())));
     window.selectMemo(secrets);
     EXPECT_EQ(window.selectedMemo(), errands);
 }

@@ -4,7 +4,6 @@
 
 #include "platform/settings/UserDefaults.h"
 
-
 void FreshUserTest::SetUp()
 {
     ASSERT_TRUE(m_home.isValid());

@@ -129,12 +129,13 @@ TEST_F(BookFileTest, roundTripKeepsTreeAndTextsWithNewIDsAndLinksFollowingThem)
     QTextDocument document;
     ASSERT_TRUE(TextExport::setRTFDData(document, pages.at(1)->memoData()).ok());
     EXPECT_EQ(TextExport::string(document), m_dayOne->plainText());
-    const struct {
+    const struct
+    {
         const char *word;
         QString link;
     } links[] = {{"hotel", PageLinks::pageLink(pages.at(3)->memoID(), false)},
-                 {"day two", PageLinks::pageLink(pages.at(2)->memoID(), true)},
-                 {"home", PageLinks::pageLink(kOutsideID, false)}};
+        {"day two", PageLinks::pageLink(pages.at(2)->memoID(), true)},
+        {"home", PageLinks::pageLink(kOutsideID, false)}};
     for (const auto &link : links)
         EXPECT_EQ(document.find(QString::fromLatin1(link.word)).charFormat().anchorHref(), link.link) << link.word;
 }
@@ -171,7 +172,9 @@ TEST_F(BookFileTest, aBrokenBookGivesAClearErrorAndTakesNoIDs)
     QVariantMap withoutTree = PropertyList::fromData(book).valueOr({}).toMap();
     withoutTree.remove(QStringLiteral("rootMemo"));
     const QByteArray tree = archived(QVariant::fromValue(m_trip));
-    const auto rootMemo = [](const QVariant &value) { return plist({{QStringLiteral("rootMemo"), value}}); };
+    const auto rootMemo = [](const QVariant &value) {
+        return plist({{QStringLiteral("rootMemo"), value}});
+    };
     const struct
     {
         const char *name;
@@ -181,17 +184,19 @@ TEST_F(BookFileTest, aBrokenBookGivesAClearErrorAndTakesNoIDs)
         {"text", [] { return QByteArray("Dear diary"); }, "not a book file"},
         {"truncated file", [&] { return book.left(book.size() / 2); }, "not a book file"},
         {"array", [] { return PropertyList::toData(QVariantList{1}, PropertyList::Format::Xml).valueOr({}); },
-         "holds no dictionary"},
+            "holds no dictionary"},
         {"no rootMemo", [&] { return plist(withoutTree); }, "no \"rootMemo\""},
         {"rootMemo is a string", [&] { return rootMemo(QStringLiteral("Trip")); }, "\"rootMemo\" is not data"},
         {"garbage rootMemo", [&] { return rootMemo(QByteArray("\x04\x0bstreamtyped\x81\xe8\x03junk")); },
-         "pages cannot be read"},
+            "pages cannot be read"},
         {"truncated rootMemo", [&] { return rootMemo(tree.left(tree.size() - 20)); }, "pages cannot be read"},
         {"rootMemo holds no page", [&] { return rootMemo(archived(QStringLiteral("Trip"))); }, "holds no page"},
-        {"page under two parents", [&] {
-             m_dayOne->appendChild(m_hotel);
-             return rootMemo(archived(QVariant::fromValue(m_trip)));
-         }, "a page appears twice"},
+        {"page under two parents",
+            [&] {
+                m_dayOne->appendChild(m_hotel);
+                return rootMemo(archived(QVariant::fromValue(m_trip)));
+            },
+            "a page appears twice"},
     };
     const qint64 lastID = JWMemo::memo()->memoID();
     for (const auto &c : cases) {

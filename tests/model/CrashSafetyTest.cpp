@@ -62,7 +62,8 @@ qint64 generationInTitle(const QString &title, qint64 memoID)
 
 // A file's identity: the same identity, the same bytes (an atomic write
 // makes a new file; a write in place moves the change time).
-struct FileIdentity {
+struct FileIdentity
+{
     ino_t inode = 0;
     qint64 size = 0;
     qint64 changed = 0;
@@ -71,14 +72,16 @@ struct FileIdentity {
 
 std::optional<FileIdentity> identityOf(const QString &path)
 {
-    struct stat info { };
+    struct stat info
+    { };
     if (::stat(QFile::encodeName(path).constData(), &info) != 0)
         return std::nullopt;
-    return FileIdentity { info.st_ino, qint64(info.st_size),
-        qint64(info.st_ctim.tv_sec) * 1'000'000'000 + info.st_ctim.tv_nsec };
+    return FileIdentity{
+        info.st_ino, qint64(info.st_size), qint64(info.st_ctim.tv_sec) * 1'000'000'000 + info.st_ctim.tv_nsec};
 }
 
-class CrashSafetyTest : public FreshUserTest {
+class CrashSafetyTest : public FreshUserTest
+{
 protected:
     void SetUp() override
     {
@@ -87,7 +90,7 @@ protected:
         m_folder = m_work.path() + QStringLiteral("/data");
         m_journalPath = m_work.path() + QStringLiteral("/journal");
         const QString childHome = m_work.path() + QStringLiteral("/child");
-        for (const QString &sub : { QStringLiteral("/config"), QStringLiteral("/data") })
+        for (const QString &sub : {QStringLiteral("/config"), QStringLiteral("/data")})
             ASSERT_TRUE(QDir().mkpath(childHome + sub));
         m_environment = QProcessEnvironment::systemEnvironment();
         m_environment.insert(QStringLiteral("HOME"), childHome);
@@ -110,8 +113,8 @@ protected:
     {
         child.setProcessEnvironment(m_environment);
         child.start(QCoreApplication::applicationDirPath() + QStringLiteral("/jw-save-loop"),
-            { m_folder, m_journalPath, QString::number(round), QString::number(kPages), QString::number(kTextBytes),
-                QString::number(m_seed) });
+            {m_folder, m_journalPath, QString::number(round), QString::number(kPages), QString::number(kTextBytes),
+                QString::number(m_seed)});
         ASSERT_TRUE(child.waitForStarted())
             << "jw-save-loop, built with the tests, cannot be started: " << child.errorString().toStdString();
         while (!child.canReadLine()) {
@@ -130,7 +133,7 @@ protected:
         for (const QByteArray &line : bytes.valueOr(QByteArray()).split('\n')) {
             const QList<QByteArray> fields = line.split(' ');
             if (fields.size() == 3) // a line cut short by the kill names no version
-                versions.insert({ fields[0].toLongLong(), fields[1].toLongLong() }, fields[2]);
+                versions.insert({fields[0].toLongLong(), fields[1].toLongLong()}, fields[2]);
         }
         return versions;
     }
@@ -150,13 +153,13 @@ protected:
         if (page.value(QStringLiteral("memoID")).toLongLong() != memoID)
             return QStringLiteral("it names page %1").arg(page.value(QStringLiteral("memoID")).toLongLong());
         generation = generationInTitle(page.value(QStringLiteral("title")).toString(), memoID);
-        if (!journal.contains({ memoID, generation }))
+        if (!journal.contains({memoID, generation}))
             return QStringLiteral("its title \"%1\" is no version the program wrote")
                 .arg(page.value(QStringLiteral("title")).toString());
         TextConverter text;
         if (Status read = text.setRTFDData(page.value(QStringLiteral("memoData")).toByteArray()); !read)
             return QStringLiteral("its text is no RTFD: %1").arg(read.errorMessage());
-        if (textHash(text.string()) != journal.value({ memoID, generation }))
+        if (textHash(text.string()) != journal.value({memoID, generation}))
             return QStringLiteral("its text is not the text of generation %1").arg(generation);
         return {};
     }
@@ -188,14 +191,13 @@ protected:
                 present.insert(id, *known); // unchanged since it was checked
                 continue;
             }
-            CheckedFile checked { *identity, -1 };
+            CheckedFile checked{*identity, -1};
             const QString problem = problemWithPageFile(entry.absoluteFilePath(), id, journal, checked.generation);
             EXPECT_TRUE(problem.isEmpty()) << "page file " << name.toStdString() << ": " << problem.toStdString();
             present.insert(id, checked);
         }
         m_checkedFiles = present;
-        const QStringList storeNames
-            = { QStringLiteral("JW3Data.jw3datastore"), QStringLiteral("JW3Data.jw3settings") };
+        const QStringList storeNames = {QStringLiteral("JW3Data.jw3datastore"), QStringLiteral("JW3Data.jw3settings")};
         for (const QString &name : QDir(m_folder).entryList(QDir::Files | QDir::Hidden)) {
             EXPECT_FALSE(!storeNames.contains(name)
                 && (name.endsWith(QStringLiteral(".jw3datastore")) || name.endsWith(QStringLiteral(".jw3settings"))))
@@ -223,9 +225,9 @@ protected:
             EXPECT_FALSE(ids.contains(id)) << "two pages have the ID " << id;
             ids.insert(id);
             const qint64 generation = generationInTitle(page->title(), id);
-            EXPECT_TRUE(journal.contains({ id, generation }))
+            EXPECT_TRUE(journal.contains({id, generation}))
                 << "page " << id << " has the title " << page->title().toStdString();
-            EXPECT_EQ(textHash(page->plainText()), journal.value({ id, generation }))
+            EXPECT_EQ(textHash(page->plainText()), journal.value({id, generation}))
                 << "page " << id << ": the data store's text is not that of generation " << generation;
             // Pages write their files before the tree is written, so a
             // file is never older than the tree's copy of its page; else
@@ -245,7 +247,8 @@ protected:
     QProcessEnvironment m_environment;
     quint32 m_seed = kDefaultSeed;
     QSet<qint64> m_knownIDs;
-    struct CheckedFile {
+    struct CheckedFile
+    {
         FileIdentity identity;
         qint64 generation = -1;
     };

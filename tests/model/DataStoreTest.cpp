@@ -192,7 +192,8 @@ TEST_F(DataStoreTest, AnUnreadableDataStoreIsSetAsideNeverOverwritten)
     // The old pages' files are all that is left of their text: new pages must not take their IDs.
     const MemoPtr fresh = JWMemo::memo();
     EXPECT_GT(fresh->memoID(), 5);
-    EXPECT_GE(QDir(noteDataFolderPath()).entryList({QStringLiteral("*.jw3page")}).size(), 5) << "no old page file was taken";
+    EXPECT_GE(QDir(noteDataFolderPath()).entryList({QStringLiteral("*.jw3page")}).size(), 5)
+        << "no old page file was taken";
 }
 
 TEST_F(DataStoreTest, AnUnreadableSettingsFileIsSetAsideAndThePreferencesWindowsApply)
@@ -261,8 +262,8 @@ TEST_F(DataStoreTest, AutosaveFollowsItsPreferencesAndWaitsForTheBackground)
 
     int saves = 0;
     QObject counter;
-    NotificationCenter::defaultCenter().addObserver(&counter, NotificationNames::JW3SaveData, nullptr,
-                                                    [&](const Notification &) { ++saves; });
+    NotificationCenter::defaultCenter().addObserver(
+        &counter, NotificationNames::JW3SaveData, nullptr, [&](const Notification &) { ++saves; });
     windows.edited = false;
     store->saveWithTimer();
     EXPECT_EQ(saves, 0) << "nothing edited, nothing saved";
@@ -302,7 +303,7 @@ TEST_F(DataStoreTest, CleanUpMovesFilesOfRemovedPagesAside)
     store->cleanUpRemovedMemoFiles();
     const QString trash = trashFolderPath();
     for (const QString &moved : {QStringLiteral("9999.jw3page"), QStringLiteral("9998_mobile.webarchive"),
-                                 QStringLiteral("notes.txt"), QStringLiteral("%1.jw3page.HYtawu").arg(kept)}) {
+             QStringLiteral("notes.txt"), QStringLiteral("%1.jw3page.HYtawu").arg(kept)}) {
         EXPECT_TRUE(QFileInfo::exists(trash + u'/' + moved)) << moved.toStdString();
         EXPECT_FALSE(QFileInfo::exists(notes + u'/' + moved)) << moved.toStdString();
     }
@@ -345,7 +346,8 @@ TEST_F(DataStoreTest, SwitchingToAFolderWithDataLoadsIt)
     saveSmallTree(windows);
     const QString other = home() + QStringLiteral("/Other");
     ASSERT_TRUE(QDir().mkpath(other));
-    ASSERT_TRUE(QFile::copy(folder() + QStringLiteral("/JW3Data.jw3datastore"), other + QStringLiteral("/JW3Data.jw3datastore")));
+    ASSERT_TRUE(QFile::copy(
+        folder() + QStringLiteral("/JW3Data.jw3datastore"), other + QStringLiteral("/JW3Data.jw3datastore")));
 
     auto store = loadedStore(windows);
     store->observeDefaults();

@@ -270,8 +270,7 @@ struct LeafCase
 };
 
 class ChangeIsLeafTest : public JWMemoTest, public ::testing::WithParamInterface<LeafCase>
-{
-};
+{ };
 
 TEST_P(ChangeIsLeafTest, followsChildrenOpenLeafAndLock)
 {
@@ -285,16 +284,15 @@ TEST_P(ChangeIsLeafTest, followsChildrenOpenLeafAndLock)
     EXPECT_EQ(memo->isLeaf(), c.leaf);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    JWMemoTest, ChangeIsLeafTest,
+INSTANTIATE_TEST_SUITE_P(JWMemoTest, ChangeIsLeafTest,
     ::testing::Values(LeafCase{"empty", false, false, false, false, true},
-                      LeafCase{"emptyProtectedLocked", false, false, true, false, true},
-                      LeafCase{"openLeaf", true, false, false, false, false},
-                      LeafCase{"openLeafProtectedLocked", true, false, true, false, true},
-                      LeafCase{"children", false, true, false, false, false},
-                      LeafCase{"childrenUnprotectedUnlocked", false, true, false, true, false},
-                      LeafCase{"childrenProtectedLocked", false, true, true, false, true},
-                      LeafCase{"childrenProtectedUnlocked", false, true, true, true, false}),
+        LeafCase{"emptyProtectedLocked", false, false, true, false, true},
+        LeafCase{"openLeaf", true, false, false, false, false},
+        LeafCase{"openLeafProtectedLocked", true, false, true, false, true},
+        LeafCase{"children", false, true, false, false, false},
+        LeafCase{"childrenUnprotectedUnlocked", false, true, false, true, false},
+        LeafCase{"childrenProtectedLocked", false, true, true, false, true},
+        LeafCase{"childrenProtectedUnlocked", false, true, true, true, false}),
     [](const auto &info) { return std::string(info.param.name); });
 
 TEST_F(JWMemoTest, childChangesAndTheOpenLeafNotificationRecomputeTheLeaf)
@@ -307,8 +305,8 @@ TEST_F(JWMemoTest, childChangesAndTheOpenLeafNotificationRecomputeTheLeaf)
     EXPECT_FALSE(memo->removeChild(child.get()));
     EXPECT_TRUE(memo->isLeaf());
 
-    NotificationCenter::defaultCenter().post(NotificationNames::JW3OpenNoteLeaf, nullptr,
-                                             {{QStringLiteral("status"), true}});
+    NotificationCenter::defaultCenter().post(
+        NotificationNames::JW3OpenNoteLeaf, nullptr, {{QStringLiteral("status"), true}});
     EXPECT_TRUE(memo->openLeaf());
     EXPECT_FALSE(memo->isLeaf());
 }
@@ -466,23 +464,20 @@ TEST_F(JWMemoTest, theArchiveBeginsAsThePlatformWritesIt)
     child->setMemoID(1);
     root->appendChild(child);
 
-    const auto hex = [](const char *text) { return QByteArray::fromHex(text); };
-    const QByteArray expected = hex("040b73747265616d747970656481e803") + hex("840140")
-        + hex("848484 06") + "JWMemo" + hex("05 8484 08") + "NSObject" + hex("00 85")
-        + hex("92 848484 08") + "NSNumber" + hex("00 8484 07") + "NSValue" + hex("00 94")
-        + hex("84012a 84840171 98 00 86")
-        + hex("92 848484 08") + "NSString" + hex("01 94 84012b 05") + "Notes" + hex("86")
-        + hex("92 848484 0e") + "NSMutableArray" + hex("00 8484 07") + "NSArray" + hex("00 94")
-        + hex("84016901")
-        + hex("928493")
-        + hex("92 84 96 97 98 98 01 86");
+    const auto hex = [](const char *text) {
+        return QByteArray::fromHex(text);
+    };
+    const QByteArray expected = hex("040b73747265616d747970656481e803") + hex("840140") + hex("848484 06") + "JWMemo"
+        + hex("05 8484 08") + "NSObject" + hex("00 85") + hex("92 848484 08") + "NSNumber" + hex("00 8484 07")
+        + "NSValue" + hex("00 94") + hex("84012a 84840171 98 00 86") + hex("92 848484 08") + "NSString"
+        + hex("01 94 84012b 05") + "Notes" + hex("86") + hex("92 848484 0e") + "NSMutableArray" + hex("00 8484 07")
+        + "NSArray" + hex("00 94") + hex("84016901") + hex("928493") + hex("92 84 96 97 98 98 01 86");
     const QByteArray bytes = archive(root);
     EXPECT_EQ(bytes.left(expected.size()), expected);
 }
 
 class OlderMemoVersionTest : public JWMemoTest, public ::testing::WithParamInterface<int>
-{
-};
+{ };
 
 TEST_P(OlderMemoVersionTest, readsWhatTheVersionHoldsWithItsRules)
 {
@@ -514,7 +509,7 @@ TEST_P(OlderMemoVersionTest, readsWhatTheVersionHoldsWithItsRules)
 }
 
 INSTANTIATE_TEST_SUITE_P(JWMemoTest, OlderMemoVersionTest, ::testing::Values(1, 2, 3, 4, 5),
-                         [](const auto &info) { return "version" + std::to_string(info.param); });
+    [](const auto &info) { return "version" + std::to_string(info.param); });
 
 TEST_F(JWMemoTest, readsLooserFormsOfTheFields)
 {

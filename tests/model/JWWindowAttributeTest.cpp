@@ -17,8 +17,8 @@ namespace {
 
 const QByteArray kHeader = QByteArray::fromHex("040b73747265616d747970656481e803");
 
-const RecordArchives<WindowAttributePtr> kRecords{WindowAttributeCoding::registerWith, WindowAttributeCoding::coder,
-                                                   WindowAttributeCoding::kClassVersion};
+const RecordArchives<WindowAttributePtr> kRecords{
+    WindowAttributeCoding::registerWith, WindowAttributeCoding::coder, WindowAttributeCoding::kClassVersion};
 
 TypedStreamRegistry registryAt(qint64 version)
 {
@@ -210,7 +210,7 @@ TEST(JWWindowAttributeTest, copyCarriesTheListedFieldsAndStaysIndependent)
 
     const JWWindowAttribute defaults;
     const QStringList notCopied{QStringLiteral("drawerSize"), QStringLiteral("iconWindowFrame"),
-                                QStringLiteral("tabItems"), QStringLiteral("selectedTabIndex")};
+        QStringLiteral("tabItems"), QStringLiteral("selectedTabIndex")};
     for (const QString &key : propertyNames()) {
         const QVariant expected = notCopied.contains(key) ? defaults.value(key) : original->value(key);
         EXPECT_EQ(copy->value(key), expected) << key.toStdString();
@@ -226,27 +226,58 @@ TEST(JWWindowAttributeTest, copyCarriesTheListedFieldsAndStaysIndependent)
 TEST(JWWindowAttributeTest, archivesADefaultRecordByteForByte)
 {
     const QByteArray expected = kHeader
-        + QByteArray::fromHex("840140" "84" "848411") + "JWWindowAttribute" + QByteArray::fromHex("04")
-        + QByteArray::fromHex("848408") + "NSObject" + QByteArray::fromHex("0085")
+        + QByteArray::fromHex("840140"
+                              "84"
+                              "848411")
+        + "JWWindowAttribute" + QByteArray::fromHex("04") + QByteArray::fromHex("848408") + "NSObject"
+        + QByteArray::fromHex("0085")
         // selectionID: NSNumber 'q' 0
         + QByteArray::fromHex("9284848408") + "NSNumber" + QByteArray::fromHex("00848407") + "NSValue"
-        + QByteArray::fromHex("0094" "84012a" "84840171" "9800" "86")
+        + QByteArray::fromHex("0094"
+                              "84012a"
+                              "84840171"
+                              "9800"
+                              "86")
         // windowFrame
-        + QByteArray::fromHex("9284848408") + "NSString" + QByteArray::fromHex("0194" "84012b" "16")
-        + "{{48, 61}, {500, 500}}" + QByteArray::fromHex("86")
+        + QByteArray::fromHex("9284848408") + "NSString"
+        + QByteArray::fromHex("0194"
+                              "84012b"
+                              "16")
+        + "{{48, 61}, {500, 500}}"
+        + QByteArray::fromHex("86")
         // showPageHandle, floating, showDrawer, drawerEdge
-        + QByteArray::fromHex("84016300" "9b00" "9b01" "84016902")
+        + QByteArray::fromHex("84016300"
+                              "9b00"
+                              "9b01"
+                              "84016902")
         // drawerSize, iconized, iconWindowFrame
-        + QByteArray::fromHex("92849a9a0a") + "{168, 328}" + QByteArray::fromHex("86" "9b00")
-        + QByteArray::fromHex("92849a9a14") + "{{48, 61}, {48, 48}}" + QByteArray::fromHex("86")
+        + QByteArray::fromHex("92849a9a0a") + "{168, 328}"
+        + QByteArray::fromHex("86"
+                              "9b00")
+        + QByteArray::fromHex("92849a9a14") + "{{48, 61}, {48, 48}}"
+        + QByteArray::fromHex("86")
         // ruler, spelling, icon alpha switch, icon alpha 0.5 and 1.0, spaces
-        + QByteArray::fromHex("9b00" "9b00" "9b01" "840166" "830000003f" "9d01" "9b00")
+        + QByteArray::fromHex("9b00"
+                              "9b00"
+                              "9b01"
+                              "840166"
+                              "830000003f"
+                              "9d01"
+                              "9b00")
         // note window alpha switch and values
-        + QByteArray::fromHex("9b00" "9d01" "9d01")
+        + QByteArray::fromHex("9b00"
+                              "9d01"
+                              "9d01")
         // tabItems nil, selectedTabIndex, the two empty frame strings
-        + QByteArray::fromHex("9285" "9c00" "92849a9a0086" "92849a9a0086")
+        + QByteArray::fromHex("9285"
+                              "9c00"
+                              "92849a9a0086"
+                              "92849a9a0086")
         // webWindowFrame, showWebControlBar, end of the record
-        + QByteArray::fromHex("92849a9a16") + "{{48, 61}, {700, 800}}" + QByteArray::fromHex("86" "9b01" "86");
+        + QByteArray::fromHex("92849a9a16") + "{{48, 61}, {700, 800}}"
+        + QByteArray::fromHex("86"
+                              "9b01"
+                              "86");
     EXPECT_EQ(archive(std::make_shared<JWWindowAttribute>()), expected);
 }
 
@@ -291,8 +322,7 @@ TEST(JWWindowAttributeTest, oneRecordArchivedTwiceIsWrittenOnce)
 }
 
 class OlderVersionTest : public ::testing::TestWithParam<int>
-{
-};
+{ };
 
 TEST_P(OlderVersionTest, readsWhatTheVersionHoldsAndDefaultsTheRest)
 {
@@ -326,9 +356,7 @@ TEST_P(OlderVersionTest, readsWhatTheVersionHoldsAndDefaultsTheRest)
 }
 
 INSTANTIATE_TEST_SUITE_P(JWWindowAttributeTest, OlderVersionTest, ::testing::Values(1, 2, 3),
-                         [](const ::testing::TestParamInfo<int> &info) {
-                             return "version" + std::to_string(info.param);
-                         });
+    [](const ::testing::TestParamInfo<int> &info) { return "version" + std::to_string(info.param); });
 
 TEST(JWWindowAttributeTest, truncatedOrMistypedArchivesAreErrors)
 {

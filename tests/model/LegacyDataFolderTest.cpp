@@ -53,28 +53,28 @@ QString describe(const JWMemo &m)
 {
     const QString date = QStringLiteral("yyyy-MM-dd'T'hh:mm:ss");
     return QStringList{QString::number(m.memoID()), m.title(), m.createdAt().toUTC().toString(date),
-                       m.modifiedAt().toUTC().toString(date), QString::number(m.referenceNumber()),
-                       m.hasTags() ? QStringLiteral("tags ") + m.tags().join(u',') : QStringLiteral("nil"),
-                       colour(m.titleColor()), colour(m.titleCharacterColor()),
-                       letters({{m.locked(), 'L'}, {m.protectWithPassword(), 'P'}, {m.scaleImages(), 'S'},
-                                {m.showRuler(), 'R'}, {m.showLineNumbers(), 'N'}, {m.verticalLayout(), 'V'}}),
-                       m.plainText(), m.scrollRangeString(), m.selectedRangeString(), m.webURLStr()}
+        m.modifiedAt().toUTC().toString(date), QString::number(m.referenceNumber()),
+        m.hasTags() ? QStringLiteral("tags ") + m.tags().join(u',') : QStringLiteral("nil"), colour(m.titleColor()),
+        colour(m.titleCharacterColor()),
+        letters({{m.locked(), 'L'}, {m.protectWithPassword(), 'P'}, {m.scaleImages(), 'S'}, {m.showRuler(), 'R'},
+            {m.showLineNumbers(), 'N'}, {m.verticalLayout(), 'V'}}),
+        m.plainText(), m.scrollRangeString(), m.selectedRangeString(), m.webURLStr()}
         .join(QStringLiteral(" | "));
 }
 
 // The window record of a page; the frame strings only where the record's version holds them.
 QString describe(const JWWindowAttribute &w, bool frameStrings)
 {
-    QStringList fields{
-        QString::number(w.selectionID()), rect(w.windowFrame()),
+    QStringList fields{QString::number(w.selectionID()), rect(w.windowFrame()),
         letters({{w.showPageHandle(), 'H'}, {w.floating(), 'F'}, {w.showDrawer(), 'D'}, {w.iconized(), 'I'},
-                 {w.rulerIsVisible(), 'R'}, {w.continuousSpellChecking(), 'S'}, {w.iconWindowChangeAlphaValue(), 'A'},
-                 {w.iconWindowMoveSpaces(), 'M'}, {w.noteWindowChangeAlphaValue(), 'N'}, {w.showWebControlBar(), 'W'}}),
+            {w.rulerIsVisible(), 'R'}, {w.continuousSpellChecking(), 'S'}, {w.iconWindowChangeAlphaValue(), 'A'},
+            {w.iconWindowMoveSpaces(), 'M'}, {w.noteWindowChangeAlphaValue(), 'N'}, {w.showWebControlBar(), 'W'}}),
         QString::asprintf("drawer %d %gx%g", w.drawerEdge(), w.drawerSize().width(), w.drawerSize().height()),
         rect(w.iconWindowFrame()),
         QString::asprintf("alpha %g %g %g %g", w.iconWindowAlphaValue(), w.iconWindowAlphaValueAtPoint(),
-                          w.noteWindowAlphaValue(), w.noteWindowAlphaValueAtPoint()),
-        QStringLiteral("tabs %1 @%2").arg(w.tabItems() ? QString::number(w.tabItems()->size()) : QStringLiteral("nil"))
+            w.noteWindowAlphaValue(), w.noteWindowAlphaValueAtPoint()),
+        QStringLiteral("tabs %1 @%2")
+            .arg(w.tabItems() ? QString::number(w.tabItems()->size()) : QStringLiteral("nil"))
             .arg(w.selectedTabIndex()),
         rect(w.webWindowFrame())};
     if (w.tabItems())
@@ -108,9 +108,9 @@ public:
 /** What a folder must hold once read: its pages in pre-order, their windows and texts. */
 struct Expected
 {
-    QStringList pages;                     // describe() of each page, indented by depth
-    std::map<qint64, QString> windows;     // describe() of a page's window record
-    std::map<qint64, QString> texts;       // the rich text's characters; "*" first for a plain-text page
+    QStringList pages;                 // describe() of each page, indented by depth
+    std::map<qint64, QString> windows; // describe() of a page's window record
+    std::map<qint64, QString> texts;   // the rich text's characters; "*" first for a plain-text page
     bool frameStrings = true;
 };
 
@@ -149,7 +149,8 @@ protected:
     }
 
     // Loads the folder and checks it against @p want; answers the windows the loader opened.
-    QList<qint64> loadAndCheck(const Expected &want, StandInHost &host, const std::function<void(DataStore &)> &then = {})
+    QList<qint64> loadAndCheck(
+        const Expected &want, StandInHost &host, const std::function<void(DataStore &)> &then = {})
     {
         DataStore store;
         store.setHost(&host);
@@ -209,8 +210,8 @@ bool everyCharacter(const QTextDocument &document, const QString &word, const st
     return !found.isNull();
 }
 
-const QString kDefaultWindow = QStringLiteral(
-    "%1 | 48 61 500 500 | H----S---W | drawer 0 168x328 | 0 0 0 0 | alpha 1 1 1 1 | tabs nil @0 | %2");
+const QString kDefaultWindow
+    = QStringLiteral("%1 | 48 61 500 500 | H----S---W | drawer 0 168x328 | 0 0 0 0 | alpha 1 1 1 1 | tabs nil @0 | %2");
 
 QString defaultWindow(qint64 id, const QString &web = QStringLiteral("0 0 0 0"))
 {
@@ -232,14 +233,17 @@ TEST_F(LegacyDataFolderTest, ReadsEveryPageSettingAndTextOfAPlatformWrittenFolde
     const QString black = QStringLiteral("0.00 0.00 0.00 0.00 | 0.00 0.00 0.00 1.00");
     Expected want;
     want.pages = QStringList{
-        "0 | Notes | 2001-09-09T01:46:40 | 2011-03-02T12:00:00 | 0 | tags  | " + black + " | ------ | Welcome | {0, 0} | {0, 0} | ",
+        "0 | Notes | 2001-09-09T01:46:40 | 2011-03-02T12:00:00 | 0 | tags  | " + black
+            + " | ------ | Welcome | {0, 0} | {0, 0} | ",
         "  1 | Café crème brûlée | 2009-03-14T15:09:26 | 2009-03-15T08:00:00 | 300 | tags 料理,Work & play | "
-        "1.00 0.50 0.00 1.00 | 0.20 0.40 0.60 1.00 | ---R-- | Café crème brûlée\nBuy milk and red apples. | {0, 0} | {5, 3} | ",
+        "1.00 0.50 0.00 1.00 | 0.20 0.40 0.60 1.00 | ---R-- | Café crème brûlée\nBuy milk and red apples. | {0, 0} | "
+        "{5, 3} | ",
         "    4 | 日本語のメモ | 2008-12-31T23:59:59 | 2009-01-01T00:00:01 | 70000 | tags 日本,旅行 | "
         "0.10 0.60 0.30 1.00 | 0.50 0.50 0.50 1.00 | ----NV | 日本語のメモ\nParty 🎉 time | {7, 12} | {0, 0} | ",
         "      7 | Deep 🎉 emoji | 2009-04-01T07:30:05 | 2009-04-02T22:00:59 | 0 | tags  | "
         "0.50 0.25 0.75 1.00 | 0.00 0.00 0.00 1.00 | --S--- | Deepest | {0, 0} | {0, 0} | ",
-        "      8 |  | 2009-05-05T05:05:05 | 2009-05-06T06:06:06 | 0 | tags  | " + black + " | ------ | Straße — α | {0, 0} | {0, 0} | ",
+        "      8 |  | 2009-05-05T05:05:05 | 2009-05-06T06:06:06 | 0 | tags  | " + black
+            + " | ------ | Straße — α | {0, 0} | {0, 0} | ",
         "    5 | Locked page | 2009-02-02T02:02:02 | 2009-02-03T03:03:03 | 0 | nil | " + black
             + " | L----- | Only in the archive | {0, 0} | {0, 0} | ",
         "  2 | Protected 🔒 | 2009-12-24T18:00:00 | 2010-01-03T09:45:12 | 3 | tags secret | " + black
@@ -259,23 +263,23 @@ TEST_F(LegacyDataFolderTest, ReadsEveryPageSettingAndTextOfAPlatformWrittenFolde
     want.windows[1] = "4 | 100 200 640 480 | HFD-RS--NW | drawer 2 200x400 | 0 0 0 0 | alpha 0.25 1 0.5 0.75 | "
                       "tabs 2 @1 4 7 | 0 0 0 0 | 100 200 640 480 0 0 1440 878  | {{0, 0}, {0, 0}}";
     want.windows[2] = "6 | 300 120 520 600 | -----SAM-W | drawer 0 168x328 | 0 0 0 0 | alpha 1 0.5 1 1 | "
-                      "tabs nil @0 | 0 0 0 0" + kFrameStrings;
+                      "tabs nil @0 | 0 0 0 0"
+        + kFrameStrings;
     want.windows[12] = "12 | 20 30 700 500 | H--I------ | drawer 0 168x328 | 900 40 64 64 | alpha 1 1 1 1 | "
                        "tabs nil @0 | 10 10 1024 768 | {{48, 61}, {500, 500}} | 900 40 64 64 0 0 1440 878 ";
     // Page 5's file stops before its (nil) tags, page 6's before its text: both texts come from the archive.
-    want.texts = {{0, "Welcome"}, {1, "Café crème brûlée\nBuy milk and red apples."},
-                  {4, "日本語のメモ\nParty 🎉 time"}, {7, "Deepest"}, {8, "Straße — α"}, {5, "Only in the archive"},
-                  {2, "Behind a password"}, {6, "Hidden text"}, {3, "*https://example.com/news\nSaved from the web."},
-                  {12, "Photo:\n\nCaption"}, {10, "Text kept only in the archive"}};
+    want.texts = {{0, "Welcome"}, {1, "Café crème brûlée\nBuy milk and red apples."}, {4, "日本語のメモ\nParty 🎉 time"},
+        {7, "Deepest"}, {8, "Straße — α"}, {5, "Only in the archive"}, {2, "Behind a password"}, {6, "Hidden text"},
+        {3, "*https://example.com/news\nSaved from the web."}, {12, "Photo:\n\nCaption"},
+        {10, "Text kept only in the archive"}};
 
     const auto checkPreferences = [] {
         const UserDefaults &defaults = UserDefaults::standardUserDefaults();
-        const std::pair<const char *, QVariant> values[] = {
-            {"AutoSave", true}, {"Animation", false}, {"DeleteCheck", true}, {"AutoSaveAtBG", false},
-            {"createNewMemoAsPlainText", false}, {"AutoSavePeriod", qint64(5)}, {"HomeID", qint64(4)},
-            {"TitleSize", qint64(2)}, {"NoteWindowStyleTag", qint64(1)}, {"ApplicationVersion", 2.0},
-            {"DefaultFontSize", 13.5}, {"DefaultFont", QStringLiteral("HiraKakuProN-W3")},
-            {"abGroupName", QStringLiteral("Famille Müller")},
+        const std::pair<const char *, QVariant> values[] = {{"AutoSave", true}, {"Animation", false},
+            {"DeleteCheck", true}, {"AutoSaveAtBG", false}, {"createNewMemoAsPlainText", false},
+            {"AutoSavePeriod", qint64(5)}, {"HomeID", qint64(4)}, {"TitleSize", qint64(2)},
+            {"NoteWindowStyleTag", qint64(1)}, {"ApplicationVersion", 2.0}, {"DefaultFontSize", 13.5},
+            {"DefaultFont", QStringLiteral("HiraKakuProN-W3")}, {"abGroupName", QStringLiteral("Famille Müller")},
             {"se-XCMD", QStringLiteral("5f4dcc3b5aa765d61d8327deb882cf99")},
             {"LastSynchronizedDate", QDateTime(QDate(2010, 6, 1), QTime(12, 0, 0, 500), QTimeZone::utc())}};
         for (const auto &[key, value] : values) {
@@ -284,7 +288,8 @@ TEST_F(LegacyDataFolderTest, ReadsEveryPageSettingAndTextOfAPlatformWrittenFolde
             EXPECT_EQ(got, value) << key;
         }
         // The background colour stays the archived colour it was.
-        const auto background = TypedStreamDecoder::unarchiveObjectWithData(defaults.dataForKey(QStringLiteral("BGColor")));
+        const auto background
+            = TypedStreamDecoder::unarchiveObjectWithData(defaults.dataForKey(QStringLiteral("BGColor")));
         ASSERT_TRUE(background.ok()) << background.errorMessage().toStdString();
         EXPECT_EQ(colour(background.value().value<ArchivedColor>().toColor()), QStringLiteral("1.00 0.98 0.80 1.00"));
     };
@@ -345,7 +350,8 @@ TEST_F(LegacyDataFolderTest, ReadsAStoreOfOlderPagesAndSavesItInTheCurrentVersio
         "  20 | Ruler page | 2007-06-01T08:00:00 | 2007-06-02T08:00:00 | 12 | tags old,ruler | 0.90 0.90 0.10 1.00 | "
         "0.80 0.10 0.10 1.00 | L--RN- | Tabs\tand rulers | {0, 0} | {0, 0} | ",
         "  21 | Vieux carnet — été | 2007-07-14T09:00:00 | 2007-08-15T17:30:00 | 0 | tags vacances | "
-        "0.25 0.25 0.25 1.00 | " + black + " | -P---- | Souvenirs | {0, 0} | {0, 0} | ",
+        "0.25 0.25 0.25 1.00 | "
+            + black + " | -P---- | Souvenirs | {0, 0} | {0, 0} | ",
         "    22 | 子ページ | 2007-11-05T10:00:00 | 2007-11-06T11:00:00 | 0 | nil | 0.00 0.00 0.00 0.00 | " + black
             + " | ------ | Petit texte | {0, 0} | {0, 0} | ",
     };

@@ -64,8 +64,8 @@ MemoPtr richTree()
     plain->setTags({QStringLiteral("work"), QStringLiteral("später")});
     plain->setScrollRange({3, 14});
     plain->setSelectedRange({1, 0});
-    MemoPtr scripts =
-        page(QStringLiteral("Grüße"), QStringLiteral("Grüße, 日本語のメモ, emoji 😀, tab\tand NUL \0 end"));
+    MemoPtr scripts
+        = page(QStringLiteral("Grüße"), QStringLiteral("Grüße, 日本語のメモ, emoji 😀, tab\tand NUL \0 end"));
     scripts->setTitleColor(QColor(200, 30, 40));
     scripts->setTitleCharacterColor(QColor(0, 0, 255));
     scripts->windowAttribute()->setWindowFrame(QRectF(48, 61, 500, 500));
@@ -74,8 +74,8 @@ MemoPtr richTree()
     MemoPtr clip = page(QStringLiteral("Clip"), QString());
     clip->setWebURLStr(QStringLiteral("https://www.example.org/a"));
     auto icon = std::make_shared<TypedStreamObject>();
-    icon->cls = std::make_shared<TypedStreamClass>(TypedStreamClass{
-        "NSImage", 0, std::make_shared<TypedStreamClass>(TypedStreamClass{"NSObject", 0, nullptr})});
+    icon->cls = std::make_shared<TypedStreamClass>(
+        TypedStreamClass{"NSImage", 0, std::make_shared<TypedStreamClass>(TypedStreamClass{"NSObject", 0, nullptr})});
     TypedStreamValue flag;
     flag.kind = TypedStreamValue::Kind::Char;
     flag.integer = 1;
@@ -122,8 +122,8 @@ TEST_F(MemoArchiveReadingTest, aTreeReadsAndWritesBackAsItWasWritten)
     ASSERT_EQ(b.size(), a.size());
     for (qsizetype i = 0; i < a.size(); ++i) {
         for (const char *key : {"memoID", "title", "plainText", "tags", "titleColor", "titleCharacterColor", "locked",
-                                "protectWithPassword", "scrollRange", "selectedRange", "webURLStr", "createdAt",
-                                "modifiedAt", "isLeaf"}) {
+                 "protectWithPassword", "scrollRange", "selectedRange", "webURLStr", "createdAt", "modifiedAt",
+                 "isLeaf"}) {
             EXPECT_EQ(a[i]->value(QLatin1String(key)), b[i]->value(QLatin1String(key))) << i << ' ' << key;
         }
         EXPECT_EQ(a[i]->createdAt().timeSpec(), Qt::LocalTime) << i;
@@ -217,7 +217,7 @@ TEST_F(MemoArchiveReadingTest, pagesReadTogetherAreNotifiedInTheOrderTheyWereMad
     QStringList order;
     QObject before;
     center.addObserver(&before, NotificationNames::JW3OpenNoteLeaf, nullptr,
-                       [&order](const Notification &) { order << QStringLiteral("before"); });
+        [&order](const Notification &) { order << QStringLiteral("before"); });
     MemoPtr root = page(QStringLiteral("p0"), QString());
     for (int i = 1; i <= 3; ++i)
         root->appendChild(page(QStringLiteral("p%1").arg(i), QString()));
@@ -232,12 +232,11 @@ TEST_F(MemoArchiveReadingTest, pagesReadTogetherAreNotifiedInTheOrderTheyWereMad
             madeDuringDelivery = JWMemo::memo();
             madeDuringDelivery->setOpenLeaf(true);
             QObject::connect(madeDuringDelivery.get(), &JWMemo::openLeafChanged, &after,
-                             [&order] { order << QStringLiteral("new"); });
+                [&order] { order << QStringLiteral("new"); });
         }
     });
     for (const MemoPtr &p : pagesOf(read)) {
-        QObject::connect(p.get(), &JWMemo::openLeafChanged, &after,
-                         [&order, title = p->title()] { order << title; });
+        QObject::connect(p.get(), &JWMemo::openLeafChanged, &after, [&order, title = p->title()] { order << title; });
     }
     const auto post = [&](bool open) {
         order.clear();
@@ -255,25 +254,27 @@ TEST_F(MemoArchiveReadingTest, pagesReadTogetherAreNotifiedInTheOrderTheyWereMad
 
 TEST(ArchivedGeometryTest, readsAsGeometryStringsDoes)
 {
-    const auto same = [](double a, double b) { return std::bit_cast<quint64>(a) == std::bit_cast<quint64>(b); };
+    const auto same = [](double a, double b) {
+        return std::bit_cast<quint64>(a) == std::bit_cast<quint64>(b);
+    };
     const auto check = [&](const QByteArray &utf8) {
         const QString text = QString::fromUtf8(utf8);
         const QRectF wanted = GeometryStrings::rectFromString(text);
         for (const QVariant &form : {QVariant(text), QVariant::fromValue(TypedStreamUtf8{utf8})}) {
             const QRectF r = ArchivedGeometry::rect(form);
             EXPECT_TRUE(same(r.x(), wanted.x()) && same(r.y(), wanted.y()) && same(r.width(), wanted.width())
-                        && same(r.height(), wanted.height()))
+                && same(r.height(), wanted.height()))
                 << utf8.toStdString();
             const QSizeF s = ArchivedGeometry::size(form);
             EXPECT_TRUE(same(s.width(), GeometryStrings::sizeFromString(text).width())
-                        && same(s.height(), GeometryStrings::sizeFromString(text).height()))
+                && same(s.height(), GeometryStrings::sizeFromString(text).height()))
                 << utf8.toStdString();
             EXPECT_EQ(ArchivedGeometry::range(form), GeometryStrings::rangeFromString(text)) << utf8.toStdString();
         }
     };
     for (const char *text : {"{{48, 61}, {500, 500}}", "{{0, 0}, {0, 0}}", "{-0, +5}", "{168.5, 328}", "{1e3, 2}",
-                             "--5 -+6", "{123456789012345, 1234567890123456}", "{ , }", "{5}", "{-4, -1}",
-                             "{{-10, 20}, {30, 40}} trailing 9", "{\xd9\xa3, 4}", "{0007, 08}"})
+             "--5 -+6", "{123456789012345, 1234567890123456}", "{ , }", "{5}", "{-4, -1}",
+             "{{-10, 20}, {30, 40}} trailing 9", "{\xd9\xa3, 4}", "{0007, 08}"})
         check(QByteArray(text));
     // And strings made of what geometry strings are made of, at random.
     std::mt19937 random(7);

@@ -43,13 +43,15 @@ TEST_F(MemoCreationTest, textGivesATitledEditedPageAndAOneLineAddressAWebClipTha
     MemoPtr started;
     MemoCreation::setWebClipDownloadStarter([&started](const MemoPtr &memo) { started = memo; });
     const QString untitled = localizedString(QStringLiteral("Untitled"));
-    const struct {
+    const struct
+    {
         QString text;
         bool topLineAsTitle;
-        QString title;  // empty for a web clip
+        QString title; // empty for a web clip
     } cases[] = {
         {QStringLiteral("abcdefghijklmnopqrstu\nsecond line"), false, QStringLiteral("abcdefghijklmno")},
-        {QStringLiteral("A first line longer than fifteen\nbody"), true, QStringLiteral("A first line longer than fifteen")},
+        {QStringLiteral("A first line longer than fifteen\nbody"), true,
+            QStringLiteral("A first line longer than fifteen")},
         {QString(), false, untitled},
         {QStringLiteral("https://example.org/a%20b?q=1"), false, {}},
         {QStringLiteral("http://example.org/\nmore"), false, QStringLiteral("http://example.")},

@@ -22,8 +22,7 @@ qint64 savedCounter()
 }
 
 class MemoIDAllocatorTest : public FreshUserTest
-{
-};
+{ };
 
 TEST_F(MemoIDAllocatorTest, idsComeInOrderAndThePreferenceIsWrittenOncePerBatch)
 {

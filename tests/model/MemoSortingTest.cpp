@@ -38,7 +38,8 @@ TEST(MemoSortingTest, eachOrderRunsBothWaysAndPutsPagesWithoutTheKeyLast)
     // A null title is a page never titled (setTitle stores "" for none).
     ASSERT_TRUE(undatedSmall->title().isNull());
 
-    const struct {
+    const struct
+    {
         const char *what;
         Comparison compare;
         MemoPtr a, b;
@@ -75,9 +76,8 @@ TEST(MemoSortingTest, sortingAListAgreesWithThePairwiseOrderStablyAndPutsNullEnt
     // sortMemos sorts by name through collation keys, not through sortWithName:
     // the two must agree on numbers, case, accents, full-width digits and scripts.
     const QStringList titles = {"Page 10", "page 9", "Page 9", "Chapter 3 - 2024-05-01", "chapter 12", "a10", "a2",
-                                "A2", "a\uFF11\uFF10", "r\u00E9sum\u00E9", "resume", "a-b", "ab", "",
-                                "\u65E5\u8A18 2", "\u65E5\u8A18 10", "\u306B\u3063\u304D", "Zebra", "zebra",
-                                "x 007", "x 7", "100 tips", "99 tips"};
+        "A2", "a\uFF11\uFF10", "r\u00E9sum\u00E9", "resume", "a-b", "ab", "", "\u65E5\u8A18 2", "\u65E5\u8A18 10",
+        "\u306B\u3063\u304D", "Zebra", "zebra", "x 007", "x 7", "100 tips", "99 tips"};
     QList<MemoPtr> memos;
     qint64 id = 1;
     for (const QString &title : titles)

@@ -50,8 +50,7 @@ protected:
         return memo;
     }
 
-    template<typename Pages>
-    static QStringList titles(const Pages &memos)
+    template<typename Pages> static QStringList titles(const Pages &memos)
     {
         QStringList list;
         for (const MemoPtr &memo : memos)
@@ -130,7 +129,9 @@ TEST_F(MemoTreeTest, keyboardMovesWrapAroundTheEndsAndChangeTheLevel)
 {
     for (const char *title : {"A", "B", "C"})
         page(QString::fromLatin1(title), title[0], root);
-    const auto child = [this](size_t i) { return root->children()[i]; };
+    const auto child = [this](size_t i) {
+        return root->children()[i];
+    };
 
     tree.moveUp(child(0));
     EXPECT_EQ(titles(root), (QStringList{"B", "C", "A"}));
@@ -289,13 +290,15 @@ TEST_F(MemoTreeTest, flatListsLeaveOutWhatTheyShould)
 
 TEST_F(MemoTreeTest, sortChildrenPicksTheOrderByKey)
 {
-    const struct {
+    const struct
+    {
         const char *title;
         qint64 id;
         int day;
     } pages[] = {{"Page 10", 1, 3}, {"page 9", 3, 1}, {"Page 2", 2, 2}};
     for (const auto &p : pages)
-        page(QString::fromUtf8(p.title), p.id, root)->setModifiedAt(QDateTime(QDate(2021, 1, p.day), QTime(0, 0), Qt::UTC));
+        page(QString::fromUtf8(p.title), p.id, root)
+            ->setModifiedAt(QDateTime(QDate(2021, 1, p.day), QTime(0, 0), Qt::UTC));
 
     tree.sortChildren(nullptr, 1, true);
     EXPECT_EQ(titles(root), (QStringList{"Page 2", "page 9", "Page 10"}));
@@ -313,7 +316,8 @@ TEST_F(MemoTreeTest, duplicateIDsGoToTheNewerPageAndTheCounterStartsAboveTheLarg
     UserDefaults::standardUserDefaults().setValue(QStringLiteral("memoID"), 100);
 
     // The older page keeps the ID, whether met first or later; on equal dates the one met later.
-    const struct {
+    const struct
+    {
         int secondDays;
         qint64 first, second;
     } cases[] = {{1, 7, 101}, {-1, 102, 7}, {0, 103, 7}};
@@ -384,8 +388,8 @@ TEST_F(MemoTreeTest, newPagesFromDataByTypeAndSamplePagesOnlyIntoAnEmptyRoot)
 {
     const MemoPtr parent = page(QStringLiteral("P"), 1, root);
     ASSERT_TRUE(tree.makeNewMemoWithData(QStringLiteral("hello\nworld"), MemoTree::MemoDataType::String, parent, 0));
-    ASSERT_TRUE(tree.makeNewMemoWithData(QByteArray("{\\rtf1 body}"), MemoTree::MemoDataType::RTF,
-                                         QStringLiteral("Named"), parent, 0));
+    ASSERT_TRUE(tree.makeNewMemoWithData(
+        QByteArray("{\\rtf1 body}"), MemoTree::MemoDataType::RTF, QStringLiteral("Named"), parent, 0));
     const MemoPtr clip = tree.makeNewMemoWithURL(QUrl(QStringLiteral("http://example.org/")), parent, 5);
     ASSERT_TRUE(clip);
     EXPECT_EQ(clip->webURLStr(), QStringLiteral("http://example.org/"));

@@ -15,8 +15,8 @@
  * back, for the tests of the records' coders. @p Ptr is the record's
  * pointer type as it travels in a QVariant.
  */
-template<typename Ptr>
-struct RecordArchives {
+template<typename Ptr> struct RecordArchives
+{
     void (*registerWith)(TypedStreamRegistry &);
     TypedStreamCoder (*coder)(qint64 version);
     qint64 currentVersion;

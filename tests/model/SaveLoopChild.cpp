@@ -37,12 +37,12 @@ constexpr int kFailed = 3;
 constexpr int kMaxDepth = 4;
 
 // The journal of versions; every line goes to the kernel before the version can reach a file.
-class Journal {
+class Journal
+{
 public:
     explicit Journal(const QString &path)
         : m_fd(::open(QFile::encodeName(path).constData(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644))
-    {
-    }
+    { }
     ~Journal() { ::close(m_fd); }
     Journal(const Journal &) = delete;
     Journal &operator=(const Journal &) = delete;
@@ -67,8 +67,8 @@ QString titleFor(qint64 memoID, qint64 generation)
 // Words enough for @p bytes, after a first line naming the version.
 QString textFor(qint64 memoID, qint64 generation, int bytes, std::mt19937 &random)
 {
-    static const char *const words[] = { "alpha", "river", "stone", "paper", "lamp", "orchard", "window", "quiet",
-        "signal", "harbour", "copper", "meadow", "ledger", "spring" };
+    static const char *const words[] = {"alpha", "river", "stone", "paper", "lamp", "orchard", "window", "quiet",
+        "signal", "harbour", "copper", "meadow", "ledger", "spring"};
     std::uniform_int_distribution<int> word(0, int(std::size(words)) - 1);
     QString text = titleFor(memoID, generation);
     for (int n = 0; text.size() < bytes; ++n) {

@@ -69,8 +69,8 @@ TEST_F(SettingsFileTest, MissingIsEmptyButDamagedIsAnError)
     // Not an archive, cut short, empty, or an archive of something other than a dictionary.
     const auto list = TypedStreamWriter::archivedDataWithRootObject(QVariantList{qint64(1)});
     ASSERT_TRUE(list.ok());
-    for (const QByteArray &bytes : {QByteArray("garbage"), QByteArray("\x04\x0bstreamtyped\x81\xe8\x03", 16),
-                                    QByteArray(), list.value()}) {
+    for (const QByteArray &bytes :
+        {QByteArray("garbage"), QByteArray("\x04\x0bstreamtyped\x81\xe8\x03", 16), QByteArray(), list.value()}) {
         QFile file(path());
         ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
         file.write(bytes);
@@ -84,8 +84,8 @@ TEST_F(SettingsFileTest, MissingIsEmptyButDamagedIsAnError)
 
 TEST_F(SettingsFileTest, WindowIDsSkipWhatIsNotANumber)
 {
-    const QVariantMap settings{{QStringLiteral("windowIDs"),
-                                QVariantList{qint64(4), QStringLiteral("7"), QVariant(), 9}}};
+    const QVariantMap settings{
+        {QStringLiteral("windowIDs"), QVariantList{qint64(4), QStringLiteral("7"), QVariant(), 9}}};
     EXPECT_EQ(SettingsFile::windowIDs(settings), (QList<qint64>{4, 9}));
 }
 

@@ -94,18 +94,20 @@ QVariant nestedLists(int depth)
 TEST(BinaryPropertyListWriterTest, writesTheMemoDictionaryLikeThePlatform)
 {
     // The platform's example, with the keys in QVariantMap order: memoID, title.
-    const QByteArray bytes = written(QVariantMap{{QStringLiteral("title"), QStringLiteral("Hi")}, {QStringLiteral("memoID"), 12}});
-    EXPECT_EQ(bytes, hex("62706c6973743030"
-                         "d201020304"
-                         "566d656d6f4944"
-                         "557469746c65"
-                         "100c"
-                         "524869"
-                         "080d141a1c"
-                         "0000000000000101"
-                         "0000000000000005"
-                         "0000000000000000"
-                         "000000000000001f"));
+    const QByteArray bytes
+        = written(QVariantMap{{QStringLiteral("title"), QStringLiteral("Hi")}, {QStringLiteral("memoID"), 12}});
+    EXPECT_EQ(bytes,
+        hex("62706c6973743030"
+            "d201020304"
+            "566d656d6f4944"
+            "557469746c65"
+            "100c"
+            "524869"
+            "080d141a1c"
+            "0000000000000101"
+            "0000000000000005"
+            "0000000000000000"
+            "000000000000001f"));
 }
 
 struct ScalarCase
@@ -121,8 +123,7 @@ void PrintTo(const ScalarCase &value, std::ostream *out)
 }
 
 class BinaryScalarTest : public ::testing::TestWithParam<ScalarCase>
-{
-};
+{ };
 
 // Written as the only object, then read back.
 TEST_P(BinaryScalarTest, takesTheSmallestPlatformFormAndReadsBack)
@@ -137,25 +138,26 @@ TEST_P(BinaryScalarTest, takesTheSmallestPlatformFormAndReadsBack)
 
 const QDateTime kJune2010(QDate(2010, 6, 1), QTime(12, 0), Qt::UTC);
 
-INSTANTIATE_TEST_SUITE_P(
-    forms, BinaryScalarTest,
-    ::testing::Values(
-        ScalarCase{"zero", qint64(0), "1000"}, ScalarCase{"byte", qint64(255), "10ff"},
+INSTANTIATE_TEST_SUITE_P(forms, BinaryScalarTest,
+    ::testing::Values(ScalarCase{"zero", qint64(0), "1000"}, ScalarCase{"byte", qint64(255), "10ff"},
         ScalarCase{"twoBytes", qint64(256), "110100"}, ScalarCase{"fourBytes", qint64(65536), "1200010000"},
         ScalarCase{"eightBytes", qint64(4294967296), "130000000100000000"},
         ScalarCase{"minusOneTakesEightBytes", qint64(-1), "13ffffffffffffffff"},
         ScalarCase{"int64Min", std::numeric_limits<qint64>::min(), "138000000000000000"},
         ScalarCase{"int64Max", std::numeric_limits<qint64>::max(), "137fffffffffffffff"},
-        ScalarCase{"uint64Max", std::numeric_limits<quint64>::max(), "14" "0000000000000000" "ffffffffffffffff"},
+        ScalarCase{"uint64Max", std::numeric_limits<quint64>::max(),
+            "14"
+            "0000000000000000"
+            "ffffffffffffffff"},
         ScalarCase{"true", true, "09"}, ScalarCase{"false", false, "08"},
-        ScalarCase{"realAsFloat64", 0.5, "233fe0000000000000"},
-        ScalarCase{"date", kJune2010, "3341b1b52dc0000000"},
+        ScalarCase{"realAsFloat64", 0.5, "233fe0000000000000"}, ScalarCase{"date", kJune2010, "3341b1b52dc0000000"},
         ScalarCase{"dateKeepsMilliseconds", kJune2010.addMSecs(250), "3341b1b52dc0400000"},
         ScalarCase{"uidOneByte", QVariant::fromValue(PropertyListUid{5}), "8005"},
         ScalarCase{"uidTwoBytes", QVariant::fromValue(PropertyListUid{300}), "81012c"},
         ScalarCase{"uidFourBytes", QVariant::fromValue(PropertyListUid{70000}), "8300011170"},
         ScalarCase{"ascii", QStringLiteral("abc"), "53616263"},
-        ScalarCase{"fifteenCharactersTakeALength", QStringLiteral("abcdefghijklmno"), "5f100f6162636465666768696a6b6c6d6e6f"},
+        ScalarCase{
+            "fifteenCharactersTakeALength", QStringLiteral("abcdefghijklmno"), "5f100f6162636465666768696a6b6c6d6e6f"},
         ScalarCase{"latinOneIsUtf16", QStringLiteral("\u00E9"), "6100e9"},
         ScalarCase{"emojiCountsTwoCodeUnits", QStringLiteral("\U0001F600"), "62d83dde00"},
         ScalarCase{"emptyString", QString(), "50"}, ScalarCase{"emptyData", QByteArray(), "40"},
@@ -223,7 +225,8 @@ TEST(BinaryPropertyListReaderTest, readsTheUnsignedShortFormsAndThe128BitForm)
     const QVariant big = BinaryPropertyList::read(assemble({hex("1400000000000000008000000000000000")})).value();
     EXPECT_EQ(big.typeId(), QMetaType::ULongLong);
     EXPECT_EQ(big.toULongLong(), quint64(1) << 63);
-    const QVariant signExtended = BinaryPropertyList::read(assemble({hex("14ffffffffffffffffffffffffffffffff")})).value();
+    const QVariant signExtended
+        = BinaryPropertyList::read(assemble({hex("14ffffffffffffffffffffffffffffffff")})).value();
     EXPECT_EQ(signExtended, QVariant(qint64(-1)));
     EXPECT_FALSE(BinaryPropertyList::read(assemble({hex("1400000000000000010000000000000000")})).ok());
 }
@@ -283,8 +286,7 @@ void PrintTo(const HostileCase &value, std::ostream *out)
 }
 
 class BinaryHostileInputTest : public ::testing::TestWithParam<HostileCase>
-{
-};
+{ };
 
 TEST_P(BinaryHostileInputTest, failsWithAMessageSayingWhy)
 {
@@ -293,7 +295,8 @@ TEST_P(BinaryHostileInputTest, failsWithAMessageSayingWhy)
     const auto read = BinaryPropertyList::read(GetParam().bytes);
     EXPECT_LT(timer.elapsed(), 1000);
     ASSERT_FALSE(read.ok());
-    EXPECT_TRUE(read.errorMessage().contains(QLatin1StringView(GetParam().message))) << read.errorMessage().toStdString();
+    EXPECT_TRUE(read.errorMessage().contains(QLatin1StringView(GetParam().message)))
+        << read.errorMessage().toStdString();
 }
 
 QByteArray patched(QByteArray bytes, qsizetype at, char value)
@@ -346,10 +349,8 @@ QByteArray objectsInOneRunOfFill()
     return assembleAt(root + QByteArray(4 * kCount, '\x0f') + hex("09"), offsets, 2);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    robustness, BinaryHostileInputTest,
-    ::testing::Values(
-        HostileCase{"tooShort", QByteArray("bplist00"), "too few"},
+INSTANTIATE_TEST_SUITE_P(robustness, BinaryHostileInputTest,
+    ::testing::Values(HostileCase{"tooShort", QByteArray("bplist00"), "too few"},
         HostileCase{"otherVersion", QByteArray("bplist15") + assemble({hex("09")}).mid(8), "signature"},
         HostileCase{"arrayContainingItself", assemble({hex("a100")}), "contains itself"},
         HostileCase{"cycleThroughADictionary", assemble({hex("d10102"), hex("516b"), hex("a100")}), "contains itself"},
@@ -360,8 +361,10 @@ INSTANTIATE_TEST_SUITE_P(
         HostileCase{"topObjectOutOfRange", assemble({hex("09")}, 1, 3), "top object"},
         HostileCase{"referenceSizeZero", patched(assemble({hex("09")}), -32 + 7, 0), "1 to 8"},
         HostileCase{"offsetSizeNine", patched(assemble({hex("09")}), -32 + 6, 9), "1 to 8"},
-        HostileCase{"offsetTableIntoTheTrailer", patched(assemble({hex("09")}), -32 + 15, 100), "runs into the trailer"},
-        HostileCase{"offsetOutsideTheObjects", patched(assemble({hex("09"), hex("08")}), 11, 12), "outside the object table"},
+        HostileCase{
+            "offsetTableIntoTheTrailer", patched(assemble({hex("09")}), -32 + 15, 100), "runs into the trailer"},
+        HostileCase{
+            "offsetOutsideTheObjects", patched(assemble({hex("09"), hex("08")}), 11, 12), "outside the object table"},
         HostileCase{"keyThatIsNotAString", assemble({hex("d10102"), hex("1001"), hex("09")}), "not a string"},
         HostileCase{"nullMarker", assemble({hex("00")}), "marker 0x00"},
         HostileCase{"utf8StringMarker", assemble({hex("7141")}), "marker 0x71"},

@@ -14,8 +14,12 @@ namespace {
 TEST(FreeFileNameTest, theWantedNameOrTheFirstFreeOneOfTheSeries)
 {
     const QSet<QString> used{QStringLiteral("a"), QStringLiteral("a 2"), QStringLiteral("a 4")};
-    const auto taken = [&used](const QString &name) { return used.contains(name); };
-    const auto numbered = [](int n) { return QStringLiteral("a %1").arg(n); };
+    const auto taken = [&used](const QString &name) {
+        return used.contains(name);
+    };
+    const auto numbered = [](int n) {
+        return QStringLiteral("a %1").arg(n);
+    };
     EXPECT_EQ(FreeFileName::firstFree(QStringLiteral("b"), numbered, 2, taken), QStringLiteral("b"));
     EXPECT_EQ(FreeFileName::firstFree(QStringLiteral("a"), numbered, 2, taken), QStringLiteral("a 3"));
     EXPECT_EQ(FreeFileName::firstFree(QStringLiteral("a"), numbered, 4, taken), QStringLiteral("a 5"));

@@ -18,22 +18,21 @@ namespace {
 
 QVariant uid(quint64 value)
 {
-    return QVariant::fromValue(PropertyListUid { value });
+    return QVariant::fromValue(PropertyListUid{value});
 }
 
 QVariantMap classDescription(const QStringList &chain)
 {
-    return { { QStringLiteral("$classname"), chain.first() },
-        { QStringLiteral("$classes"), QVariant(chain).toList() } };
+    return {{QStringLiteral("$classname"), chain.first()}, {QStringLiteral("$classes"), QVariant(chain).toList()}};
 }
 
 /** A hand-made archive around @p objects (slot 0 "$null" is added). */
-QByteArray archiveOf(QVariantList objects, const QVariantMap &top = { { QStringLiteral("root"), uid(1) } })
+QByteArray archiveOf(QVariantList objects, const QVariantMap &top = {{QStringLiteral("root"), uid(1)}})
 {
     objects.prepend(QStringLiteral("$null"));
-    const QVariantMap archive { { QStringLiteral("$archiver"), QStringLiteral("NSKeyedArchiver") },
-        { QStringLiteral("$version"), qint64(100000) }, { QStringLiteral("$top"), top },
-        { QStringLiteral("$objects"), objects } };
+    const QVariantMap archive{{QStringLiteral("$archiver"), QStringLiteral("NSKeyedArchiver")},
+        {QStringLiteral("$version"), qint64(100000)}, {QStringLiteral("$top"), top},
+        {QStringLiteral("$objects"), objects}};
     return PropertyList::toData(archive, PropertyList::Format::Binary).valueOr({});
 }
 
@@ -63,12 +62,12 @@ QVariant unarchived(const QByteArray &bytes)
 
 QVariantMap memo(qint64 id, const QString &title, const QVariantList &children)
 {
-    return { { QStringLiteral("memoID"), id }, { QStringLiteral("title"), title }, { QStringLiteral("locked"), false },
-        { QStringLiteral("protectWithPassword"), id % 2 == 0 }, { QStringLiteral("createdAt"), utc(2010, 6, 1, 12) },
-        { QStringLiteral("modifiedAt"), utc(2011, 2, 3, 4, 5, 6, 789) },
-        { QStringLiteral("plainText"), QStringLiteral("Text of %1\n\u00E9\U0001F600").arg(title) },
-        { QStringLiteral("imageDataArray"), QVariantList { QByteArray("\xFF\xD8 jpeg", 7), QByteArray() } },
-        { QStringLiteral("children"), children } };
+    return {{QStringLiteral("memoID"), id}, {QStringLiteral("title"), title}, {QStringLiteral("locked"), false},
+        {QStringLiteral("protectWithPassword"), id % 2 == 0}, {QStringLiteral("createdAt"), utc(2010, 6, 1, 12)},
+        {QStringLiteral("modifiedAt"), utc(2011, 2, 3, 4, 5, 6, 789)},
+        {QStringLiteral("plainText"), QStringLiteral("Text of %1\n\u00E9\U0001F600").arg(title)},
+        {QStringLiteral("imageDataArray"), QVariantList{QByteArray("\xFF\xD8 jpeg", 7), QByteArray()}},
+        {QStringLiteral("children"), children}};
 }
 
 QVariantMap syncTree()
@@ -77,44 +76,43 @@ QVariantMap syncTree()
     clip.remove(QStringLiteral("imageDataArray"));
     clip.insert(QStringLiteral("webURLStr"), QStringLiteral("https://example.org/"));
     clip.insert(QStringLiteral("webArchive"), QByteArray("bplist00 web archive bytes"));
-    return memo(
-        1, QStringLiteral("Sync"), { memo(2, QStringLiteral("Child"), { clip }), memo(4, QStringLiteral(""), {}) });
+    return memo(1, QStringLiteral("Sync"), {memo(2, QStringLiteral("Child"), {clip}), memo(4, QStringLiteral(""), {})});
 }
 
 // The desktop's sync form of a memo dictionary: one slot per object, keys
 // before values, each class described after the first object that uses it.
 TEST(KeyedArchiverTest, writesTheDesktopsLayoutForAMemoDictionary)
 {
-    const QVariantMap root { { QStringLiteral("memoID"), 12 }, { QStringLiteral("title"), QStringLiteral("Shopping") },
-        { QStringLiteral("locked"), false }, { QStringLiteral("modifiedAt"), utc(2010, 6, 1, 12) },
-        { QStringLiteral("children"), QVariantList {} } };
+    const QVariantMap root{{QStringLiteral("memoID"), 12}, {QStringLiteral("title"), QStringLiteral("Shopping")},
+        {QStringLiteral("locked"), false}, {QStringLiteral("modifiedAt"), utc(2010, 6, 1, 12)},
+        {QStringLiteral("children"), QVariantList{}}};
     const QByteArray bytes = archived(root);
     ASSERT_TRUE(bytes.startsWith("bplist00"));
     const QVariantMap archive = parsedArchive(bytes);
     EXPECT_EQ(archive.value(QStringLiteral("$archiver")).toString(), QStringLiteral("NSKeyedArchiver"));
     EXPECT_EQ(archive.value(QStringLiteral("$version")).toLongLong(), 100000);
-    EXPECT_EQ(archive.value(QStringLiteral("$top")).toMap(), (QVariantMap { { QStringLiteral("root"), uid(1) } }));
+    EXPECT_EQ(archive.value(QStringLiteral("$top")).toMap(), (QVariantMap{{QStringLiteral("root"), uid(1)}}));
 
     // Keys come out sorted: children, locked, memoID, modifiedAt, title.
-    const QVariantList expected {
+    const QVariantList expected{
         QStringLiteral("$null"),
-        QVariantMap { { QStringLiteral("NS.keys"), QVariantList { uid(2), uid(3), uid(4), uid(5), uid(6) } },
-            { QStringLiteral("NS.objects"), QVariantList { uid(7), uid(9), uid(10), uid(11), uid(13) } },
-            { QStringLiteral("$class"), uid(14) } },
+        QVariantMap{{QStringLiteral("NS.keys"), QVariantList{uid(2), uid(3), uid(4), uid(5), uid(6)}},
+            {QStringLiteral("NS.objects"), QVariantList{uid(7), uid(9), uid(10), uid(11), uid(13)}},
+            {QStringLiteral("$class"), uid(14)}},
         QStringLiteral("children"),
         QStringLiteral("locked"),
         QStringLiteral("memoID"),
         QStringLiteral("modifiedAt"),
         QStringLiteral("title"),
-        QVariantMap { { QStringLiteral("NS.objects"), QVariantList {} }, { QStringLiteral("$class"), uid(8) } },
-        classDescription({ QStringLiteral("NSMutableArray"), QStringLiteral("NSArray"), QStringLiteral("NSObject") }),
+        QVariantMap{{QStringLiteral("NS.objects"), QVariantList{}}, {QStringLiteral("$class"), uid(8)}},
+        classDescription({QStringLiteral("NSMutableArray"), QStringLiteral("NSArray"), QStringLiteral("NSObject")}),
         false,
         qint64(12),
-        QVariantMap { { QStringLiteral("NS.time"), 297086400.0 }, { QStringLiteral("$class"), uid(12) } },
-        classDescription({ QStringLiteral("NSDate"), QStringLiteral("NSObject") }),
+        QVariantMap{{QStringLiteral("NS.time"), 297086400.0}, {QStringLiteral("$class"), uid(12)}},
+        classDescription({QStringLiteral("NSDate"), QStringLiteral("NSObject")}),
         QStringLiteral("Shopping"),
         classDescription(
-            { QStringLiteral("NSMutableDictionary"), QStringLiteral("NSDictionary"), QStringLiteral("NSObject") }),
+            {QStringLiteral("NSMutableDictionary"), QStringLiteral("NSDictionary"), QStringLiteral("NSObject")}),
     };
     EXPECT_EQ(archive.value(QStringLiteral("$objects")).toList(), expected);
 }
@@ -125,7 +123,7 @@ TEST(KeyedArchiverTest, optionsChooseImmutableContainersAndWrappedStringsAndData
     options.mutableContainers = false;
     options.wrapStrings = true;
     options.wrapData = true;
-    const QVariantMap root { { QStringLiteral("k"), QVariantList { QStringLiteral("s"), QByteArray("d") } } };
+    const QVariantMap root{{QStringLiteral("k"), QVariantList{QStringLiteral("s"), QByteArray("d")}}};
     const QByteArray bytes = archived(root, options);
     const QVariantList objects = parsedArchive(bytes).value(QStringLiteral("$objects")).toList();
     QStringList classNames;
@@ -133,8 +131,8 @@ TEST(KeyedArchiverTest, optionsChooseImmutableContainersAndWrappedStringsAndData
         classNames.append(object.toMap().value(QStringLiteral("$classname")).toString());
     classNames.removeAll(QString());
     EXPECT_EQ(classNames,
-        (QStringList { QStringLiteral("NSMutableString"), QStringLiteral("NSMutableData"), QStringLiteral("NSArray"),
-            QStringLiteral("NSDictionary") }));
+        (QStringList{QStringLiteral("NSMutableString"), QStringLiteral("NSMutableData"), QStringLiteral("NSArray"),
+            QStringLiteral("NSDictionary")}));
     // Dictionary keys stay plain strings; the value string is wrapped.
     EXPECT_TRUE(objects.contains(QStringLiteral("k")));
     EXPECT_FALSE(objects.contains(QStringLiteral("s")));
@@ -163,14 +161,14 @@ TEST(KeyedArchiverTest, writesEqualConstantsOnceAndKeepsTheirTypesApart)
 
 TEST(KeyedArchiverTest, refusesValuesWithoutAnArchivedForm)
 {
-    QVariant deep = QVariantList {};
+    QVariant deep = QVariantList{};
     for (int i = 0; i < KeyedArchiver::maximumDepth + 5; ++i)
-        deep = QVariantList { deep };
+        deep = QVariantList{deep};
     const KeyedArchiver archiver;
     EXPECT_FALSE(archiver.archivedDataWithRootObject(QPoint(1, 2)).ok());
     EXPECT_FALSE(archiver.archivedDataWithRootObject(QDateTime()).ok());
     EXPECT_FALSE(archiver.archivedDataWithRootObject(deep).ok());
-    EXPECT_FALSE(archiver.archivedDataWithRootObject(QVariant::fromValue(ArchivedBackReference { 3 })).ok());
+    EXPECT_FALSE(archiver.archivedDataWithRootObject(QVariant::fromValue(ArchivedBackReference{3})).ok());
     ArchivedObject object(QStringLiteral("JWThing"));
     object.setInlineField(QStringLiteral("bad"), QPoint());
     EXPECT_FALSE(archiver.archivedDataWithRootObject(QVariant::fromValue(object)).ok());
@@ -179,7 +177,7 @@ TEST(KeyedArchiverTest, refusesValuesWithoutAnArchivedForm)
 TEST(KeyedArchiveRoundTripTest, memoTreeSurvivesAndRewritesToTheSameBytes)
 {
     const QVariantMap tree = syncTree();
-    for (auto format : { PropertyList::Format::Binary, PropertyList::Format::Xml }) {
+    for (auto format : {PropertyList::Format::Binary, PropertyList::Format::Xml}) {
         KeyedArchiver::Options options;
         options.format = format;
         const QByteArray bytes = archived(tree, options);
@@ -191,29 +189,29 @@ TEST(KeyedArchiveRoundTripTest, memoTreeSurvivesAndRewritesToTheSameBytes)
 
 TEST(KeyedArchiveRoundTripTest, edgeValuesSurvive)
 {
-    const QVariantMap values {
-        { QStringLiteral("empty"), QString() },
-        { QStringLiteral("nonBmp"), QStringLiteral("\U0001D11E clef, \u00E4") },
-        { QStringLiteral("min"), std::numeric_limits<qint64>::min() },
-        { QStringLiteral("max"), std::numeric_limits<qint64>::max() },
-        { QStringLiteral("unsignedMax"), std::numeric_limits<quint64>::max() },
-        { QStringLiteral("negatives"), QVariantList { qint64(-1), qint64(-2), qint64(-1), qint64(255) } },
-        { QStringLiteral("negativeZero"), -0.0 },
-        { QStringLiteral("tiny"), std::numeric_limits<double>::denorm_min() },
-        { QStringLiteral("before1970"), utc(1900, 1, 1, 0, 0, 0, 250) },
-        { QStringLiteral("nested"),
-            QVariantList { QVariantList {}, QVariantMap {}, QVariantList { QVariantMap { { QString(), 0 } } } } },
-        { QStringLiteral("url"), QUrl(QStringLiteral("https://example.org/a%20b?q=\u00E9")) },
-        { QStringLiteral("uuid"), QUuid(QStringLiteral("{67c8770b-44f1-410a-ab9a-f9b5446f13ee}")) },
-        { QStringLiteral("null"), QVariant::fromValue(nullptr) },
-        { QStringLiteral("nil"), QVariant() },
-        { QStringLiteral("emptyData"), QByteArray() },
+    const QVariantMap values{
+        {QStringLiteral("empty"), QString()},
+        {QStringLiteral("nonBmp"), QStringLiteral("\U0001D11E clef, \u00E4")},
+        {QStringLiteral("min"), std::numeric_limits<qint64>::min()},
+        {QStringLiteral("max"), std::numeric_limits<qint64>::max()},
+        {QStringLiteral("unsignedMax"), std::numeric_limits<quint64>::max()},
+        {QStringLiteral("negatives"), QVariantList{qint64(-1), qint64(-2), qint64(-1), qint64(255)}},
+        {QStringLiteral("negativeZero"), -0.0},
+        {QStringLiteral("tiny"), std::numeric_limits<double>::denorm_min()},
+        {QStringLiteral("before1970"), utc(1900, 1, 1, 0, 0, 0, 250)},
+        {QStringLiteral("nested"),
+            QVariantList{QVariantList{}, QVariantMap{}, QVariantList{QVariantMap{{QString(), 0}}}}},
+        {QStringLiteral("url"), QUrl(QStringLiteral("https://example.org/a%20b?q=\u00E9"))},
+        {QStringLiteral("uuid"), QUuid(QStringLiteral("{67c8770b-44f1-410a-ab9a-f9b5446f13ee}"))},
+        {QStringLiteral("null"), QVariant::fromValue(nullptr)},
+        {QStringLiteral("nil"), QVariant()},
+        {QStringLiteral("emptyData"), QByteArray()},
     };
     const QVariantMap back = unarchived(archived(values)).toMap();
     EXPECT_EQ(back, values);
     EXPECT_TRUE(std::signbit(back.value(QStringLiteral("negativeZero")).toDouble()));
 
-    const QVariantList nan = unarchived(archived(QVariantList { std::nan("") })).toList();
+    const QVariantList nan = unarchived(archived(QVariantList{std::nan("")})).toList();
     ASSERT_EQ(nan.size(), 1);
     EXPECT_TRUE(std::isnan(nan.first().toDouble()));
 }
@@ -225,8 +223,8 @@ TEST(KeyedArchiveRoundTripTest, genericObjectsKeepClassFieldsAndStorage)
     font.setInlineField(QStringLiteral("NSSize"), 11.0);
     font.setInlineField(QStringLiteral("$version"), 2);
     ArchivedObject box(
-        QStringLiteral("JWBox"), { QStringLiteral("JWBox"), QStringLiteral("JWView"), QStringLiteral("NSObject") });
-    box.setInlineField(QStringLiteral("items"), QVariantList { QVariant::fromValue(font), QStringLiteral("x") });
+        QStringLiteral("JWBox"), {QStringLiteral("JWBox"), QStringLiteral("JWView"), QStringLiteral("NSObject")});
+    box.setInlineField(QStringLiteral("items"), QVariantList{QVariant::fromValue(font), QStringLiteral("x")});
     box.setField(QStringLiteral("font"), QVariant::fromValue(font));
 
     const QByteArray bytes = archived(QVariant::fromValue(box));
@@ -251,59 +249,57 @@ TEST(KeyedArchiveRoundTripTest, genericObjectsKeepClassFieldsAndStorage)
 
 TEST(KeyedUnarchiverTest, readsWrappedFormsSetsUrlsAndFallbackClasses)
 {
-    const QStringList myList { QStringLiteral("JWList"), QStringLiteral("%JWList"), QStringLiteral("NSMutableArray"),
-        QStringLiteral("NSArray"), QStringLiteral("NSObject") };
+    const QStringList myList{QStringLiteral("JWList"), QStringLiteral("%JWList"), QStringLiteral("NSMutableArray"),
+        QStringLiteral("NSArray"), QStringLiteral("NSObject")};
     const QByteArray bytes = archiveOf({
-        QVariantMap {
-            { QStringLiteral("NS.objects"), QVariantList { uid(3), uid(5), uid(7), uid(9), uid(12), uid(14) } },
-            { QStringLiteral("$class"), uid(2) } },
+        QVariantMap{{QStringLiteral("NS.objects"), QVariantList{uid(3), uid(5), uid(7), uid(9), uid(12), uid(14)}},
+            {QStringLiteral("$class"), uid(2)}},
         classDescription(myList),
-        QVariantMap { { QStringLiteral("NS.string"), uid(4) }, { QStringLiteral("$class"), uid(6) } },
+        QVariantMap{{QStringLiteral("NS.string"), uid(4)}, {QStringLiteral("$class"), uid(6)}},
         QStringLiteral("by reference"),
-        QVariantMap { { QStringLiteral("NS.bytes"), QByteArray("old") }, { QStringLiteral("$class"), uid(6) } },
-        classDescription({ QStringLiteral("NSMutableString"), QStringLiteral("NSString"), QStringLiteral("NSObject") }),
-        QVariantMap { { QStringLiteral("NS.objects"), QVariantList { uid(4) } }, { QStringLiteral("$class"), uid(8) } },
-        classDescription({ QStringLiteral("NSOrderedSet"), QStringLiteral("NSObject") }),
-        QVariantMap { { QStringLiteral("NS.base"), uid(10) }, { QStringLiteral("NS.relative"), uid(11) },
-            { QStringLiteral("$class"), uid(16) } },
-        QVariantMap { { QStringLiteral("NS.base"), uid(0) }, { QStringLiteral("NS.relative"), uid(15) },
-            { QStringLiteral("$class"), uid(16) } },
+        QVariantMap{{QStringLiteral("NS.bytes"), QByteArray("old")}, {QStringLiteral("$class"), uid(6)}},
+        classDescription({QStringLiteral("NSMutableString"), QStringLiteral("NSString"), QStringLiteral("NSObject")}),
+        QVariantMap{{QStringLiteral("NS.objects"), QVariantList{uid(4)}}, {QStringLiteral("$class"), uid(8)}},
+        classDescription({QStringLiteral("NSOrderedSet"), QStringLiteral("NSObject")}),
+        QVariantMap{{QStringLiteral("NS.base"), uid(10)}, {QStringLiteral("NS.relative"), uid(11)},
+            {QStringLiteral("$class"), uid(16)}},
+        QVariantMap{{QStringLiteral("NS.base"), uid(0)}, {QStringLiteral("NS.relative"), uid(15)},
+            {QStringLiteral("$class"), uid(16)}},
         QStringLiteral("page.html"),
-        QVariantMap { { QStringLiteral("NS.time"), qint64(-31) }, { QStringLiteral("NS.timezone"), uid(0) },
-            { QStringLiteral("$class"), uid(13) } },
-        classDescription({ QStringLiteral("NSCalendarDate"), QStringLiteral("NSDate"), QStringLiteral("NSObject") }),
-        QVariantMap { { QStringLiteral("$class"), uid(17) }, { QStringLiteral("$$key"), true } },
+        QVariantMap{{QStringLiteral("NS.time"), qint64(-31)}, {QStringLiteral("NS.timezone"), uid(0)},
+            {QStringLiteral("$class"), uid(13)}},
+        classDescription({QStringLiteral("NSCalendarDate"), QStringLiteral("NSDate"), QStringLiteral("NSObject")}),
+        QVariantMap{{QStringLiteral("$class"), uid(17)}, {QStringLiteral("$$key"), true}},
         QStringLiteral("https://a.example/dir/"),
-        classDescription({ QStringLiteral("NSURL"), QStringLiteral("NSObject") }),
-        QVariantMap { { QStringLiteral("$classname"), QStringLiteral("RichLink") } },
+        classDescription({QStringLiteral("NSURL"), QStringLiteral("NSObject")}),
+        QVariantMap{{QStringLiteral("$classname"), QStringLiteral("RichLink")}},
     });
     const QVariantList list = unarchived(bytes).toList();
     ASSERT_EQ(list.size(), 6);
     EXPECT_EQ(list.at(0), QVariant(QStringLiteral("by reference")));
     EXPECT_EQ(list.at(1), QVariant(QStringLiteral("old")));
-    EXPECT_EQ(list.at(2), QVariant(QVariantList { QStringLiteral("by reference") }));
+    EXPECT_EQ(list.at(2), QVariant(QVariantList{QStringLiteral("by reference")}));
     EXPECT_EQ(list.at(3), QVariant(QUrl(QStringLiteral("https://a.example/dir/page.html"))));
     EXPECT_EQ(list.at(4), QVariant(utc(2000, 12, 31, 23, 59, 29)));
     const ArchivedObject link = list.at(5).value<ArchivedObject>();
-    EXPECT_EQ(link.classChain(), QStringList { QStringLiteral("RichLink") });
-    EXPECT_EQ(link.fields(), (QVariantMap { { QStringLiteral("$key"), true } }));
+    EXPECT_EQ(link.classChain(), QStringList{QStringLiteral("RichLink")});
+    EXPECT_EQ(link.fields(), (QVariantMap{{QStringLiteral("$key"), true}}));
 }
 
 TEST(KeyedUnarchiverTest, keepsDictionariesWithOtherKeysAsObjects)
 {
     const QByteArray bytes = archiveOf({
-        QVariantMap { { QStringLiteral("NS.keys"), QVariantList { uid(2), uid(3) } },
-            { QStringLiteral("NS.objects"), QVariantList { uid(3), uid(2) } }, { QStringLiteral("$class"), uid(4) } },
+        QVariantMap{{QStringLiteral("NS.keys"), QVariantList{uid(2), uid(3)}},
+            {QStringLiteral("NS.objects"), QVariantList{uid(3), uid(2)}}, {QStringLiteral("$class"), uid(4)}},
         qint64(7),
         QStringLiteral("seven"),
-        classDescription({ QStringLiteral("NSDictionary"), QStringLiteral("NSObject") }),
+        classDescription({QStringLiteral("NSDictionary"), QStringLiteral("NSObject")}),
     });
     const ArchivedObject dictionary = unarchived(bytes).value<ArchivedObject>();
     EXPECT_EQ(dictionary.className(), QStringLiteral("NSDictionary"));
+    EXPECT_EQ(dictionary.field(QStringLiteral("NS.keys")), QVariant(QVariantList{qint64(7), QStringLiteral("seven")}));
     EXPECT_EQ(
-        dictionary.field(QStringLiteral("NS.keys")), QVariant(QVariantList { qint64(7), QStringLiteral("seven") }));
-    EXPECT_EQ(
-        dictionary.field(QStringLiteral("NS.objects")), QVariant(QVariantList { QStringLiteral("seven"), qint64(7) }));
+        dictionary.field(QStringLiteral("NS.objects")), QVariant(QVariantList{QStringLiteral("seven"), qint64(7)}));
     EXPECT_EQ(unarchived(archived(QVariant::fromValue(dictionary))), QVariant::fromValue(dictionary));
 }
 
@@ -311,16 +307,16 @@ TEST(KeyedUnarchiverTest, keepsDictionariesWithOtherKeysAsObjects)
 TEST(KeyedUnarchiverTest, marksBackReferencesAndWritesThemBack)
 {
     const QByteArray bytes = archiveOf({
-        QVariantMap { { QStringLiteral("NSSubviews"), uid(2) }, { QStringLiteral("$class"), uid(4) } },
-        QVariantMap { { QStringLiteral("NS.objects"), QVariantList { uid(3) } }, { QStringLiteral("$class"), uid(5) } },
-        QVariantMap { { QStringLiteral("NSSuperview"), uid(1) }, { QStringLiteral("$class"), uid(4) } },
-        classDescription({ QStringLiteral("NSView"), QStringLiteral("NSResponder"), QStringLiteral("NSObject") }),
-        classDescription({ QStringLiteral("NSArray"), QStringLiteral("NSObject") }),
+        QVariantMap{{QStringLiteral("NSSubviews"), uid(2)}, {QStringLiteral("$class"), uid(4)}},
+        QVariantMap{{QStringLiteral("NS.objects"), QVariantList{uid(3)}}, {QStringLiteral("$class"), uid(5)}},
+        QVariantMap{{QStringLiteral("NSSuperview"), uid(1)}, {QStringLiteral("$class"), uid(4)}},
+        classDescription({QStringLiteral("NSView"), QStringLiteral("NSResponder"), QStringLiteral("NSObject")}),
+        classDescription({QStringLiteral("NSArray"), QStringLiteral("NSObject")}),
     });
     const ArchivedObject view = unarchived(bytes).value<ArchivedObject>();
     const ArchivedObject child = view.field(QStringLiteral("NSSubviews")).toList().value(0).value<ArchivedObject>();
     EXPECT_EQ(
-        child.field(QStringLiteral("NSSuperview")), QVariant::fromValue(ArchivedBackReference { view.archiveUid() }));
+        child.field(QStringLiteral("NSSuperview")), QVariant::fromValue(ArchivedBackReference{view.archiveUid()}));
 
     KeyedArchiver::Options options;
     options.mutableContainers = false;
@@ -335,10 +331,10 @@ TEST(KeyedUnarchiverTest, sharedObjectsAreDecodedOnceAndStayShared)
     QVariantList objects;
     const int levels = 60;
     for (int i = 0; i < levels; ++i)
-        objects.append(QVariantMap { { QStringLiteral("NS.objects"), QVariantList { uid(i + 2), uid(i + 2) } },
-            { QStringLiteral("$class"), uid(levels + 2) } });
+        objects.append(QVariantMap{{QStringLiteral("NS.objects"), QVariantList{uid(i + 2), uid(i + 2)}},
+            {QStringLiteral("$class"), uid(levels + 2)}});
     objects.append(QStringLiteral("leaf"));
-    objects.append(classDescription({ QStringLiteral("NSArray"), QStringLiteral("NSObject") }));
+    objects.append(classDescription({QStringLiteral("NSArray"), QStringLiteral("NSObject")}));
     const QVariant tree = unarchived(archiveOf(objects));
     const QVariantList rewritten = parsedArchive(archived(tree)).value(QStringLiteral("$objects")).toList();
     EXPECT_EQ(rewritten.size(), levels + 3);
@@ -365,19 +361,17 @@ ArchivedObject objectIn(const QVariant &value, const char *key)
 TEST(KeyedArchiveRealDataTest, readsArchivesOfFoundationValues)
 {
     EXPECT_EQ(readArchive("nskeyedarchiver-go-dict.bin.plist"),
-        QVariant(
-            QVariantMap { { QStringLiteral("int"), qint64(1) }, { QStringLiteral("string"), QStringLiteral("string") },
-                { QStringLiteral("array"), QVariantList { true, QStringLiteral("Hello, World!"), qint64(42) } } }));
+        QVariant(QVariantMap{{QStringLiteral("int"), qint64(1)}, {QStringLiteral("string"), QStringLiteral("string")},
+            {QStringLiteral("array"), QVariantList{true, QStringLiteral("Hello, World!"), qint64(42)}}}));
     EXPECT_EQ(readArchive("nskeyedarchiver-go-nestedarrays.bin.plist"),
-        QVariant(QVariantList {
-            QVariantList { true }, QVariantList { qint64(42), true, QStringLiteral("Hello, World!") } }));
+        QVariant(QVariantList{QVariantList{true}, QVariantList{qint64(42), true, QStringLiteral("Hello, World!")}}));
 
     const auto top = KeyedUnarchiver::unarchiveTopLevelObjectsWithData(
         readTestFile(QStringLiteral("nskeyedarchiver-go-primitives.xml.plist")));
     ASSERT_TRUE(top.ok()) << top.errorMessage().toStdString();
     const QString hello = QStringLiteral("Hello, World!");
-    const QVariantList expected { qint64(1), qint64(1), 1.0, 1.5, QByteArray("asdfasdfadsfadsf"), true, hello, hello,
-        hello, false, false, qint64(42) };
+    const QVariantList expected{qint64(1), qint64(1), 1.0, 1.5, QByteArray("asdfasdfadsfadsf"), true, hello, hello,
+        hello, false, false, qint64(42)};
     ASSERT_EQ(top.value().size(), expected.size());
     for (qsizetype i = 0; i < expected.size(); ++i)
         EXPECT_EQ(top.value().value(QStringLiteral("$%1").arg(i)), expected.at(i)) << i;
@@ -389,7 +383,7 @@ TEST(KeyedArchiveRealDataTest, readsMessagePayloadsGenerically)
     EXPECT_EQ(url.value<ArchivedObject>().className(), QStringLiteral("RichLink"));
     EXPECT_EQ(url.value<ArchivedObject>().field(QStringLiteral("richLinkIsPlaceholder")), QVariant(false));
     const ArchivedObject metadata = objectIn(url, "richLinkMetadata");
-    EXPECT_EQ(metadata.classChain(), (QStringList { QStringLiteral("LPLinkMetadata"), QStringLiteral("NSObject") }));
+    EXPECT_EQ(metadata.classChain(), (QStringList{QStringLiteral("LPLinkMetadata"), QStringLiteral("NSObject")}));
     EXPECT_EQ(metadata.field(QStringLiteral("title")), QVariant(QStringLiteral("Christopher Sardegna")));
     EXPECT_EQ(metadata.field(QStringLiteral("URL")), QVariant(QUrl(QStringLiteral("https://chrissardegna.com/"))));
     EXPECT_EQ(metadata.field(QStringLiteral("icons")).toList().size(), 1);
@@ -440,7 +434,8 @@ TEST(KeyedArchiveRealDataTest, readsTerminalFontAndColour)
     EXPECT_EQ(parsedArchive(archived(QVariant::fromValue(colour))), parsedArchive(colourBytes));
 }
 
-class InterfaceFileTest : public ::testing::TestWithParam<std::pair<const char *, int>> { };
+class InterfaceFileTest : public ::testing::TestWithParam<std::pair<const char *, int>>
+{ };
 
 // Interface files: hundreds of objects of dozens of classes, shared objects
 // and back references; they decode and write back stably.
@@ -468,13 +463,15 @@ INSTANTIATE_TEST_SUITE_P(realData, InterfaceFileTest,
         std::make_pair("denoise-MainMenu-keyedobjects.nib", 344)),
     [](const auto &info) { return info.index == 0 ? std::string("webArchiveExtractor") : std::string("denoise"); });
 
-struct BadArchive {
+struct BadArchive
+{
     const char *name;
     const char *expectedMessage;
     QByteArray bytes;
 };
 
-class MalformedKeyedArchiveTest : public ::testing::TestWithParam<BadArchive> { };
+class MalformedKeyedArchiveTest : public ::testing::TestWithParam<BadArchive>
+{ };
 
 TEST_P(MalformedKeyedArchiveTest, failsWithAMessage)
 {
@@ -492,53 +489,51 @@ QVariantMap objectOf(QVariantMap fields, quint64 classUid)
 
 std::vector<BadArchive> badArchives()
 {
-    const QVariantMap array = classDescription({ QStringLiteral("NSArray"), QStringLiteral("NSObject") });
+    const QVariantMap array = classDescription({QStringLiteral("NSArray"), QStringLiteral("NSObject")});
     const auto toData = [](const QVariant &value) {
         return PropertyList::toData(value, PropertyList::Format::Binary).valueOr({});
     };
     const int levels = KeyedUnarchiver::maximumDepth + 10;
     QVariantList deep;
     for (int i = 0; i < levels; ++i)
-        deep.append(objectOf({ { QStringLiteral("NS.objects"), QVariantList { uid(i + 2) } } }, levels + 2));
+        deep.append(objectOf({{QStringLiteral("NS.objects"), QVariantList{uid(i + 2)}}}, levels + 2));
     deep << QStringLiteral("bottom") << array;
     return {
-        { "notAPropertyList", "property list", QByteArray("bplist00\x01\x02", 10) },
-        { "rootIsAnArray", "not a dictionary", toData(QVariantList { 1 }) },
-        { "noObjects", "\"$objects\"", toData(QVariantMap { { QStringLiteral("$top"), QVariantMap {} } }) },
-        { "objectsNotAnArray", "\"$objects\"",
-            toData(QVariantMap { { QStringLiteral("$top"), QVariantMap {} }, { QStringLiteral("$objects"), 1 } }) },
-        { "noRoot", "neither \"root\"", archiveOf({ QStringLiteral("x") }, { { QStringLiteral("other"), uid(1) } }) },
-        { "uidOutOfRange", "object 99", archiveOf({ QStringLiteral("x") }, { { QStringLiteral("root"), uid(99) } }) },
-        { "classIsNotAReference", "\"$class\"", archiveOf({ QVariantMap { { QStringLiteral("$class"), 2 } }, array }) },
-        { "classIsNotADescription", "not a class description",
-            archiveOf({ objectOf({}, 2), QStringLiteral("NSArray") }) },
-        { "classOutOfRange", "does not exist", archiveOf({ objectOf({}, 1000) }) },
-        { "rootIsAClassDescription", "is a class description", archiveOf({ array }) },
-        { "arrayContainsItself", "cycle",
-            archiveOf({ objectOf({ { QStringLiteral("NS.objects"), QVariantList { uid(1) } } }, 2), array }) },
-        { "tooDeep", "too deeply", archiveOf(deep) },
-        { "objectsNotAnArrayInArray", "not an array",
-            archiveOf({ objectOf({ { QStringLiteral("NS.objects"), uid(0) } }, 2), array }) },
-        { "inlineElement", "other than references",
-            archiveOf({ objectOf({ { QStringLiteral("NS.objects"), QVariantList { 1 } } }, 2), array }) },
-        { "keysWithoutValues", "1 keys",
-            archiveOf({ objectOf({ { QStringLiteral("NS.keys"), QVariantList { uid(3) } },
-                                     { QStringLiteral("NS.objects"), QVariantList {} } },
-                            2),
-                classDescription({ QStringLiteral("NSDictionary"), QStringLiteral("NSObject") }),
-                QStringLiteral("k") }) },
-        { "timeIsAString", "NS.time",
-            archiveOf({ objectOf({ { QStringLiteral("NS.time"), QStringLiteral("soon") } }, 2),
-                classDescription({ QStringLiteral("NSDate"), QStringLiteral("NSObject") }) }) },
-        { "timeIsNotFinite", "out of range",
-            archiveOf({ objectOf({ { QStringLiteral("NS.time"), std::numeric_limits<double>::infinity() } }, 2),
-                classDescription({ QStringLiteral("NSDate"), QStringLiteral("NSObject") }) }) },
-        { "shortUuid", "16 bytes",
-            archiveOf({ objectOf({ { QStringLiteral("NS.uuidbytes"), QByteArray("abc") } }, 2),
-                classDescription({ QStringLiteral("NSUUID"), QStringLiteral("NSObject") }) }) },
-        { "stringWithoutText", "NS.string",
-            archiveOf({ objectOf({ { QStringLiteral("NS.string"), 5 } }, 2),
-                classDescription({ QStringLiteral("NSMutableString"), QStringLiteral("NSObject") }) }) },
+        {"notAPropertyList", "property list", QByteArray("bplist00\x01\x02", 10)},
+        {"rootIsAnArray", "not a dictionary", toData(QVariantList{1})},
+        {"noObjects", "\"$objects\"", toData(QVariantMap{{QStringLiteral("$top"), QVariantMap{}}})},
+        {"objectsNotAnArray", "\"$objects\"",
+            toData(QVariantMap{{QStringLiteral("$top"), QVariantMap{}}, {QStringLiteral("$objects"), 1}})},
+        {"noRoot", "neither \"root\"", archiveOf({QStringLiteral("x")}, {{QStringLiteral("other"), uid(1)}})},
+        {"uidOutOfRange", "object 99", archiveOf({QStringLiteral("x")}, {{QStringLiteral("root"), uid(99)}})},
+        {"classIsNotAReference", "\"$class\"", archiveOf({QVariantMap{{QStringLiteral("$class"), 2}}, array})},
+        {"classIsNotADescription", "not a class description", archiveOf({objectOf({}, 2), QStringLiteral("NSArray")})},
+        {"classOutOfRange", "does not exist", archiveOf({objectOf({}, 1000)})},
+        {"rootIsAClassDescription", "is a class description", archiveOf({array})},
+        {"arrayContainsItself", "cycle",
+            archiveOf({objectOf({{QStringLiteral("NS.objects"), QVariantList{uid(1)}}}, 2), array})},
+        {"tooDeep", "too deeply", archiveOf(deep)},
+        {"objectsNotAnArrayInArray", "not an array",
+            archiveOf({objectOf({{QStringLiteral("NS.objects"), uid(0)}}, 2), array})},
+        {"inlineElement", "other than references",
+            archiveOf({objectOf({{QStringLiteral("NS.objects"), QVariantList{1}}}, 2), array})},
+        {"keysWithoutValues", "1 keys",
+            archiveOf({objectOf({{QStringLiteral("NS.keys"), QVariantList{uid(3)}},
+                                    {QStringLiteral("NS.objects"), QVariantList{}}},
+                           2),
+                classDescription({QStringLiteral("NSDictionary"), QStringLiteral("NSObject")}), QStringLiteral("k")})},
+        {"timeIsAString", "NS.time",
+            archiveOf({objectOf({{QStringLiteral("NS.time"), QStringLiteral("soon")}}, 2),
+                classDescription({QStringLiteral("NSDate"), QStringLiteral("NSObject")})})},
+        {"timeIsNotFinite", "out of range",
+            archiveOf({objectOf({{QStringLiteral("NS.time"), std::numeric_limits<double>::infinity()}}, 2),
+                classDescription({QStringLiteral("NSDate"), QStringLiteral("NSObject")})})},
+        {"shortUuid", "16 bytes",
+            archiveOf({objectOf({{QStringLiteral("NS.uuidbytes"), QByteArray("abc")}}, 2),
+                classDescription({QStringLiteral("NSUUID"), QStringLiteral("NSObject")})})},
+        {"stringWithoutText", "NS.string",
+            archiveOf({objectOf({{QStringLiteral("NS.string"), 5}}, 2),
+                classDescription({QStringLiteral("NSMutableString"), QStringLiteral("NSObject")})})},
     };
 }
 

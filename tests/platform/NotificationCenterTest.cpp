@@ -20,7 +20,9 @@ protected:
 
     NotificationCenter::Handler record(const QString &who)
     {
-        return [this, who](const Notification &n) { log.append(who + u':' + n.name); };
+        return [this, who](const Notification &n) {
+            log.append(who + u':' + n.name);
+        };
     }
 };
 
@@ -35,8 +37,9 @@ TEST_F(NotificationCenterTest, deliversByNameAndBySender)
     center.post(NotificationNames::JW3SaveData, nullptr);
     center.post(NotificationNames::JW3SaveMemoContent, &senderA);
 
-    EXPECT_EQ(log, (QStringList{QStringLiteral("any:JW3SaveData"), QStringLiteral("a:JW3SaveData"),
-                                QStringLiteral("any:JW3SaveData")}));
+    EXPECT_EQ(log,
+        (QStringList{
+            QStringLiteral("any:JW3SaveData"), QStringLiteral("a:JW3SaveData"), QStringLiteral("any:JW3SaveData")}));
 }
 
 TEST_F(NotificationCenterTest, passesSenderAndUserInfoAndKeepsTheOrderOfAdding)
@@ -52,9 +55,9 @@ TEST_F(NotificationCenterTest, passesSenderAndUserInfoAndKeepsTheOrderOfAdding)
 
     center.post(NotificationNames::JWSReportSyncProgress, &sender, {{QStringLiteral("progress"), 0.25}});
 
-    EXPECT_EQ(log, (QStringList{QStringLiteral("first:JWSReportSyncProgress"),
-                                QStringLiteral("everything:JWSReportSyncProgress"),
-                                QStringLiteral("last:JWSReportSyncProgress")}));
+    EXPECT_EQ(log,
+        (QStringList{QStringLiteral("first:JWSReportSyncProgress"), QStringLiteral("everything:JWSReportSyncProgress"),
+            QStringLiteral("last:JWSReportSyncProgress")}));
     EXPECT_EQ(received.object, &sender);
     EXPECT_DOUBLE_EQ(received.userInfo.value(QStringLiteral("progress")).toDouble(), 0.25);
 }
@@ -96,7 +99,8 @@ TEST_F(NotificationCenterTest, anObserverAddedDuringDeliveryHearsTheNextNotifica
     center.post(NotificationNames::JW3SaveData);
     center.post(NotificationNames::JW3SaveData);
 
-    EXPECT_EQ(log, (QStringList{QStringLiteral("adder"), QStringLiteral("adder"), QStringLiteral("added:JW3SaveData")}));
+    EXPECT_EQ(
+        log, (QStringList{QStringLiteral("adder"), QStringLiteral("adder"), QStringLiteral("added:JW3SaveData")}));
 }
 
 TEST_F(NotificationCenterTest, observersGoAwayWithTheirReceiver)
@@ -125,8 +129,9 @@ TEST_F(NotificationCenterTest, aReceiverDestroyedByItsOwnHandlerIsSafe)
     center.post(NotificationNames::JW3SaveData);
     center.post(NotificationNames::JW3SaveData);
 
-    EXPECT_EQ(log, (QStringList{QStringLiteral("deleting"), QStringLiteral("later:JW3SaveData"),
-                                QStringLiteral("later:JW3SaveData")}));
+    EXPECT_EQ(log,
+        (QStringList{
+            QStringLiteral("deleting"), QStringLiteral("later:JW3SaveData"), QStringLiteral("later:JW3SaveData")}));
 }
 
 TEST_F(NotificationCenterTest, anObservationOfADestroyedSenderNeverBecomesAnyoneElses)
@@ -162,15 +167,15 @@ TEST_F(NotificationCenterTest, manyReceiversComeAndGoWithoutLosingTheRest)
     // Enough to make the centre compact its lists several times over.
     QObject survivor;
     int survivorCalls = 0;
-    center.addObserver(&survivor, NotificationNames::JW3SaveMemoContent, nullptr,
-                       [&](const Notification &) { ++survivorCalls; });
+    center.addObserver(
+        &survivor, NotificationNames::JW3SaveMemoContent, nullptr, [&](const Notification &) { ++survivorCalls; });
     for (int round = 0; round < 3; ++round) {
         std::vector<std::unique_ptr<QObject>> pages;
         int calls = 0;
         for (int i = 0; i < 1000; ++i) {
             pages.push_back(std::make_unique<QObject>());
             center.addObserver(pages.back().get(), NotificationNames::JW3SaveMemoContent, nullptr,
-                               [&](const Notification &) { ++calls; });
+                [&](const Notification &) { ++calls; });
         }
         center.post(NotificationNames::JW3SaveMemoContent);
         EXPECT_EQ(calls, 1000);

@@ -19,8 +19,7 @@ QByteArray readTestFile(const QString &name)
 }
 
 class PlatformWrittenPropertyListTest : public ::testing::TestWithParam<const char *>
-{
-};
+{ };
 
 // The same dictionary, written by the platform once as XML and once in binary.
 TEST_P(PlatformWrittenPropertyListTest, readsEveryKindOfValue)
@@ -42,7 +41,7 @@ TEST_P(PlatformWrittenPropertyListTest, readsEveryKindOfValue)
     EXPECT_EQ(bigInt2.toULongLong(), 9'223'372'036'854'775'852u);
     EXPECT_DOUBLE_EQ(root.value(QStringLiteral("aFloat")).toDouble(), 0.5);
     EXPECT_EQ(root.value(QStringLiteral("aDate")).toDateTime(),
-              QDateTime(QDate(2004, 10, 26), QTime(10, 33, 33), QTimeZone::utc()));
+        QDateTime(QDate(2004, 10, 26), QTime(10, 33, 33), QTimeZone::utc()));
     EXPECT_EQ(root.value(QStringLiteral("someData")).toByteArray(), QByteArray("<binary gunk>"));
     EXPECT_EQ(root.value(QStringLiteral("someMoreData")).toByteArray().size(), 250);
     EXPECT_EQ(root.value(QStringLiteral("\u00C5benraa")).toString(), QStringLiteral("That was a unicode key."));
@@ -64,8 +63,8 @@ TEST_P(PlatformWrittenPropertyListTest, readsEveryKindOfValue)
 }
 
 INSTANTIATE_TEST_SUITE_P(realData, PlatformWrittenPropertyListTest,
-                         ::testing::Values("plist/cpython-testdata.xml.plist", "plist/cpython-testdata.bin.plist"),
-                         [](const auto &info) { return info.index == 0 ? std::string("xml") : std::string("binary"); });
+    ::testing::Values("plist/cpython-testdata.xml.plist", "plist/cpython-testdata.bin.plist"),
+    [](const auto &info) { return info.index == 0 ? std::string("xml") : std::string("binary"); });
 
 TEST(PropertyListTest, binaryDatesKeepFractionsAndXmlDatesRoundDownToTheSecond)
 {
@@ -117,7 +116,8 @@ QVariant at(const QVariant &value, const QStringList &path)
     for (const QString &step : path) {
         bool isIndex = false;
         const int index = step.toInt(&isIndex);
-        node = isIndex && node.typeId() == QMetaType::QVariantList ? node.toList().value(index) : node.toMap().value(step);
+        node = isIndex && node.typeId() == QMetaType::QVariantList ? node.toList().value(index)
+                                                                   : node.toMap().value(step);
     }
     return node;
 }
@@ -145,8 +145,7 @@ QStringList testFiles(const QString &folder)
 }
 
 class RealPropertyListTest : public ::testing::TestWithParam<QString>
-{
-};
+{ };
 
 // Every file reads, and what was read survives both written forms.
 TEST_P(RealPropertyListTest, readsAndSurvivesBothForms)
@@ -171,24 +170,26 @@ TEST_P(RealPropertyListTest, readsAndSurvivesBothForms)
 }
 
 INSTANTIATE_TEST_SUITE_P(realData, RealPropertyListTest,
-                         ::testing::ValuesIn(testFiles(QStringLiteral("plist")) + testFiles(QStringLiteral("keyedarchive"))),
-                         [](const auto &info) {
-                             std::string name = info.param.section(u'/', -1).toStdString();
-                             for (char &c : name)
-                                 c = std::isalnum(uchar(c)) ? c : '_';
-                             return name;
-                         });
+    ::testing::ValuesIn(testFiles(QStringLiteral("plist")) + testFiles(QStringLiteral("keyedarchive"))),
+    [](const auto &info) {
+        std::string name = info.param.section(u'/', -1).toStdString();
+        for (char &c : name)
+            c = std::isalnum(uchar(c)) ? c : '_';
+        return name;
+    });
 
 TEST(PropertyListRealDataTest, mediaLibraryWithCommentAndOldDoctype)
 {
     const QVariant library = readTestPlist(QStringLiteral("plist/iTunes_Music_Library.xml"));
     EXPECT_EQ(at(library, {QStringLiteral("Application Version")}).toString(), QStringLiteral("7.4.2"));
     EXPECT_EQ(at(library, {QStringLiteral("Tracks")}).toMap().size(), 18);
-    EXPECT_EQ(at(library, {QStringLiteral("Playlists"), QStringLiteral("1"), QStringLiteral("Name")}).toString(), QStringLiteral("A-ardvark"));
+    EXPECT_EQ(at(library, {QStringLiteral("Playlists"), QStringLiteral("1"), QStringLiteral("Name")}).toString(),
+        QStringLiteral("A-ardvark"));
     const QVariant track = at(library, {QStringLiteral("Tracks"), QStringLiteral("1785")});
     EXPECT_EQ(at(track, {QStringLiteral("Name")}).toString(), QStringLiteral("Push the Limits"));
     EXPECT_EQ(at(track, {QStringLiteral("Play Date")}), QVariant(qint64(3'271'231'422)));
-    EXPECT_EQ(at(track, {QStringLiteral("Date Added")}), QVariant(QDateTime(QDate(2004, 11, 18), QTime(15, 0, 41), Qt::UTC)));
+    EXPECT_EQ(
+        at(track, {QStringLiteral("Date Added")}), QVariant(QDateTime(QDate(2004, 11, 18), QTime(15, 0, 41), Qt::UTC)));
     QMap<int, int> kinds;
     countKinds(library, kinds);
     EXPECT_EQ(kinds.value(QMetaType::QDateTime), 63);
@@ -199,12 +200,15 @@ TEST(PropertyListRealDataTest, mediaLibraryWithCommentAndOldDoctype)
 TEST(PropertyListRealDataTest, platformWrittenBinaryFiles)
 {
     const QVariant pixels = readTestPlist(QStringLiteral("plist/denoise-PixelFormat.plist"));
-    const QVariantMap flags = at(pixels, {QStringLiteral("Pixel Format"), QStringLiteral("Expected"), QStringLiteral("Flags")}).toMap();
+    const QVariantMap flags
+        = at(pixels, {QStringLiteral("Pixel Format"), QStringLiteral("Expected"), QStringLiteral("Flags")}).toMap();
     EXPECT_EQ(flags.size(), 5);
     for (const QVariant &flag : flags)
         EXPECT_EQ(flag, QVariant(true));
-    EXPECT_EQ(at(pixels, {QStringLiteral("Pixel Format"), QStringLiteral("Fallback"), QStringLiteral("Size"), QStringLiteral("Color")}),
-              QVariant(qint64(24)));
+    EXPECT_EQ(at(pixels,
+                  {QStringLiteral("Pixel Format"), QStringLiteral("Fallback"), QStringLiteral("Size"),
+                      QStringLiteral("Color")}),
+        QVariant(qint64(24)));
 
     const QVariant edited = readTestPlist(QStringLiteral("plist/imessage-message_summary_info-Edited.plist"));
     EXPECT_EQ(at(edited, {QStringLiteral("otr"), QStringLiteral("0"), QStringLiteral("le")}), QVariant(qint64(15)));
@@ -219,8 +223,16 @@ TEST(PropertyListRealDataTest, platformWrittenBinaryFiles)
     for (const QVariant &object : at(freeform, {QStringLiteral("$objects")}).toList())
         foundTime = foundTime || object.toMap().value(QStringLiteral("NS.time")) == QVariant(695179243.070923);
     EXPECT_TRUE(foundTime);
-    EXPECT_EQ(at(readTestPlist(QStringLiteral("keyedarchive/webarchiveextractor-MainMenu-keyedobjects.nib")), {QStringLiteral("$objects")}).toList().size(), 621);
-    EXPECT_EQ(at(readTestPlist(QStringLiteral("keyedarchive/denoise-MainMenu-keyedobjects.nib")), {QStringLiteral("$objects")}).toList().size(), 344);
+    EXPECT_EQ(at(readTestPlist(QStringLiteral("keyedarchive/webarchiveextractor-MainMenu-keyedobjects.nib")),
+                  {QStringLiteral("$objects")})
+                  .toList()
+                  .size(),
+        621);
+    EXPECT_EQ(at(readTestPlist(QStringLiteral("keyedarchive/denoise-MainMenu-keyedobjects.nib")),
+                  {QStringLiteral("$objects")})
+                  .toList()
+                  .size(),
+        344);
 }
 
 TEST(PropertyListRealDataTest, platformWrittenXmlFiles)
@@ -233,12 +245,15 @@ TEST(PropertyListRealDataTest, platformWrittenXmlFiles)
     // A keyed archive inside <data>, itself a binary property list.
     const auto font = PropertyList::fromData(at(terminal, {QStringLiteral("Font")}).toByteArray());
     ASSERT_TRUE(font.ok()) << font.errorMessage().toStdString();
-    EXPECT_TRUE(font.value().toMap().value(QStringLiteral("$objects")).toList().contains(QStringLiteral("Menlo-Regular")));
+    EXPECT_TRUE(
+        font.value().toMap().value(QStringLiteral("$objects")).toList().contains(QStringLiteral("Menlo-Regular")));
 
     const QVariant info = readTestPlist(QStringLiteral("plist/webarchiveextractor-Info.plist"));
-    EXPECT_EQ(at(info, {QStringLiteral("CFBundleIdentifier")}).toString(), QStringLiteral("$(PRODUCT_BUNDLE_IDENTIFIER)"));
+    EXPECT_EQ(
+        at(info, {QStringLiteral("CFBundleIdentifier")}).toString(), QStringLiteral("$(PRODUCT_BUNDLE_IDENTIFIER)"));
     EXPECT_EQ(at(info, {QStringLiteral("NSAppleScriptEnabled")}).typeId(), QMetaType::Bool);
-    EXPECT_EQ(at(readTestPlist(QStringLiteral("plist/Website.webloc")), {QStringLiteral("URL")}).toString(), QStringLiteral("http://loaistudio.com/"));
+    EXPECT_EQ(at(readTestPlist(QStringLiteral("plist/Website.webloc")), {QStringLiteral("URL")}).toString(),
+        QStringLiteral("http://loaistudio.com/"));
     const QVariant primitives = readTestPlist(QStringLiteral("keyedarchive/nskeyedarchiver-go-primitives.xml.plist"));
     EXPECT_EQ(at(primitives, {QStringLiteral("$top"), QStringLiteral("$10")}), QVariant::fromValue(PropertyListUid{9}));
 }
@@ -259,13 +274,16 @@ QVariantMap edgeValues()
         {QStringLiteral("int64Min"), std::numeric_limits<qint64>::min()},
         {QStringLiteral("int64Max"), std::numeric_limits<qint64>::max()},
         {QStringLiteral("uint64Max"), std::numeric_limits<quint64>::max()},
-        {QStringLiteral("infinities"), QVariantList{std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity()}},
+        {QStringLiteral("infinities"),
+            QVariantList{std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity()}},
         {QStringLiteral("tiny"), 5e-324},
         {QStringLiteral("before1970"), QDateTime(QDate(1969, 7, 20), QTime(20, 17, 40), Qt::UTC)},
         {QStringLiteral("before2001"), QDateTime(QDate(2000, 12, 31), QTime(23, 59, 58), Qt::UTC)},
         {QStringLiteral("year4001"), QDateTime(QDate(4001, 1, 1), QTime(0, 0), Qt::UTC)},
         {QStringLiteral("year0100"), QDateTime(QDate(100, 3, 1), QTime(12, 0), Qt::UTC)},
-        {QStringLiteral("containers"), QVariantList{QVariantList{}, QVariantMap{}, QVariantList{QVariantMap{{QStringLiteral("x"), QVariantList{}}}}}},
+        {QStringLiteral("containers"),
+            QVariantList{
+                QVariantList{}, QVariantMap{}, QVariantList{QVariantMap{{QStringLiteral("x"), QVariantList{}}}}}},
         {QStringLiteral("shared"), manyTimes},
         {QStringLiteral("data"), QByteArray("\x00\xff\x80", 3)},
         {QStringLiteral("uid"), QVariant::fromValue(PropertyListUid{std::numeric_limits<quint32>::max()})},
@@ -284,19 +302,21 @@ TEST(PropertyListTest, edgeValuesSurviveBothFormsAndRewriteIdentically)
         const auto again = PropertyList::toData(back.value(), format);
         EXPECT_EQ(again.valueOr({}), bytes.value());
     }
-    const auto nan = PropertyList::toData(QVariantList{std::numeric_limits<double>::quiet_NaN()}, PropertyList::Format::Xml);
+    const auto nan
+        = PropertyList::toData(QVariantList{std::numeric_limits<double>::quiet_NaN()}, PropertyList::Format::Xml);
     EXPECT_TRUE(std::isnan(PropertyList::fromData(nan.value()).value().toList().value(0).toDouble()));
 }
 
 TEST(PropertyListTest, xmlWritesLargeUnsignedIntegersAndDistantDatesExactly)
 {
-    const auto xml = PropertyList::toData(QVariantList{std::numeric_limits<quint64>::max(),
-                                                       QDateTime(QDate(4001, 1, 1), QTime(0, 0), Qt::UTC)},
-                                          PropertyList::Format::Xml);
+    const auto xml = PropertyList::toData(
+        QVariantList{std::numeric_limits<quint64>::max(), QDateTime(QDate(4001, 1, 1), QTime(0, 0), Qt::UTC)},
+        PropertyList::Format::Xml);
     ASSERT_TRUE(xml.ok());
     EXPECT_TRUE(xml.value().contains("<integer>18446744073709551615</integer>")) << xml.value().toStdString();
     EXPECT_TRUE(xml.value().contains("<date>4001-01-01T00:00:00Z</date>")) << xml.value().toStdString();
-    EXPECT_FALSE(PropertyList::toData(QDateTime(QDate(12000, 1, 1), QTime(0, 0), Qt::UTC), PropertyList::Format::Xml).ok());
+    EXPECT_FALSE(
+        PropertyList::toData(QDateTime(QDate(12000, 1, 1), QTime(0, 0), Qt::UTC), PropertyList::Format::Xml).ok());
 }
 
 TEST(PropertyListTest, detectsTheFormAndNamesWhatItCannotRead)
@@ -309,11 +329,13 @@ TEST(PropertyListTest, detectsTheFormAndNamesWhatItCannotRead)
 
 TEST(PropertyListTest, acceptsOnlyValuesThatCanBeWritten)
 {
-    EXPECT_TRUE(PropertyList::isPropertyListValue(QVariantHash{{QStringLiteral("list"), QStringList{QStringLiteral("a")}}}));
+    EXPECT_TRUE(
+        PropertyList::isPropertyListValue(QVariantHash{{QStringLiteral("list"), QStringList{QStringLiteral("a")}}}));
     EXPECT_FALSE(PropertyList::isPropertyListValue(QVariantList{QDateTime()}));
     EXPECT_FALSE(PropertyList::isPropertyListValue(QVariantMap{{QStringLiteral("p"), QPoint(1, 2)}}));
     EXPECT_FALSE(PropertyList::toData(QVariantList{QVariant()}, PropertyList::Format::Xml).ok());
-    const auto point = PropertyList::toData(QVariantMap{{QStringLiteral("p"), QPoint(1, 2)}}, PropertyList::Format::Xml);
+    const auto point
+        = PropertyList::toData(QVariantMap{{QStringLiteral("p"), QPoint(1, 2)}}, PropertyList::Format::Xml);
     EXPECT_TRUE(point.errorMessage().contains(QStringLiteral("QPoint"))) << point.errorMessage().toStdString();
     QVariant deep = QVariantList{};
     for (int i = 0; i < 600; ++i)

@@ -79,7 +79,7 @@ TEST(RtfReaderTest, tokensSymbolsAndGroups)
     EXPECT_EQ(plainText("{\\rtf1 one\\\ntwo\nthree\r\nfour}"), QStringLiteral("one\ntwothreefour"));
     EXPECT_EQ(plainText("{\\rtf1 a\\~b\\-c\\_d}"), QStringLiteral("a\u00a0bc\u2011d"));
     EXPECT_EQ(plainText("{\\rtf1 \\emdash\\endash\\bullet\\lquote\\rquote\\ldblquote\\rdblquote}"),
-              QStringLiteral("\u2014\u2013\u2022\u2018\u2019\u201c\u201d"));
+        QStringLiteral("\u2014\u2013\u2022\u2018\u2019\u201c\u201d"));
     EXPECT_EQ(plainText("{\\rtf1 a\\line b}"), QStringLiteral("a\u2028b"));
     // Unknown ignorable destinations vanish with everything in them; unknown words are ignored.
     EXPECT_EQ(plainText("{\\rtf1 a{\\*\\unknown {x}y}b\\foo12 c{\\info{\\title t}}}"), QStringLiteral("abc"));
@@ -122,9 +122,9 @@ TEST(RtfReaderTest, codePagesFollowTheDocumentAndTheCurrentFont)
     // Japanese in a charset-128 font: Shift-JIS pairs, decoded as pairs.
     EXPECT_EQ(plainText("{\\rtf1\\ansi\\ansicpg1252{\\fonttbl\\f0\\fnil\\fcharset0 Helvetica;"
                         "\\f1\\fnil\\fcharset128 HiraKakuProN-W3;}\\f1 \\'82\\'a0\\'82\\'a2\\f0 \\'e9}"),
-              QStringLiteral("\u3042\u3044\u00e9"));
+        QStringLiteral("\u3042\u3044\u00e9"));
     EXPECT_EQ(plainText("{\\rtf1\\ansi\\ansicpg936{\\fonttbl\\f0\\fnil\\fcharset134 STSongti;}\\f0 \\'d3\\'a1}"),
-              QStringLiteral("\u5370"));
+        QStringLiteral("\u5370"));
     // A code page nobody knows still yields one character per byte.
     EXPECT_EQ(plainText("{\\rtf1\\ansicpg99999 a\\'e9}").size(), 2);
 }
@@ -138,15 +138,15 @@ TEST(RtfReaderTest, characterFormats)
                                 "\\ul under\\ulnone  \\uldb dbl\\ul0  \\strike gone\\strike0  "
                                 "\\fs20\\fsmilli10250 milli \\super sup\\sub sub\\nosupersub  \\up6 up\\up0 "
                                 "{\\highlight1 marked}}",
-                                document)
+        document)
                     .ok());
     EXPECT_EQ(formatOf(document, QStringLiteral("auto")).fontFamilies().toStringList(),
-              QStringList{QStringLiteral("Helvetica")});
+        QStringList{QStringLiteral("Helvetica")});
     // Sizes are scaled from the file's 72 points per inch to Qt's 96: \fs24 is 9 Qt points.
     EXPECT_EQ(formatOf(document, QStringLiteral("auto")).fontPointSize(), 9.0);
     EXPECT_FALSE(formatOf(document, QStringLiteral("auto")).hasProperty(QTextFormat::ForegroundBrush));
     EXPECT_EQ(formatOf(document, QStringLiteral("big")).fontFamilies().toStringList(),
-              QStringList{QStringLiteral("Helvetica-Bold")});
+        QStringList{QStringLiteral("Helvetica-Bold")});
     EXPECT_EQ(formatOf(document, QStringLiteral("big")).fontPointSize(), 13.125);
     EXPECT_EQ(formatOf(document, QStringLiteral("red")).foreground().color(), QColor(255, 0, 0));
     EXPECT_EQ(formatOf(document, QStringLiteral("onblue")).background().color(), QColor(0, 0, 255));
@@ -167,11 +167,12 @@ TEST(RtfReaderTest, characterFormats)
 TEST(RtfReaderTest, paragraphFormats)
 {
     QTextDocument document;
-    ASSERT_TRUE(RtfReader::read("{\\rtf1\\pard\\qc centred\\par\\pard\\qr\\li720\\ri360\\fi-180\\sb240\\sa120 right\\par"
-                                "\\pard\\qj\\tx560\\tqr\\tx1120\\sl320 justified\\par"
-                                "\\pard\\qnatural\\sl480\\slmult1 natural\\page next}",
-                                document)
-                    .ok());
+    ASSERT_TRUE(
+        RtfReader::read("{\\rtf1\\pard\\qc centred\\par\\pard\\qr\\li720\\ri360\\fi-180\\sb240\\sa120 right\\par"
+                        "\\pard\\qj\\tx560\\tqr\\tx1120\\sl320 justified\\par"
+                        "\\pard\\qnatural\\sl480\\slmult1 natural\\page next}",
+            document)
+            .ok());
     EXPECT_EQ(document.blockCount(), 5);
     EXPECT_EQ(blockOf(document, QStringLiteral("centred")).alignment(), Qt::AlignHCenter);
     const QTextBlockFormat right = blockOf(document, QStringLiteral("right"));
@@ -204,7 +205,7 @@ TEST(RtfReaderTest, fieldsKeepTheirResultAndLinksTheirTargetAsWritten)
     QTextDocument document;
     ASSERT_TRUE(RtfReader::read("{\\rtf1 see {\\field{\\*\\fldinst{HYPERLINK \"Jotwell3://pageid/12/%20x\"}}"
                                 "{\\fldrslt \\ul Bud{\\plain get}}} and {\\field{\\*\\fldinst PAGE}{\\fldrslt 7}} end}",
-                                document)
+        document)
                     .ok());
     EXPECT_EQ(document.toPlainText(), QStringLiteral("see Budget and 7 end"));
     const QTextCharFormat link = formatOf(document, QStringLiteral("Budget"));
@@ -249,8 +250,8 @@ TEST(RtfReaderTest, pngAndJpegPicturesBecomeAttachmentsOthersAreSkipped)
 {
     const QByteArray png = pngBytes();
     const QByteArray rtf = "{\\rtf1 x{\\*\\shppict{\\pict\\pngblip\\picwgoal400\\pichgoal200\n" + png.toHex()
-                           + "}}{\\nonshppict{\\pict\\wmetafile8 0102}}y{\\pict\\jpegblip\\bin4 \xff\xd8\xff\xd9}"
-                           + "{\\pict\\emfblip 0102}z}";
+        + "}}{\\nonshppict{\\pict\\wmetafile8 0102}}y{\\pict\\jpegblip\\bin4 \xff\xd8\xff\xd9}"
+        + "{\\pict\\emfblip 0102}z}";
     QTextDocument document;
     ASSERT_TRUE(RtfReader::read(rtf, document).ok());
     EXPECT_EQ(document.toPlainText(), QStringLiteral("x\ufffcy\ufffcz"));
@@ -267,7 +268,7 @@ TEST(RtfReaderTest, tableCellsAreTabSeparatedAndRowsAreParagraphs)
                         "\\pard\\intbl A1\\cell B1\\cell C1\\cell\\row"
                         "\\trowd\\cellx100\\cellx200\\cellx300 \\pard\\intbl \\cell B2\\cell\\cell\\row"
                         "\\pard after}"),
-              QStringLiteral("before\nA1\tB1\tC1\n\tB2\nafter"));
+        QStringLiteral("before\nA1\tB1\tC1\n\tB2\nafter"));
     // Lists keep their markers as written.
     EXPECT_EQ(plainText("{\\rtf1{\\listtext\\tab \\uc0\\u8226 \\tab}item}"), QStringLiteral("\t\u2022\titem"));
 }
@@ -316,10 +317,11 @@ TEST_F(RtfReaderDataTest, platformFilesReadWithTheirTextAndFormats)
 {
     QTextDocument gbk;
     load(gbk, QStringLiteral("textedit-gbk-chinese.rtf"));
-    EXPECT_EQ(gbk.toPlainText(), QStringLiteral("印刷情况反映：\n201-003-00155 (Multiple)\n\n市政府情况反映：\n"
-                                                "022-021-00768 (Multiple)"));
+    EXPECT_EQ(gbk.toPlainText(),
+        QStringLiteral("印刷情况反映：\n201-003-00155 (Multiple)\n\n市政府情况反映：\n"
+                       "022-021-00768 (Multiple)"));
     EXPECT_EQ(formatOf(gbk, QStringLiteral("印刷")).fontFamilies().toStringList(),
-              QStringList{QStringLiteral("STSongti-SC-Regular")});
+        QStringList{QStringLiteral("STSongti-SC-Regular")});
 
     QTextDocument scripts;
     load(scripts, QStringLiteral("textedit-superscript-subscript.rtf"));
@@ -330,11 +332,12 @@ TEST_F(RtfReaderDataTest, platformFilesReadWithTheirTextAndFormats)
 
     QTextDocument links;
     load(links, QStringLiteral("textedit-hyperlink.rtf"));
-    EXPECT_EQ(links.toPlainText(), QStringLiteral("macOS text edit hyperlink\n\n\nFirst one is: striprtf.dev (plain)\n\n"
-                                                  "Second one is: github (real)"));
+    EXPECT_EQ(links.toPlainText(),
+        QStringLiteral("macOS text edit hyperlink\n\n\nFirst one is: striprtf.dev (plain)\n\n"
+                       "Second one is: github (real)"));
     EXPECT_EQ(formatOf(links, QStringLiteral("striprtf.dev")).anchorHref(), QStringLiteral("striprtf.dev"));
-    EXPECT_EQ(formatOf(links, QStringLiteral("github")).anchorHref(),
-              QStringLiteral("http://github.com/joshy/striprtf"));
+    EXPECT_EQ(
+        formatOf(links, QStringLiteral("github")).anchorHref(), QStringLiteral("http://github.com/joshy/striprtf"));
     EXPECT_FALSE(formatOf(links, QStringLiteral(" (real)")).isAnchor());
 
     QTextDocument sizes;
@@ -346,7 +349,7 @@ TEST_F(RtfReaderDataTest, platformFilesReadWithTheirTextAndFormats)
     EXPECT_EQ(formatOf(sizes, QStringLiteral("=====")).fontWeight(), QFont::Bold);
     EXPECT_TRUE(formatOf(sizes, QStringLiteral("=====")).fontItalic());
     EXPECT_EQ(formatOf(sizes, QStringLiteral("971 nutri")).fontFamilies().toStringList(),
-              QStringList{QStringLiteral("Menlo-BoldItalic")});
+        QStringList{QStringLiteral("Menlo-BoldItalic")});
     EXPECT_EQ(blockOf(sizes, QStringLiteral("_course")).tabPositions().size(), 26);
 
     QTextDocument changes;
@@ -362,8 +365,10 @@ TEST_F(RtfReaderDataTest, tablesListsAndLinksKeepEveryText)
     QTextDocument table;
     load(table, QStringLiteral("cocoa-table-pages.rtf"));
     const QString tableText = table.toPlainText();
-    EXPECT_TRUE(tableText.startsWith(QStringLiteral("Hier steht normaler Text, dann kommt eine Tabelle.\n\nTabelle ist:\n")));
-    EXPECT_TRUE(tableText.contains(QStringLiteral("Header A\tHeader B\tHeader C\nA1\tB1\tC1\nA2\tB2\tC2\nA3\tB3\tC3\n")))
+    EXPECT_TRUE(
+        tableText.startsWith(QStringLiteral("Hier steht normaler Text, dann kommt eine Tabelle.\n\nTabelle ist:\n")));
+    EXPECT_TRUE(
+        tableText.contains(QStringLiteral("Header A\tHeader B\tHeader C\nA1\tB1\tC1\nA2\tB2\tC2\nA3\tB3\tC3\n")))
         << tableText.toStdString();
     EXPECT_TRUE(tableText.endsWith(QStringLiteral("Hier steht wieder normaler Text.")));
 
@@ -393,29 +398,30 @@ TEST_F(RtfReaderDataTest, otherProgramsFilesRead)
 {
     QTextDocument colours;
     load(colours, QStringLiteral("wordpad-riched20-colors.rtf"));
-    EXPECT_EQ(colours.toPlainText(), QStringLiteral("\nNormal Line 1\nNormal Line 2\nColored Line\nHighlighted Line\n"
-                                                    "Colored & Highlighted Line\n"));
+    EXPECT_EQ(colours.toPlainText(),
+        QStringLiteral("\nNormal Line 1\nNormal Line 2\nColored Line\nHighlighted Line\n"
+                       "Colored & Highlighted Line\n"));
     EXPECT_FALSE(formatOf(colours, QStringLiteral("Normal Line 1")).hasProperty(QTextFormat::ForegroundBrush));
     EXPECT_EQ(formatOf(colours, QStringLiteral("Colored Line")).foreground().color(), QColor(0, 255, 0));
     EXPECT_EQ(formatOf(colours, QStringLiteral("Highlighted Line")).background().color(), QColor(255, 0, 0));
     EXPECT_EQ(formatOf(colours, QStringLiteral("Colored &")).foreground().color(), QColor(255, 255, 255));
     EXPECT_EQ(formatOf(colours, QStringLiteral("Colored &")).background().color(), QColor(0, 0, 255));
     EXPECT_EQ(formatOf(colours, QStringLiteral("Normal Line 1")).fontFamilies().toStringList(),
-              QStringList{QStringLiteral("Courier New")});
+        QStringList{QStringLiteral("Courier New")});
 
     QTextDocument calcium;
     load(calcium, QStringLiteral("libreoffice-calcium_score.rtf"));
     const QString calciumText = calcium.toPlainText();
     // The nested table's cells: name, then the score.
-    for (const char *expected : {"Calcium-Score", "Coronararterie", "RCA\t 0", "LM\t 0", "LAD/RIVA\t 0", "CX\t 0",
-                                 "Gesamt Calcium-Score\t 0"})
+    for (const char *expected :
+        {"Calcium-Score", "Coronararterie", "RCA\t 0", "LM\t 0", "LAD/RIVA\t 0", "CX\t 0", "Gesamt Calcium-Score\t 0"})
         EXPECT_TRUE(calciumText.contains(QString::fromUtf8(expected))) << expected << "\n" << calciumText.toStdString();
 
     QTextDocument word;
     load(word, QStringLiteral("word-Example_text.rtf"));
     const QString wordText = word.toPlainText();
-    for (const char *expected : {"Text here with hyperlink", "Another font", "Another text size", "A graphic",
-                                 "Some more text."})
+    for (const char *expected :
+        {"Text here with hyperlink", "Another font", "Another text size", "A graphic", "Some more text."})
         EXPECT_TRUE(wordText.contains(QString::fromUtf8(expected))) << expected;
     EXPECT_EQ(formatOf(word, QStringLiteral("hyperlink")).anchorHref(), QStringLiteral("https://www.uva.nl/"));
     // The file holds its text twice; each picture's metafile fallback is not read.
@@ -438,15 +444,15 @@ TEST_F(RtfReaderDataTest, packageTextsResolveTheirAttachmentsFromTheirFolder)
     };
     const QList<Package> packages = {
         {"Denoise-ReadMe.rtfd", {QStringLiteral("lena_noisy_small.png"), QStringLiteral("GMT 2 Classes.pdf")},
-         "\n\ufffc\nDenoise\n"},
+            "\n\ufffc\nDenoise\n"},
         {"MouseWarpBug-README.rtfd", {QStringLiteral("Pasted Graphic.tiff")},
-         "This program demonstrates an issue with warping the mouse cursor programatically.\n"},
+            "This program demonstrates an issue with warping the mouse cursor programatically.\n"},
         {"openthesaurus-finishup_en.rtfd",
-         {QStringLiteral("success.pdf"), QStringLiteral("Dictionary_44.png"), QStringLiteral("FAQ_44.png")},
-         "\ufffc\n\n(Un-)Install Succeeded\nOpenThesaurus German Dictionary Plugin\n"
-         "Version: 2025.03.24 \u2014 OS X 10.11 to macOS 15\n\ufffc Launch Dictionary"},
+            {QStringLiteral("success.pdf"), QStringLiteral("Dictionary_44.png"), QStringLiteral("FAQ_44.png")},
+            "\ufffc\n\n(Un-)Install Succeeded\nOpenThesaurus German Dictionary Plugin\n"
+            "Version: 2025.03.24 \u2014 OS X 10.11 to macOS 15\n\ufffc Launch Dictionary"},
         {"openthesaurus-readme_en.rtfd", {QStringLiteral("tcc.png")},
-         "\ufffc\nIf you see a security warning during installation\n"},
+            "\ufffc\nIf you see a security warning during installation\n"},
         {"solarized-description.rtfd", {}, ""},
     };
     for (const Package &package : packages) {

@@ -19,8 +19,8 @@
 
 namespace {
 
-const std::string kDefaultTabs =
-    "\\tx560\\tx1120\\tx1680\\tx2240\\tx2800\\tx3360\\tx3920\\tx4480\\tx5040\\tx5600\\tx6160\\tx6720";
+const std::string kDefaultTabs
+    = "\\tx560\\tx1120\\tx1680\\tx2240\\tx2800\\tx3360\\tx3920\\tx4480\\tx5040\\tx5600\\tx6160\\tx6720";
 const std::string kPlainPard = "\\pard" + kDefaultTabs + "\\ql\\qnatural\\pardirnatural\\partightenfactor0\n";
 
 // A run in @p family at @p size as the file states it.
@@ -92,21 +92,21 @@ TEST(RtfWriterTest, WritesThePlatformsStructureForPlainText)
     Doc doc;
     doc.add(QStringLiteral("Hello"));
     EXPECT_EQ(rtfOf(doc.document),
-              "{\\rtf1\\ansi\\ansicpg1252\\cocoartf2822\n"
-              "\\cocoatextscaling0\\cocoaplatform0{\\fonttbl\\f0\\fswiss\\fcharset0 Helvetica;}\n"
-              "{\\colortbl;\\red255\\green255\\blue255;}\n"
-              "{\\*\\expandedcolortbl;;}\n"
-                  + kPlainPard + "\n\\f0\\fs24 \\cf0 Hello}");
+        "{\\rtf1\\ansi\\ansicpg1252\\cocoartf2822\n"
+        "\\cocoatextscaling0\\cocoaplatform0{\\fonttbl\\f0\\fswiss\\fcharset0 Helvetica;}\n"
+        "{\\colortbl;\\red255\\green255\\blue255;}\n"
+        "{\\*\\expandedcolortbl;;}\n"
+            + kPlainPard + "\n\\f0\\fs24 \\cf0 Hello}");
 }
 
 TEST(RtfWriterTest, EmptyDocumentHasEmptyTables)
 {
     QTextDocument document;
     EXPECT_EQ(rtfOf(document),
-              "{\\rtf1\\ansi\\ansicpg1252\\cocoartf2822\n"
-              "\\cocoatextscaling0\\cocoaplatform0{\\fonttbl}\n"
-              "{\\colortbl;\\red255\\green255\\blue255;}\n"
-              "{\\*\\expandedcolortbl;;}\n}");
+        "{\\rtf1\\ansi\\ansicpg1252\\cocoartf2822\n"
+        "\\cocoatextscaling0\\cocoaplatform0{\\fonttbl}\n"
+        "{\\colortbl;\\red255\\green255\\blue255;}\n"
+        "{\\*\\expandedcolortbl;;}\n}");
 }
 
 TEST(RtfWriterTest, EscapesEveryClassOfCharacter)
@@ -150,19 +150,20 @@ TEST(RtfWriterTest, WritesOnlyWhatChangesBetweenRuns)
     doc.add(QStringLiteral("d")).add(QStringLiteral("e"), big).add(QStringLiteral("f"));
     doc.add(QStringLiteral("g"), underlined).add(QStringLiteral("h"), struck).add(QStringLiteral("i"));
     doc.add(QStringLiteral("j"), super).add(QStringLiteral("k"), sub).add(QStringLiteral("l"));
-    EXPECT_EQ(bodyOf(doc.document), kPlainPard
-                                        + "\n\\f0\\fs24 \\cf0 a"
-                                          "\n\\b b"
-                                          "\n\\i c"
-                                          "\n\\b0\\i0 d"
-                                          "\n\\f1\\fs37 e"
-                                          "\n\\f0\\fs24 f"
-                                          "\\ul g"
-                                          "\\strike \\strikec0 h"
-                                          "\\ulnone \\strike0\\striked0 i"
-                                          "\\super j"
-                                          "\\sub k"
-                                          "\\nosupersub l");
+    EXPECT_EQ(bodyOf(doc.document),
+        kPlainPard
+            + "\n\\f0\\fs24 \\cf0 a"
+              "\n\\b b"
+              "\n\\i c"
+              "\n\\b0\\i0 d"
+              "\n\\f1\\fs37 e"
+              "\n\\f0\\fs24 f"
+              "\\ul g"
+              "\\strike \\strikec0 h"
+              "\\ulnone \\strike0\\striked0 i"
+              "\\super j"
+              "\\sub k"
+              "\\nosupersub l");
 }
 
 TEST(RtfWriterTest, TablesListOnlyWhatTheTextUses)
@@ -186,14 +187,15 @@ TEST(RtfWriterTest, TablesListOnlyWhatTheTextUses)
                        "\\f2\\fmodern\\fcharset0 Courier;}\n"
                        "{\\colortbl;\\red255\\green255\\blue255;\\red255\\green0\\blue0;\\red0\\green0\\blue238;}\n"
                        "{\\*\\expandedcolortbl;;\\csgenericrgb\\c100000\\c0\\c0;\\csgenericrgb\\c0\\c0\\c93333;}\n"),
-              std::string::npos)
+        std::string::npos)
         << rtf;
-    EXPECT_EQ(bodyOf(doc.document), kPlainPard
-                                        + "\n\\f0\\fs24 \\cf2 r"
-                                          "\n\\f1 \\cf1 w"
-                                          "\n\\f2 \\cf2 \\cb3 h"
-                                          "\n\\f0 \\cb0 r"
-                                          "\n\\f1 \\cf0 p");
+    EXPECT_EQ(bodyOf(doc.document),
+        kPlainPard
+            + "\n\\f0\\fs24 \\cf2 r"
+              "\n\\f1 \\cf1 w"
+              "\n\\f2 \\cf2 \\cb3 h"
+              "\n\\f0 \\cb0 r"
+              "\n\\f1 \\cf0 p");
 }
 
 TEST(RtfWriterTest, FontNamesAreEscapedInTheTable)
@@ -227,7 +229,8 @@ TEST(RtfWriterTest, WritesParagraphAttributesWhenTheyChange)
     indented.setRightMargin(10.5);
     indented.setTopMargin(6);
     indented.setBottomMargin(12);
-    indented.setTabPositions({QTextOption::Tab(36, QTextOption::LeftTab), QTextOption::Tab(144, QTextOption::RightTab)});
+    indented.setTabPositions(
+        {QTextOption::Tab(36, QTextOption::LeftTab), QTextOption::Tab(144, QTextOption::RightTab)});
     doc.cursor.insertBlock(indented);
     doc.add(QStringLiteral("justified"));
     QTextBlockFormat right;
@@ -237,11 +240,15 @@ TEST(RtfWriterTest, WritesParagraphAttributesWhenTheyChange)
     doc.add(QStringLiteral("right"));
 
     EXPECT_EQ(bodyOf(doc.document),
-              kPlainPard + "\n\\f0\\fs24 \\cf0 plain\\\nsame\\\n"
-                  "\\pard" + kDefaultTabs + "\\qc\\pardirnatural\\partightenfactor0\n\\cf0 centred\\\n"
-                  "\\pard\\tx720\\tqr\\tx2880\\li720\\fi-360\\ri210\\sb120\\sa240\\qj\\pardirnatural\\partightenfactor0\n"
-                  "\\cf0 justified\\page\n"
-                  "\\pard" + kDefaultTabs + "\\qr\\pardirnatural\\partightenfactor0\n\\cf0 right");
+        kPlainPard
+            + "\n\\f0\\fs24 \\cf0 plain\\\nsame\\\n"
+              "\\pard"
+            + kDefaultTabs
+            + "\\qc\\pardirnatural\\partightenfactor0\n\\cf0 centred\\\n"
+              "\\pard\\tx720\\tqr\\tx2880\\li720\\fi-360\\ri210\\sb120\\sa240\\qj\\pardirnatural\\partightenfactor0\n"
+              "\\cf0 justified\\page\n"
+              "\\pard"
+            + kDefaultTabs + "\\qr\\pardirnatural\\partightenfactor0\n\\cf0 right");
 }
 
 TEST(RtfWriterTest, EmptyParagraphsKeepTheirFont)
@@ -271,11 +278,11 @@ TEST(RtfWriterTest, LinksBecomeFieldsAndRestoreTheStateAfterThem)
     doc.add(QStringLiteral("\nx"), boldLink);
 
     EXPECT_EQ(bodyOf(doc.document),
-              kPlainPard
-                  + "\n\\f0\\fs24 \\cf0 see "
-                    "{\\field{\\*\\fldinst{HYPERLINK \"https://example.org/a%20b?x=\\{1\\}\"}}{\\fldrslt th\n\\b is}}"
-                    " and {\\field{\\*\\fldinst{HYPERLINK \"Jotwell3://pageid/12/\"}}{\\fldrslt that}}\\\n"
-                    "{\\field{\\*\\fldinst{HYPERLINK \"https://example.org/a%20b?x=\\{1\\}\"}}{\\fldrslt \n\\b x}}");
+        kPlainPard
+            + "\n\\f0\\fs24 \\cf0 see "
+              "{\\field{\\*\\fldinst{HYPERLINK \"https://example.org/a%20b?x=\\{1\\}\"}}{\\fldrslt th\n\\b is}}"
+              " and {\\field{\\*\\fldinst{HYPERLINK \"Jotwell3://pageid/12/\"}}{\\fldrslt that}}\\\n"
+              "{\\field{\\*\\fldinst{HYPERLINK \"https://example.org/a%20b?x=\\{1\\}\"}}{\\fldrslt \n\\b x}}");
 }
 
 TEST(RtfWriterTest, AttachmentsAreReferencedOrOmitted)
@@ -289,11 +296,11 @@ TEST(RtfWriterTest, AttachmentsAreReferencedOrOmitted)
     doc.add(QStringLiteral("c"));
 
     EXPECT_EQ(bodyOf(doc.document, RtfWriter::Attachments::NeXTGraphic),
-              kPlainPard
-                  + "\n\\f0\\fs24 \\cf0 a"
-                    "{{\\NeXTGraphic Pasted Graphic.png \\width600 \\height400\n}\xac}"
-                    "b{{\\NeXTGraphic Bild \\'c3\\'a4\\{1\\}.png \\width2000 \\height1010\n}\xac}"
-                    "{{\\NeXTGraphic notes.pdf \\width0 \\height0\n}\xac}c");
+        kPlainPard
+            + "\n\\f0\\fs24 \\cf0 a"
+              "{{\\NeXTGraphic Pasted Graphic.png \\width600 \\height400\n}\xac}"
+              "b{{\\NeXTGraphic Bild \\'c3\\'a4\\{1\\}.png \\width2000 \\height1010\n}\xac}"
+              "{{\\NeXTGraphic notes.pdf \\width0 \\height0\n}\xac}c");
     EXPECT_EQ(bodyOf(doc.document), kPlainPard + "\n\\f0\\fs24 \\cf0 abc");
 }
 
@@ -427,15 +434,16 @@ QStringList roundTrip(const QTextDocument &document)
 void fillWithMixedFormatting(QTextDocument &document, unsigned seed)
 {
     std::mt19937 random(seed);
-    const auto pick = [&random](int count) { return int(random() % unsigned(count)); };
+    const auto pick = [&random](int count) {
+        return int(random() % unsigned(count));
+    };
     const QStringList families{QStringLiteral("Helvetica"), QStringLiteral("Menlo-Regular"),
-                               QStringLiteral("Times-Roman"), QStringLiteral("HelveticaNeue-Bold")};
+        QStringLiteral("Times-Roman"), QStringLiteral("HelveticaNeue-Bold")};
     const QList<qreal> sizes{9, 12, 13.5, 24, 36};
     const QList<QColor> colours{QColor(255, 0, 0), QColor(0, 0, 238), QColor(12, 34, 56), Qt::white, Qt::black};
     const QStringList texts{QStringLiteral("plain"), QStringLiteral("a\\b {c}"), QStringLiteral("tab\there"),
-                            QStringLiteral("caf\u00e9 \u20ac\u2014"), QStringLiteral("\u4e2d\u6587"),
-                            QString::fromUtf8("\xf0\x9f\x98\x80 emoji"), QStringLiteral("line\u2028break"),
-                            QStringLiteral(" spaced  ")};
+        QStringLiteral("caf\u00e9 \u20ac\u2014"), QStringLiteral("\u4e2d\u6587"),
+        QString::fromUtf8("\xf0\x9f\x98\x80 emoji"), QStringLiteral("line\u2028break"), QStringLiteral(" spaced  ")};
     const QList<Qt::Alignment> alignments{Qt::AlignLeft, Qt::AlignHCenter, Qt::AlignRight, Qt::AlignJustify};
 
     QTextCursor cursor(&document);
@@ -448,7 +456,8 @@ void fillWithMixedFormatting(QTextDocument &document, unsigned seed)
         block.setTopMargin(pick(2) * 6);
         block.setBottomMargin(pick(2) * 12);
         if (pick(3) == 0)
-            block.setTabPositions({QTextOption::Tab(36, QTextOption::LeftTab), QTextOption::Tab(200, QTextOption::RightTab)});
+            block.setTabPositions(
+                {QTextOption::Tab(36, QTextOption::LeftTab), QTextOption::Tab(200, QTextOption::RightTab)});
         if (paragraph > 0 && pick(6) == 0)
             block.setPageBreakPolicy(QTextFormat::PageBreak_AlwaysBefore);
         if (paragraph == 0)
@@ -492,9 +501,9 @@ TEST(RtfWriterRoundTripTest, ReadingTheOutputGivesTheSameTextAndFormatting)
 TEST(RtfWriterRoundTripTest, SizesReadFromAFileAreWrittenBackAsTheSameNumbers)
 {
     QTextDocument document;
-    ASSERT_TRUE(RtfReader::read("{\\rtf1{\\fonttbl\\f0\\fswiss Helvetica;}\\f0\\fs25 odd \\fs27 odder \\fs144 huge}",
-                                document)
-                    .ok());
+    ASSERT_TRUE(
+        RtfReader::read("{\\rtf1{\\fonttbl\\f0\\fswiss Helvetica;}\\f0\\fs25 odd \\fs27 odder \\fs144 huge}", document)
+            .ok());
     // Shown smaller than the numbers say, as the file's points were smaller...
     EXPECT_LT(document.begin().begin().fragment().charFormat().fontPointSize(), 12.5);
     // ...and written back unchanged.

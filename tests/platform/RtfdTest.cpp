@@ -71,7 +71,8 @@ void fillSample(QTextDocument &document)
 
 TEST(FileWrapperTest, thePlatformsFlatSampleReadsAndIsWrittenBackByteForByte)
 {
-    const QByteArray sample = fileBytes(FreshUserTest::testDataPath(QStringLiteral("rtfd/flat/km-styledtext-example1.flatrtfd")));
+    const QByteArray sample
+        = fileBytes(FreshUserTest::testDataPath(QStringLiteral("rtfd/flat/km-styledtext-example1.flatrtfd")));
     const auto wrapper = FileWrapper::fromSerialized(sample);
     ASSERT_TRUE(wrapper.ok()) << wrapper.errorMessage().toStdString();
     EXPECT_EQ(wrapper.value().entryNames(), QStringList{QStringLiteral("TXT.rtf")});
@@ -97,9 +98,9 @@ TEST(FileWrapperTest, writesNamesThenSizesThenNodesWithTheAttributeTableLast)
     QByteArray attributes = word(2);
     for (const QByteArray &name : {QByteArray("TXT.rtf"), QByteArray("a.png")})
         attributes += word(quint32(name.size())) + name + word(16) + word(1234) + word(0x1B6) + word(0) + word(0);
-    const QByteArray expected = "rtfd" + word(0) + word(3) + word(3)                           //
-        + word(7) + "TXT.rtf" + word(5) + "a.png" + word(1) + "."                                //
-        + word(8 + 9) + word(8 + 3) + word(8 + quint32(attributes.size()))                        //
+    const QByteArray expected = "rtfd" + word(0) + word(3) + word(3)       //
+        + word(7) + "TXT.rtf" + word(5) + "a.png" + word(1) + "."          //
+        + word(8 + 9) + word(8 + 3) + word(8 + quint32(attributes.size())) //
         + word(1) + word(9) + "{\\rtf1 x}" + word(1) + word(3) + "PNG" + word(1) + word(quint32(attributes.size()))
         + attributes;
     EXPECT_EQ(wrapper.serialized(1234), expected);
@@ -110,8 +111,8 @@ TEST(FileWrapperTest, readsPaddedFilesNestedFoldersAndLooksEntriesUpByName)
     const QByteArray padded = word(1) + word(0x80000000) + word(3) + word(5) + QByteArray(5, '\0') + "abc";
     const QByteArray inner = word(3) + word(1) + word(4) + "deep" + word(8 + 2) + word(1) + word(2) + "hi";
     const QByteArray preferred = word(1) + word(4) + "name";
-    const QByteArray data = "rtfd" + word(0) + word(3) + word(3)                                    //
-        + word(6) + "folder" + word(19) + "__@PreferredName@__" + word(8) + "file.bin"              //
+    const QByteArray data = "rtfd" + word(0) + word(3) + word(3)                                       //
+        + word(6) + "folder" + word(19) + "__@PreferredName@__" + word(8) + "file.bin"                 //
         + word(quint32(inner.size())) + word(quint32(preferred.size())) + word(quint32(padded.size())) //
         + inner + preferred + padded;
     const auto wrapper = FileWrapper::fromSerialized(data);
@@ -125,7 +126,8 @@ TEST(FileWrapperTest, readsPaddedFilesNestedFoldersAndLooksEntriesUpByName)
     EXPECT_FALSE(wrapper.value().fileContents(QStringLiteral("folder")).has_value());
 
     // A folder that wraps one regular file as ".." is that file.
-    const QByteArray single = "rtfd" + word(0) + word(3) + word(1) + word(2) + ".." + word(8 + 4) + word(1) + word(4) + "solo";
+    const QByteArray single
+        = "rtfd" + word(0) + word(3) + word(1) + word(2) + ".." + word(8 + 4) + word(1) + word(4) + "solo";
     const auto file = FileWrapper::fromSerialized(single);
     ASSERT_TRUE(file.ok());
     EXPECT_FALSE(file.value().isDirectory());
@@ -176,11 +178,11 @@ struct PackageCase
 TEST(RtfdTest, everyRealPackageReadsWithItsTextAndByteIdenticalAttachments)
 {
     const QList<PackageCase> cases{
-        {"Denoise-ReadMe.rtfd", "Denoise", {QStringLiteral("lena_noisy_small.png"), QStringLiteral("GMT 2 Classes.pdf")}},
+        {"Denoise-ReadMe.rtfd", "Denoise",
+            {QStringLiteral("lena_noisy_small.png"), QStringLiteral("GMT 2 Classes.pdf")}},
         {"MouseWarpBug-README.rtfd", "This program demonstrates an issue", {QStringLiteral("Pasted Graphic.tiff")}},
-        {"openthesaurus-finishup_en.rtfd",
-         "(Un-)Install Succeeded",
-         {QStringLiteral("success.pdf"), QStringLiteral("Dictionary_44.png"), QStringLiteral("FAQ_44.png")}},
+        {"openthesaurus-finishup_en.rtfd", "(Un-)Install Succeeded",
+            {QStringLiteral("success.pdf"), QStringLiteral("Dictionary_44.png"), QStringLiteral("FAQ_44.png")}},
         {"openthesaurus-readme_en.rtfd", "If you see a security warning", {QStringLiteral("tcc.png")}},
         {"solarized-description.rtfd", "", {}},
     };
@@ -205,15 +207,16 @@ TEST(RtfdTest, everyRealPackageReadsWithItsTextAndByteIdenticalAttachments)
 
 TEST(RtfdTest, thePastedTiffDecodesAsAPicture)
 {
-    const QByteArray tiff = fileBytes(
-        FreshUserTest::testDataPath(QStringLiteral("rtfd/MouseWarpBug-README.rtfd/Pasted Graphic.tiff")));
+    const QByteArray tiff
+        = fileBytes(FreshUserTest::testDataPath(QStringLiteral("rtfd/MouseWarpBug-README.rtfd/Pasted Graphic.tiff")));
     EXPECT_FALSE(QImage::fromData(tiff).isNull()) << "is the TIFF image plugin installed?";
 }
 
 TEST(RtfdTest, theFlatSampleAndPlainRtfReadButOtherBytesDoNot)
 {
     QTextDocument document;
-    const QByteArray flat = fileBytes(FreshUserTest::testDataPath(QStringLiteral("rtfd/flat/km-styledtext-example1.flatrtfd")));
+    const QByteArray flat
+        = fileBytes(FreshUserTest::testDataPath(QStringLiteral("rtfd/flat/km-styledtext-example1.flatrtfd")));
     ASSERT_TRUE(Rtfd::isFlattenedRtfd(flat));
     ASSERT_TRUE(Rtfd::readFlattened(flat, document).ok());
     EXPECT_EQ(textOf(document).trimmed(), QStringLiteral("ExampleRTFText1"));
@@ -242,7 +245,7 @@ TEST(RtfdTest, aDocumentSurvivesFlatteningWithFormattingAndAttachmentBytes)
     const auto wrapper = FileWrapper::fromSerialized(flat);
     ASSERT_TRUE(wrapper.ok());
     EXPECT_EQ(wrapper.value().entryNames(),
-              (QStringList{QStringLiteral("TXT.rtf"), QStringLiteral("red.png"), QStringLiteral("blue.png")}));
+        (QStringList{QStringLiteral("TXT.rtf"), QStringLiteral("red.png"), QStringLiteral("blue.png")}));
     EXPECT_TRUE(wrapper.value().fileContents(QStringLiteral("TXT.rtf"))->contains("\\NeXTGraphic red.png"));
 
     QTextDocument back;
@@ -271,7 +274,7 @@ TEST(RtfdTest, packagesAreWrittenWholeAndReplaceTheOldOneOnlyWhenComplete)
     fillSample(original);
     ASSERT_TRUE(Rtfd::writePackage(original, package).ok());
     EXPECT_EQ(QDir(package).entryList(QDir::Files, QDir::Name),
-              (QStringList{QStringLiteral("TXT.rtf"), QStringLiteral("blue.png"), QStringLiteral("red.png")}));
+        (QStringList{QStringLiteral("TXT.rtf"), QStringLiteral("blue.png"), QStringLiteral("red.png")}));
     EXPECT_EQ(fileBytes(QDir(package).filePath(QStringLiteral("red.png"))), pngBytes(Qt::red));
 
     QTextDocument back;
@@ -285,7 +288,7 @@ TEST(RtfdTest, packagesAreWrittenWholeAndReplaceTheOldOneOnlyWhenComplete)
     ASSERT_TRUE(Rtfd::writePackage(shorter, package).ok());
     EXPECT_EQ(QDir(package).entryList(QDir::Files), QStringList{QStringLiteral("TXT.rtf")});
     EXPECT_EQ(QDir(temporary.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
-              QStringList{QStringLiteral("Note.rtfd")})
+        QStringList{QStringLiteral("Note.rtfd")})
         << "no staging folder is left behind";
 
     // An attachment whose name would leave the folder fails before anything changes.

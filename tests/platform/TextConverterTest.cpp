@@ -39,8 +39,9 @@ TEST(TextConverterTest, attachmentsAreObjectCharactersInThePlainStringOnly)
     cursor.insertText(QStringLiteral("Caption\nMore "));
     TextAttachments::insert(cursor, {QStringLiteral("notes.pdf"), QByteArray("%PDF-1.4 not really"), {}});
 
-    EXPECT_EQ(converter.plainString(), QChar(QChar::ObjectReplacementCharacter) + QStringLiteral("Caption\nMore ")
-                                           + QChar(QChar::ObjectReplacementCharacter));
+    EXPECT_EQ(converter.plainString(),
+        QChar(QChar::ObjectReplacementCharacter) + QStringLiteral("Caption\nMore ")
+            + QChar(QChar::ObjectReplacementCharacter));
     EXPECT_EQ(converter.string(), QStringLiteral("Caption\nMore "));
     EXPECT_EQ(converter.topLine(), QStringLiteral("Caption"));
 

@@ -47,7 +47,7 @@ TEST(TypedStreamReaderTest, decodesFoundationArchivesWrittenByThePlatform)
     EXPECT_EQ(decodeFile("crabstep-NumberDouble.typedstream"), QVariant(100.5));
     EXPECT_EQ(decodeFile("crabstep-NSData.typedstream"), QVariant(QByteArray::fromHex("deadbeef007f")));
     EXPECT_EQ(decodeFile("crabstep-NSDate.typedstream").toDateTime(),
-              QDateTime::fromSecsSinceEpoch(1000000000, QTimeZone::utc()));
+        QDateTime::fromSecsSinceEpoch(1000000000, QTimeZone::utc()));
 
     const QVariantList withNull = decodeFile("crabstep-NSArrayWithNull.typedstream").toList();
     ASSERT_EQ(withNull.size(), 3);
@@ -68,8 +68,7 @@ TEST(TypedStreamReaderTest, decodesFoundationArchivesWrittenByThePlatform)
 TEST(TypedStreamReaderTest, readsAttributedStringsGenerically)
 {
     for (const char *name : {"crabstep-NSAttributedString.typedstream",
-                             "crabstep-imessage-AttributedBodyTextOnly.typedstream",
-                             "crabstep-imessage-TextStyles.typedstream"}) {
+             "crabstep-imessage-AttributedBodyTextOnly.typedstream", "crabstep-imessage-TextStyles.typedstream"}) {
         const QByteArray bytes = readTestFile(QStringLiteral("typedstream/") + QLatin1String(name));
         auto archive = TypedStreamReader::read(bytes);
         ASSERT_TRUE(archive.ok()) << name << ": " << archive.errorMessage().toStdString();
@@ -205,8 +204,8 @@ TEST(TypedStreamReaderTest, acceptsBigEndianStreams)
     EXPECT_TRUE(archive.value().bigEndian);
     EXPECT_EQ(archive.value().systemVersion, 1000);
     const auto values = TypedStreamDecoder::unarchiveWithData(bytes, [](TypedStreamDecoder &decoder) {
-        return Result<QVariant>(QVariantList{decoder.decodeObject().valueOr({}), decoder.decodeInteger().valueOr(0),
-                                             decoder.decodeReal().valueOr(0)});
+        return Result<QVariant>(QVariantList{
+            decoder.decodeObject().valueOr({}), decoder.decodeInteger().valueOr(0), decoder.decodeReal().valueOr(0)});
     });
     EXPECT_EQ(values.valueOr({}), QVariant(QVariantList{QStringLiteral("Hi"), qint64(300), 0.5}));
 }
@@ -219,8 +218,7 @@ struct BadInput
 };
 
 class TypedStreamBadInputTest : public ::testing::TestWithParam<BadInput>
-{
-};
+{ };
 
 TEST_P(TypedStreamBadInputTest, failsWithAMessage)
 {
@@ -234,30 +232,30 @@ const QByteArray kHeader = QByteArray::fromHex("040b73747265616d747970656481e803
 const QByteArray kStringClass = QByteArray::fromHex("848484084e53537472696e67018484084e534f626a6563740085");
 const QByteArray kDataClass = QByteArray::fromHex("848484064e5344617461008484084e534f626a6563740085");
 
-INSTANTIATE_TEST_SUITE_P(
-    robustness, TypedStreamBadInputTest,
-    ::testing::Values(
-        BadInput{"empty", QByteArray(), "truncated"},
+INSTANTIATE_TEST_SUITE_P(robustness, TypedStreamBadInputTest,
+    ::testing::Values(BadInput{"empty", QByteArray(), "truncated"},
         BadInput{"version3", QByteArray::fromHex("030b73747265616d747970656481e803"), "version 3"},
         BadInput{"otherSignature", QByteArray::fromHex("040b73747265616d7479706578"), "signature"},
-        BadInput{"truncatedHeader", kHeader.left(9), "exceeds the data"},
-        BadInput{"noRoot", kHeader, "no root"},
-        BadInput{"truncatedString", kHeader + QByteArray::fromHex("840140") + kStringClass
-                                        + QByteArray::fromHex("84012b0c48656c"), "exceeds"},
-        BadInput{"dataLength2e31", kHeader + QByteArray::fromHex("840140") + kDataClass
-                                       + QByteArray::fromHex("84016982ffffff7f84045b32635d010286"), "does not match"},
-        BadInput{"byteArray2e31", kHeader + QByteArray::fromHex("840140") + kDataClass
-                                      + QByteArray::fromHex("8401698200000080840d5b32313437343833363438635d"),
-                 "array count too large"},
-        BadInput{"byteArrayBeyondData", kHeader + QByteArray::fromHex("840140") + kDataClass
-                                            + QByteArray::fromHex("8401696484095b313030303030635d0102"),
-                 "more bytes than remain"},
+        BadInput{"truncatedHeader", kHeader.left(9), "exceeds the data"}, BadInput{"noRoot", kHeader, "no root"},
+        BadInput{"truncatedString",
+            kHeader + QByteArray::fromHex("840140") + kStringClass + QByteArray::fromHex("84012b0c48656c"), "exceeds"},
+        BadInput{"dataLength2e31",
+            kHeader + QByteArray::fromHex("840140") + kDataClass
+                + QByteArray::fromHex("84016982ffffff7f84045b32635d010286"),
+            "does not match"},
+        BadInput{"byteArray2e31",
+            kHeader + QByteArray::fromHex("840140") + kDataClass
+                + QByteArray::fromHex("8401698200000080840d5b32313437343833363438635d"),
+            "array count too large"},
+        BadInput{"byteArrayBeyondData",
+            kHeader + QByteArray::fromHex("840140") + kDataClass
+                + QByteArray::fromHex("8401696484095b313030303030635d0102"),
+            "more bytes than remain"},
         BadInput{"stringReferenceOutOfRange", kHeader + QByteArray::fromHex("9a"), "reference to string"},
         BadInput{"wrongType", kHeader + QByteArray::fromHex("84016905"), "expected"},
         BadInput{"tagAsInteger", kHeader + QByteArray::fromHex("84016986"), "tag"},
         BadInput{"union", kHeader + QByteArray::fromHex("840328696929"), "union"},
-        BadInput{"unknownClass", kHeader + QByteArray::fromHex("840140848484054a57466f6f008586"),
-                 "JWFoo"}),
+        BadInput{"unknownClass", kHeader + QByteArray::fromHex("840140848484054a57466f6f008586"), "JWFoo"}),
     [](const auto &info) { return std::string(info.param.name); });
 
 TEST(TypedStreamReaderTest, cutsAtEveryByteFailCleanly)

@@ -27,7 +27,7 @@ QByteArray written(const QVariant &value, const TypedStreamRegistry &registry)
 
 // A decoded value writes back to bytes that decode to a value writing the same.
 void expectStableDecoding(const QByteArray &bytes, const TypedStreamRegistry &registry, const std::string &what,
-                          TypedStreamDecodeOptions options = {})
+    TypedStreamDecodeOptions options = {})
 {
     const auto decoded = TypedStreamDecoder::unarchiveObjectWithData(bytes, registry, options);
     if (!decoded.ok())
@@ -55,8 +55,8 @@ TypedStreamValue objectValue(TypedStreamObjectPtr object)
 TypedStreamObjectPtr node(const char *className, std::vector<TypedStreamGroup> groups)
 {
     auto object = std::make_shared<TypedStreamObject>();
-    object->cls = std::make_shared<TypedStreamClass>(TypedStreamClass{
-        className, 0, std::make_shared<TypedStreamClass>(TypedStreamClass{"NSObject", 0, nullptr})});
+    object->cls = std::make_shared<TypedStreamClass>(
+        TypedStreamClass{className, 0, std::make_shared<TypedStreamClass>(TypedStreamClass{"NSObject", 0, nullptr})});
     object->groups = std::move(groups);
     return object;
 }
@@ -137,7 +137,7 @@ TEST(TypedStreamUnarchiverTest, decodesEveryTestArchiveStably)
     EXPECT_EQ(decoded, 6);
     EXPECT_EQ(TypedStreamDecoder::unarchiveObjectWithData(readTestFile("typedstream/crabstep-NSString.typedstream"))
                   .valueOr({}),
-              QVariant(QStringLiteral("Hello, world")));
+        QVariant(QStringLiteral("Hello, world")));
 }
 
 TEST(TypedStreamUnarchiverTest, everyCutOfAnArchiveFailsCleanly)
@@ -169,8 +169,7 @@ struct Hostile
 };
 
 class TypedStreamUnarchiverHostileTest : public ::testing::TestWithParam<Hostile>
-{
-};
+{ };
 
 TEST_P(TypedStreamUnarchiverHostileTest, failsWithAMessage)
 {
@@ -202,33 +201,30 @@ QByteArray longClassChain(int length)
     return bytes + hex("8586");
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    robustness, TypedStreamUnarchiverHostileTest,
-    ::testing::Values(
-        Hostile{"objectReferenceOutOfRange", kHeader + hex("8401409c"), "reference to object"},
+INSTANTIATE_TEST_SUITE_P(robustness, TypedStreamUnarchiverHostileTest,
+    ::testing::Values(Hostile{"objectReferenceOutOfRange", kHeader + hex("8401409c"), "reference to object"},
         Hostile{"objectReferenceFarOutOfRange", kHeader + hex("84014082ffffff7f"), "reference to object"},
         Hostile{"stringReferenceOutOfRange", kHeader + hex("840140") + kArray + hex("99"), "reference to string"},
         Hostile{"superclassStillBeingRead", kHeader + hex("84014084848403414141009385"), "not complete yet"},
-        Hostile{"classRefersToObject", kHeader + hex("840140") + kArray + hex("840169019284928586"),
-                "refers to object"},
+        Hostile{
+            "classRefersToObject", kHeader + hex("840140") + kArray + hex("840169019284928586"), "refers to object"},
         Hostile{"cStringRefersToClass", kHeader + hex("840140") + kArray + hex("840169018401 2a 93"),
-                "refers to an object or class"},
+            "refers to an object or class"},
         Hostile{"stringLength2e31", kHeader + hex("840140") + kString + hex("84012b82ffffff7f41"), "exceeds the data"},
         Hostile{"negativeStringLength", kHeader + hex("840140") + kString + hex("84012bff41"), "negative"},
-        Hostile{"arrayCount2e31", kHeader + hex("840140") + kArray + hex("840169827fffffff86"),
-                "exceeds its contents"},
+        Hostile{"arrayCount2e31", kHeader + hex("840140") + kArray + hex("840169827fffffff86"), "exceeds its contents"},
         Hostile{"arrayShorterThanItsCount", kHeader + hex("840140") + kArray + hex("84016902 9285 86"), "ends before"},
         Hostile{"byteRunBeyondData", kHeader + hex("8408 5b3939393939635d 00"), "more bytes than remain"},
         Hostile{"deeplyNestedArrays", nestedArrays(3000), "deeply"},
         Hostile{"deeplyNestedStructs", kHeader + hex("84 81 9101") + QByteArray(200, '{') + "i" + QByteArray(200, '}'),
-                "nested too deeply"},
+            "nested too deeply"},
         Hostile{"classChainTooLong", longClassChain(300), "class chain too long"},
         Hostile{"arrayHoldingItself", kHeader + hex("840140") + kArray + hex("84016901929286"), "reference to itself"},
         Hostile{"nilTypeString", kHeader + hex("85"), "nil type encoding"},
         Hostile{"objectWithoutClass", kHeader + hex("8401408485"), "without a class"},
         Hostile{"tagAfterTheRoot", kHeader + hex("840140") + kString + hex("84012b014186 86"), "tag"},
         Hostile{"unknownClassInsideAnArray",
-                kHeader + hex("840140") + kArray + hex("84016901 92 8484 84054a57466f6f00 94 86 86"), "JWFoo"}),
+            kHeader + hex("840140") + kArray + hex("84016901 92 8484 84054a57466f6f00 94 86 86"), "JWFoo"}),
     [](const auto &info) { return std::string(info.param.name); });
 
 TEST(TypedStreamUnarchiverTest, sharedObjectsDecodeToOneValueAndWriteBackShared)
@@ -250,19 +246,16 @@ TEST(TypedStreamUnarchiverTest, referencesToPlainValuesAndToWhatWasReadPastDecod
     // One NSNumber and one NSDate node, each referred to twice: numbers and
     // dates are not kept, so the second is read again from its bytes.
     const auto number = node("NSNumber", {{"*", {}}, {"q", {integer(77)}}});
-    number->cls = std::make_shared<TypedStreamClass>(TypedStreamClass{
-        "NSNumber", 0,
+    number->cls = std::make_shared<TypedStreamClass>(TypedStreamClass{"NSNumber", 0,
         std::make_shared<TypedStreamClass>(TypedStreamClass{
             "NSValue", 0, std::make_shared<TypedStreamClass>(TypedStreamClass{"NSObject", 0, nullptr})})});
     number->groups[0].values.resize(1);
     number->groups[0].values[0].kind = TypedStreamValue::Kind::CString;
     number->groups[0].values[0].bytes = "q";
     const auto date = node("NSDate", {{"d", {real(21692800)}}});
-    const auto array = node("NSArray", {{"i", {integer(4)}},
-                                        {"@", {objectValue(number)}},
-                                        {"@", {objectValue(date)}},
-                                        {"@", {objectValue(number)}},
-                                        {"@", {objectValue(date)}}});
+    const auto array = node("NSArray",
+        {{"i", {integer(4)}}, {"@", {objectValue(number)}}, {"@", {objectValue(date)}}, {"@", {objectValue(number)}},
+            {"@", {objectValue(date)}}});
     const QByteArray bytes = archiveOfTree(array);
     const QVariantList decoded = TypedStreamDecoder::unarchiveObjectWithData(bytes).valueOr({}).toList();
     ASSERT_EQ(decoded.size(), 4);
@@ -301,8 +294,8 @@ TypedStreamRegistry registryWithProbe()
     coder.className = "JWProbe";
     coder.encode = [](TypedStreamWriter &writer, const QVariant &) -> Status {
         for (const QVariant &value : {QVariant(QStringLiteral("one")), QVariant(qint64(2)),
-                                      QVariant::fromValue(QDateTime::fromSecsSinceEpoch(5, QTimeZone::utc())),
-                                      QVariant(QVariantList{QStringLiteral("x"), QStringLiteral("y")})}) {
+                 QVariant::fromValue(QDateTime::fromSecsSinceEpoch(5, QTimeZone::utc())),
+                 QVariant(QVariantList{QStringLiteral("x"), QStringLiteral("y")})}) {
             if (Status s = writer.encodeObject(value); !s)
                 return s;
         }
@@ -319,8 +312,8 @@ TypedStreamRegistry registryWithProbe()
         if (!text)
             return text;
         log << (text.value().metaType() == QMetaType::fromType<TypedStreamUtf8>()
-                    ? QStringLiteral("utf8:") + QString::fromUtf8(text.value().value<TypedStreamUtf8>().bytes)
-                    : QStringLiteral("string:") + text.value().toString());
+                ? QStringLiteral("utf8:") + QString::fromUtf8(text.value().value<TypedStreamUtf8>().bytes)
+                : QStringLiteral("string:") + text.value().toString());
         auto notAString = decoder.decodeObjectIfKindOf("NSString");
         if (!notAString)
             return Error{notAString.errorMessage()};
@@ -350,13 +343,13 @@ TypedStreamRegistry registryWithProbe()
 TEST(TypedStreamUnarchiverTest, coderCallsReadInOrderAroundTheWholeObject)
 {
     const TypedStreamRegistry registry = registryWithProbe();
-    const QByteArray bytes = TypedStreamWriter::archivedDataWithRootObject(QVariant::fromValue(Probe{}), registry)
-                                 .valueOr({});
+    const QByteArray bytes
+        = TypedStreamWriter::archivedDataWithRootObject(QVariant::fromValue(Probe{}), registry).valueOr({});
     const auto streamed = TypedStreamDecoder::unarchiveObjectWithData(bytes, registry);
     ASSERT_TRUE(streamed.ok()) << streamed.errorMessage().toStdString();
     // After objectNode(), the calls go on from the fifth group.
-    EXPECT_EQ(streamed.value().value<Probe>().log,
-              QStringLiteral("JWProbe kind @/NSString utf8:one skipped NSDate 5 6 end"));
+    EXPECT_EQ(
+        streamed.value().value<Probe>().log, QStringLiteral("JWProbe kind @/NSString utf8:one skipped NSDate 5 6 end"));
 }
 
 TEST(TypedStreamUnarchiverTest, stringsKeptAsUtf8OnlyWhenTheyConvertBackUnchanged)
@@ -379,8 +372,9 @@ TEST(TypedStreamUnarchiverTest, stringsKeptAsUtf8OnlyWhenTheyConvertBackUnchange
     // A JWTexts (O0; class O1, a root class) holding "Grüße", a text that
     // starts with a byte-order mark, bytes that are not UTF-8, and "": the
     // first string is O2 with classes O3 and O4 and takes "+" as S4.
-    const QList<QByteArray> texts{QByteArray("Gr\xc3\xbc\xc3\x9f" "e"), QByteArray("\xef\xbb\xbfmark"),
-                                  QByteArray("\xff\xfe"), QByteArray()};
+    const QList<QByteArray> texts{QByteArray("Gr\xc3\xbc\xc3\x9f"
+                                             "e"),
+        QByteArray("\xef\xbb\xbfmark"), QByteArray("\xff\xfe"), QByteArray()};
     QByteArray bytes = kHeader + hex("840140 84 8484074a575465787473 00 85");
     for (qsizetype i = 0; i < texts.size(); ++i) {
         bytes += i == 0 ? hex("92 84 8484084e53537472696e6701 8484084e534f626a65637400 85 84012b") : hex("92 84 95 96");
@@ -404,10 +398,12 @@ TEST(TypedStreamUnarchiverTest, aStringWantedAsUtf8AndAsAQStringIsDecodedAgainSh
     TypedStreamRegistry registry = TypedStreamRegistry::withStandardClasses();
     TypedStreamCoder coder;
     coder.className = "JWUtf8";
-    coder.decode = [](TypedStreamDecoder &decoder) -> Result<QVariant> { return decoder.decodeObjectKeepingUtf8(); };
+    coder.decode = [](TypedStreamDecoder &decoder) -> Result<QVariant> {
+        return decoder.decodeObjectKeepingUtf8();
+    };
     registry.registerCoder(coder);
     const QByteArray bytes = kHeader + hex("840140") + kArray + hex("84016902")
-        + hex("92 84 84 8406 4a5755746638 00 85") // O3, a JWUtf8 (class O4, a root class)
+        + hex("92 84 84 8406 4a5755746638 00 85")                            // O3, a JWUtf8 (class O4, a root class)
         + hex("92 84 84 8408 4e53537472696e67 01 94 84012b 0568656c6c6f 86") // O5, "hello" (class O6)
         + hex("86") + hex("92 97") + hex("86"); // the array's second element: a reference to O5
     const auto decoded = TypedStreamDecoder::unarchiveObjectWithData(bytes, registry);

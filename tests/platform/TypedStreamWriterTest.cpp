@@ -91,7 +91,9 @@ TypedStreamCoder demoMemoCoder()
     TypedStreamCoder coder;
     coder.className = "JWMemo";
     coder.version = 5;
-    coder.identity = [](const QVariant &value) -> const void * { return value.value<DemoMemoPtr>().get(); };
+    coder.identity = [](const QVariant &value) -> const void * {
+        return value.value<DemoMemoPtr>().get();
+    };
     coder.encode = [](TypedStreamWriter &writer, const QVariant &value) -> Status {
         const DemoMemoPtr memo = value.value<DemoMemoPtr>();
         if (Status s = writer.encodeObject(qint64(memo->id)); !s)
@@ -137,7 +139,7 @@ QByteArray archive(const QVariant &value, const TypedStreamRegistry &registry = 
 }
 
 QVariant unarchive(const QByteArray &bytes, const TypedStreamRegistry &registry = TypedStreamRegistry::shared(),
-                   TypedStreamDecodeOptions options = {})
+    TypedStreamDecodeOptions options = {})
 {
     auto value = TypedStreamDecoder::unarchiveObjectWithData(bytes, registry, options);
     EXPECT_TRUE(value.ok()) << value.errorMessage().toStdString();
@@ -150,9 +152,25 @@ TEST(TypedStreamWriterTest, writesACustomClassWithASharedStringAsExampleA)
     const QString hi = QStringLiteral("Hi");
     const Demo demo{hi, 300, -5, hi};
     const QByteArray expected = kHeader
-        + hex("840140" "84" "8484064a5744656d6f05" "8484084e534f626a65637400" "85"
-              "92" "84" "8484084e53537472696e6701" "94" "84012b" "024869" "86"
-              "840169" "812c01" "97" "fb" "92" "95" "86");
+        + hex("840140"
+              "84"
+              "8484064a5744656d6f05"
+              "8484084e534f626a65637400"
+              "85"
+              "92"
+              "84"
+              "8484084e53537472696e6701"
+              "94"
+              "84012b"
+              "024869"
+              "86"
+              "840169"
+              "812c01"
+              "97"
+              "fb"
+              "92"
+              "95"
+              "86");
     const QByteArray bytes = archive(QVariant::fromValue(demo), registry);
     EXPECT_EQ(bytes.toHex(' '), expected.toHex(' '));
     EXPECT_EQ(unarchive(bytes, registry).value<Demo>(), demo);
@@ -186,10 +204,9 @@ TEST(TypedStreamWriterTest, writesASettingsDictionaryAsExampleB)
         + hex("00 8484 0c") + ascii("NSDictionary") + hex("00 8484 08") + ascii("NSObject") + hex("00 85")
         + hex("84016902") + hex("92848484 08") + ascii("NSString") + hex("01 95") + hex("84012b 09")
         + ascii("windowIDs") + hex("86") + hex("92848484 0e") + ascii("NSMutableArray") + hex("00 8484 07")
-        + ascii("NSArray") + hex("00 95") + hex("96 02") + hex("92848484 08") + ascii("NSNumber")
-        + hex("00 8484 07") + ascii("NSValue") + hex("00 95") + hex("84012a") + hex("84840171") + hex("9e0186")
-        + hex("92849c9d9e9e0c86") + hex("86") + hex("92849798 08") + ascii("AutoSave") + hex("86")
-        + hex("92849c9d 84840163 9f01 86") + hex("86");
+        + ascii("NSArray") + hex("00 95") + hex("96 02") + hex("92848484 08") + ascii("NSNumber") + hex("00 8484 07")
+        + ascii("NSValue") + hex("00 95") + hex("84012a") + hex("84840171") + hex("9e0186") + hex("92849c9d9e9e0c86")
+        + hex("86") + hex("92849798 08") + ascii("AutoSave") + hex("86") + hex("92849c9d 84840163 9f01 86") + hex("86");
     const QByteArray bytes = archive(QVariant::fromValue(settings));
     EXPECT_EQ(bytes.toHex(' '), expected.toHex(' '));
 
@@ -206,11 +223,11 @@ TEST(TypedStreamWriterTest, writesColoursAsExampleC)
     EXPECT_EQ(white.toHex(' '), QByteArray(kHeader + colorClass + hex("84016303 8402666601 01 86")).toHex(' '));
     const QByteArray rgb = archive(QVariant::fromValue(ArchivedColor::deviceRGB(1.0f / 3, 0.5f, 0, 1)));
     EXPECT_EQ(rgb.toHex(' '),
-              QByteArray(kHeader + colorClass + hex("84016302 840466666666 83abaaaa3e 830000003f 00 01 86")).toHex(' '));
+        QByteArray(kHeader + colorClass + hex("84016302 840466666666 83abaaaa3e 830000003f 00 01 86")).toHex(' '));
 
-    for (const ArchivedColor &color : {ArchivedColor::calibratedWhite(1, 1), ArchivedColor::deviceRGB(1.0f / 3, 0.5f, 0),
-                                       ArchivedColor::calibratedRGB(0.1f, 0.2f, 0.3f, 0.4f), ArchivedColor::clear(),
-                                       ArchivedColor::deviceWhite(0.25f, 1)}) {
+    for (const ArchivedColor &color : {ArchivedColor::calibratedWhite(1, 1),
+             ArchivedColor::deviceRGB(1.0f / 3, 0.5f, 0), ArchivedColor::calibratedRGB(0.1f, 0.2f, 0.3f, 0.4f),
+             ArchivedColor::clear(), ArchivedColor::deviceWhite(0.25f, 1)}) {
         EXPECT_EQ(unarchive(archive(QVariant::fromValue(color))).value<ArchivedColor>(), color);
     }
     EXPECT_EQ(ArchivedColor::clear().toColor().alpha(), 0);
@@ -298,8 +315,8 @@ TEST(TypedStreamWriterTest, writesAndReadsIntegersBeyond32BitsInTheEightByteForm
     // An NSNumber 'q': its classes, "*" and the C string "q" (string 5), then the group "q".
     const QByteArray number = kHeader + hex("840140 848484084e534e756d62657200 8484074e5356616c756500")
         + hex("8484084e534f626a65637400 85 84012a 84840171 97");
-    for (const auto &[value, form] : {std::pair{qint64(-9'000'000'000), "8700e68ee7fdffffff"},
-                                      std::pair{qint64(1) << 40, "870000000000010000"}}) {
+    for (const auto &[value, form] :
+        {std::pair{qint64(-9'000'000'000), "8700e68ee7fdffffff"}, std::pair{qint64(1) << 40, "870000000000010000"}}) {
         const QByteArray bytes = number + hex(form) + hex("86");
         EXPECT_EQ(unarchive(bytes), QVariant(value)) << value;
         EXPECT_EQ(archive(value), bytes) << value;
@@ -330,10 +347,10 @@ TEST(TypedStreamWriterTest, writesIntegersAndRealsInTheirShortestForms)
         const char *bytes;
     };
     for (const Case &c : {Case{1.0, false, "01"}, Case{826.0, false, "813a03"}, Case{21692800.0, true, "8280014b01"},
-                          Case{double(std::bit_cast<float>(0x3f109091u)), false, "839190103f"}, Case{100.5, true, "830000000000205940"},
-                          Case{-0.0, true, "00"}, Case{-110, true, "92"}, Case{-111, true, "8191ff"},
-                          Case{-32768, true, "820080ffff"}, Case{16777217.0, true, "830000001000007041"},
-                          Case{3e9, true, "83000000c00b5ae641"}}) {
+             Case{double(std::bit_cast<float>(0x3f109091u)), false, "839190103f"},
+             Case{100.5, true, "830000000000205940"}, Case{-0.0, true, "00"}, Case{-110, true, "92"},
+             Case{-111, true, "8191ff"}, Case{-32768, true, "820080ffff"}, Case{16777217.0, true, "830000001000007041"},
+             Case{3e9, true, "83000000c00b5ae641"}}) {
         TypedStreamWriter writer;
         if (c.isDouble)
             writer.encodeDouble(c.value);
@@ -364,14 +381,14 @@ QByteArray readTestFile(const QString &name)
 TEST(TypedStreamWriterTest, rewritesPlatformArchivesWithTheirClassNames)
 {
     for (const char *name : {"crabstep-NSString.typedstream", "crabstep-NSArrayWithNull.typedstream",
-                             "crabstep-NSDictionaryNested.typedstream", "crabstep-NSData.typedstream",
-                             "crabstep-NSDate.typedstream", "crabstep-NumberDouble.typedstream"}) {
+             "crabstep-NSDictionaryNested.typedstream", "crabstep-NSData.typedstream", "crabstep-NSDate.typedstream",
+             "crabstep-NumberDouble.typedstream"}) {
         const QByteArray bytes = readTestFile(QStringLiteral("typedstream/") + QLatin1String(name));
         const QVariant value = unarchive(bytes, TypedStreamRegistry::shared(), {.keepClassNames = true});
         EXPECT_EQ(archive(value).toHex(' '), bytes.toHex(' ')) << name;
     }
     const QVariant array = unarchive(readTestFile("typedstream/crabstep-NSArrayWithNull.typedstream"),
-                                     TypedStreamRegistry::shared(), {.keepClassNames = true});
+        TypedStreamRegistry::shared(), {.keepClassNames = true});
     EXPECT_EQ(array.value<ArchivedAs>().className, "NSArray");
     EXPECT_EQ(archive(QVariant::fromValue(ArchivedAs{"NSArray", QVariantList{}})).count("NSMutableArray"), 0);
 }
@@ -389,8 +406,8 @@ TEST(TypedStreamWriterTest, keepsImagesAndCalendarZonesAsRead)
     // An image whose representation holds PNG bytes in an NSData.
     const QByteArray png("\x89PNG\r\n\x1a\nrest-of-image", 21);
     auto data = std::make_shared<TypedStreamObject>();
-    data->cls = std::make_shared<TypedStreamClass>(TypedStreamClass{
-        "NSData", 0, std::make_shared<TypedStreamClass>(TypedStreamClass{"NSObject", 0, nullptr})});
+    data->cls = std::make_shared<TypedStreamClass>(
+        TypedStreamClass{"NSData", 0, std::make_shared<TypedStreamClass>(TypedStreamClass{"NSObject", 0, nullptr})});
     TypedStreamValue length;
     length.kind = TypedStreamValue::Kind::Integer;
     length.integer = png.size();
@@ -399,8 +416,8 @@ TEST(TypedStreamWriterTest, keepsImagesAndCalendarZonesAsRead)
     bytes.bytes = png;
     data->groups = {{"i", {length}}, {"[21c]", {bytes}}};
     auto image = std::make_shared<TypedStreamObject>();
-    image->cls = std::make_shared<TypedStreamClass>(TypedStreamClass{
-        "NSImage", 7, std::make_shared<TypedStreamClass>(TypedStreamClass{"NSObject", 0, nullptr})});
+    image->cls = std::make_shared<TypedStreamClass>(
+        TypedStreamClass{"NSImage", 7, std::make_shared<TypedStreamClass>(TypedStreamClass{"NSObject", 0, nullptr})});
     TypedStreamValue flag;
     flag.kind = TypedStreamValue::Kind::Char;
     flag.integer = 1;

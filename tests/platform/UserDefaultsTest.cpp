@@ -111,8 +111,10 @@ TEST_F(UserDefaultsTest, observersHearOnlyTheirKeyAndOnlyWhileTheirContextLives)
     auto defaults = open();
     QList<QPair<QVariant, QVariant>> heard;
     auto context = std::make_unique<QObject>();
-    defaults->observe(QStringLiteral("AutoSave"), context.get(),
-                      [&heard](const QVariant &oldValue, const QVariant &newValue) { heard.append({oldValue, newValue}); });
+    defaults->observe(
+        QStringLiteral("AutoSave"), context.get(), [&heard](const QVariant &oldValue, const QVariant &newValue) {
+            heard.append({oldValue, newValue});
+        });
 
     defaults->setValue(QStringLiteral("AutoSave"), false);
     defaults->setValue(QStringLiteral("AutoSaveAtBG"), false);
@@ -166,8 +168,7 @@ void PrintTo(const BrokenFile &file, std::ostream *out)
 }
 
 class UserDefaultsBrokenFileTest : public UserDefaultsTest, public ::testing::WithParamInterface<BrokenFile>
-{
-};
+{ };
 
 TEST_P(UserDefaultsBrokenFileTest, isKeptAsideAndNeverStopsStartUp)
 {
@@ -202,13 +203,11 @@ const QByteArray kValidFile = R"(<?xml version="1.0" encoding="UTF-8"?>
 </plist>
 )";
 
-INSTANTIATE_TEST_SUITE_P(
-    robustness, UserDefaultsBrokenFileTest,
+INSTANTIATE_TEST_SUITE_P(robustness, UserDefaultsBrokenFileTest,
     ::testing::Values(BrokenFile{"garbage", QByteArrayLiteral("\x00\xff not a property list \x01")},
-                      BrokenFile{"empty", QByteArray()},
-                      BrokenFile{"truncated", kValidFile.left(kValidFile.size() / 2)},
-                      BrokenFile{"truncatedBinary", QByteArrayLiteral("bplist00\xd1\x01\x02")},
-                      BrokenFile{"notADictionary", "<plist version=\"1.0\"><array><integer>1</integer></array></plist>"}),
+        BrokenFile{"empty", QByteArray()}, BrokenFile{"truncated", kValidFile.left(kValidFile.size() / 2)},
+        BrokenFile{"truncatedBinary", QByteArrayLiteral("bplist00\xd1\x01\x02")},
+        BrokenFile{"notADictionary", "<plist version=\"1.0\"><array><integer>1</integer></array></plist>"}),
     [](const ::testing::TestParamInfo<BrokenFile> &info) { return std::string(info.param.name); });
 
 TEST_F(UserDefaultsTest, aFolderInPlaceOfTheFileIsMovedAsideWithItsContents)

@@ -15,7 +15,8 @@ namespace {
 QByteArray document(const QByteArray &body)
 {
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-           "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+           "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+           "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
            "<plist version=\"1.0\">\n"
         + body + "\n</plist>\n";
 }
@@ -40,8 +41,7 @@ void PrintTo(const ValueCase &value, std::ostream *out)
 }
 
 class XmlValueTest : public ::testing::TestWithParam<ValueCase>
-{
-};
+{ };
 
 TEST_P(XmlValueTest, readsTheValue)
 {
@@ -52,16 +52,15 @@ TEST_P(XmlValueTest, readsTheValue)
 
 const QDateTime kDate(QDate(2004, 10, 26), QTime(10, 33, 33), Qt::UTC);
 
-INSTANTIATE_TEST_SUITE_P(
-    nominal, XmlValueTest,
-    ::testing::Values(
-        ValueCase{"decimal", "<integer>728</integer>", qint64(728)},
+INSTANTIATE_TEST_SUITE_P(nominal, XmlValueTest,
+    ::testing::Values(ValueCase{"decimal", "<integer>728</integer>", qint64(728)},
         ValueCase{"negative", "<integer>-80000000000</integer>", qint64(-80'000'000'000)},
         ValueCase{"plusSignAndSpaces", "<integer> +5 </integer>", qint64(5)},
         ValueCase{"hex", "<integer>0x1F</integer>", qint64(31)},
         ValueCase{"negativeHex", "<integer>-0x10</integer>", qint64(-16)},
         ValueCase{"int64Min", "<integer>-9223372036854775808</integer>", std::numeric_limits<qint64>::min()},
-        ValueCase{"aboveInt64IsUnsigned", "<integer>9223372036854775852</integer>", quint64(9'223'372'036'854'775'852u)},
+        ValueCase{
+            "aboveInt64IsUnsigned", "<integer>9223372036854775852</integer>", quint64(9'223'372'036'854'775'852u)},
         ValueCase{"uint64Max", "<integer>0xFFFFFFFFFFFFFFFF</integer>", std::numeric_limits<quint64>::max()},
         ValueCase{"real", "<real>32.5</real>", 32.5}, ValueCase{"realWithExponent", "<real>1e-3</real>", 0.001},
         ValueCase{"infinity", "<real>+infinity</real>", std::numeric_limits<double>::infinity()},
@@ -70,7 +69,8 @@ INSTANTIATE_TEST_SUITE_P(
         ValueCase{"date", "<date>2004-10-26T10:33:33Z</date>", kDate},
         ValueCase{"dateWithFraction", "<date>2004-10-26T10:33:33.25Z</date>", kDate.addMSecs(250)},
         ValueCase{"dateWithoutZ", "<date>2004-10-26T10:33:33</date>", kDate},
-        ValueCase{"dataWithWhiteSpace", "<data>\n\tPGJp\n\tbmFy\r\n\teSBndW5rPg==\n</data>", QByteArray("<binary gunk>")},
+        ValueCase{
+            "dataWithWhiteSpace", "<data>\n\tPGJp\n\tbmFy\r\n\teSBndW5rPg==\n</data>", QByteArray("<binary gunk>")},
         ValueCase{"dataWithoutPadding", "<data>YWI</data>", QByteArray("ab")},
         ValueCase{"entities", "<string>&lt;&amp;&gt;&quot;&apos;&#65;&#xE9;</string>", QStringLiteral("<&>\"'A\u00E9")},
         ValueCase{"cdata", "<string><![CDATA[a <b> & c]]></string>", QStringLiteral("a <b> & c")},
@@ -78,8 +78,9 @@ INSTANTIATE_TEST_SUITE_P(
         ValueCase{"nonBmp", "<string>\xF0\x9F\x98\x80</string>", QStringLiteral("\U0001F600")},
         ValueCase{"uid", "<dict><key>CF$UID</key><integer>7</integer></dict>", QVariant::fromValue(PropertyListUid{7})},
         ValueCase{"uidNeedsAnInteger", "<dict><key>CF$UID</key><string>7</string></dict>",
-                  QVariantMap{{QStringLiteral("CF$UID"), QStringLiteral("7")}}},
-        ValueCase{"commentsAnywhere", "<array><!-- a --><integer>1</integer><!-- b --></array>", QVariantList{qint64(1)}}),
+            QVariantMap{{QStringLiteral("CF$UID"), QStringLiteral("7")}}},
+        ValueCase{
+            "commentsAnywhere", "<array><!-- a --><integer>1</integer><!-- b --></array>", QVariantList{qint64(1)}}),
     [](const auto &info) { return std::string(info.param.name); });
 
 TEST(XmlPropertyListReaderTest, readsNotANumber)
@@ -91,27 +92,37 @@ TEST(XmlPropertyListReaderTest, readsNotANumber)
 // XML itself forbids; carriage returns inside strings must survive too.
 TEST(XmlPropertyListReaderTest, keepsRawControlCharactersInStringsAndKeys)
 {
-    const QByteArray raw = "a\x01" "b\x1f" "c\r" "d\r\n" "e\x0b" "\xEF\xBF\xBE";
+    const QByteArray raw = "a\x01"
+                           "b\x1f"
+                           "c\r"
+                           "d\r\n"
+                           "e\x0b"
+                           "\xEF\xBF\xBE";
     const QString expected = QStringLiteral("a\u0001b\u001Fc\rd\r\ne\u000B\uFFFE");
-    const QVariantMap map = readBody("<dict>\r\n\t<key>k\x02</key>\r\n\t<string>" + raw + "</string>\r\n</dict>").toMap();
+    const QVariantMap map
+        = readBody("<dict>\r\n\t<key>k\x02</key>\r\n\t<string>" + raw + "</string>\r\n</dict>").toMap();
     EXPECT_EQ(map.value(QStringLiteral("k\u0002")).toString(), expected);
 
     // Private-use characters of the document itself stay what they are.
-    const QVariantList list = readBody("<array><string>\xEE\x80\x80\x01\xEE\x80\xA1</string><string>\xEE\x81\x80</string></array>").toList();
+    const QVariantList list
+        = readBody("<array><string>\xEE\x80\x80\x01\xEE\x80\xA1</string><string>\xEE\x81\x80</string></array>")
+              .toList();
     EXPECT_EQ(list.value(0).toString(), QStringLiteral("\uE000\u0001\uE021"));
     EXPECT_EQ(list.value(1).toString(), QStringLiteral("\uE040"));
 }
 
 TEST(XmlPropertyListReaderTest, expandsSmallDeclaredEntities)
 {
-    const auto read = XmlPropertyListReader::read("<!DOCTYPE plist [<!ENTITY who \"world\">]><plist><string>hello &who;</string></plist>");
+    const auto read = XmlPropertyListReader::read(
+        "<!DOCTYPE plist [<!ENTITY who \"world\">]><plist><string>hello &who;</string></plist>");
     ASSERT_TRUE(read.ok()) << read.errorMessage().toStdString();
     EXPECT_EQ(read.value(), QVariant(QStringLiteral("hello world")));
 }
 
 TEST(XmlPropertyListReaderTest, readsUtf16Documents)
 {
-    const QString text = QString::fromUtf8(document("<string>Gr\xC3\xBC\xC3\x9F" "e</string>"))
+    const QString text = QString::fromUtf8(document("<string>Gr\xC3\xBC\xC3\x9F"
+                                                    "e</string>"))
                              .replace(QStringLiteral("UTF-8"), QStringLiteral("UTF-16"));
     QStringEncoder encoder(QStringEncoder::Utf16BE, QStringEncoder::Flag::WriteBom);
     const auto read = XmlPropertyListReader::read(encoder.encode(text));
@@ -150,21 +161,21 @@ void PrintTo(const ErrorCase &value, std::ostream *out)
 }
 
 class XmlErrorTest : public ::testing::TestWithParam<ErrorCase>
-{
-};
+{ };
 
 TEST_P(XmlErrorTest, failsWithTheLineAndTheReason)
 {
     const auto read = XmlPropertyListReader::read(GetParam().xml);
     ASSERT_FALSE(read.ok());
-    EXPECT_TRUE(read.errorMessage().contains(QLatin1StringView(GetParam().message))) << read.errorMessage().toStdString();
+    EXPECT_TRUE(read.errorMessage().contains(QLatin1StringView(GetParam().message)))
+        << read.errorMessage().toStdString();
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    robustness, XmlErrorTest,
+INSTANTIATE_TEST_SUITE_P(robustness, XmlErrorTest,
     ::testing::Values(
         ErrorCase{"keyWithoutValue", document("<dict>\n<key>a</key>\n</dict>"), "line 6: the key \"a\" has no value"},
-        ErrorCase{"valueWithoutKey", document("<dict>\n<string>a</string>\n</dict>"), "line 5: <string> stands in a dictionary"},
+        ErrorCase{"valueWithoutKey", document("<dict>\n<string>a</string>\n</dict>"),
+            "line 5: <string> stands in a dictionary"},
         ErrorCase{"keyOutsideDictionary", document("<key>a</key>"), "<key> appears outside"},
         ErrorCase{"unknownElement", document("<array>\n<foo/>\n</array>"), "line 5: <foo> is not"},
         ErrorCase{"twoValues", document("<true/><false/>"), "more than one value"},
@@ -182,8 +193,8 @@ INSTANTIATE_TEST_SUITE_P(
         ErrorCase{"unclosed", QByteArray("<plist><array><array><dict><key>a</key>"), "line 1"},
         ErrorCase{"notXml", QByteArray("just some text"), "line 1"},
         ErrorCase{"entityExpansion",
-                  "<!DOCTYPE plist [<!ENTITY a \"" + QByteArray(300, 'a') + "\">]><plist><string>&a;&a;&a;</string></plist>",
-                  "line 1"}),
+            "<!DOCTYPE plist [<!ENTITY a \"" + QByteArray(300, 'a') + "\">]><plist><string>&a;&a;&a;</string></plist>",
+            "line 1"}),
     [](const auto &info) { return std::string(info.param.name); });
 
 } // namespace

@@ -132,16 +132,16 @@ TEST(AttributedTextTest, splittingLeavesOutTheLastStretchAndStepsOneCharacter)
     EXPECT_EQ(formatOf(second, 0).fontWeight(), QFont::Bold);
 
     EXPECT_EQ(texts(AttributedText::componentsSeparatedByString(document, QStringLiteral(";"))),
-              QStringList{QStringLiteral("a,b,c")});
-    EXPECT_EQ(texts(AttributedText::componentsSeparatedByString(document, QString())),
-              QStringList{QStringLiteral("a,b,c")});
+        QStringList{QStringLiteral("a,b,c")});
+    EXPECT_EQ(
+        texts(AttributedText::componentsSeparatedByString(document, QString())), QStringList{QStringLiteral("a,b,c")});
 
     document.setPlainText(QStringLiteral("xabyabz"));
     EXPECT_EQ(texts(AttributedText::componentsSeparatedByString(document, QStringLiteral("ab"))),
-              (QStringList{QStringLiteral("x"), QStringLiteral("by")}));
+        (QStringList{QStringLiteral("x"), QStringLiteral("by")}));
     document.setPlainText(QStringLiteral("one\ntwo\nthree"));
     EXPECT_EQ(texts(AttributedText::componentsSeparatedByString(document, QStringLiteral("\n"))),
-              (QStringList{QStringLiteral("one"), QStringLiteral("two")}));
+        (QStringList{QStringLiteral("one"), QStringLiteral("two")}));
 }
 
 class LineJoiningTest : public ::testing::Test
@@ -161,14 +161,14 @@ protected:
 TEST_F(LineJoiningTest, breaksInsideSentencesGoAndBreaksAfterThemStay)
 {
     EXPECT_EQ(LineJoining::keepCharacters(),
-              (QStringList{QStringLiteral("\u3001"), QStringLiteral("."), QStringLiteral("!"),
-                           QStringLiteral("\uff01"), QStringLiteral("\uff1f"), QStringLiteral("\n")}));
+        (QStringList{QStringLiteral("\u3001"), QStringLiteral("."), QStringLiteral("!"), QStringLiteral("\uff01"),
+            QStringLiteral("\uff1f"), QStringLiteral("\n")}));
 
     EXPECT_EQ(joined(QStringLiteral("Hello\nworld.\nNext")), QStringLiteral("Helloworld.\nNext"));
     EXPECT_EQ(joined(QStringLiteral("one\n\ntwo\nthree")), QStringLiteral("one\n\ntwothree"));
     EXPECT_EQ(joined(QStringLiteral("Why?\nBecause")), QStringLiteral("Why?Because"));
     EXPECT_EQ(joined(QStringLiteral("Why\uff1f\nSo\uff01\nAnd\u3001\nso!\nEnd")),
-              QStringLiteral("Why\uff1f\nSo\uff01\nAnd\u3001\nso!\nEnd"));
+        QStringLiteral("Why\uff1f\nSo\uff01\nAnd\u3001\nso!\nEnd"));
     EXPECT_EQ(joined(QStringLiteral("\nabc\n")), QStringLiteral("abc"));
     EXPECT_EQ(joined(QStringLiteral("a\n.b")), QStringLiteral("a\n.b")); // the character after keeps it too
     EXPECT_EQ(joined(QStringLiteral("ab") + QChar::LineSeparator + QStringLiteral("cd")), QStringLiteral("abcd"));

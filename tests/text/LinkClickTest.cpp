@@ -117,7 +117,7 @@ TEST_F(LinkClickTest, pageLinksShowTheirPageHereOrInANewWindow)
 {
     EXPECT_EQ(LinkClick::resolve(host, QStringLiteral("Jotwell3://pageid/42/")), Outcome::ShowedPage);
     EXPECT_EQ(LinkClick::resolve(host, QStringLiteral("Jotwell3://pageid/42.0/OpenWithNewWindow")),
-              Outcome::OpenedPageWindow);
+        Outcome::OpenedPageWindow);
     ASSERT_EQ(host.thisWindow.size(), 1);
     EXPECT_EQ(host.thisWindow.first(), host.pages[42]);
     ASSERT_EQ(host.newWindow.size(), 1);
@@ -131,7 +131,7 @@ TEST_F(LinkClickTest, pageLinksShowTheirPageHereOrInANewWindow)
     // Links that name no page look nothing up and show nothing.
     const QString huge = QStringLiteral("Jotwell3://pageid/") + QString(1 << 20, u'1') + u'/';
     for (const QString &bad : {QStringLiteral("Jotwell3://pageid//"), QStringLiteral("Jotwell3://pageid/abc/"),
-                               QStringLiteral("Jotwell3://pageid/99999999999999999999/"), huge})
+             QStringLiteral("Jotwell3://pageid/99999999999999999999/"), huge})
         EXPECT_EQ(LinkClick::resolve(host, bad), Outcome::NoPageID);
     EXPECT_EQ(host.lookups.size(), 3);
     EXPECT_EQ(host.thisWindow.size() + host.newWindow.size(), 2);
@@ -143,14 +143,14 @@ TEST_F(LinkClickTest, mailLocationsGoToTheDesktopAsText)
 {
     EXPECT_EQ(LinkClick::resolve(host, QStringLiteral("message:%3Cid@example.com%3E")), Outcome::OpenedMailLocation);
     EXPECT_EQ(LinkClick::resolve(host, QStringLiteral("message:%3Ca%3Eb")), Outcome::OpenedMailLocation);
-    EXPECT_EQ(host.locations,
-              (QStringList{QStringLiteral("message:<id@example.com>"), QStringLiteral("message:<a%3Eb")}));
+    EXPECT_EQ(
+        host.locations, (QStringList{QStringLiteral("message:<id@example.com>"), QStringLiteral("message:<a%3Eb")}));
     EXPECT_TRUE(host.urls.isEmpty());
 
     // A host that cannot pass text on gets the location as a URL.
     RecordingHost urlsOnly;
-    EXPECT_EQ(LinkClick::resolve(urlsOnly, QStringLiteral("message:%3Cid@example.com%3E")),
-              Outcome::OpenedMailLocation);
+    EXPECT_EQ(
+        LinkClick::resolve(urlsOnly, QStringLiteral("message:%3Cid@example.com%3E")), Outcome::OpenedMailLocation);
     ASSERT_EQ(urlsOnly.urls.size(), 1);
     EXPECT_EQ(urlsOnly.urls.first().scheme(), QStringLiteral("message"));
     EXPECT_EQ(urlsOnly.urls.first().path(), QStringLiteral("<id@example.com>"));
@@ -193,18 +193,18 @@ TEST_F(LinkClickTest, theMailSearchStopsAfterItsLimit)
     createFile(second + QStringLiteral("/wanted.eml"));
 
     EXPECT_EQ(LinkClick::findMailMessage(QStringLiteral("wanted"), {first, second}, 100),
-              second + QStringLiteral("/wanted.eml"));
+        second + QStringLiteral("/wanted.eml"));
     EXPECT_FALSE(LinkClick::findMailMessage(QStringLiteral("wanted"), {first, second}, 30));
     EXPECT_EQ(LinkClick::findMailMessage(QStringLiteral("wanted"), {first, second}, 31),
-              second + QStringLiteral("/wanted.eml"));
+        second + QStringLiteral("/wanted.eml"));
     EXPECT_FALSE(LinkClick::findMailMessage(QStringLiteral("wanted"), {home() + QStringLiteral("/none")}, 100));
 }
 
 TEST_F(LinkClickTest, everyOtherURLGoesToTheDesktop)
 {
     const QString missingFolder = QUrl::fromLocalFile(home() + QStringLiteral("/gone/")).toString();
-    for (const QString &url : {QStringLiteral("https://example.com/a%20b"), missingFolder,
-                               QStringLiteral("mailto:me@example.com")})
+    for (const QString &url :
+        {QStringLiteral("https://example.com/a%20b"), missingFolder, QStringLiteral("mailto:me@example.com")})
         EXPECT_EQ(LinkClick::resolve(host, url), Outcome::OpenedUrl);
     ASSERT_EQ(host.urls.size(), 3);
     EXPECT_EQ(host.urls.at(0).toString(QUrl::FullyEncoded), QStringLiteral("https://example.com/a%20b"));

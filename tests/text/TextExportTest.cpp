@@ -89,8 +89,8 @@ TEST_F(TextExportTest, replacingTheWholeTextIsOneUndoStepInTheFirstCharactersFor
 
 TEST_F(TextExportTest, plainTextFileIsUtf8WithTheDocumentsBreaks)
 {
-    const QString expected = QStringLiteral("Title\nA picture: \uFFFC and") + QChar::LineSeparator
-        + QStringLiteral("a file \uFFFC");
+    const QString expected
+        = QStringLiteral("Title\nA picture: \uFFFC and") + QChar::LineSeparator + QStringLiteral("a file \uFFFC");
     EXPECT_EQ(TextExport::string(m_document), expected);
 
     const QString path = home() + QStringLiteral("/text.txt");

@@ -70,11 +70,11 @@ TEST(TextInformationTest, wordsAreDoubleClickStretchesHoldingALetterOrDigit)
 
     const QString text = QStringLiteral("hello brave new world");
     EXPECT_EQ(countWordsInRange(text, {2, 0}), 0);
-    EXPECT_EQ(countWordsInRange(text, {2, 1}), 1);  // inside "hello"
-    EXPECT_EQ(countWordsInRange(text, {4, 3}), 2);  // "o b": both words it touches
-    EXPECT_EQ(countWordsInRange(text, {5, 1}), 0);  // the space alone
-    EXPECT_EQ(countWordsInRange(text, {5, 7}), 1);  // " brave "
-    EXPECT_EQ(countWordsInRange(text, {5, 8}), 2);  // and the "n" of "new"
+    EXPECT_EQ(countWordsInRange(text, {2, 1}), 1); // inside "hello"
+    EXPECT_EQ(countWordsInRange(text, {4, 3}), 2); // "o b": both words it touches
+    EXPECT_EQ(countWordsInRange(text, {5, 1}), 0); // the space alone
+    EXPECT_EQ(countWordsInRange(text, {5, 7}), 1); // " brave "
+    EXPECT_EQ(countWordsInRange(text, {5, 8}), 2); // and the "n" of "new"
     EXPECT_EQ(countWordsInRange(text, {16, 99}), 1);
     EXPECT_EQ(countWordsInRange(text, {-3, 6}), 1);
 }

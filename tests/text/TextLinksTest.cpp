@@ -116,7 +116,8 @@ TEST(TextLinksTest, removingALinkTakesTheUsersColourAndUnderlineToo)
 TEST(TextLinksTest, autoLinksUseTheFirstSelectedLine)
 {
     QTextDocument document;
-    document.setPlainText(QStringLiteral("me@example.com\nhttps://example.com/x\nsecond line\nftp://me@host.example/x"));
+    document.setPlainText(
+        QStringLiteral("me@example.com\nhttps://example.com/x\nsecond line\nftp://me@host.example/x"));
 
     TextLinks::setAutoLink(document, {0, 14});
     EXPECT_EQ(hrefAt(document, 0), QStringLiteral("mailto:me@example.com"));
@@ -166,7 +167,8 @@ TEST(TextLinksTest, rewritingPageIDsReplacesTheOldIDTextEverywhereInOneStep)
     appendLink(document, QStringLiteral("Jotwell3://pageid/12.0/"), QStringLiteral("decimal"));
     appendLink(document, QStringLiteral("Jotwell3://pageid/8/"), QStringLiteral("unmapped"));
     appendLink(document, QStringLiteral("https://example.com/3/"), QStringLiteral("web"));
-    for (const char *hostile : {"Jotwell3://pageid//", "Jotwell3://pageid/abc/", "Jotwell3://pageid/99999999999999999999/"})
+    for (const char *hostile :
+        {"Jotwell3://pageid//", "Jotwell3://pageid/abc/", "Jotwell3://pageid/99999999999999999999/"})
         appendLink(document, QString::fromLatin1(hostile), QStringLiteral("hostile"));
     // One link whose text is split by a change of weight still counts once.
     QTextCursor cursor(&document);

@@ -101,7 +101,7 @@ TEST(TextStylingTest, resettingTheFontStripsAttributesAndOnlyOptionallyTheLink)
     TextStyling::initializeFontInRange(document, {2, 4}, font, false);
     QTextCharFormat format = formatOf(document, 3);
     for (const auto property : {QTextFormat::ForegroundBrush, QTextFormat::BackgroundBrush, QTextFormat::TextToolTip,
-                                QTextFormat::TextVerticalAlignment})
+             QTextFormat::TextVerticalAlignment})
         EXPECT_FALSE(format.hasProperty(property)) << property;
     EXPECT_FALSE(format.fontUnderline());
     EXPECT_TRUE(format.fontStrikeOut());
@@ -130,8 +130,8 @@ TEST(TextStylingTest, wrappingInTagsColoursTagsAndTextAsOneUndoStep)
     QTextDocument document;
     document.setPlainText(QStringLiteral("say hello now"));
 
-    const TextRange wrapped = TextStyling::clipRange(document, {4, 5}, QStringLiteral("<b>"), QStringLiteral("</b>"),
-                                                     Qt::red, Qt::blue);
+    const TextRange wrapped
+        = TextStyling::clipRange(document, {4, 5}, QStringLiteral("<b>"), QStringLiteral("</b>"), Qt::red, Qt::blue);
     EXPECT_EQ(document.toPlainText(), QStringLiteral("say <b>hello</b> now"));
     EXPECT_EQ(wrapped, (TextRange{4, 12}));
     EXPECT_EQ(formatOf(document, 4).foreground().color(), QColor(Qt::red));

@@ -24,9 +24,9 @@ TEST(ArchiveToolTest, aPropertyListShowsItsValuesWithTaggedBytesAndDates)
     const QJsonObject root = dumpObject(QStringLiteral("plist/cpython-testdata.bin.plist"));
     EXPECT_EQ(root.value(QStringLiteral("aString")).toString(), QStringLiteral("Doodah"));
     EXPECT_EQ(root.value(QStringLiteral("aDate")).toObject().value(QStringLiteral("$date")).toString(),
-              QStringLiteral("2004-10-26T10:33:33.000Z"));
+        QStringLiteral("2004-10-26T10:33:33.000Z"));
     EXPECT_EQ(root.value(QStringLiteral("someData")).toObject().value(QStringLiteral("$data")).toString(),
-              QString::fromLatin1(QByteArray("<binary gunk>").toBase64()));
+        QString::fromLatin1(QByteArray("<binary gunk>").toBase64()));
     // Beyond 2^53 a JSON number would lose digits.
     EXPECT_EQ(root.value(QStringLiteral("aBigInt2")).toString(), QStringLiteral("9223372036854775852"));
 }
@@ -35,18 +35,18 @@ TEST(ArchiveToolTest, aTypedStreamShowsClassesVersionsAndSharedObjectsOnce)
 {
     const QJsonObject root = dumpObject(QStringLiteral("typedstream/crabstep-NSString.typedstream"));
     EXPECT_EQ(root.value(QStringLiteral("$typedstream")).toObject().value(QStringLiteral("byteOrder")).toString(),
-              QStringLiteral("little"));
+        QStringLiteral("little"));
     const QJsonObject string
         = root.value(QStringLiteral("groups")).toArray().at(0).toObject().value(QStringLiteral("@")).toObject();
     EXPECT_EQ(string.value(QStringLiteral("$class")).toString(), QStringLiteral("NSString"));
     EXPECT_EQ(string.value(QStringLiteral("$version")).toInt(), 1);
     EXPECT_EQ(string.value(QStringLiteral("$superclasses")).toArray(), QJsonArray{QStringLiteral("NSObject 0")});
     EXPECT_EQ(string.value(QStringLiteral("groups")).toArray().at(0).toObject().value(QStringLiteral("+")).toString(),
-              QStringLiteral("Hello, world"));
+        QStringLiteral("Hello, world"));
 
     // The colour list repeats one class hundreds of times; every object still prints.
-    const auto colours = ArchiveTool::dump(FreshUserTest::testDataPath(QStringLiteral("typedstream/Emacs.clr")),
-                                           ArchiveTool::Format::Detect);
+    const auto colours = ArchiveTool::dump(
+        FreshUserTest::testDataPath(QStringLiteral("typedstream/Emacs.clr")), ArchiveTool::Format::Detect);
     ASSERT_TRUE(colours.ok()) << colours.errorMessage().toStdString();
     EXPECT_GE(colours.value().count("\"LightGreen\""), 1);
 }
@@ -92,9 +92,9 @@ TEST(ArchiveToolTest, convertWritesEitherFormWithTheSameValues)
     EXPECT_FALSE(ArchiveTool::convert(source, QStringLiteral("json"), xml).ok());
 
     EXPECT_EQ(ArchiveTool::dump(binary, ArchiveTool::Format::Detect).value(),
-              ArchiveTool::dump(source, ArchiveTool::Format::Detect).value());
+        ArchiveTool::dump(source, ArchiveTool::Format::Detect).value());
     EXPECT_EQ(ArchiveTool::dump(xml, ArchiveTool::Format::Detect).value(),
-              ArchiveTool::dump(source, ArchiveTool::Format::Detect).value());
+        ArchiveTool::dump(source, ArchiveTool::Format::Detect).value());
 }
 
 QByteArray fileBytes(const QString &path)
@@ -106,8 +106,8 @@ QByteArray fileBytes(const QString &path)
 
 TEST(ArchiveToolTest, textReadsRtfFilesRtfdFoldersFlatRtfdAndPageFiles)
 {
-    const auto folder = ArchiveTool::text(FreshUserTest::testDataPath(QStringLiteral("rtfd/openthesaurus-readme_en.rtfd")),
-                                          ArchiveTool::TextForm::Plain);
+    const auto folder = ArchiveTool::text(
+        FreshUserTest::testDataPath(QStringLiteral("rtfd/openthesaurus-readme_en.rtfd")), ArchiveTool::TextForm::Plain);
     ASSERT_TRUE(folder.ok()) << folder.errorMessage().toStdString();
     EXPECT_TRUE(folder.value().contains("If you see a security warning during installation"));
     EXPECT_FALSE(folder.value().contains("\xef\xbf\xbc")) << "attachment characters are left out";
@@ -118,8 +118,9 @@ TEST(ArchiveToolTest, textReadsRtfFilesRtfdFoldersFlatRtfdAndPageFiles)
     ASSERT_TRUE(flat.ok()) << flat.errorMessage().toStdString();
     EXPECT_EQ(flat.value().trimmed(), QByteArray("ExampleRTFText1"));
 
-    const auto rtf = ArchiveTool::text(FreshUserTest::testDataPath(QStringLiteral("rtfd/MouseWarpBug-README.rtfd/TXT.rtf")),
-                                       ArchiveTool::TextForm::Plain);
+    const auto rtf
+        = ArchiveTool::text(FreshUserTest::testDataPath(QStringLiteral("rtfd/MouseWarpBug-README.rtfd/TXT.rtf")),
+            ArchiveTool::TextForm::Plain);
     ASSERT_TRUE(rtf.ok()) << rtf.errorMessage().toStdString();
     EXPECT_TRUE(rtf.value().startsWith("This program demonstrates an issue"));
 
@@ -127,8 +128,8 @@ TEST(ArchiveToolTest, textReadsRtfFilesRtfdFoldersFlatRtfdAndPageFiles)
     QTemporaryDir temporary;
     const QString page = temporary.filePath(QStringLiteral("12.jw3page"));
     const auto plist = PropertyList::toData(QVariantMap{{QStringLiteral("title"), QStringLiteral("Example")},
-                                                        {QStringLiteral("memoData"), fileBytes(flatPath)}},
-                                            PropertyList::Format::Xml);
+                                                {QStringLiteral("memoData"), fileBytes(flatPath)}},
+        PropertyList::Format::Xml);
     ASSERT_TRUE(plist.ok());
     ASSERT_TRUE(AtomicFileWriter::writeFile(page, plist.value()).ok());
     const auto html = ArchiveTool::text(page, ArchiveTool::TextForm::Html);
@@ -146,15 +147,17 @@ TEST(ArchiveToolTest, textWritesAttachmentsUnderTheirNamesAndRejectsOtherFiles)
     const auto text = ArchiveTool::text(package, ArchiveTool::TextForm::Plain, out);
     ASSERT_TRUE(text.ok()) << text.errorMessage().toStdString();
     EXPECT_EQ(QDir(out).entryList(QDir::Files, QDir::Name),
-              (QStringList{QStringLiteral("Dictionary_44.png"), QStringLiteral("FAQ_44.png"), QStringLiteral("success.pdf")}));
+        (QStringList{
+            QStringLiteral("Dictionary_44.png"), QStringLiteral("FAQ_44.png"), QStringLiteral("success.pdf")}));
     for (const QString &name : QDir(out).entryList(QDir::Files))
         EXPECT_EQ(fileBytes(QDir(out).filePath(name)), fileBytes(QDir(package).filePath(name))) << name.toStdString();
 
-    const auto plist = ArchiveTool::text(FreshUserTest::testDataPath(QStringLiteral("plist/Website.webloc")),
-                                         ArchiveTool::TextForm::Plain);
+    const auto plist = ArchiveTool::text(
+        FreshUserTest::testDataPath(QStringLiteral("plist/Website.webloc")), ArchiveTool::TextForm::Plain);
     EXPECT_FALSE(plist.ok());
     EXPECT_TRUE(plist.errorMessage().contains(QStringLiteral("Website.webloc")));
-    EXPECT_FALSE(ArchiveTool::text(temporary.filePath(QStringLiteral("missing.rtf")), ArchiveTool::TextForm::Plain).ok());
+    EXPECT_FALSE(
+        ArchiveTool::text(temporary.filePath(QStringLiteral("missing.rtf")), ArchiveTool::TextForm::Plain).ok());
     EXPECT_FALSE(ArchiveTool::text(temporary.path(), ArchiveTool::TextForm::Plain).ok()) << "a folder without TXT.rtf";
 }
 

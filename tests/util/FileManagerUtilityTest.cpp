@@ -40,8 +40,8 @@ TEST(FileManagerUtilityTest, CopiesAFolderWithEverythingInside)
     EXPECT_TRUE(QFileInfo(to + QStringLiteral("/link")).isSymLink());
 
     EXPECT_FALSE(FileManagerUtility::copyFolderAndContents(from, to).ok()) << "never copies over a folder";
-    EXPECT_FALSE(FileManagerUtility::copyFolderAndContents(temp.filePath(QStringLiteral("none")),
-                                                           temp.filePath(QStringLiteral("x")))
+    EXPECT_FALSE(FileManagerUtility::copyFolderAndContents(
+        temp.filePath(QStringLiteral("none")), temp.filePath(QStringLiteral("x")))
                      .ok());
 }
 
@@ -56,14 +56,26 @@ TEST(FileManagerUtilityTest, RenamesAsideWithoutTakingAnExistingName)
     auto second = FileManagerUtility::changeFileNameOfPath(temp.filePath(QStringLiteral("b")), QStringLiteral("Old"));
     ASSERT_TRUE(second.ok());
     EXPECT_EQ(second.value(), temp.filePath(QStringLiteral("Old 2")));
-    EXPECT_FALSE(FileManagerUtility::changeFileNameOfPath(temp.filePath(QStringLiteral("gone")), QStringLiteral("x")).ok());
+    EXPECT_FALSE(
+        FileManagerUtility::changeFileNameOfPath(temp.filePath(QStringLiteral("gone")), QStringLiteral("x")).ok());
 }
 
 TEST(FileManagerUtilityTest, ReadsTheNumberANameStartsWith)
 {
     const std::pair<const char *, double> cases[] = {
-        {"12", 12}, {"12_mobile", 12}, {" 7abc", 7}, {"-3", -3}, {"1.5", 1.5}, {"2e3x", 2000},
-        {"2e", 2}, {"abc", 0}, {"", 0}, {".", 0}, {"+", 0}, {"Unused Files", 0}, {"007", 7},
+        {"12", 12},
+        {"12_mobile", 12},
+        {" 7abc", 7},
+        {"-3", -3},
+        {"1.5", 1.5},
+        {"2e3x", 2000},
+        {"2e", 2},
+        {"abc", 0},
+        {"", 0},
+        {".", 0},
+        {"+", 0},
+        {"Unused Files", 0},
+        {"007", 7},
     };
     for (const auto &[text, expected] : cases)
         EXPECT_DOUBLE_EQ(FileManagerUtility::leadingNumber(QString::fromUtf8(text)), expected) << text;

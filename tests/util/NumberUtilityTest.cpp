@@ -34,26 +34,22 @@ TEST_P(CalculatorTest, evaluates)
     EXPECT_DOUBLE_EQ(numberWithCalcurationStatement(QString::fromUtf8(GetParam().statement)), GetParam().expected);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    NumberUtility, CalculatorTest,
-    ::testing::Values(StatementCase{"bracketsFirst", "(1+2)*3", 9},
-                      StatementCase{"precedence", "1+2*3-8/4", 5},
-                      StatementCase{"division", "10/4", 2.5},
-                      StatementCase{"commasSpacesAndEqualsIgnored", "1,000 + 1 =", 1001},
-                      StatementCase{"multiplicationSign", "2\xC3\x97" "3", 6},
-                      StatementCase{"nestedBracketKinds", "[1+{2*(3+1)}]*2", 18},
-                      StatementCase{"identicalGroupsTogether", "(1+1)*(1+1)", 4},
-                      StatementCase{"leadingMinus", "-5+3", -2},
-                      StatementCase{"negativeGroup", "(1-4)+1", -2},
-                      StatementCase{"robustness: operatorRunIsPlus", "3*-2", 5},
-                      StatementCase{"robustness: doubleMinusIsPlus", "5--2", 7},
-                      StatementCase{"robustness: unclosedBracket", "2*(3", 0},
-                      StatementCase{"robustness: unopenedBracket", "2*3)", 0},
-                      StatementCase{"robustness: reversedBrackets", ")1(", 0},
-                      StatementCase{"robustness: trailingOperator", "5+", 5},
-                      StatementCase{"robustness: emptyGroup", "()+2", 2},
-                      StatementCase{"robustness: words", "abc", 0},
-                      StatementCase{"robustness: empty", "", 0}),
+INSTANTIATE_TEST_SUITE_P(NumberUtility, CalculatorTest,
+    ::testing::Values(StatementCase{"bracketsFirst", "(1+2)*3", 9}, StatementCase{"precedence", "1+2*3-8/4", 5},
+        StatementCase{"division", "10/4", 2.5}, StatementCase{"commasSpacesAndEqualsIgnored", "1,000 + 1 =", 1001},
+        StatementCase{"multiplicationSign",
+            "2\xC3\x97"
+            "3",
+            6},
+        StatementCase{"nestedBracketKinds", "[1+{2*(3+1)}]*2", 18},
+        StatementCase{"identicalGroupsTogether", "(1+1)*(1+1)", 4}, StatementCase{"leadingMinus", "-5+3", -2},
+        StatementCase{"negativeGroup", "(1-4)+1", -2}, StatementCase{"robustness: operatorRunIsPlus", "3*-2", 5},
+        StatementCase{"robustness: doubleMinusIsPlus", "5--2", 7},
+        StatementCase{"robustness: unclosedBracket", "2*(3", 0},
+        StatementCase{"robustness: unopenedBracket", "2*3)", 0},
+        StatementCase{"robustness: reversedBrackets", ")1(", 0}, StatementCase{"robustness: trailingOperator", "5+", 5},
+        StatementCase{"robustness: emptyGroup", "()+2", 2}, StatementCase{"robustness: words", "abc", 0},
+        StatementCase{"robustness: empty", "", 0}),
     [](const ::testing::TestParamInfo<StatementCase> &info) {
         std::string name = info.param.name;
         name.erase(0, name.find(' ') + 1);
@@ -75,7 +71,8 @@ TEST_F(NumberUtilityTest, bracketExpansionResolvesInnermostGroups)
     EXPECT_EQ(expandBracketOfStatement(QStringLiteral("(1"), open, close), QStringLiteral("0"));
     EXPECT_EQ(expandBracketOfStatement(QStringLiteral("(1+2)"), QString(), close), QStringLiteral("(1+2)"));
     // Brackets that the values themselves are made of must not loop forever.
-    EXPECT_EQ(expandBracketOfStatement(QStringLiteral("0."), QStringLiteral("0"), QStringLiteral(".")), QStringLiteral("0"));
+    EXPECT_EQ(
+        expandBracketOfStatement(QStringLiteral("0."), QStringLiteral("0"), QStringLiteral(".")), QStringLiteral("0"));
 }
 
 TEST_F(NumberUtilityTest, durationsInOneUnitAreCutNotRounded)

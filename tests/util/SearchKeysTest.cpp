@@ -50,13 +50,17 @@ TEST_F(SearchKeysTest, dayListsExpandRangesUpToTheThirtyFirst)
     EXPECT_EQ(daysOf("28-35"), (QList<int>{28, 29, 30, 31}));
     EXPECT_EQ(daysOf("5-"), (QList<int>{5}));
     EXPECT_EQ(daysOf("7-3,9"), (QList<int>{9}));
-    EXPECT_EQ(daysOf("1\xEF\xBC\x8D" "2 4\xEF\xBD\x9E" "5"), (QList<int>{1, 2, 4, 5})); // full-width - and ~
+    EXPECT_EQ(daysOf("1\xEF\xBC\x8D"
+                     "2 4\xEF\xBD\x9E"
+                     "5"),
+        (QList<int>{1, 2, 4, 5})); // full-width - and ~
     EXPECT_EQ(daysOf("1,,2"), (QList<int>{1, 0, 2}));
     EXPECT_EQ(daysOf("x,40"), (QList<int>{0, 40}));
     // Huge numbers neither overflow nor run long.
     EXPECT_EQ(daysOf("99999999999-40"), QList<int>{});
-    EXPECT_EQ(daysOf("-99999999999"), (QList<int>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18,
-                                                  19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31}));
+    EXPECT_EQ(daysOf("-99999999999"),
+        (QList<int>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26,
+            27, 28, 29, 30, 31}));
     EXPECT_TRUE(daysOf("").isEmpty());
 }
 
@@ -89,8 +93,8 @@ TEST_F(SearchKeysTest, allKeyMatchingIsCaseSensitiveAndTrueWithoutKeys)
 
 TEST_F(SearchKeysTest, predicateNeedsEveryKeyInTheAttribute)
 {
-    const ContainsAllKeysPredicate predicate =
-        andPredicateForAttribute(QStringLiteral("\"new york\"  cafe"), QStringLiteral("title"));
+    const ContainsAllKeysPredicate predicate
+        = andPredicateForAttribute(QStringLiteral("\"new york\"  cafe"), QStringLiteral("title"));
     EXPECT_EQ(predicate.attribute(), QStringLiteral("title"));
     EXPECT_EQ(predicate.keys(), (QStringList{"new york", "cafe"}));
 
@@ -107,7 +111,8 @@ TEST_F(SearchKeysTest, predicateNeedsEveryKeyInTheAttribute)
     EXPECT_FALSE(andPredicateForAttribute(QStringLiteral("cafe"), QStringLiteral("noSuchProperty")).matches(page));
 
     // No keys: everything matches, whatever the record holds.
-    const ContainsAllKeysPredicate everything = andPredicateForAttribute(QStringLiteral(" \"\" "), QStringLiteral("title"));
+    const ContainsAllKeysPredicate everything
+        = andPredicateForAttribute(QStringLiteral(" \"\" "), QStringLiteral("title"));
     EXPECT_TRUE(everything.keys().isEmpty());
     EXPECT_TRUE(everything.matches(QVariantMap{}));
     EXPECT_TRUE(everything.matches(page));

@@ -18,8 +18,10 @@ const QString kNone = QString();
 
 TEST_F(StringMarkersTest, replacingAndRemovingIsLiteralAndTakesEveryOccurrence)
 {
-    EXPECT_EQ(replaceStringFrom(QStringLiteral("a-b-c"), QStringLiteral("-"), QStringLiteral("+")), QStringLiteral("a+b+c"));
-    EXPECT_EQ(replaceStringFrom(QStringLiteral("aAa"), QStringLiteral("a"), QStringLiteral("x")), QStringLiteral("xAx"));
+    EXPECT_EQ(
+        replaceStringFrom(QStringLiteral("a-b-c"), QStringLiteral("-"), QStringLiteral("+")), QStringLiteral("a+b+c"));
+    EXPECT_EQ(
+        replaceStringFrom(QStringLiteral("aAa"), QStringLiteral("a"), QStringLiteral("x")), QStringLiteral("xAx"));
     EXPECT_EQ(replaceStringFrom(QStringLiteral("abc"), kNone, QStringLiteral("x")), QStringLiteral("abc"));
     EXPECT_EQ(replaceStringFrom(kNone, QStringLiteral("a"), QStringLiteral("x")), QString());
     EXPECT_EQ(removeString(QStringLiteral("a.b.c"), QStringLiteral(".")), QStringLiteral("abc"));
@@ -47,17 +49,17 @@ TEST_F(StringMarkersTest, removingMarkedTextTakesEverySpanOrEveryCopy)
 {
     // removeStringFrom deletes every copy of the first span, not other spans.
     EXPECT_EQ(removeStringFrom(QStringLiteral("<a>1<a>2<b>"), QStringLiteral("<"), QStringLiteral(">")),
-              QStringLiteral("12<b>"));
+        QStringLiteral("12<b>"));
     EXPECT_EQ(removeStringFrom(QStringLiteral("no marks"), QStringLiteral("<"), QStringLiteral(">")),
-              QStringLiteral("no marks"));
+        QStringLiteral("no marks"));
 
     EXPECT_EQ(removeAllStringStartFrom(QStringLiteral("a/*x*/b/*y*/c"), QStringLiteral("/*"), QStringLiteral("*/")),
-              QStringLiteral("abc"));
+        QStringLiteral("abc"));
     // A start without an end, and all after it, stays.
     EXPECT_EQ(removeAllStringStartFrom(QStringLiteral("a<b>c<d"), QStringLiteral("<"), QStringLiteral(">")),
-              QStringLiteral("ac<d"));
+        QStringLiteral("ac<d"));
     EXPECT_EQ(removeAllStringStartFrom(QStringLiteral("a<<b>c"), QStringLiteral("<"), QStringLiteral(">")),
-              QStringLiteral("ac"));
+        QStringLiteral("ac"));
     EXPECT_EQ(removeAllStringStartFrom(QStringLiteral("abc"), kNone, kNone), QStringLiteral("abc"));
 }
 
@@ -67,7 +69,7 @@ TEST_F(StringMarkersTest, htmlLosesItsTagsAndOnlyFiveEntities)
     EXPECT_EQ(removeAllHTMLTag(QStringLiteral("a<b")), QStringLiteral("a<b"));
     EXPECT_EQ(removeAllHTMLTag(QStringLiteral("x &amp;lt; y")), QStringLiteral("x &lt; y"));
     EXPECT_EQ(arrangeHTMLString(QStringLiteral("&lt;p&gt; &quot;a&quot;&nbsp;&amp; &#38; &LT; &eacute;")),
-              QStringLiteral("<p> \"a\" & &#38; &LT; &eacute;"));
+        QStringLiteral("<p> \"a\" & &#38; &LT; &eacute;"));
 }
 
 TEST_F(StringMarkersTest, substringsBetweenMarkersIgnoreCase)
@@ -81,7 +83,8 @@ TEST_F(StringMarkersTest, substringsBetweenMarkersIgnoreCase)
     EXPECT_EQ(substringFrom(text, kNone, QStringLiteral("end")), std::nullopt);
 
     // The start is looked for in the range, the end anywhere after it.
-    EXPECT_EQ(substringFrom(text, QStringLiteral("<b>"), QStringLiteral("end"), Range{7, 3}), QStringLiteral("Bold</b> "));
+    EXPECT_EQ(
+        substringFrom(text, QStringLiteral("<b>"), QStringLiteral("end"), Range{7, 3}), QStringLiteral("Bold</b> "));
     EXPECT_EQ(substringFrom(text, QStringLiteral("<b>"), QStringLiteral("end"), Range{8, 10}), std::nullopt);
     EXPECT_EQ(substringFrom(text, QStringLiteral("<b>"), QStringLiteral("end"), Range{7, 100}), std::nullopt);
 }
@@ -116,7 +119,8 @@ TEST_F(StringMarkersTest, stringsFileEscapesAreUndoneInOrder)
 TEST_F(StringMarkersTest, percentEscapingLeavesEscapedTextAlone)
 {
     EXPECT_EQ(escapedStringWithPercent(QStringLiteral("a b")), QStringLiteral("a%20b"));
-    EXPECT_EQ(escapedStringWithPercent(QStringLiteral("http://x.org/p?q=1&r=#f")), QStringLiteral("http://x.org/p?q=1&r=#f"));
+    EXPECT_EQ(
+        escapedStringWithPercent(QStringLiteral("http://x.org/p?q=1&r=#f")), QStringLiteral("http://x.org/p?q=1&r=#f"));
     EXPECT_EQ(escapedStringWithPercent(QString::fromUtf8("日本")), QStringLiteral("%E6%97%A5%E6%9C%AC"));
     EXPECT_EQ(escapedStringWithPercent(QStringLiteral("<a|b>")), QStringLiteral("%3Ca%7Cb%3E"));
     // Only "%" would change: taken as escaped already.
@@ -128,7 +132,8 @@ TEST_F(StringMarkersTest, percentEscapingLeavesEscapedTextAlone)
 TEST_F(StringMarkersTest, backslashesGoBeforeTheCharacterButNotNearTheStart)
 {
     const QString quote = QStringLiteral("\"");
-    EXPECT_EQ(stringByAppendingBackSlashForCharacter(QStringLiteral("say \"hi\""), quote), QStringLiteral("say \\\"hi\\\""));
+    EXPECT_EQ(
+        stringByAppendingBackSlashForCharacter(QStringLiteral("say \"hi\""), quote), QStringLiteral("say \\\"hi\\\""));
     EXPECT_EQ(stringByAppendingBackSlashForCharacter(QStringLiteral("a\"b"), quote), QStringLiteral("a\"b"));
     EXPECT_EQ(stringByAppendingBackSlashForCharacter(QStringLiteral("abc\\\"d"), quote), QStringLiteral("abc\\\"d"));
     EXPECT_EQ(stringByAppendingBackSlashForCharacter(QStringLiteral("abc"), kNone), QStringLiteral("abc"));
@@ -141,8 +146,8 @@ TEST_F(StringMarkersTest, cutPositionPrefersLineBreaksThenStopsWithinTheWindow)
     EXPECT_EQ(dividePointUpToLength(shortText, 5), 5);
 
     const QString text = QStringLiteral("line one\nmore. And a sentence. ") + QString(300, u'x');
-    EXPECT_EQ(dividePointUpToLength(text, 30), 9);   // the line break beats the nearer stops
-    EXPECT_EQ(dividePointUpToLength(text, 8), 8);    // nothing before the limit
+    EXPECT_EQ(dividePointUpToLength(text, 30), 9);         // the line break beats the nearer stops
+    EXPECT_EQ(dividePointUpToLength(text, 8), 8);          // nothing before the limit
     EXPECT_EQ(dividePointUpToLength(text.mid(9), 25), 21); // the last stop before the limit
     EXPECT_EQ(dividePointUpToLength(QString::fromUtf8("あいう、えお") + QString(10, u'x'), 8), 4);
     // Separators more than 200 characters back are not looked at.

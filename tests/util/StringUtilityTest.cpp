@@ -25,8 +25,7 @@ struct OrderCase
 };
 
 class NaturalCompareTest : public ::testing::TestWithParam<OrderCase>
-{
-};
+{ };
 
 TEST_P(NaturalCompareTest, comparesBothWaysWithOppositeSigns)
 {
@@ -37,23 +36,19 @@ TEST_P(NaturalCompareTest, comparesBothWaysWithOppositeSigns)
     EXPECT_EQ(naturalCompare(b, a), -c.expected);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    StringUtility, NaturalCompareTest,
+INSTANTIATE_TEST_SUITE_P(StringUtility, NaturalCompareTest,
     ::testing::Values(OrderCase{"numbersByValue", "Page 9", "Page 10", -1},
-                      OrderCase{"numbersAfterLetters", "a2", "a10", -1},
-                      OrderCase{"caseIgnored", "abc", "ABC", 0},
-                      OrderCase{"fullWidthDigitsLikeHalfWidth", "a\xEF\xBC\x91\xEF\xBC\x90", "a10", 0},
-                      OrderCase{"fullWidthTwoBeforeTen", "a\xEF\xBC\x92", "a10", -1},
-                      OrderCase{"accentsSignificant", "r\xC3\xA9sum\xC3\xA9", "resume", 1},
-                      OrderCase{"punctuationSignificant", "a-b", "ab", -1},
-                      OrderCase{"emptyFirst", "", "a", -1},
-                      OrderCase{"letters", "apple", "banana", -1}),
+        OrderCase{"numbersAfterLetters", "a2", "a10", -1}, OrderCase{"caseIgnored", "abc", "ABC", 0},
+        OrderCase{"fullWidthDigitsLikeHalfWidth", "a\xEF\xBC\x91\xEF\xBC\x90", "a10", 0},
+        OrderCase{"fullWidthTwoBeforeTen", "a\xEF\xBC\x92", "a10", -1},
+        OrderCase{"accentsSignificant", "r\xC3\xA9sum\xC3\xA9", "resume", 1},
+        OrderCase{"punctuationSignificant", "a-b", "ab", -1}, OrderCase{"emptyFirst", "", "a", -1},
+        OrderCase{"letters", "apple", "banana", -1}),
     [](const ::testing::TestParamInfo<OrderCase> &info) { return std::string(info.param.name); });
 
 // Titles of every kind a tree holds, in no order.
-const QStringList kVariedTitles = {
-    "Page 10", "page 9", "Page 9", "Chapter 3 - 2024-05-01", "Chapter 3 - 2024-04-30", "chapter 12",
-    "a10", "a2", "A2", "a\uFF11\uFF10", "r\u00E9sum\u00E9", "resume", "R\u00E9sum\u00E9", "a-b", "ab", "",
+const QStringList kVariedTitles = {"Page 10", "page 9", "Page 9", "Chapter 3 - 2024-05-01", "Chapter 3 - 2024-04-30",
+    "chapter 12", "a10", "a2", "A2", "a\uFF11\uFF10", "r\u00E9sum\u00E9", "resume", "R\u00E9sum\u00E9", "a-b", "ab", "",
     "\u65E5\u8A18 2", "\u65E5\u8A18 10", "\u306B\u3063\u304D", "\u30CB\u30C3\u30AD", "Zebra", "zebra",
     "\u00C5ngstr\u00F6m", "Angstrom", "x 007", "x 7", "x 70", "100 tips", "99 tips", "Grocery list", "Groceries"};
 
@@ -67,8 +62,8 @@ TEST(StringUtilityTest, sortKeysOrderExactlyAsTheComparison)
     }
 
     QStringList expected = kVariedTitles;
-    std::stable_sort(expected.begin(), expected.end(),
-                     [](const QString &a, const QString &b) { return naturalCompare(a, b) < 0; });
+    std::stable_sort(
+        expected.begin(), expected.end(), [](const QString &a, const QString &b) { return naturalCompare(a, b) < 0; });
     QStringList sorted;
     for (const qsizetype index : naturalOrder(kVariedTitles))
         sorted.append(kVariedTitles.at(index));
@@ -123,7 +118,10 @@ TEST(StringUtilityTest, encodingDetectionKeepsItsOrderForLegacyText)
     // "café" in Windows Latin: Mac Roman comes first and reads E9 as "È".
     EXPECT_EQ(detect(QByteArray("caf\xE9")), QString::fromUtf8("caf\xC3\x88"));
     // An escape byte in text that is no ISO-2022-JP falls through to the list.
-    EXPECT_EQ(detect(QByteArray("a\x1b" "b")), QStringLiteral("a\x1b" "b"));
+    EXPECT_EQ(detect(QByteArray("a\x1b"
+                                "b")),
+        QStringLiteral("a\x1b"
+                       "b"));
 }
 
 TEST(StringUtilityTest, encodingDetectionNeverFailsOnEmptyOrGarbageBytes)
@@ -205,13 +203,17 @@ TEST(StringUtilityTest, filesAreDecodedStrictlyOrByDetection)
     EXPECT_EQ(stringFromUTF8DataFilePath(write("empty", QByteArray())), QString(""));
     EXPECT_EQ(stringFromUTF8DataFilePath(folder.filePath("missing")), std::nullopt);
 
-    EXPECT_EQ(stringFromUTF16DataFilePath(write("le", QByteArray("\xFF\xFE" "a\0b\0", 6))), QStringLiteral("ab"));
+    EXPECT_EQ(stringFromUTF16DataFilePath(write("le",
+                  QByteArray("\xFF\xFE"
+                             "a\0b\0",
+                      6))),
+        QStringLiteral("ab"));
     EXPECT_EQ(stringFromUTF16DataFilePath(write("be", QByteArray("\xFE\xFF\0a\0b", 6))), QStringLiteral("ab"));
     EXPECT_EQ(stringFromUTF16DataFilePath(write("plain", QByteArray("\0a\0b", 4))), QStringLiteral("ab"));
     EXPECT_EQ(stringFromUTF16DataFilePath(write("odd", QByteArray("\0a\0", 3))), std::nullopt);
 
     EXPECT_EQ(stringWithContentsOfFileByAutoDetectingEncoding(write("sjis", QByteArray::fromHex("93fa967b8cea"))),
-              QString::fromUtf8("\u65E5\u672C\u8A9E"));
+        QString::fromUtf8("\u65E5\u672C\u8A9E"));
     EXPECT_EQ(stringWithContentsOfFileByAutoDetectingEncoding(folder.filePath("missing")), std::nullopt);
 }
 

@@ -129,8 +129,9 @@ TEST_F(FirstUseTest, theOutlineMenuHoldsThePageCommandsAndTheyAct)
         items.insert(name, item);
     }
     names.removeAll(QString());
-    EXPECT_EQ(names, (QStringList{"newPageAction", "newChildPageAction", "renamePageAction", "deletePageAction",
-                                  "titleColorMenu", "lockAction", "protectAction", "openInNewWindowAction"}));
+    EXPECT_EQ(names,
+        (QStringList{"newPageAction", "newChildPageAction", "renamePageAction", "deletePageAction", "titleColorMenu",
+            "lockAction", "protectAction", "openInNewWindowAction"}));
     items.value(QStringLiteral("titleColorMenu"))->menu()->actions().at(1)->trigger();
     EXPECT_EQ(ideas->titleColor(), QColor(0xff, 0x8a, 0x80));
     items.value(QStringLiteral("lockAction"))->trigger();

@@ -63,7 +63,7 @@ TEST_F(LinkPanelControllerTest, listsEveryPageInOutlineOrderIndentedByDepth)
     LinkPanelController sheet(view, root);
     sheet.showWindow();
     EXPECT_EQ(sheet.memoTitleArray(),
-              (QStringList{QStringLiteral("A"), QStringLiteral("  A1"), QStringLiteral("    A1a"), QStringLiteral("B")}));
+        (QStringList{QStringLiteral("A"), QStringLiteral("  A1"), QStringLiteral("    A1a"), QStringLiteral("B")}));
     EXPECT_EQ(sheet.memoArray(), (QList<MemoPtr>{a, a1, a1a, b}));
     EXPECT_EQ(sheet.windowModality(), Qt::WindowModal);
     EXPECT_EQ(sheet.parentWidget(), &window);
@@ -81,8 +81,8 @@ TEST_F(LinkPanelControllerTest, aPageLinkIsMadeAndShownAgain)
         sheet.setOpenInNewWindow(true);
         sheet.done(LinkPanelController::Accepted);
     }
-    const QString expected =
-        QStringLiteral("Jotwell3://pageid/") + QString::number(a1a->memoID()) + QStringLiteral("/OpenWithNewWindow");
+    const QString expected
+        = QStringLiteral("Jotwell3://pageid/") + QString::number(a1a->memoID()) + QStringLiteral("/OpenWithNewWindow");
     EXPECT_EQ(linkAt(6), expected);
     EXPECT_EQ(linkAt(2), QString());
 

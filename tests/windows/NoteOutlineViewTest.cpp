@@ -80,7 +80,7 @@ protected:
     {
         QSet<qint64> ids;
         for (const QVariant &value :
-             UserDefaults::standardUserDefaults().arrayForKey(NoteOutlineView::expandedItemsKey()))
+            UserDefaults::standardUserDefaults().arrayForKey(NoteOutlineView::expandedItemsKey()))
             ids.insert(value.toLongLong());
         return ids;
     }
@@ -139,8 +139,8 @@ TEST_F(NoteOutlineViewTest, expandedRowsAreKeptByPageIdAndOtherOutlinesEntriesSu
 {
     UserDefaults &defaults = UserDefaults::standardUserDefaults();
     const qint64 elsewhere = 987654321; // a page shown only by some other window
-    defaults.setValue(NoteOutlineView::expandedItemsKey(),
-                      QVariantList{elsewhere, b->memoID(), QStringLiteral("not an id")});
+    defaults.setValue(
+        NoteOutlineView::expandedItemsKey(), QVariantList{elsewhere, b->memoID(), QStringLiteral("not an id")});
 
     main = open(root);
     EXPECT_TRUE(main.expanded(b)) << "restored as the rows first appear";

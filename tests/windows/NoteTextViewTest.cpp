@@ -152,8 +152,8 @@ TEST_F(NoteTextViewTest, countsFollowTheCaretAndTheSelection)
     EXPECT_EQ(summary.value(QStringLiteral("words")).toLongLong(), 4);
     EXPECT_EQ(summary.value(QStringLiteral("selectedWords")).toLongLong(), 1);
     EXPECT_EQ(summary.value(QStringLiteral("summary")).toString(),
-              QStringLiteral("         Characters: 18\n   Current Position: 9\nSelected Characters: 4\n\n"
-                             "       Lines: 3\nCurrent Line: 2\n\n       Words: 4\nSelected Words: 1"));
+        QStringLiteral("         Characters: 18\n   Current Position: 9\nSelected Characters: 4\n\n"
+                       "       Lines: 3\nCurrent Line: 2\n\n       Words: 4\nSelected Words: 1"));
 }
 
 TEST_F(NoteTextViewTest, countsOfALongTextWaitForAPauseInTyping)
@@ -315,7 +315,9 @@ TEST_F(NoteTextViewTest, widePicturesShrinkToTheViewWithoutChangingTheText)
     view->document()->setModified(false);
     view->show();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(view.get()));
-    const auto documentWidth = [&] { return view->document()->documentLayout()->documentSize().width(); };
+    const auto documentWidth = [&] {
+        return view->document()->documentLayout()->documentSize().width();
+    };
     EXPECT_GT(documentWidth(), 2000);
 
     view->setScaleImages(true);

@@ -108,8 +108,8 @@ TEST_F(NoteTreeDraggingTest, droppedRowsLandInDragOrderAndTheMoveIsUndoneWhole)
 
 TEST_F(NoteTreeDraggingTest, aCopyOnlyDragCopiesAndLeavesTheOriginal)
 {
-    ASSERT_TRUE(controller->model().dropMimeData(rows({b}).get(), Qt::CopyAction, -1, 0,
-                                                 controller->model().indexForMemo(c.get())));
+    ASSERT_TRUE(controller->model().dropMimeData(
+        rows({b}).get(), Qt::CopyAction, -1, 0, controller->model().indexForMemo(c.get())));
     EXPECT_EQ(titles(root), (QStringList{"A", "B", "C", "D"}));
     ASSERT_EQ(c->children().size(), 1u);
     EXPECT_NE(c->children().front(), b);
@@ -155,8 +155,8 @@ TEST_F(NoteTreeDraggingTest, filesAreAllowedBetweenRowsOnlyWhenOneCanBeImported)
     // Files are copied in, never moved: the originals stay where they are.
     EXPECT_EQ(controller->validateDrop(*files({picture, note}), kAny, nullptr, 1), Qt::CopyAction);
     QDir(folder.path()).mkdir(QStringLiteral("sub"));
-    EXPECT_EQ(controller->validateDrop(*files({folder.filePath(QStringLiteral("sub"))}), kAny, nullptr, 1),
-              Qt::CopyAction);
+    EXPECT_EQ(
+        controller->validateDrop(*files({folder.filePath(QStringLiteral("sub"))}), kAny, nullptr, 1), Qt::CopyAction);
 
     ASSERT_TRUE(controller->acceptDrop(*files({note, picture}), kAny, nullptr, 1));
     EXPECT_EQ(host.imported, (QStringList{note, picture}));
@@ -200,7 +200,7 @@ TEST_F(NoteTreeDraggingTest, malformedDragDataChangesNothingAndSaysWhy)
 
     QMimeData strangers;
     strangers.setData(NoteTreeController::dragRowTypeName(),
-                      PropertyList::toData(QVariantList{qint64(987654321)}, PropertyList::Format::Xml).value());
+        PropertyList::toData(QVariantList{qint64(987654321)}, PropertyList::Format::Xml).value());
     EXPECT_FALSE(controller->acceptDrop(strangers, kAny, nullptr, 0));
 
     QMimeData badRtf;

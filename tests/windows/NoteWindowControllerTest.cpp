@@ -46,7 +46,6 @@ protected:
         return window;
     }
 
-
     static QRect primaryArea() { return QGuiApplication::primaryScreen()->availableGeometry(); }
 
     MemoPtr diary, monday, tuesday, recipes, ideas;
@@ -96,8 +95,8 @@ TEST_F(NoteWindowControllerTest, theWindowRecordIsAppliedOnOpenAndWrittenBackOnC
     Q_EMIT handle->linkActivated(QStringLiteral("page:%1").arg(diary->memoID()));
     EXPECT_EQ(again->selectedMemo(), diary);
     again->performClose();
-    EXPECT_EQ(WindowFrames::toScreen(GeometryStrings::rectFromString(record.windowFrameStr()), screenHeight).size(),
-              shown);
+    EXPECT_EQ(
+        WindowFrames::toScreen(GeometryStrings::rectFromString(record.windowFrameStr()), screenHeight).size(), shown);
 }
 
 TEST_F(NoteWindowControllerTest, whileTheFirstPageLoadsTheDiskSaysTheWindowIsOpening)
@@ -116,8 +115,8 @@ TEST_F(NoteWindowControllerTest, whileTheFirstPageLoadsTheDiskSaysTheWindowIsOpe
 
 TEST_F(NoteWindowControllerTest, impossibleFramesOpenOnScreenAtASaneSize)
 {
-    for (const QRectF &stored : {QRectF(100, 100, 0, -40), QRectF(-9000, 40000, 600, 400),
-                                 QRectF(1e12, -1e12, 1e12, 1e12)}) {
+    for (const QRectF &stored :
+        {QRectF(100, 100, 0, -40), QRectF(-9000, 40000, 600, 400), QRectF(1e12, -1e12, 1e12, 1e12)}) {
         root->windowAttribute()->setWindowFrameStr(GeometryStrings::stringFromRect(stored));
         auto window = open(root);
         window->showWindow();

@@ -62,7 +62,7 @@ public:
         memo->resignText(text);
         shown.reset();
     }
-    void setMemoToTab(const MemoPtr &) override {}
+    void setMemoToTab(const MemoPtr &) override { }
     void setSelection(const MemoPtr &memo) override
     {
         shown = memo;
@@ -137,8 +137,8 @@ public:
 
     // MemoTreeHost: the tree records undo on the test's own stack.
     QUndoStack *frontUndoStack() override { return undoStack; }
-    void showMemoInWindow(const MemoPtr &) override {}
-    void saveNow() override {}
+    void showMemoInWindow(const MemoPtr &) override { }
+    void saveNow() override { }
 
     MemoTree tree;
     QUndoStack *undoStack = nullptr;
@@ -146,4 +146,3 @@ public:
     std::vector<MemoPtr> removed;
     QStringList imported;
 };
-

@@ -146,10 +146,10 @@ TEST_F(PasswordPanelsTest, aTargetTakesTheNewHashAndNothingIsKeptWithoutAKeyring
     EXPECT_EQ(passwordFromDefault(), QString()); // the target has it, not the preferences
 
     // Without a keyring service nothing is found and nothing is filed.
-    EXPECT_EQ(PasswordKeychain::passwordFromKeychain(QStringLiteral("Jotwell3"), PasswordKeychain::userName()),
-              QString());
-    EXPECT_FALSE(PasswordKeychain::changeKeychainPassword(QStringLiteral("Jotwell3"), QStringLiteral("me"),
-                                                          QStringLiteral("x")));
+    EXPECT_EQ(
+        PasswordKeychain::passwordFromKeychain(QStringLiteral("Jotwell3"), PasswordKeychain::userName()), QString());
+    EXPECT_FALSE(PasswordKeychain::changeKeychainPassword(
+        QStringLiteral("Jotwell3"), QStringLiteral("me"), QStringLiteral("x")));
     EXPECT_EQ(PasswordKeychain::passwordFromKeychain(QString(), QStringLiteral("me")), QString());
 
     panel.runAsSheetForWindow(&window);

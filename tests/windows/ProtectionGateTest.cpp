@@ -44,8 +44,8 @@ protected:
         ConfirmPassPanelController *sheet = window.treeController().passPanelController();
         ASSERT_TRUE(sheet && sheet->isVisible());
         sheet->findChild<QLineEdit *>()->setText(password);
-        sheet->passSheetOK(password.isEmpty() ? ConfirmPassPanelController::Cancelled
-                                              : ConfirmPassPanelController::Confirmed);
+        sheet->passSheetOK(
+            password.isEmpty() ? ConfirmPassPanelController::Cancelled : ConfirmPassPanelController::Confirmed);
         QTest::qWait(0);
     }
 
@@ -109,7 +109,7 @@ TEST_F(ProtectionGateTest, lockingProtectedPagesTakesTheirTextOffEveryWindow)
 
     window->action(QStringLiteral("lockProtectedPagesAction"))->trigger();
     EXPECT_EQ(model.data(model.indexForMemo(diary.get()), NoteOutlineModel::PasswordMarkRole),
-              int(NoteOutlineModel::LockedMark));
+        int(NoteOutlineModel::LockedMark));
     for (NoteWindowController *each : {window.get(), inside.get()}) {
         EXPECT_NE(each->selectedMemo(), monday);
         EXPECT_FALSE(each->textView()->string().contains(QStringLiteral("Rain")));

@@ -10,12 +10,14 @@
 class TreeOnlyHost final : public NoteTreeHost
 {
 public:
-    explicit TreeOnlyHost(MemoTree &tree) : m_tree(tree) {}
+    explicit TreeOnlyHost(MemoTree &tree)
+        : m_tree(tree)
+    { }
 
     MemoTree &memoTree() override { return m_tree; }
     NoteWindow *openWindowWithMemo(const MemoPtr &, const MemoPtr &) override { return nullptr; }
     NoteWindow *openWindowAndShowMemo(const MemoPtr &) override { return nullptr; }
-    void handleMemoRemoval(const MemoPtr &) override {}
+    void handleMemoRemoval(const MemoPtr &) override { }
     Result<MemoPtr> importFile(const QString &, const MemoPtr &, qsizetype) override
     {
         return Error{QStringLiteral("Nothing is imported here.")};

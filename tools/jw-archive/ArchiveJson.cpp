@@ -130,8 +130,7 @@ private:
         for (const TypedStreamClass *super = cls->superclass.get(); super; super = super->superclass.get())
             superclasses.append(QStringLiteral("%1 %2").arg(QString::fromUtf8(super->name)).arg(super->version));
         return QJsonObject{{QStringLiteral("$class"), QString::fromUtf8(cls->name)},
-                           {QStringLiteral("$version"), double(cls->version)},
-                           {QStringLiteral("$superclasses"), superclasses}};
+            {QStringLiteral("$version"), double(cls->version)}, {QStringLiteral("$superclasses"), superclasses}};
     }
 
     std::unordered_map<const TypedStreamObject *, qint64> m_numbers;
@@ -196,7 +195,7 @@ QJsonValue ArchiveJson::fromVariant(const QVariant &value)
     if (value.metaType() == QMetaType::fromType<ArchivedObject>()) {
         const auto object = value.value<ArchivedObject>();
         QJsonObject result{{QStringLiteral("$class"), object.className()},
-                           {QStringLiteral("$classes"), QJsonArray::fromStringList(object.classChain())}};
+            {QStringLiteral("$classes"), QJsonArray::fromStringList(object.classChain())}};
         if (object.archiveUid() != 0)
             result.insert(QStringLiteral("$object"), double(object.archiveUid()));
         for (auto it = object.fields().cbegin(); it != object.fields().cend(); ++it)
@@ -214,9 +213,10 @@ QJsonValue ArchiveJson::fromTypedStream(const TypedStreamArchive &archive)
     TypedStreamPrinter printer(archive);
     return QJsonObject{
         {QStringLiteral("$typedstream"),
-         QJsonObject{{QStringLiteral("byteOrder"), archive.bigEndian ? QStringLiteral("big") : QStringLiteral("little")},
-                     {QStringLiteral("systemVersion"), double(archive.systemVersion)},
-                     {QStringLiteral("classVersions"), classVersions}}},
+            QJsonObject{
+                {QStringLiteral("byteOrder"), archive.bigEndian ? QStringLiteral("big") : QStringLiteral("little")},
+                {QStringLiteral("systemVersion"), double(archive.systemVersion)},
+                {QStringLiteral("classVersions"), classVersions}}},
         {QStringLiteral("groups"), printer.groups(archive.groups)},
     };
 }

@@ -45,14 +45,15 @@ Result<QByteArray> dumpKeyed(const QByteArray &bytes, const QString &path)
     if (!objects)
         return Error{QStringLiteral("%1 is not a readable keyed archive: %2").arg(path, objects.errorMessage())};
     return indented(QJsonObject{{QStringLiteral("$archiver"), QStringLiteral("NSKeyedArchiver")},
-                                {QStringLiteral("$top"), ArchiveJson::fromVariant(objects.value())}});
+        {QStringLiteral("$top"), ArchiveJson::fromVariant(objects.value())}});
 }
 
 Status loadText(const QString &path, TextConverter &converter)
 {
     if (QFileInfo(path).isDir()) {
         const Status read = Rtfd::readPackage(path, converter.document());
-        return read ? read : Error{QStringLiteral("%1 is not a readable RTFD folder: %2").arg(path, read.errorMessage())};
+        return read ? read
+                    : Error{QStringLiteral("%1 is not a readable RTFD folder: %2").arg(path, read.errorMessage())};
     }
     auto bytes = FileContents::read(path);
     if (!bytes)

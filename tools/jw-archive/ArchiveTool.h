@@ -9,9 +9,19 @@
 class ArchiveTool
 {
 public:
-    enum class Format { Detect, PropertyList, TypedStream, KeyedArchive };
+    enum class Format
+    {
+        Detect,
+        PropertyList,
+        TypedStream,
+        KeyedArchive
+    };
     /** How `text` prints a text. */
-    enum class TextForm { Plain, Html };
+    enum class TextForm
+    {
+        Plain,
+        Html
+    };
 
     /** The format named on the command line ("plist", "typedstream", "keyed"), if any. */
     [[nodiscard]] static Result<Format> formatFromName(const QString &name);
@@ -30,6 +40,6 @@ public:
      * @p attachmentFolder is given, every attachment is written there under
      * its file name.
      */
-    [[nodiscard]] static Result<QByteArray> text(const QString &path, TextForm form,
-                                                 const QString &attachmentFolder = {});
+    [[nodiscard]] static Result<QByteArray> text(
+        const QString &path, TextForm form, const QString &attachmentFolder = {});
 };

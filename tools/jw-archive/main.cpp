@@ -37,14 +37,13 @@ int main(int argc, char *argv[])
     parser.addHelpOption();
     parser.addVersionOption();
     const QCommandLineOption formatOption(QStringLiteral("format"),
-                                          QStringLiteral("Read FILE as <format>: plist, typedstream or keyed."),
-                                          QStringLiteral("format"));
-    const QCommandLineOption toOption(QStringLiteral("to"), QStringLiteral("Convert to <form>: xml or binary."),
-                                      QStringLiteral("form"));
-    const QCommandLineOption htmlOption(QStringLiteral("html"), QStringLiteral("text: print the formatted text as HTML."));
+        QStringLiteral("Read FILE as <format>: plist, typedstream or keyed."), QStringLiteral("format"));
+    const QCommandLineOption toOption(
+        QStringLiteral("to"), QStringLiteral("Convert to <form>: xml or binary."), QStringLiteral("form"));
+    const QCommandLineOption htmlOption(
+        QStringLiteral("html"), QStringLiteral("text: print the formatted text as HTML."));
     const QCommandLineOption attachmentsOption(QStringLiteral("attachments"),
-                                               QStringLiteral("text: write the attachments into <folder>."),
-                                               QStringLiteral("folder"));
+        QStringLiteral("text: write the attachments into <folder>."), QStringLiteral("folder"));
     parser.addOption(formatOption);
     parser.addOption(toOption);
     parser.addOption(htmlOption);

@@ -48,7 +48,9 @@ void fill(NoteTextView &view)
 {
     QTextDocument &document = *view.document();
     QTextCursor cursor(&document);
-    const auto line = [&](const QString &text) { cursor.insertText(text + u'\n'); };
+    const auto line = [&](const QString &text) {
+        cursor.insertText(text + u'\n');
+    };
     line(QStringLiteral("Trip to the coast"));
     line(QStringLiteral("We leave on Friday at 8:00. Bring the tide table and the good boots."));
     line(QStringLiteral("Packing list is on its own page; the route is on the map site."));
@@ -60,12 +62,13 @@ void fill(NoteTextView &view)
         const int at = int(document.toPlainText().indexOf(words));
         return TextRange{at, words.size()};
     };
-    TextStyling::setAttribute(document, QTextFormat::FontWeight, int(QFont::Bold), range(QStringLiteral("Trip to the coast")));
+    TextStyling::setAttribute(
+        document, QTextFormat::FontWeight, int(QFont::Bold), range(QStringLiteral("Trip to the coast")));
     TextStyling::changeFontSize(document, 18, range(QStringLiteral("Trip to the coast")));
     TextStyling::setAttribute(document, QTextFormat::FontItalic, true, range(QStringLiteral("good boots")));
     TextStyling::changeTextColor(document, Qt::darkRed, range(QStringLiteral("8:00")));
     TextStyling::setAttribute(document, QTextFormat::BackgroundBrush, QBrush(QColor(0xff, 0xf1, 0x76)),
-                              range(QStringLiteral("the last ferry back is at 18:40")));
+        range(QStringLiteral("the last ferry back is at 18:40")));
     TextLinks::setLinkToMemo(document, 42, false, range(QStringLiteral("Packing list")));
     TextLinks::setLink(document, range(QStringLiteral("map site")), QStringLiteral("https://www.openstreetmap.org/"));
 }

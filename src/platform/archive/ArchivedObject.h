@@ -23,7 +23,8 @@
  * Equality compares class, chain, fields and their storage, not the slot the
  * object was read from.
  */
-class ArchivedObject {
+class ArchivedObject
+{
 public:
     ArchivedObject();
     /** An object of @p className; an empty @p classChain means {className, "NSObject"}. */
@@ -58,7 +59,8 @@ public:
     }
 
 private:
-    struct Data : QSharedData {
+    struct Data : QSharedData
+    {
         QString className;
         QStringList classChain;
         QVariantMap fields;
@@ -74,7 +76,8 @@ Q_DECLARE_METATYPE(ArchivedObject)
  * it (a view's superview, say). A value tree cannot hold the cycle, so the
  * reader leaves this marker naming the containing object's archiveUid().
  */
-struct ArchivedBackReference {
+struct ArchivedBackReference
+{
     quint64 uid = 0;
     friend bool operator==(ArchivedBackReference a, ArchivedBackReference b) { return a.uid == b.uid; }
 };
@@ -82,14 +85,13 @@ Q_DECLARE_METATYPE(ArchivedBackReference)
 
 inline ArchivedObject::ArchivedObject()
     : d(new Data)
-{
-}
+{ }
 
 inline ArchivedObject::ArchivedObject(const QString &className, const QStringList &classChain)
     : d(new Data)
 {
     d->className = className;
-    d->classChain = classChain.isEmpty() ? QStringList { className, QStringLiteral("NSObject") } : classChain;
+    d->classChain = classChain.isEmpty() ? QStringList{className, QStringLiteral("NSObject")} : classChain;
 }
 
 inline void ArchivedObject::setField(const QString &key, const QVariant &value)

@@ -68,8 +68,7 @@ public:
     explicit Reader(const QByteArray &bytes)
         : m_data(reinterpret_cast<const uchar *>(bytes.constData()))
         , m_size(quint64(bytes.size()))
-    {
-    }
+    { }
 
     Result<QVariant> read()
     {
@@ -103,14 +102,17 @@ private:
         const quint64 tableEnd = m_size - kTrailerSize;
 
         if (m_offsetSize < 1 || m_offsetSize > 8 || m_refSize < 1 || m_refSize > 8)
-            return fail(QStringLiteral("the trailer gives offsets of %1 and references of %2 bytes; both must be 1 to 8")
-                            .arg(m_offsetSize).arg(m_refSize));
+            return fail(
+                QStringLiteral("the trailer gives offsets of %1 and references of %2 bytes; both must be 1 to 8")
+                    .arg(m_offsetSize)
+                    .arg(m_refSize));
         if (m_objectCount == 0)
             return fail(QStringLiteral("the trailer counts no objects"));
         if (m_objectCount >= kMaxObjects)
             return fail(QStringLiteral("the trailer counts %1 objects, more than can be read").arg(m_objectCount));
         if (m_topObject >= m_objectCount)
-            return fail(QStringLiteral("the top object %1 is not among the %2 objects").arg(m_topObject).arg(m_objectCount));
+            return fail(
+                QStringLiteral("the top object %1 is not among the %2 objects").arg(m_topObject).arg(m_objectCount));
         if (m_tableOffset <= kHeaderSize || m_tableOffset >= tableEnd)
             return fail(QStringLiteral("the offset table at %1 lies outside the file").arg(m_tableOffset));
         if (m_objectCount > (tableEnd - m_tableOffset) / quint64(m_offsetSize))
@@ -209,7 +211,10 @@ private:
     {
         target = loadBigEndian(at, m_refSize);
         if (target >= m_objectCount)
-            return fail(QStringLiteral("object %1 refers to object %2, but there are only %3").arg(index).arg(target).arg(m_objectCount));
+            return fail(QStringLiteral("object %1 refers to object %2, but there are only %3")
+                            .arg(index)
+                            .arg(target)
+                            .arg(m_objectCount));
         return true;
     }
 
@@ -233,7 +238,8 @@ private:
     bool unsupported(quint64 index, uchar marker)
     {
         return fail(QStringLiteral("object %1 has the marker 0x%2, which no version-0 property list holds")
-                        .arg(index).arg(marker, 2, 16, QLatin1Char('0')));
+                        .arg(index)
+                        .arg(marker, 2, 16, QLatin1Char('0')));
     }
 
     // Reads object @p index into @p out; @p weight is the number of values it
@@ -310,7 +316,8 @@ private:
         case 0xA:
         case 0xD:
             if (depth >= BinaryPropertyList::kMaxDepth)
-                return fail(QStringLiteral("arrays and dictionaries are nested more than %1 levels deep").arg(BinaryPropertyList::kMaxDepth));
+                return fail(QStringLiteral("arrays and dictionaries are nested more than %1 levels deep")
+                                .arg(BinaryPropertyList::kMaxDepth));
             state |= kInProgress;
             if (!((marker >> 4) == 0xA ? readArray(index, pos, nibble, depth, out, weight)
                                        : readDictionary(index, pos, nibble, depth, out, weight)))
@@ -333,14 +340,18 @@ private:
         total += weight;
         if (total <= m_weightLimit)
             return true;
-        return fail(QStringLiteral("object %1 expands through shared objects to more than %2 values per byte of the file")
-                        .arg(index).arg(kMaxExpansion));
+        return fail(
+            QStringLiteral("object %1 expands through shared objects to more than %2 values per byte of the file")
+                .arg(index)
+                .arg(kMaxExpansion));
     }
 
     bool readInteger(quint64 index, quint64 pos, uchar nibble, QVariant &out)
     {
         if (nibble > 4)
-            return fail(QStringLiteral("object %1 is an integer of %2 bytes; 1, 2, 4, 8 or 16 are allowed").arg(index).arg(quint64(1) << nibble));
+            return fail(QStringLiteral("object %1 is an integer of %2 bytes; 1, 2, 4, 8 or 16 are allowed")
+                            .arg(index)
+                            .arg(quint64(1) << nibble));
         const int size = 1 << nibble;
         if (m_tableOffset - pos < quint64(size))
             return fail(QStringLiteral("object %1 is cut off").arg(index));

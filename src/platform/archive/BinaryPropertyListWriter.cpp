@@ -61,7 +61,20 @@ public:
     }
 
 private:
-    enum class Type : quint8 { False, True, Integer, BigInteger, Real, Date, String, Data, Uid, Array, Dictionary };
+    enum class Type : quint8
+    {
+        False,
+        True,
+        Integer,
+        BigInteger,
+        Real,
+        Date,
+        String,
+        Data,
+        Uid,
+        Array,
+        Dictionary
+    };
 
     // One object of the file. Scalars hold their value (or, for strings and
     // data, a pointer into the value being written, which outlives the
@@ -105,7 +118,9 @@ private:
         if (a.type == Type::String || a.type == Type::Data) {
             const size_t bytes = a.type == Type::String ? size_t(a.size) * 2 : a.size;
             return a.size == b.size
-                && std::memcmp(reinterpret_cast<const void *>(a.payload), reinterpret_cast<const void *>(b.payload), bytes) == 0;
+                && std::memcmp(
+                       reinterpret_cast<const void *>(a.payload), reinterpret_cast<const void *>(b.payload), bytes)
+                == 0;
         }
         return a.payload == b.payload;
     }
@@ -170,7 +185,9 @@ private:
     {
         if (quint64(string.size()) > std::numeric_limits<quint32>::max())
             return fail(QStringLiteral("A string of %1 characters is too long for a property list").arg(string.size()));
-        return intern(Object{quint64(reinterpret_cast<quintptr>(string.constData())), quint32(string.size()), Type::String}, index);
+        return intern(
+            Object{quint64(reinterpret_cast<quintptr>(string.constData())), quint32(string.size()), Type::String},
+            index);
     }
 
     // Reserves the container's block of references before its children are
@@ -178,7 +195,8 @@ private:
     bool beginContainer(Type type, qsizetype count, int depth, quint32 &index, size_t &refs)
     {
         if (depth >= BinaryPropertyList::kMaxDepth)
-            return fail(QStringLiteral("The value is nested more than %1 levels deep").arg(BinaryPropertyList::kMaxDepth));
+            return fail(
+                QStringLiteral("The value is nested more than %1 levels deep").arg(BinaryPropertyList::kMaxDepth));
         if (quint64(count) > std::numeric_limits<quint32>::max())
             return fail(QStringLiteral("A container of %1 items is too large for a property list").arg(count));
         refs = m_refs.size();
@@ -186,8 +204,7 @@ private:
         return append(Object{refs, quint32(count), type}, index);
     }
 
-    template<typename Entries>
-    bool addDictionary(const Entries &entries, qsizetype count, int depth, quint32 &index)
+    template<typename Entries> bool addDictionary(const Entries &entries, qsizetype count, int depth, quint32 &index)
     {
         size_t refs = 0;
         if (!beginContainer(Type::Dictionary, count, depth, index, refs))
@@ -227,7 +244,8 @@ private:
             return intern(Object{bits, 0, Type::Real}, index);
         }
         case PropertyList::Kind::Date: {
-            const QDateTime date = value.typeId() == QMetaType::QDate ? value.toDate().startOfDay(Qt::UTC) : value.toDateTime();
+            const QDateTime date
+                = value.typeId() == QMetaType::QDate ? value.toDate().startOfDay(Qt::UTC) : value.toDateTime();
             const auto seconds = PropertyList::secondsSinceReferenceDate(date);
             if (!seconds)
                 return fail(QStringLiteral("The date %1 cannot be written to a property list").arg(value.toString()));
@@ -241,7 +259,9 @@ private:
             const auto &bytes = *static_cast<const QByteArray *>(value.constData());
             if (quint64(bytes.size()) > std::numeric_limits<quint32>::max())
                 return fail(QStringLiteral("Data of %1 bytes is too long for a property list").arg(bytes.size()));
-            return intern(Object{quint64(reinterpret_cast<quintptr>(bytes.constData())), quint32(bytes.size()), Type::Data}, index);
+            return intern(
+                Object{quint64(reinterpret_cast<quintptr>(bytes.constData())), quint32(bytes.size()), Type::Data},
+                index);
         }
         case PropertyList::Kind::Uid:
             return intern(Object{static_cast<const PropertyListUid *>(value.constData())->value, 0, Type::Uid}, index);
@@ -279,7 +299,8 @@ private:
                 entries.reserve(size_t(hash.size()));
                 for (auto it = hash.cbegin(); it != hash.cend(); ++it)
                     entries.emplace_back(it.key(), it.value());
-                std::sort(entries.begin(), entries.end(), [](const auto &a, const auto &b) { return a.first < b.first; });
+                std::sort(
+                    entries.begin(), entries.end(), [](const auto &a, const auto &b) { return a.first < b.first; });
                 return addDictionary(entries, hash.size(), depth, index);
             } else {
                 const auto &map = *static_cast<const QVariantMap *>(value.constData());

@@ -21,12 +21,12 @@ const qint64 kReferenceDateMSecs = QDateTime(QDate(2001, 1, 1), QTime(0, 0), QTi
 
 QVariant uid(quint64 value)
 {
-    return QVariant::fromValue(PropertyListUid { value });
+    return QVariant::fromValue(PropertyListUid{value});
 }
 
 QStringList chainOf(const char *className, const char *superclass = nullptr)
 {
-    QStringList chain { QString::fromLatin1(className) };
+    QStringList chain{QString::fromLatin1(className)};
     if (superclass)
         chain.append(QString::fromLatin1(superclass));
     chain.append(QStringLiteral("NSObject"));
@@ -67,7 +67,8 @@ std::optional<QVariant> plainInteger(const QVariant &value)
     }
 }
 
-class Encoder {
+class Encoder
+{
 public:
     explicit Encoder(const KeyedArchiver::Options &options)
         : m_options(options)
@@ -117,8 +118,7 @@ QVariant Encoder::classUid(const QStringList &chain)
 {
     if (const auto known = m_classes.constFind(chain); known != m_classes.cend())
         return uid(known.value());
-    m_objects.append(
-        QVariantMap { { QStringLiteral("$classname"), chain.first() }, { QStringLiteral("$classes"), chain } });
+    m_objects.append(QVariantMap{{QStringLiteral("$classname"), chain.first()}, {QStringLiteral("$classes"), chain}});
     const auto slot = quint64(m_objects.size() - 1);
     m_classes.insert(chain, slot);
     return uid(slot);
@@ -143,14 +143,14 @@ QVariant Encoder::wrapped(char tag, const QByteArray &bytes, const QVariant &pla
         return uid(known.value());
     const quint64 slot = reserve();
     m_uniqued.insert(key, slot);
-    fill(slot, QVariantMap { { field, plain } }, chainOf(className, superclass));
+    fill(slot, QVariantMap{{field, plain}}, chainOf(className, superclass));
     return uid(slot);
 }
 
 Result<QVariant> Encoder::encode(const QVariant &value, int depth)
 {
     if (depth > KeyedArchiver::maximumDepth)
-        return Error { QStringLiteral("Keyed archive: the value is nested too deeply") };
+        return Error{QStringLiteral("Keyed archive: the value is nested too deeply")};
     if (!value.isValid())
         return uid(0);
     if (auto integer = plainInteger(value)) {
@@ -180,7 +180,7 @@ Result<QVariant> Encoder::encode(const QVariant &value, int depth)
         return uniqued(uniqueKey('D', value.toDouble()), value.toDouble());
     case QMetaType::QDateTime:
         if (!value.toDateTime().isValid())
-            return Error { QStringLiteral("Keyed archive: cannot archive an invalid date") };
+            return Error{QStringLiteral("Keyed archive: cannot archive an invalid date")};
         return encodeDate(value.toDateTime());
     case QMetaType::QVariantList: {
         const QVariantList list = value.toList();
@@ -197,7 +197,7 @@ Result<QVariant> Encoder::encode(const QVariant &value, int depth)
     case QMetaType::QUrl:
         return encodeUrl(value.toUrl(), depth);
     case QMetaType::QUuid:
-        return encodeSimple("NSUUID", { { QStringLiteral("NS.uuidbytes"), value.toUuid().toRfc4122() } });
+        return encodeSimple("NSUUID", {{QStringLiteral("NS.uuidbytes"), value.toUuid().toRfc4122()}});
     case QMetaType::Nullptr:
         // NSNull is a singleton: one object however often it appears.
         if (const auto known = m_uniqued.constFind(QByteArrayLiteral("N")); known != m_uniqued.cend())
@@ -212,13 +212,12 @@ Result<QVariant> Encoder::encode(const QVariant &value, int depth)
     if (value.metaType() == QMetaType::fromType<ArchivedBackReference>()) {
         const auto target = m_open.constFind(value.value<ArchivedBackReference>().uid);
         if (target == m_open.cend())
-            return Error { QStringLiteral(
-                "Keyed archive: a back reference to object %1 outside the objects that hold it")
-                               .arg(value.value<ArchivedBackReference>().uid) };
+            return Error{QStringLiteral("Keyed archive: a back reference to object %1 outside the objects that hold it")
+                             .arg(value.value<ArchivedBackReference>().uid)};
         return uid(target.value());
     }
-    return Error { QStringLiteral("Keyed archive: cannot archive a value of type %1")
-                       .arg(QString::fromLatin1(value.metaType().name())) };
+    return Error{QStringLiteral("Keyed archive: cannot archive a value of type %1")
+                     .arg(QString::fromLatin1(value.metaType().name()))};
 }
 
 Result<QVariant> Encoder::encodeList(const QVariantList &list, const void *identity, int depth)
@@ -239,7 +238,7 @@ Result<QVariant> Encoder::encodeList(const QVariantList &list, const void *ident
             return ref;
         refs.append(std::move(ref).value());
     }
-    fill(slot, QVariantMap { { QStringLiteral("NS.objects"), refs } },
+    fill(slot, QVariantMap{{QStringLiteral("NS.objects"), refs}},
         m_options.mutableContainers ? chainOf("NSMutableArray", "NSArray") : chainOf("NSArray"));
     return uid(slot);
 }
@@ -265,7 +264,7 @@ Result<QVariant> Encoder::encodeMap(const QVariantMap &map, const void *identity
             return ref;
         values.append(std::move(ref).value());
     }
-    fill(slot, QVariantMap { { QStringLiteral("NS.keys"), keys }, { QStringLiteral("NS.objects"), values } },
+    fill(slot, QVariantMap{{QStringLiteral("NS.keys"), keys}, {QStringLiteral("NS.objects"), values}},
         m_options.mutableContainers ? chainOf("NSMutableDictionary", "NSDictionary") : chainOf("NSDictionary"));
     return uid(slot);
 }
@@ -276,7 +275,7 @@ Result<QVariant> Encoder::encodeObject(const ArchivedObject &object, int depth)
     if (const auto known = m_shared.find(key); known != m_shared.end())
         return uid(known->second);
     if (object.className().isEmpty())
-        return Error { QStringLiteral("Keyed archive: an object without a class name") };
+        return Error{QStringLiteral("Keyed archive: an object without a class name")};
     const quint64 slot = reserve();
     m_shared.emplace(key, slot);
     // Objects from different archives may share old slot numbers: the
@@ -301,7 +300,7 @@ Result<QVariant> Encoder::encodeObject(const ArchivedObject &object, int depth)
         m_open.remove(object.archiveUid());
     QStringList chain = object.classChain();
     if (chain.isEmpty())
-        chain = QStringList { object.className() };
+        chain = QStringList{object.className()};
     else if (chain.first() != object.className())
         chain.prepend(object.className());
     fill(slot, fields, chain);
@@ -345,15 +344,15 @@ Result<QVariant> Encoder::encodeInline(const QVariant &value, int depth)
         return QVariant(refs);
     }
     default:
-        return Error { QStringLiteral("Keyed archive: an inline field cannot hold a value of type %1")
-                           .arg(QString::fromLatin1(value.metaType().name())) };
+        return Error{QStringLiteral("Keyed archive: an inline field cannot hold a value of type %1")
+                         .arg(QString::fromLatin1(value.metaType().name()))};
     }
 }
 
 QVariant Encoder::encodeDate(const QDateTime &date)
 {
     const double seconds = double(date.toMSecsSinceEpoch() - kReferenceDateMSecs) / 1000.0;
-    return encodeSimple("NSDate", { { QStringLiteral("NS.time"), seconds } });
+    return encodeSimple("NSDate", {{QStringLiteral("NS.time"), seconds}});
 }
 
 Result<QVariant> Encoder::encodeUrl(const QUrl &url, int depth)
@@ -362,8 +361,7 @@ Result<QVariant> Encoder::encodeUrl(const QUrl &url, int depth)
     auto relative = encode(url.toString(QUrl::FullyEncoded), depth + 1);
     if (!relative)
         return relative;
-    fill(slot,
-        QVariantMap { { QStringLiteral("NS.base"), uid(0) }, { QStringLiteral("NS.relative"), relative.value() } },
+    fill(slot, QVariantMap{{QStringLiteral("NS.base"), uid(0)}, {QStringLiteral("NS.relative"), relative.value()}},
         chainOf("NSURL"));
     return uid(slot);
 }
@@ -377,15 +375,15 @@ QVariant Encoder::encodeSimple(const char *className, const QVariantMap &fields)
 
 Result<QByteArray> Encoder::finish(const QVariantMap &top) const
 {
-    const QVariantMap archive {
-        { QStringLiteral("$archiver"), QStringLiteral("NSKeyedArchiver") },
-        { QStringLiteral("$version"), qint64(100000) },
-        { QStringLiteral("$top"), top },
-        { QStringLiteral("$objects"), m_objects },
+    const QVariantMap archive{
+        {QStringLiteral("$archiver"), QStringLiteral("NSKeyedArchiver")},
+        {QStringLiteral("$version"), qint64(100000)},
+        {QStringLiteral("$top"), top},
+        {QStringLiteral("$objects"), m_objects},
     };
     auto bytes = PropertyList::toData(archive, m_options.format);
     if (!bytes)
-        return Error { QStringLiteral("Keyed archive: ") + bytes.errorMessage() };
+        return Error{QStringLiteral("Keyed archive: ") + bytes.errorMessage()};
     return bytes;
 }
 
@@ -393,7 +391,7 @@ Result<QByteArray> Encoder::finish(const QVariantMap &top) const
 
 Result<QByteArray> KeyedArchiver::archivedDataWithRootObject(const QVariant &root) const
 {
-    return archivedDataWithTopLevelObjects({ { QStringLiteral("root"), root } });
+    return archivedDataWithTopLevelObjects({{QStringLiteral("root"), root}});
 }
 
 Result<QByteArray> KeyedArchiver::archivedDataWithTopLevelObjects(const QVariantMap &top) const
@@ -403,7 +401,7 @@ Result<QByteArray> KeyedArchiver::archivedDataWithTopLevelObjects(const QVariant
     for (auto it = top.cbegin(); it != top.cend(); ++it) {
         auto ref = encoder.encode(it.value(), 0);
         if (!ref)
-            return Error { ref.errorMessage() };
+            return Error{ref.errorMessage()};
         refs.insert(it.key(), std::move(ref).value());
     }
     return encoder.finish(refs);

@@ -36,9 +36,11 @@
  * map (Qt's implicit sharing) and copies of one ArchivedObject are written
  * once as well; equal containers built separately get slots of their own.
  */
-class KeyedArchiver {
+class KeyedArchiver
+{
 public:
-    struct Options {
+    struct Options
+    {
         /** NSMutableArray/NSMutableDictionary (the desktop's sync form); NSArray/NSDictionary when false. */
         bool mutableContainers = true;
         /** Strings as NSMutableString objects instead of plain strings. */
@@ -55,8 +57,7 @@ public:
     KeyedArchiver() = default;
     explicit KeyedArchiver(const Options &options)
         : m_options(options)
-    {
-    }
+    { }
 
     /** The archive of @p root under "$top"/"root"; fails for values with no archived form. */
     [[nodiscard]] Result<QByteArray> archivedDataWithRootObject(const QVariant &root) const;

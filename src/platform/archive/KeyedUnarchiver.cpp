@@ -23,33 +23,46 @@ const qint64 kReferenceDateMSecs = QDateTime(QDate(2001, 1, 1), QTime(0, 0), QTi
 // what QDateTime holds, so a hostile NS.time cannot overflow the conversion.
 constexpr double kMaxAbsoluteSeconds = 1e13;
 
-enum class Kind { Plain, String, Data, Array, Dictionary, Date, Null, Url, Uuid, Generic };
+enum class Kind
+{
+    Plain,
+    String,
+    Data,
+    Array,
+    Dictionary,
+    Date,
+    Null,
+    Url,
+    Uuid,
+    Generic
+};
 
 Kind knownKind(const QString &className)
 {
     static const QHash<QString, Kind> kinds = {
-        { QStringLiteral("NSString"), Kind::String },
-        { QStringLiteral("NSMutableString"), Kind::String },
-        { QStringLiteral("NSData"), Kind::Data },
-        { QStringLiteral("NSMutableData"), Kind::Data },
-        { QStringLiteral("NSArray"), Kind::Array },
-        { QStringLiteral("NSMutableArray"), Kind::Array },
-        { QStringLiteral("NSSet"), Kind::Array },
-        { QStringLiteral("NSMutableSet"), Kind::Array },
-        { QStringLiteral("NSOrderedSet"), Kind::Array },
-        { QStringLiteral("NSMutableOrderedSet"), Kind::Array },
-        { QStringLiteral("NSDictionary"), Kind::Dictionary },
-        { QStringLiteral("NSMutableDictionary"), Kind::Dictionary },
-        { QStringLiteral("NSDate"), Kind::Date },
-        { QStringLiteral("NSCalendarDate"), Kind::Date },
-        { QStringLiteral("NSNull"), Kind::Null },
-        { QStringLiteral("NSURL"), Kind::Url },
-        { QStringLiteral("NSUUID"), Kind::Uuid },
+        {QStringLiteral("NSString"), Kind::String},
+        {QStringLiteral("NSMutableString"), Kind::String},
+        {QStringLiteral("NSData"), Kind::Data},
+        {QStringLiteral("NSMutableData"), Kind::Data},
+        {QStringLiteral("NSArray"), Kind::Array},
+        {QStringLiteral("NSMutableArray"), Kind::Array},
+        {QStringLiteral("NSSet"), Kind::Array},
+        {QStringLiteral("NSMutableSet"), Kind::Array},
+        {QStringLiteral("NSOrderedSet"), Kind::Array},
+        {QStringLiteral("NSMutableOrderedSet"), Kind::Array},
+        {QStringLiteral("NSDictionary"), Kind::Dictionary},
+        {QStringLiteral("NSMutableDictionary"), Kind::Dictionary},
+        {QStringLiteral("NSDate"), Kind::Date},
+        {QStringLiteral("NSCalendarDate"), Kind::Date},
+        {QStringLiteral("NSNull"), Kind::Null},
+        {QStringLiteral("NSURL"), Kind::Url},
+        {QStringLiteral("NSUUID"), Kind::Uuid},
     };
     return kinds.value(className, Kind::Generic);
 }
 
-struct ClassInfo {
+struct ClassInfo
+{
     QString name;
     QStringList chain;
     Kind kind = Kind::Generic;
@@ -61,7 +74,8 @@ bool isUid(const QVariant &value)
 }
 
 /** One pass over one archive's $objects; every slot is decoded at most once. */
-class Decoder {
+class Decoder
+{
 public:
     Status load(const QByteArray &data);
     Result<QVariantMap> decodeTop();
@@ -69,11 +83,16 @@ public:
     Result<QVariant> decodeTopEntry(const QVariant &entry) { return decodeInline(entry, 0); }
 
 private:
-    enum class State : quint8 { Unvisited, InProgress, Done };
+    enum class State : quint8
+    {
+        Unvisited,
+        InProgress,
+        Done
+    };
 
     Error fail(quint64 uid, const QString &message) const
     {
-        return Error { QStringLiteral("Keyed archive, object %1: %2").arg(uid).arg(message) };
+        return Error{QStringLiteral("Keyed archive, object %1: %2").arg(uid).arg(message)};
     }
 
     Result<QVariant> decodeUid(quint64 uid, int depth);
@@ -101,16 +120,16 @@ Status Decoder::load(const QByteArray &data)
 {
     auto parsed = PropertyList::fromData(data);
     if (!parsed)
-        return Error { QStringLiteral("Keyed archive: ") + parsed.errorMessage() };
+        return Error{QStringLiteral("Keyed archive: ") + parsed.errorMessage()};
     const QVariantMap root = parsed.value().toMap();
     if (parsed.value().typeId() != QMetaType::QVariantMap)
-        return Error { QStringLiteral("Keyed archive: the property list is not a dictionary") };
+        return Error{QStringLiteral("Keyed archive: the property list is not a dictionary")};
     const QVariant objects = root.value(QStringLiteral("$objects"));
     if (objects.typeId() != QMetaType::QVariantList)
-        return Error { QStringLiteral("Keyed archive: \"$objects\" is missing or not an array") };
+        return Error{QStringLiteral("Keyed archive: \"$objects\" is missing or not an array")};
     const QVariant top = root.value(QStringLiteral("$top"));
     if (top.typeId() != QMetaType::QVariantMap)
-        return Error { QStringLiteral("Keyed archive: \"$top\" is missing or not a dictionary") };
+        return Error{QStringLiteral("Keyed archive: \"$top\" is missing or not a dictionary")};
     m_objects = objects.toList();
     m_top = top.toMap();
     const auto count = size_t(m_objects.size());
@@ -126,7 +145,7 @@ Result<QVariantMap> Decoder::decodeTop()
     for (auto it = m_top.cbegin(); it != m_top.cend(); ++it) {
         auto value = decodeInline(it.value(), 0);
         if (!value)
-            return Error { value.errorMessage() };
+            return Error{value.errorMessage()};
         result.insert(it.key(), std::move(value).value());
     }
     return result;
@@ -137,9 +156,9 @@ Result<QVariant> Decoder::decodeUid(quint64 uid, int depth)
     if (uid == 0)
         return QVariant();
     if (uid >= quint64(m_objects.size()))
-        return Error { QStringLiteral("Keyed archive: reference to object %1, but there are only %2 objects")
-                           .arg(uid)
-                           .arg(m_objects.size()) };
+        return Error{QStringLiteral("Keyed archive: reference to object %1, but there are only %2 objects")
+                         .arg(uid)
+                         .arg(m_objects.size())};
     switch (m_state[uid]) {
     case State::Done:
         return m_decoded[uid];
@@ -147,7 +166,7 @@ Result<QVariant> Decoder::decodeUid(quint64 uid, int depth)
         // Objects pointing back at their container (a view's superview) are
         // normal; a collection inside itself has no value form.
         if (m_kind[uid] == Kind::Generic)
-            return QVariant::fromValue(ArchivedBackReference { uid });
+            return QVariant::fromValue(ArchivedBackReference{uid});
         return fail(uid, QStringLiteral("contains itself (a reference cycle)"));
     case State::Unvisited:
         break;
@@ -187,7 +206,7 @@ Result<QVariant> Decoder::decodeObject(quint64 uid, int depth)
         return fail(uid, QStringLiteral("is a class description, not an object"));
     auto info = classOf(uid, object);
     if (!info)
-        return Error { info.errorMessage() };
+        return Error{info.errorMessage()};
     const ClassInfo &cls = info.value();
     m_kind[uid] = cls.kind;
 
@@ -199,7 +218,7 @@ Result<QVariant> Decoder::decodeObject(quint64 uid, int depth)
     case Kind::Array: {
         auto items = decodeUidList(uid, object, QStringLiteral("NS.objects"), depth);
         if (!items)
-            return Error { items.errorMessage() };
+            return Error{items.errorMessage()};
         return QVariant(std::move(items).value());
     }
     case Kind::Dictionary:
@@ -253,7 +272,7 @@ Result<ClassInfo> Decoder::classOf(quint64 uid, const QVariantMap &object)
         }
     }
     if (info.chain.isEmpty())
-        info.chain = QStringList { info.name };
+        info.chain = QStringList{info.name};
 
     info.kind = knownKind(info.name);
     for (qsizetype i = 0; info.kind == Kind::Generic && i < info.chain.size(); ++i) {
@@ -269,7 +288,7 @@ Result<QVariant> Decoder::decodeInline(const QVariant &value, int depth)
     if (isUid(value))
         return decodeUid(value.value<PropertyListUid>().value, depth + 1);
     if (depth > KeyedUnarchiver::maximumDepth)
-        return Error { QStringLiteral("Keyed archive: inline values are nested too deeply") };
+        return Error{QStringLiteral("Keyed archive: inline values are nested too deeply")};
     if (value.typeId() == QMetaType::QVariantList) {
         QVariantList items;
         for (const QVariant &item : value.toList()) {
@@ -306,7 +325,7 @@ Result<QVariantList> Decoder::decodeUidList(quint64 uid, const QVariantMap &obje
             return fail(uid, QStringLiteral("\"%1\" holds something other than references").arg(key));
         auto item = decodeUid(ref.value<PropertyListUid>().value, depth + 1);
         if (!item)
-            return Error { item.errorMessage() };
+            return Error{item.errorMessage()};
         items.append(std::move(item).value());
     }
     return items;
@@ -338,7 +357,7 @@ Result<QVariant> Decoder::decodeDictionary(quint64 uid, const ClassInfo &info, c
 {
     auto decodedKeys = decodeUidList(uid, object, QStringLiteral("NS.keys"), depth);
     if (!decodedKeys)
-        return Error { decodedKeys.errorMessage() };
+        return Error{decodedKeys.errorMessage()};
     const QVariantList keys = std::move(decodedKeys).value();
     const QVariant valueList = object.value(QStringLiteral("NS.objects"));
     const QVariantList refs = valueList.toList();
@@ -434,20 +453,20 @@ Result<QVariant> KeyedUnarchiver::unarchiveObjectWithData(const QByteArray &data
 {
     Decoder decoder;
     if (auto loaded = decoder.load(data); !loaded)
-        return Error { loaded.errorMessage() };
+        return Error{loaded.errorMessage()};
     // Only the root is decoded: other top-level entries may be of no interest.
-    for (const auto *key : { "root", "$0" }) {
+    for (const auto *key : {"root", "$0"}) {
         const auto entry = decoder.top().constFind(QString::fromLatin1(key));
         if (entry != decoder.top().cend())
             return decoder.decodeTopEntry(entry.value());
     }
-    return Error { QStringLiteral("Keyed archive: \"$top\" has neither \"root\" nor \"$0\"") };
+    return Error{QStringLiteral("Keyed archive: \"$top\" has neither \"root\" nor \"$0\"")};
 }
 
 Result<QVariantMap> KeyedUnarchiver::unarchiveTopLevelObjectsWithData(const QByteArray &data)
 {
     Decoder decoder;
     if (auto loaded = decoder.load(data); !loaded)
-        return Error { loaded.errorMessage() };
+        return Error{loaded.errorMessage()};
     return decoder.decodeTop();
 }

@@ -34,7 +34,8 @@
  * UIDs out of range, a "$class" that is no class description, nesting
  * deeper than maximumDepth.
  */
-class KeyedUnarchiver {
+class KeyedUnarchiver
+{
 public:
     /** Objects nested deeper than this are refused. */
     static constexpr int maximumDepth = 256;

@@ -55,7 +55,8 @@ Result<PlistPtr> nodeThroughBinary(const QVariant &scalar)
 Result<PlistPtr> xmlDateNode(const QDateTime &date)
 {
     if (!PropertyList::secondsSinceReferenceDate(date))
-        return Error{QStringLiteral("The date %1 cannot be written to a property list").arg(date.toString(Qt::ISODate))};
+        return Error{
+            QStringLiteral("The date %1 cannot be written to a property list").arg(date.toString(Qt::ISODate))};
     const qint64 msecs = date.toMSecsSinceEpoch() - kReferenceDateMSecs;
     const qint64 seconds = msecs >= 0 ? msecs / 1000 : -((-msecs + 999) / 1000);
     if (seconds >= std::numeric_limits<int32_t>::min() && seconds <= std::numeric_limits<int32_t>::max())
@@ -137,14 +138,16 @@ bool isWritable(const QVariant &value, int depth)
             return false;
         if (value.typeId() == QMetaType::QVariantList) {
             const auto &items = *static_cast<const QVariantList *>(value.constData());
-            return std::all_of(items.cbegin(), items.cend(), [depth](const QVariant &item) { return isWritable(item, depth + 1); });
+            return std::all_of(
+                items.cbegin(), items.cend(), [depth](const QVariant &item) { return isWritable(item, depth + 1); });
         }
         return true;
     case PropertyList::Kind::Dictionary: {
         if (depth >= kMaxDepth)
             return false;
         const QVariantMap items = value.toMap();
-        return std::all_of(items.cbegin(), items.cend(), [depth](const QVariant &item) { return isWritable(item, depth + 1); });
+        return std::all_of(
+            items.cbegin(), items.cend(), [depth](const QVariant &item) { return isWritable(item, depth + 1); });
     }
     default:
         return true;

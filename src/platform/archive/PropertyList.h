@@ -38,10 +38,27 @@ Q_DECLARE_METATYPE(PropertyListUid)
 class PropertyList
 {
 public:
-    enum class Format { Xml, Binary };
+    enum class Format
+    {
+        Xml,
+        Binary
+    };
 
     /** The plist type a Qt value is written as; None for values that have no plist form. */
-    enum class Kind { None, Boolean, Integer, UnsignedInteger, Real, String, Data, Date, Array, Dictionary, Uid };
+    enum class Kind
+    {
+        None,
+        Boolean,
+        Integer,
+        UnsignedInteger,
+        Real,
+        String,
+        Data,
+        Date,
+        Array,
+        Dictionary,
+        Uid
+    };
 
     /**
      * Parses XML or binary property-list bytes (the form is detected).

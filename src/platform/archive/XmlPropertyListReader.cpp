@@ -33,8 +33,7 @@ constexpr int kBlockCount = (kPrivateUseLast - kPrivateUseFirst + 1) / kBlockSiz
 // parser must not see. Carriage returns count only inside <string> and
 // <key>, which the platform writes without attributes; elsewhere they are
 // line breaks.
-template<typename Visit>
-void forEachForbidden(const QByteArray &bytes, Visit &&visit)
+template<typename Visit> void forEachForbidden(const QByteArray &bytes, Visit &&visit)
 {
     const auto *data = reinterpret_cast<const uchar *>(bytes.constData());
     const qsizetype size = bytes.size();
@@ -128,14 +127,34 @@ Prepared replaceForbiddenCharacters(const QByteArray &bytes)
 // could otherwise turn every three-byte reference into thousands of characters.
 constexpr int kEntityExpansionLimit = 256;
 
-enum class Element { Dict, Array, Key, String, Integer, Real, True, False, Date, Data, Unknown };
+enum class Element
+{
+    Dict,
+    Array,
+    Key,
+    String,
+    Integer,
+    Real,
+    True,
+    False,
+    Date,
+    Data,
+    Unknown
+};
 
 Element elementOf(QStringView name)
 {
     static const std::pair<QStringView, Element> kElements[] = {
-        {u"dict", Element::Dict}, {u"array", Element::Array}, {u"key", Element::Key},
-        {u"string", Element::String}, {u"integer", Element::Integer}, {u"real", Element::Real},
-        {u"true", Element::True}, {u"false", Element::False}, {u"date", Element::Date}, {u"data", Element::Data},
+        {u"dict", Element::Dict},
+        {u"array", Element::Array},
+        {u"key", Element::Key},
+        {u"string", Element::String},
+        {u"integer", Element::Integer},
+        {u"real", Element::Real},
+        {u"true", Element::True},
+        {u"false", Element::False},
+        {u"date", Element::Date},
+        {u"data", Element::Data},
     };
     for (const auto &[elementName, element] : kElements) {
         if (name == elementName)
@@ -158,7 +177,8 @@ public:
     {
         QVariant root;
         if (!parseDocument(root))
-            return Error{QStringLiteral("XML property list, line %1: %2").arg(m_xml.lineNumber()).arg(m_xml.errorString())};
+            return Error{
+                QStringLiteral("XML property list, line %1: %2").arg(m_xml.lineNumber()).arg(m_xml.errorString())};
         return root;
     }
 
@@ -292,7 +312,8 @@ private:
     {
         if (depth < XmlPropertyListReader::kMaxDepth)
             return true;
-        return error(QStringLiteral("arrays and dictionaries are nested more than %1 levels deep").arg(XmlPropertyListReader::kMaxDepth));
+        return error(QStringLiteral("arrays and dictionaries are nested more than %1 levels deep")
+                         .arg(XmlPropertyListReader::kMaxDepth));
     }
 
     bool readArray(int depth, QVariant &out)
@@ -400,9 +421,11 @@ private:
             return true;
         }
         const bool negative = value.startsWith(u'-');
-        const QStringView unsignedValue = negative || value.startsWith(u'+') ? QStringView(value).mid(1) : QStringView(value);
+        const QStringView unsignedValue
+            = negative || value.startsWith(u'+') ? QStringView(value).mid(1) : QStringView(value);
         if (unsignedValue == u"inf" || unsignedValue == u"infinity") {
-            out = QVariant(negative ? -std::numeric_limits<double>::infinity() : std::numeric_limits<double>::infinity());
+            out = QVariant(
+                negative ? -std::numeric_limits<double>::infinity() : std::numeric_limits<double>::infinity());
             return true;
         }
         bool ok = false;
@@ -428,11 +451,13 @@ private:
             }
             return digits >= minDigits;
         };
-        const auto separator = [&](char16_t c) { return at < s.size() && s[at++] == c; };
+        const auto separator = [&](char16_t c) {
+            return at < s.size() && s[at++] == c;
+        };
         int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
         const bool parsed = number(1, 6, year) && separator(u'-') && number(2, 2, month) && separator(u'-')
-            && number(2, 2, day) && separator(u'T') && number(2, 2, hour) && separator(u':')
-            && number(2, 2, minute) && separator(u':') && number(2, 2, second);
+            && number(2, 2, day) && separator(u'T') && number(2, 2, hour) && separator(u':') && number(2, 2, minute)
+            && separator(u':') && number(2, 2, second);
         double fraction = 0;
         if (parsed && at < s.size() && s[at] == u'.') {
             const qsizetype start = at++;

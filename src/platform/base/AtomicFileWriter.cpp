@@ -109,7 +109,8 @@ Status AtomicFileWriter::writeFile(const QString &path, const QByteArray &bytes)
     if (temporary.fd() < 0)
         return failure(path, "create", errno);
     // A replaced file keeps its permissions.
-    struct stat existing {};
+    struct stat existing
+    { };
     if (::stat(target.constData(), &existing) == 0 && ::fchmod(temporary.fd(), existing.st_mode & 07777) != 0)
         return failure(path, "permissions", errno);
 

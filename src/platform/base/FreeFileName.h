@@ -33,7 +33,7 @@ using IsTaken = std::function<bool(const QString &name)>;
  * numbered(first), numbered(first + 1)… The series must eventually leave
  * the taken names, as any series with the number in it does.
  */
-[[nodiscard]] QString firstFree(const QString &wanted, const Numbered &numbered, int first = 2,
-                                const IsTaken &taken = isTaken);
+[[nodiscard]] QString firstFree(
+    const QString &wanted, const Numbered &numbered, int first = 2, const IsTaken &taken = isTaken);
 
 } // namespace FreeFileName

@@ -50,9 +50,8 @@ void NotificationCenter::watchReceiver(QObject *receiver)
         return;
     // QObject::destroyed fires from ~QObject, after the subclass is gone, so
     // only the pointer's identity is used.
-    m_receiverWatches.insert(receiver, connect(receiver, &QObject::destroyed, this, [this, receiver] {
-                                 removeObserver(receiver);
-                             }));
+    m_receiverWatches.insert(
+        receiver, connect(receiver, &QObject::destroyed, this, [this, receiver] { removeObserver(receiver); }));
 }
 
 void NotificationCenter::markRemoved(const ObserverPtr &observer)
@@ -90,7 +89,8 @@ void NotificationCenter::removeObserver(const QObject *receiver, const QString &
     if (observers == m_byReceiver.end())
         return;
     std::erase_if(*observers, [&](const ObserverPtr &o) {
-        const bool matches = (name.isEmpty() || o->name == name) && (sender == nullptr || (!o->anySender && o->sender == sender));
+        const bool matches
+            = (name.isEmpty() || o->name == name) && (sender == nullptr || (!o->anySender && o->sender == sender));
         if (matches)
             markRemoved(o);
         return matches;
@@ -105,7 +105,9 @@ void NotificationCenter::compactIfWorthIt()
 {
     if (m_deliveryDepth > 0 || m_removedCount < kMinimumRemovedBeforeCompaction || m_removedCount < m_liveCount)
         return;
-    auto isRemoved = [](const ObserverPtr &o) { return o->removed; };
+    auto isRemoved = [](const ObserverPtr &o) {
+        return o->removed;
+    };
     std::erase_if(m_anyName, isRemoved);
     for (auto it = m_byName.begin(); it != m_byName.end();) {
         std::erase_if(it->second, isRemoved);

@@ -66,7 +66,7 @@ public:
 private:
     struct Observer
     {
-        quint64 order = 0;                    // position in the order of adding
+        quint64 order = 0; // position in the order of adding
         QPointer<QObject> receiver;
         const QObject *receiverKey = nullptr; // identity only; never dereferenced
         QString name;

@@ -15,7 +15,8 @@ inline constexpr QLatin1StringView JW3SaveData{"JW3SaveData"};
 inline constexpr QLatin1StringView JW3SaveMemoContent{"JW3SaveMemoContent"};
 inline constexpr QLatin1StringView JW3OpenNoteLeaf{"JW3OpenNoteLeaf"};
 inline constexpr QLatin1StringView JW3ConvertNoteTextToSetTitleAtFirstLine{"JW3ConvertNoteTextToSetTitleAtFirstLine"};
-inline constexpr QLatin1StringView JW3ConvertNoteTextToSetTitleFromFirstLine{"JW3ConvertNoteTextToSetTitleFromFirstLine"};
+inline constexpr QLatin1StringView JW3ConvertNoteTextToSetTitleFromFirstLine{
+    "JW3ConvertNoteTextToSetTitleFromFirstLine"};
 
 // Text editing
 inline constexpr QLatin1StringView JW3RefreshFontMenu{"JW3RefreshFontMenu"};

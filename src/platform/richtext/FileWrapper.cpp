@@ -28,7 +28,9 @@ bool isReserved(const QString &name)
 class Parser
 {
 public:
-    explicit Parser(const QByteArray &bytes) : m_bytes(bytes) {}
+    explicit Parser(const QByteArray &bytes)
+        : m_bytes(bytes)
+    { }
 
     void skipTo(qsizetype position) { m_position = position; }
 

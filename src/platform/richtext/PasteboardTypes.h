@@ -40,8 +40,7 @@ inline constexpr std::array<QLatin1StringView, 4> RTFTypes{
 };
 
 /** The first of @p formats that @p data holds, or an empty string. */
-template<typename Formats>
-[[nodiscard]] QString firstFormat(const QMimeData &data, const Formats &formats)
+template<typename Formats> [[nodiscard]] QString firstFormat(const QMimeData &data, const Formats &formats)
 {
     for (const QLatin1StringView format : formats) {
         if (data.hasFormat(format))

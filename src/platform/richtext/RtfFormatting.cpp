@@ -53,22 +53,38 @@ QStringDecoder makeDecoder(int codePage)
 int codePageForCharset(int charset, int ansiCodePage)
 {
     switch (charset) {
-    case 77: return 10000;
-    case 128: return 932;
-    case 129: return 949;
-    case 134: return 936;
-    case 136: return 950;
-    case 161: return 1253;
-    case 162: return 1254;
-    case 163: return 1258;
-    case 177: return 1255;
-    case 178: return 1256;
-    case 186: return 1257;
-    case 204: return 1251;
-    case 222: return 874;
-    case 238: return 1250;
-    case 255: return 437;
-    default: return ansiCodePage;
+    case 77:
+        return 10000;
+    case 128:
+        return 932;
+    case 129:
+        return 949;
+    case 134:
+        return 936;
+    case 136:
+        return 950;
+    case 161:
+        return 1253;
+    case 162:
+        return 1254;
+    case 163:
+        return 1258;
+    case 177:
+        return 1255;
+    case 178:
+        return 1256;
+    case 186:
+        return 1257;
+    case 204:
+        return 1251;
+    case 222:
+        return 874;
+    case 238:
+        return 1250;
+    case 255:
+        return 437;
+    default:
+        return ansiCodePage;
     }
 }
 
@@ -166,11 +182,11 @@ bool RtfFormatting::applyCharacterWord(CharProps &c, QByteArrayView word, bool h
     } else if (word == "nosupersub") {
         c.verticalAlignment = QTextCharFormat::AlignNormal;
     } else if (word == "up") {
-        c.verticalAlignment = (hasParameter && parameter == 0) ? QTextCharFormat::AlignNormal
-                                                                : QTextCharFormat::AlignSuperScript;
+        c.verticalAlignment
+            = (hasParameter && parameter == 0) ? QTextCharFormat::AlignNormal : QTextCharFormat::AlignSuperScript;
     } else if (word == "dn") {
-        c.verticalAlignment = (hasParameter && parameter == 0) ? QTextCharFormat::AlignNormal
-                                                                : QTextCharFormat::AlignSubScript;
+        c.verticalAlignment
+            = (hasParameter && parameter == 0) ? QTextCharFormat::AlignNormal : QTextCharFormat::AlignSubScript;
     } else {
         return false;
     }
@@ -234,8 +250,8 @@ QTextBlockFormat RtfFormatting::blockFormat(const ParaProps &p, bool pageBreakBe
     format.setBottomMargin(twipsToPoints(p.spaceAfter));
     if (p.lineSpacing != 0) {
         if (p.lineMultiple)
-            format.setLineHeight(std::clamp(p.lineSpacing, 1, 24000) * 100.0 / 240.0,
-                                 QTextBlockFormat::ProportionalHeight);
+            format.setLineHeight(
+                std::clamp(p.lineSpacing, 1, 24000) * 100.0 / 240.0, QTextBlockFormat::ProportionalHeight);
         else if (p.lineSpacing < 0)
             format.setLineHeight(twipsToPoints(-p.lineSpacing), QTextBlockFormat::FixedHeight);
         else
@@ -274,8 +290,7 @@ QTextCharFormat RtfFormatting::charFormat(const CharProps &props) const
         format.setFontStrikeOut(true);
     if (const QColor foreground = color(props.foreground); foreground.isValid())
         format.setForeground(foreground);
-    if (const QColor background = color(props.highlight > 0 ? props.highlight : props.background);
-        background.isValid())
+    if (const QColor background = color(props.highlight > 0 ? props.highlight : props.background); background.isValid())
         format.setBackground(background);
     if (props.verticalAlignment != QTextCharFormat::AlignNormal)
         format.setVerticalAlignment(props.verticalAlignment);

@@ -19,7 +19,16 @@
 
 namespace {
 
-enum class Destination { Text, Skip, FontTable, ColorTable, FieldInstruction, Picture, Graphic };
+enum class Destination
+{
+    Text,
+    Skip,
+    FontTable,
+    ColorTable,
+    FieldInstruction,
+    Picture,
+    Graphic
+};
 
 using CharProps = RtfFormatting::CharProps;
 using ParaProps = RtfFormatting::ParaProps;
@@ -34,7 +43,12 @@ struct GroupState
 
 struct Picture
 {
-    enum class Kind { Other, Png, Jpeg };
+    enum class Kind
+    {
+        Other,
+        Png,
+        Jpeg
+    };
     Kind kind = Kind::Other;
     QByteArray data;
     int pendingNibble = -1;
@@ -54,9 +68,10 @@ class Parser
 {
 public:
     Parser(const QByteArray &rtf, QTextDocument &document, const RtfReader::AttachmentResolver &resolver)
-        : m_tokens(rtf), m_cursor(&document), m_resolver(resolver)
-    {
-    }
+        : m_tokens(rtf)
+        , m_cursor(&document)
+        , m_resolver(resolver)
+    { }
 
     void run();
 
@@ -229,7 +244,7 @@ void Parser::controlWord(QByteArrayView word, bool hasParameter, int parameter)
         return;
 
     const bool plainDestination = s.destination == Destination::Text || s.destination == Destination::FieldInstruction
-                                  || s.destination == Destination::FontTable;
+        || s.destination == Destination::FontTable;
     if (ignorable && !plainDestination) {
         s.destination = Destination::Skip;
         return;
@@ -307,10 +322,22 @@ void Parser::controlWord(QByteArrayView word, bool hasParameter, int parameter)
 bool Parser::characterSymbolWord(QByteArrayView word)
 {
     static const QHash<QByteArray, char16_t> characters = {
-        {"tab", u'\t'},        {"line", u'\u2028'},      {"emdash", u'\u2014'},   {"endash", u'\u2013'},
-        {"bullet", u'\u2022'}, {"lquote", u'\u2018'},    {"rquote", u'\u2019'},   {"ldblquote", u'\u201c'},
-        {"rdblquote", u'\u201d'}, {"emspace", u'\u2003'}, {"enspace", u'\u2002'}, {"qmspace", u'\u2005'},
-        {"zwj", u'\u200d'},    {"zwnj", u'\u200c'},      {"ltrmark", u'\u200e'},  {"rtlmark", u'\u200f'},
+        {"tab", u'\t'},
+        {"line", u'\u2028'},
+        {"emdash", u'\u2014'},
+        {"endash", u'\u2013'},
+        {"bullet", u'\u2022'},
+        {"lquote", u'\u2018'},
+        {"rquote", u'\u2019'},
+        {"ldblquote", u'\u201c'},
+        {"rdblquote", u'\u201d'},
+        {"emspace", u'\u2003'},
+        {"enspace", u'\u2002'},
+        {"qmspace", u'\u2005'},
+        {"zwj", u'\u200d'},
+        {"zwnj", u'\u200c'},
+        {"ltrmark", u'\u200e'},
+        {"rtlmark", u'\u200f'},
     };
     if (word == "par" || word == "sect") {
         endParagraph();
@@ -334,15 +361,13 @@ bool Parser::destinationWord(QByteArrayView word)
 {
     GroupState &s = state();
     // Sorted, for binary search: every control word passes through here.
-    static constexpr std::array<std::string_view, 58> skipped = {
-        "aftnsep", "aftnsepc", "annotation", "author", "bkmkend", "bkmkstart", "colorschememapping",
-        "comment", "company", "datastore", "defchp", "defpap", "docvar", "expandedcolortbl", "falt", "fchars",
-        "filetbl", "footer", "footerf", "footerl", "footerr", "footnote", "ftnsep", "ftnsepc", "generator",
-        "header", "headerf", "headerl", "headerr", "info", "keywords", "latentstyles", "lchars",
-        "listoverridetable", "listpicture", "listtable", "mmathPr", "nonshppict", "objdata", "object",
-        "operator", "panose", "pgdsctbl", "pnseclvl", "protusertbl", "revtbl", "rsidtbl", "stylesheet",
-        "subject", "tc", "template", "themedata", "title", "txe", "userprops", "wgrffmtfilter", "xe",
-        "xmlnstbl"};
+    static constexpr std::array<std::string_view, 58> skipped = {"aftnsep", "aftnsepc", "annotation", "author",
+        "bkmkend", "bkmkstart", "colorschememapping", "comment", "company", "datastore", "defchp", "defpap", "docvar",
+        "expandedcolortbl", "falt", "fchars", "filetbl", "footer", "footerf", "footerl", "footerr", "footnote",
+        "ftnsep", "ftnsepc", "generator", "header", "headerf", "headerl", "headerr", "info", "keywords", "latentstyles",
+        "lchars", "listoverridetable", "listpicture", "listtable", "mmathPr", "nonshppict", "objdata", "object",
+        "operator", "panose", "pgdsctbl", "pnseclvl", "protusertbl", "revtbl", "rsidtbl", "stylesheet", "subject", "tc",
+        "template", "themedata", "title", "txe", "userprops", "wgrffmtfilter", "xe", "xmlnstbl"};
     const std::string_view name(word.data(), size_t(word.size()));
     if (word == "fonttbl") {
         s.destination = Destination::FontTable;
@@ -454,8 +479,7 @@ void Parser::textBytes(QByteArrayView bytes)
 
 void Parser::hexByte(char byte)
 {
-    if (state().destination == Destination::Text && std::exchange(m_expectPlaceholder, false)
-        && quint8(byte) == 0xac)
+    if (state().destination == Destination::Text && std::exchange(m_expectPlaceholder, false) && quint8(byte) == 0xac)
         return;
     textBytes(QByteArrayView(&byte, 1));
 }
@@ -569,7 +593,8 @@ void Parser::finishPicture()
                               .arg(picture.kind == Picture::Kind::Png ? QStringLiteral("png") : QStringLiteral("jpg"));
     attachment.bytes = std::move(picture.data);
     if (picture.goalWidth > 0 && picture.goalHeight > 0)
-        attachment.displaySize = QSizeF(RtfFormatting::twipsToPoints(picture.goalWidth), RtfFormatting::twipsToPoints(picture.goalHeight));
+        attachment.displaySize
+            = QSizeF(RtfFormatting::twipsToPoints(picture.goalWidth), RtfFormatting::twipsToPoints(picture.goalHeight));
     insertAttachment(std::move(attachment));
 }
 
@@ -586,7 +611,8 @@ void Parser::finishGraphic()
             attachment.bytes = std::move(*bytes);
     }
     if (graphic.width > 0 && graphic.height > 0)
-        attachment.displaySize = QSizeF(RtfFormatting::twipsToPoints(graphic.width), RtfFormatting::twipsToPoints(graphic.height));
+        attachment.displaySize
+            = QSizeF(RtfFormatting::twipsToPoints(graphic.width), RtfFormatting::twipsToPoints(graphic.height));
     insertAttachment(std::move(attachment));
     m_expectPlaceholder = true;
 }

@@ -46,6 +46,6 @@ public:
      * inserted, with that name and no bytes, so that the text keeps its
      * place and name.
      */
-    [[nodiscard]] static Status read(const QByteArray &rtf, QTextDocument &document,
-                                     const AttachmentResolver &resolver = {});
+    [[nodiscard]] static Status read(
+        const QByteArray &rtf, QTextDocument &document, const AttachmentResolver &resolver = {});
 };

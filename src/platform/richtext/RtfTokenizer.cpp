@@ -98,8 +98,8 @@ RtfTokenizer::Token RtfTokenizer::readControl()
     const qsizetype start = m_pos;
     while (m_pos < size && isLetter(bytes[m_pos]))
         ++m_pos;
-    Token token{Type::ControlWord, QByteArrayView(bytes + start, std::min<qsizetype>(m_pos - start, maxWordLength)),
-                0, false, 0};
+    Token token{Type::ControlWord, QByteArrayView(bytes + start, std::min<qsizetype>(m_pos - start, maxWordLength)), 0,
+        false, 0};
     bool negative = false;
     if (m_pos + 1 < size && bytes[m_pos] == '-' && isDigit(bytes[m_pos + 1])) {
         negative = true;

@@ -17,7 +17,17 @@
 class RtfTokenizer
 {
 public:
-    enum class Type { End, GroupStart, GroupEnd, ControlWord, ControlSymbol, Text, HexByte, Binary };
+    enum class Type
+    {
+        End,
+        GroupStart,
+        GroupEnd,
+        ControlWord,
+        ControlSymbol,
+        Text,
+        HexByte,
+        Binary
+    };
 
     struct Token
     {
@@ -30,7 +40,9 @@ public:
         char symbol = 0;
     };
 
-    explicit RtfTokenizer(const QByteArray &rtf) : m_bytes(rtf) {}
+    explicit RtfTokenizer(const QByteArray &rtf)
+        : m_bytes(rtf)
+    { }
 
     /** The next token; End once the input is used up. */
     [[nodiscard]] Token next();

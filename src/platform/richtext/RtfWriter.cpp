@@ -23,8 +23,8 @@ namespace {
 constexpr int kWriterVersion = 2822;
 
 // What the platform writes for a paragraph without tab stops of its own.
-constexpr char kDefaultTabStops[] =
-    "\\tx560\\tx1120\\tx1680\\tx2240\\tx2800\\tx3360\\tx3920\\tx4480\\tx5040\\tx5600\\tx6160\\tx6720";
+constexpr char kDefaultTabStops[]
+    = "\\tx560\\tx1120\\tx1680\\tx2240\\tx2800\\tx3360\\tx3920\\tx4480\\tx5040\\tx5600\\tx6160\\tx6720";
 
 constexpr char kHexDigits[] = "0123456789abcdef";
 
@@ -62,9 +62,9 @@ int windows1252Byte(char16_t c)
         return c;
     if (c < 0x152 || c > 0x2122)
         return -1;
-    static constexpr char16_t kHighHalf[32] = {
-        0x20AC, 0, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0, 0x017D, 0,
-        0, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0, 0x017E, 0x0178};
+    static constexpr char16_t kHighHalf[32] = {0x20AC, 0, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6,
+        0x2030, 0x0160, 0x2039, 0x0152, 0, 0x017D, 0, 0, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014, 0x02DC,
+        0x2122, 0x0161, 0x203A, 0x0153, 0, 0x017E, 0x0178};
     for (int i = 0; i < 32; ++i) {
         if (kHighHalf[i] == c)
             return 0x80 + i;
@@ -137,7 +137,8 @@ void appendEscapedUtf8(QByteArray &out, const QString &text)
 
 const char *familyClass(const QString &name)
 {
-    static const char *const kSwiss[] = {"Helvetica", "Arial", "Geneva", "Verdana", "LucidaGrande", "Lucida Grande", "Tahoma"};
+    static const char *const kSwiss[]
+        = {"Helvetica", "Arial", "Geneva", "Verdana", "LucidaGrande", "Lucida Grande", "Tahoma"};
     static const char *const kRoman[] = {"Times", "Georgia", "Palatino", "Baskerville", "Cochin", "Didot", "Garamond"};
     if (name.startsWith(QLatin1String("HelveticaNeue")) || name.startsWith(QLatin1String("Helvetica Neue")))
         return "\\fnil";
@@ -188,7 +189,8 @@ class BodyWriter
 {
 public:
     BodyWriter(const QTextDocument &document, RtfWriter::Attachments attachments)
-        : m_document(document), m_attachments(attachments)
+        : m_document(document)
+        , m_attachments(attachments)
     {
         const QFont font = document.defaultFont();
         m_defaultFamily = font.family();
@@ -233,7 +235,9 @@ public:
         out.append("}\n{\\*\\expandedcolortbl;;");
         for (const QRgb rgb : m_colours) {
             // Components in thousandths of a percent.
-            const auto component = [](int value) { return std::lround(value * 100000.0 / 255.0); };
+            const auto component = [](int value) {
+                return std::lround(value * 100000.0 / 255.0);
+            };
             out.append("\\csgenericrgb");
             appendControl(out, "\\c", component(qRed(rgb)));
             appendControl(out, "\\c", component(qGreen(rgb)));
@@ -409,8 +413,8 @@ private:
             family = m_defaultFamily;
         state.font = fontIndex(family);
         const qreal size = format.hasProperty(QTextFormat::FontPointSize) && format.fontPointSize() > 0
-                               ? PointSizes::storedFromQt(format.fontPointSize())
-                               : m_defaultPointSize;
+            ? PointSizes::storedFromQt(format.fontPointSize())
+            : m_defaultPointSize;
         state.halfPoints = int(std::lround(std::clamp(size, 0.5, 16000.0) * 2));
         state.bold = format.fontWeight() >= QFont::DemiBold;
         state.italic = format.fontItalic();
@@ -420,7 +424,7 @@ private:
         state.background = format.background().style() == Qt::NoBrush ? 0 : colourIndex(format.background().color());
         const auto vertical = format.verticalAlignment();
         state.script = vertical == QTextCharFormat::AlignSuperScript ? 1
-                       : vertical == QTextCharFormat::AlignSubScript ? 2
+            : vertical == QTextCharFormat::AlignSubScript            ? 2
                                                                      : 0;
         return *m_runs.insert(formatIndex, run);
     }

@@ -22,7 +22,8 @@ class RtfWriter
 {
 public:
     /** What becomes of attachment characters. */
-    enum class Attachments {
+    enum class Attachments
+    {
         /** Dropped, as in the platform's plain RTF. */
         Omit,
         /** Referenced by file name, as in the RTF inside an RTFD. */

@@ -97,8 +97,8 @@ QByteArray Rtfd::writeFlattened(const QTextDocument &document)
 QByteArray Rtfd::writeFlattened(const QTextDocument &document, quint32 modificationTime)
 {
     FileWrapper wrapper;
-    wrapper.insert(kTextFileName,
-                   FileWrapper::regularFile(RtfWriter::write(document, RtfWriter::Attachments::NeXTGraphic)));
+    wrapper.insert(
+        kTextFileName, FileWrapper::regularFile(RtfWriter::write(document, RtfWriter::Attachments::NeXTGraphic)));
     for (const auto &[name, bytes] : attachmentFiles(document)) {
         // A name that would collide with the text or a path is left out:
         // reading it back gives the attachment in its place without bytes.

@@ -55,8 +55,8 @@ public:
     static QTextImageFormat insert(QTextCursor &cursor, TextAttachment attachment);
 
     /** The attachment an image format stands for, or nothing when the format is no attachment. */
-    [[nodiscard]] static std::optional<TextAttachment> fromFormat(const QTextDocument &document,
-                                                                  const QTextFormat &format);
+    [[nodiscard]] static std::optional<TextAttachment> fromFormat(
+        const QTextDocument &document, const QTextFormat &format);
 
     /** Every attachment of @p document with its character position, in text order. */
     [[nodiscard]] static QList<std::pair<int, TextAttachment>> all(const QTextDocument &document);

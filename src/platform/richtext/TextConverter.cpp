@@ -38,7 +38,7 @@ QString TextConverter::topLine() const
     const QString text = string();
     qsizetype end = 0;
     while (end < text.size() && text[end] != u'\n' && text[end] != QChar::LineSeparator
-           && text[end] != QChar::ParagraphSeparator)
+        && text[end] != QChar::ParagraphSeparator)
         ++end;
     return text.left(end);
 }

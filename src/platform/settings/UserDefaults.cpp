@@ -111,7 +111,7 @@ UserDefaults &UserDefaults::standardUserDefaults()
         instance = std::make_unique<UserDefaults>(standardFilePath());
         if (auto *app = QCoreApplication::instance()) {
             connect(app, &QCoreApplication::aboutToQuit, instance.get(),
-                    [defaults = instance.get()] { (void)defaults->synchronize(); });
+                [defaults = instance.get()] { (void)defaults->synchronize(); });
         }
     }
     return *instance;
@@ -159,10 +159,13 @@ void UserDefaults::setAside(const QString &reason)
 {
     const QString problem = QStringLiteral("The settings file %1 could not be read (%2)").arg(m_filePath, reason);
     if (const auto asidePath = FileSetAside::moveAside(m_filePath, QStringLiteral("broken"))) {
-        qCWarning(lcPlatform).noquote() << problem + QStringLiteral("; it was kept as %1 and the default settings apply.").arg(*asidePath);
+        qCWarning(lcPlatform).noquote() << problem
+                + QStringLiteral("; it was kept as %1 and the default settings apply.").arg(*asidePath);
     } else {
         m_fileUntouchable = true;
-        qCWarning(lcPlatform).noquote() << problem + QStringLiteral(" nor moved aside; it is left as it is, the default settings apply and changes will not be saved.");
+        qCWarning(lcPlatform).noquote() << problem
+                + QStringLiteral(
+                    " nor moved aside; it is left as it is, the default settings apply and changes will not be saved.");
     }
 }
 
@@ -325,13 +328,13 @@ Status UserDefaults::synchronize()
     return {};
 }
 
-QMetaObject::Connection UserDefaults::observe(const QString &key, const QObject *context,
-                                              std::function<void(const QVariant &, const QVariant &)> handler)
+QMetaObject::Connection UserDefaults::observe(
+    const QString &key, const QObject *context, std::function<void(const QVariant &, const QVariant &)> handler)
 {
     return connect(this, &UserDefaults::valueChanged, context,
-                   [key, handler = std::move(handler)](const QString &changedKey, const QVariant &oldValue,
-                                                       const QVariant &newValue) {
-                       if (changedKey == key)
-                           handler(oldValue, newValue);
-                   });
+        [key, handler = std::move(handler)](
+            const QString &changedKey, const QVariant &oldValue, const QVariant &newValue) {
+            if (changedKey == key)
+                handler(oldValue, newValue);
+        });
 }

@@ -87,7 +87,7 @@ public:
      * changes, until @p context is destroyed.
      */
     QMetaObject::Connection observe(const QString &key, const QObject *context,
-                                    std::function<void(const QVariant &oldValue, const QVariant &newValue)> handler);
+        std::function<void(const QVariant &oldValue, const QVariant &newValue)> handler);
 
 Q_SIGNALS:
     /** The value read for @p key changed from @p oldValue to @p newValue. */

@@ -47,7 +47,9 @@ ArchivedColor ArchivedColor::fromColor(const QColor &color)
 
 QColor ArchivedColor::toColor() const
 {
-    const auto c = [this](int i) { return std::clamp(components.value(i), 0.0f, 1.0f); };
+    const auto c = [this](int i) {
+        return std::clamp(components.value(i), 0.0f, 1.0f);
+    };
     switch (kind) {
     case CalibratedRGB:
     case DeviceRGB:

@@ -20,7 +20,8 @@
 /** An archived colour: its colour-space kind and components as the archive stores them (0..1). */
 struct ArchivedColor
 {
-    enum Kind : qint8 {
+    enum Kind : qint8
+    {
         CalibratedRGB = 1,
         DeviceRGB = 2,
         CalibratedWhite = 3,
@@ -30,10 +31,10 @@ struct ArchivedColor
     };
 
     Kind kind = DeviceRGB;
-    QList<float> components;   ///< r g b a, white alpha or c m y k a; empty for a catalogue colour
-    QString catalogName;       ///< catalogue colours only
-    QString colorName;         ///< catalogue colours only
-    QVariant fallback;         ///< catalogue colours only: the ArchivedColor to use when the catalogue is missing
+    QList<float> components; ///< r g b a, white alpha or c m y k a; empty for a catalogue colour
+    QString catalogName;     ///< catalogue colours only
+    QString colorName;       ///< catalogue colours only
+    QVariant fallback;       ///< catalogue colours only: the ArchivedColor to use when the catalogue is missing
 
     [[nodiscard]] static ArchivedColor calibratedRGB(float r, float g, float b, float a = 1);
     [[nodiscard]] static ArchivedColor deviceRGB(float r, float g, float b, float a = 1);
@@ -105,9 +106,9 @@ struct ArchivedValue
  */
 struct ArchivedCalendarDate
 {
-    QDateTime dateTime;          ///< UTC
-    QVariant format;             ///< the calendar format string (QString), or null
-    QVariant timeZone;           ///< the time-zone object as read (generic), or null for a new date
+    QDateTime dateTime; ///< UTC
+    QVariant format;    ///< the calendar format string (QString), or null
+    QVariant timeZone;  ///< the time-zone object as read (generic), or null for a new date
     bool timeZoneFirst = false;
 
     /**

@@ -33,10 +33,24 @@ struct TypedStreamDecoder::Context
     {
         using Kind = TypedStreamValue::Kind;
         switch (type.code) {
-        case 'c': case 'C': case 'B': case 's': case 'S': case 'i': case 'I': case 'l': case 'L':
-        case 'q': case 'Q': case 'f': case 'd':
+        case 'c':
+        case 'C':
+        case 'B':
+        case 's':
+        case 'S':
+        case 'i':
+        case 'I':
+        case 'l':
+        case 'L':
+        case 'q':
+        case 'Q':
+        case 'f':
+        case 'd':
             return TypedStreamTypes::numberValue(type.code, value.integer, value.real);
-        case '*': case '+': case ':': case '%':
+        case '*':
+        case '+':
+        case ':':
+        case '%':
             return value.kind == Kind::Nil ? QVariant() : QVariant(value.bytes);
         case '#':
             return value.cls ? QVariant(value.cls->name) : QVariant();
@@ -62,21 +76,23 @@ struct TypedStreamDecoder::Context
     }
 };
 
-TypedStreamDecoder::TypedStreamDecoder(TypedStreamUnarchiver &stream, const TypedStreamRegistry &registry,
-                                       Options options)
-    : m_ownedContext(new Context{stream, registry, options, {}}), m_context(m_ownedContext.get()), m_stream(&stream)
-{
-}
+TypedStreamDecoder::TypedStreamDecoder(
+    TypedStreamUnarchiver &stream, const TypedStreamRegistry &registry, Options options)
+    : m_ownedContext(new Context{stream, registry, options, {}})
+    , m_context(m_ownedContext.get())
+    , m_stream(&stream)
+{ }
 
 TypedStreamDecoder::TypedStreamDecoder(Context &context, TypedStreamUnarchiver &stream, qint32 streamObject)
-    : m_context(&context), m_stream(&stream), m_streamObject(streamObject)
-{
-}
+    : m_context(&context)
+    , m_stream(&stream)
+    , m_streamObject(streamObject)
+{ }
 
 TypedStreamDecoder::~TypedStreamDecoder() = default;
 
-Result<QVariant> TypedStreamDecoder::unarchiveObjectWithData(const QByteArray &bytes,
-                                                             const TypedStreamRegistry &registry, Options options)
+Result<QVariant> TypedStreamDecoder::unarchiveObjectWithData(
+    const QByteArray &bytes, const TypedStreamRegistry &registry, Options options)
 {
     const auto root = [](TypedStreamDecoder &decoder) -> Result<QVariant> {
         if (decoder.atEnd())
@@ -87,7 +103,7 @@ Result<QVariant> TypedStreamDecoder::unarchiveObjectWithData(const QByteArray &b
 }
 
 Result<QVariant> TypedStreamDecoder::unarchiveWithData(const QByteArray &bytes, const TypedStreamCoder::Decode &decode,
-                                                       const TypedStreamRegistry &registry, Options options)
+    const TypedStreamRegistry &registry, Options options)
 {
     bool keepUtf8 = true;
     bool wholeTree = false;
@@ -208,8 +224,7 @@ Result<double> TypedStreamDecoder::decodeReal()
     auto item = m_stream->decodeScalar(*this, "real", "fdsSiIlLqQ");
     if (!item)
         return Error{item.errorMessage()};
-    return item.value().kind == TypedStreamScanner::Item::Kind::Real ? item.value().real
-                                                                      : double(item.value().integer);
+    return item.value().kind == TypedStreamScanner::Item::Kind::Real ? item.value().real : double(item.value().integer);
 }
 
 Result<QVariant> TypedStreamDecoder::decodeValueOfObjCType(QByteArrayView type)
@@ -244,6 +259,6 @@ Result<QVariant> TypedStreamDecoder::decodeObjectNode(const TypedStreamValue &va
         return Error{QStringLiteral("Expected an object in the archive, found a class or plain value")};
     if (auto decoded = m_stream->decodeNode(target.get()))
         return *decoded;
-    return Error{QStringLiteral("An archived %1 was not read from this archive")
-                     .arg(QString::fromLatin1(target->className()))};
+    return Error{
+        QStringLiteral("An archived %1 was not read from this archive").arg(QString::fromLatin1(target->className()))};
 }

@@ -87,18 +87,17 @@ public:
      * check it. Fails on a malformed stream (as TypedStreamReader::read
      * does), and on what the coders refuse.
      */
-    [[nodiscard]] static Result<QVariant> unarchiveObjectWithData(
-        const QByteArray &bytes, const TypedStreamRegistry &registry = TypedStreamRegistry::shared(),
-        Options options = {});
+    [[nodiscard]] static Result<QVariant> unarchiveObjectWithData(const QByteArray &bytes,
+        const TypedStreamRegistry &registry = TypedStreamRegistry::shared(), Options options = {});
 
     /**
      * Runs @p decode over the top-level groups of the stream in @p bytes,
      * read as unarchiveObjectWithData reads them, for streams that hold more
      * than a root object; the rest of the stream is read through to check it.
      */
-    [[nodiscard]] static Result<QVariant> unarchiveWithData(
-        const QByteArray &bytes, const TypedStreamCoder::Decode &decode,
-        const TypedStreamRegistry &registry = TypedStreamRegistry::shared(), Options options = {});
+    [[nodiscard]] static Result<QVariant> unarchiveWithData(const QByteArray &bytes,
+        const TypedStreamCoder::Decode &decode, const TypedStreamRegistry &registry = TypedStreamRegistry::shared(),
+        Options options = {});
 
     /** True when every group has been consumed. */
     [[nodiscard]] bool atEnd() const;

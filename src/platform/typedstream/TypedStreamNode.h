@@ -37,7 +37,8 @@ using TypedStreamObjectPtr = std::shared_ptr<TypedStreamObject>;
 /** One value of a group, as its type character describes it. */
 struct TypedStreamValue
 {
-    enum class Kind : quint8 {
+    enum class Kind : quint8
+    {
         Nil,          ///< a nil object, class, C string or byte string
         Integer,      ///< s S i I l L q Q (unsigned kinds reinterpreted)
         Real,         ///< f d
@@ -55,7 +56,7 @@ struct TypedStreamValue
     qint64 integer = 0;
     double real = 0;
     QByteArray bytes;
-    TypedStreamObjectPtr object;              ///< an Object, unless it is a back-reference
+    TypedStreamObjectPtr object;                    ///< an Object, unless it is a back-reference
     std::weak_ptr<TypedStreamObject> backReference; ///< an Object that encloses this value
     TypedStreamClassPtr cls;
     std::vector<TypedStreamValue> elements;

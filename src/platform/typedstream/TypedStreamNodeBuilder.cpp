@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-TypedStreamNodeBuilder::TypedStreamNodeBuilder(TypedStreamScanner &scanner) : m_scanner(scanner)
-{
-}
+TypedStreamNodeBuilder::TypedStreamNodeBuilder(TypedStreamScanner &scanner)
+    : m_scanner(scanner)
+{ }
 
 TypedStreamClassPtr TypedStreamNodeBuilder::classAt(qint32 index)
 {
@@ -105,9 +105,10 @@ Result<TypedStreamObjectPtr> TypedStreamNodeBuilder::objectAt(qint32 index)
         return *it;
     if (!m_scanner.entry(index).complete) {
         m_needsWholeTree = true;
-        return Error{m_scanner.fail(QStringLiteral("a reference to enclosing object %1, which is decoded as it is read")
-                                        .arg(index))
-                         .message};
+        return Error{
+            m_scanner
+                .fail(QStringLiteral("a reference to enclosing object %1, which is decoded as it is read").arg(index))
+                .message};
     }
     const TypedStreamScanner::Mark back = m_scanner.mark();
     if (Status s = m_scanner.restart(index); !s)

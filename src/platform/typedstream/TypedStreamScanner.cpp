@@ -10,9 +10,10 @@
 using namespace TypedStreamWire;
 
 TypedStreamScanner::TypedStreamScanner(const QByteArray &bytes)
-    : m_bytes(bytes), m_data(reinterpret_cast<const uchar *>(m_bytes.constData())), m_size(m_bytes.size())
-{
-}
+    : m_bytes(bytes)
+    , m_data(reinterpret_cast<const uchar *>(m_bytes.constData()))
+    , m_size(m_bytes.size())
+{ }
 
 Error TypedStreamScanner::fail(const QString &why) const
 {
@@ -436,7 +437,14 @@ Status TypedStreamScanner::readItem(const TypedStreamType &type, Item &item)
         item.kind = Kind::Char;
         item.integer = quint8(head);
         return {};
-    case 's': case 'S': case 'i': case 'I': case 'l': case 'L': case 'q': case 'Q':
+    case 's':
+    case 'S':
+    case 'i':
+    case 'I':
+    case 'l':
+    case 'L':
+    case 'q':
+    case 'Q':
         item.kind = Kind::Integer;
         if (Status s = readInt(head, item.integer); !s)
             return s;

@@ -46,25 +46,31 @@ public:
     /** One entry of the object table. */
     struct Entry
     {
-        enum class Kind : quint8 {
+        enum class Kind : quint8
+        {
             Pending, ///< numbered, but its class chain (or its characters) is still being read
             Object,
             Class,
             CString,
         };
         Kind kind = Kind::Pending;
-        bool complete = false; ///< an object whose end was read; classes and C strings are complete when made
-        qint32 link = -1;      ///< an object's class; a class's superclass (-1 at a root class)
-        qint32 string = -1;    ///< a class's name; a C string's characters
-        qint32 version = 0;    ///< a class's version
-        quint32 offset = 0;    ///< an object's class chain: where it can be read again from
+        bool complete = false;    ///< an object whose end was read; classes and C strings are complete when made
+        qint32 link = -1;         ///< an object's class; a class's superclass (-1 at a root class)
+        qint32 string = -1;       ///< a class's name; a C string's characters
+        qint32 version = 0;       ///< a class's version
+        quint32 offset = 0;       ///< an object's class chain: where it can be read again from
         qint32 stringsBefore = 0; ///< the size of the string table when the object began
     };
 
     /** What an '@' position holds. */
     struct ObjectHead
     {
-        enum class Kind : quint8 { Nil, Reference, New };
+        enum class Kind : quint8
+        {
+            Nil,
+            Reference,
+            New
+        };
         Kind kind = Kind::Nil;
         qint32 index = -1; ///< the object (or, for a Reference, possibly a class) in the object table
     };
@@ -72,7 +78,8 @@ public:
     /** One value of a type other than an array or struct. */
     struct Item
     {
-        enum class Kind : quint8 {
+        enum class Kind : quint8
+        {
             Nil,          ///< nil object, class, C string, byte string or shared string; also '!'
             Integer,      ///< s S i I l L q Q, unsigned kinds reinterpreted
             Real,         ///< f d

@@ -23,7 +23,7 @@ Error malformed(const TypedStreamDecoder &decoder, const QString &why)
 }
 
 TypedStreamCoder coder(const char *name, qint64 version, Superclasses superclasses, TypedStreamCoder::Encode encode,
-                       TypedStreamCoder::Decode decode)
+    TypedStreamCoder::Decode decode)
 {
     TypedStreamCoder c;
     c.className = name;
@@ -43,8 +43,8 @@ Superclasses root()
 
 Status encodeString(TypedStreamWriter &writer, const QVariant &value)
 {
-    const QByteArray utf8 = value.metaType().id() == QMetaType::QByteArray ? value.toByteArray()
-                                                                           : value.toString().toUtf8();
+    const QByteArray utf8
+        = value.metaType().id() == QMetaType::QByteArray ? value.toByteArray() : value.toString().toUtf8();
     return writer.encodeValueOfObjCType("+", utf8);
 }
 
@@ -61,19 +61,34 @@ Result<QVariant> decodeString(TypedStreamDecoder &decoder)
 char numberType(int metaTypeId)
 {
     switch (metaTypeId) {
-    case QMetaType::Bool: case QMetaType::Char: case QMetaType::SChar: return 'c';
-    case QMetaType::UChar: return 'C';
-    case QMetaType::Short: return 's';
-    case QMetaType::UShort: return 'S';
-    case QMetaType::Int: return 'i';
-    case QMetaType::UInt: return 'I';
-    case QMetaType::Long: return 'l';
-    case QMetaType::ULong: return 'L';
-    case QMetaType::LongLong: return 'q';
-    case QMetaType::ULongLong: return 'Q';
-    case QMetaType::Float: return 'f';
-    case QMetaType::Double: return 'd';
-    default: return 0;
+    case QMetaType::Bool:
+    case QMetaType::Char:
+    case QMetaType::SChar:
+        return 'c';
+    case QMetaType::UChar:
+        return 'C';
+    case QMetaType::Short:
+        return 's';
+    case QMetaType::UShort:
+        return 'S';
+    case QMetaType::Int:
+        return 'i';
+    case QMetaType::UInt:
+        return 'I';
+    case QMetaType::Long:
+        return 'l';
+    case QMetaType::ULong:
+        return 'L';
+    case QMetaType::LongLong:
+        return 'q';
+    case QMetaType::ULongLong:
+        return 'Q';
+    case QMetaType::Float:
+        return 'f';
+    case QMetaType::Double:
+        return 'd';
+    default:
+        return 0;
     }
 }
 
@@ -95,7 +110,8 @@ Result<QVariant> decodeNumber(TypedStreamDecoder &decoder)
         return type;
     const QByteArray typeString = type.value().toByteArray();
     if (typeString.size() != 1 || !QByteArrayView("cCBsSiIlLqQfd").contains(typeString.front()))
-        return malformed(decoder, QStringLiteral("number of type \"%1\"").arg(QString::fromLatin1(typeString.left(32))));
+        return malformed(
+            decoder, QStringLiteral("number of type \"%1\"").arg(QString::fromLatin1(typeString.left(32))));
     auto value = decoder.decodeValueOfObjCType(typeString);
     if (!value)
         return value;
@@ -285,8 +301,8 @@ Result<QDateTime> dateFromSeconds(const TypedStreamDecoder &decoder, double seco
     // QDateTime spans far more than this; beyond it the value is garbage, not a date.
     if (!std::isfinite(seconds) || std::abs(seconds) > 1e13)
         return malformed(decoder, QStringLiteral("date %1 out of range").arg(seconds));
-    return QDateTime::fromMSecsSinceEpoch(qint64(std::llround(seconds * 1000.0)) + kReferenceDateMSecs,
-                                          QTimeZone::utc());
+    return QDateTime::fromMSecsSinceEpoch(
+        qint64(std::llround(seconds * 1000.0)) + kReferenceDateMSecs, QTimeZone::utc());
 }
 
 Status encodeDate(TypedStreamWriter &writer, const QVariant &value)
@@ -312,8 +328,8 @@ Result<QVariant> decodeDate(TypedStreamDecoder &decoder)
 TypedStreamObjectPtr stringNode(const QByteArray &utf8)
 {
     auto object = std::make_shared<TypedStreamObject>();
-    object->cls = std::make_shared<TypedStreamClass>(TypedStreamClass{
-        "NSString", 1, std::make_shared<TypedStreamClass>(TypedStreamClass{"NSObject", 0, nullptr})});
+    object->cls = std::make_shared<TypedStreamClass>(
+        TypedStreamClass{"NSString", 1, std::make_shared<TypedStreamClass>(TypedStreamClass{"NSObject", 0, nullptr})});
     TypedStreamValue text;
     text.kind = TypedStreamValue::Kind::Bytes;
     text.bytes = utf8;
@@ -398,14 +414,14 @@ Result<QVariant> decodeCalendarDate(TypedStreamDecoder &decoder)
 
 } // namespace
 
-Status TypedStreamStandardCoders::decodeArrayElements(TypedStreamDecoder &decoder,
-                                                     const std::function<Status(QVariant)> &element)
+Status TypedStreamStandardCoders::decodeArrayElements(
+    TypedStreamDecoder &decoder, const std::function<Status(QVariant)> &element)
 {
     // What the class's own coder would read as an array.
     const QByteArray coder = decoder.coderClassName();
     if (coder != "NSArray" && coder != "NSMutableArray" && coder != "NSSet")
-        return Error{QStringLiteral("an array was expected, not an archived %1")
-                         .arg(QString::fromLatin1(decoder.className()))};
+        return Error{
+            QStringLiteral("an array was expected, not an archived %1").arg(QString::fromLatin1(decoder.className()))};
     return decodeElements(decoder, element);
 }
 
@@ -414,8 +430,8 @@ Result<QVariant> TypedStreamStandardCoders::decodeMoment(TypedStreamDecoder &dec
     // What the class's own coder would read as a date, checked as it checks it.
     const QByteArray coder = decoder.coderClassName();
     if (coder != "NSDate" && coder != "NSCalendarDate")
-        return Error{QStringLiteral("a date was expected, not an archived %1")
-                         .arg(QString::fromLatin1(decoder.className()))};
+        return Error{
+            QStringLiteral("a date was expected, not an archived %1").arg(QString::fromLatin1(decoder.className()))};
     auto seconds = decoder.decodeReal();
     if (!seconds)
         return Error{seconds.errorMessage()};
@@ -447,8 +463,8 @@ void TypedStreamStandardCoders::registerAll(TypedStreamRegistry &registry)
         return decodeArray(decoder);
     }));
     registry.registerCoder(coder("NSDictionary", 0, root(), encodeDictionary, decodeDictionary));
-    registry.registerCoder(coder("NSMutableDictionary", 0, {{"NSDictionary", 0}, {"NSObject", 0}},
-                                 encodeDictionary, decodeDictionary));
+    registry.registerCoder(
+        coder("NSMutableDictionary", 0, {{"NSDictionary", 0}, {"NSObject", 0}}, encodeDictionary, decodeDictionary));
     registry.registerCoder(coder("NSDate", 0, root(), encodeDate, decodeDate));
     registry.registerCoder(
         coder("NSCalendarDate", 0, {{"NSDate", 0}, {"NSObject", 0}}, encodeCalendarDate, decodeCalendarDate));
@@ -463,8 +479,8 @@ void TypedStreamStandardCoders::registerAll(TypedStreamRegistry &registry)
     registry.setDefaultClassName(QMetaType::QVariantMap, "NSMutableDictionary");
     registry.setDefaultClassName(QMetaType::QDateTime, "NSDate");
     for (int type : {QMetaType::Bool, QMetaType::Char, QMetaType::SChar, QMetaType::UChar, QMetaType::Short,
-                     QMetaType::UShort, QMetaType::Int, QMetaType::UInt, QMetaType::Long, QMetaType::ULong,
-                     QMetaType::LongLong, QMetaType::ULongLong, QMetaType::Float, QMetaType::Double})
+             QMetaType::UShort, QMetaType::Int, QMetaType::UInt, QMetaType::Long, QMetaType::ULong, QMetaType::LongLong,
+             QMetaType::ULongLong, QMetaType::Float, QMetaType::Double})
         registry.setDefaultClassName(type, "NSNumber");
     registry.setDefaultClassName(qMetaTypeId<ArchivedDictionary>(), "NSMutableDictionary");
     registry.setDefaultClassName(QMetaType::Nullptr, "NSNull");

@@ -10,7 +10,9 @@ constexpr int kMaxTypeNesting = 32;
 class TypeParser
 {
 public:
-    explicit TypeParser(QByteArrayView text) : m_text(text) {}
+    explicit TypeParser(QByteArrayView text)
+        : m_text(text)
+    { }
 
     Result<std::vector<TypedStreamType>> parseAll()
     {
@@ -37,8 +39,9 @@ private:
 
     Error fail(const char *why) const
     {
-        return Error{QStringLiteral("Bad type encoding \"%1\" in typed stream: %2")
-                         .arg(QString::fromLatin1(m_text.first(std::min<qsizetype>(64, m_text.size()))), QLatin1String(why))};
+        return Error{
+            QStringLiteral("Bad type encoding \"%1\" in typed stream: %2")
+                .arg(QString::fromLatin1(m_text.first(std::min<qsizetype>(64, m_text.size()))), QLatin1String(why))};
     }
 
     Result<TypedStreamType> parseOne(int depth)
@@ -50,9 +53,26 @@ private:
         TypedStreamType type;
         type.code = m_text[m_pos++];
         switch (type.code) {
-        case 'c': case 'C': case 'B': case 's': case 'S': case 'i': case 'I': case 'l': case 'L':
-        case 'q': case 'Q': case 'f': case 'd': case '*': case '+': case '%': case ':': case '#':
-        case '@': case '!':
+        case 'c':
+        case 'C':
+        case 'B':
+        case 's':
+        case 'S':
+        case 'i':
+        case 'I':
+        case 'l':
+        case 'L':
+        case 'q':
+        case 'Q':
+        case 'f':
+        case 'd':
+        case '*':
+        case '+':
+        case '%':
+        case ':':
+        case '#':
+        case '@':
+        case '!':
             return type;
         case '[':
             return parseArray(std::move(type), depth);
@@ -93,7 +113,7 @@ private:
         // The name is optional: "{ii}" has none. A '=' before the fields marks one.
         qsizetype scan = m_pos;
         while (scan < m_text.size() && m_text[scan] != '=' && m_text[scan] != '}' && m_text[scan] != '{'
-               && m_text[scan] != '[')
+            && m_text[scan] != '[')
             ++scan;
         if (scan < m_text.size() && m_text[scan] == '=')
             m_pos = scan + 1;
@@ -154,19 +174,33 @@ bool TypedStreamTypes::standsFor(char wanted, char found)
 QVariant TypedStreamTypes::numberValue(char code, qint64 integer, double real)
 {
     switch (code) {
-    case 'c': return QVariant::fromValue(qint8(integer));
-    case 'C': return QVariant::fromValue(quint8(integer));
-    case 'B': return QVariant(integer != 0);
-    case 's': return QVariant::fromValue(short(integer));
-    case 'S': return QVariant::fromValue(ushort(integer));
-    case 'i': return QVariant(int(integer));
-    case 'I': return QVariant(uint(integer));
-    case 'l': return QVariant::fromValue(long(integer));
-    case 'L': return QVariant::fromValue(ulong(integer));
-    case 'q': return QVariant(qlonglong(integer));
-    case 'Q': return QVariant(qulonglong(integer));
-    case 'f': return QVariant(float(real));
-    case 'd': return QVariant(real);
-    default: return QVariant();
+    case 'c':
+        return QVariant::fromValue(qint8(integer));
+    case 'C':
+        return QVariant::fromValue(quint8(integer));
+    case 'B':
+        return QVariant(integer != 0);
+    case 's':
+        return QVariant::fromValue(short(integer));
+    case 'S':
+        return QVariant::fromValue(ushort(integer));
+    case 'i':
+        return QVariant(int(integer));
+    case 'I':
+        return QVariant(uint(integer));
+    case 'l':
+        return QVariant::fromValue(long(integer));
+    case 'L':
+        return QVariant::fromValue(ulong(integer));
+    case 'q':
+        return QVariant(qlonglong(integer));
+    case 'Q':
+        return QVariant(qulonglong(integer));
+    case 'f':
+        return QVariant(float(real));
+    case 'd':
+        return QVariant(real);
+    default:
+        return QVariant();
     }
 }

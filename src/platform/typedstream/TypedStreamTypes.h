@@ -13,9 +13,9 @@
  */
 struct TypedStreamType
 {
-    char code = 0;                          ///< the type character; '[' for arrays, '{' for structs
-    qint64 count = 0;                       ///< element count of an array
-    std::vector<TypedStreamType> members;   ///< an array's element type, or a struct's fields
+    char code = 0;                        ///< the type character; '[' for arrays, '{' for structs
+    qint64 count = 0;                     ///< element count of an array
+    std::vector<TypedStreamType> members; ///< an array's element type, or a struct's fields
 
     /** True for [Nc] and [NC], whose elements are stored as one run of raw bytes. */
     [[nodiscard]] bool isByteArray() const

@@ -14,7 +14,7 @@ Error groupError(QByteArrayView expected, QByteArrayView found)
 {
     return Error{QStringLiteral("Expected a value of type %1 in the archive, found \"%2\"")
                      .arg(QString::fromLatin1(expected),
-                          QString::fromLatin1(found.first(std::min<qsizetype>(64, found.size()))))};
+                         QString::fromLatin1(found.first(std::min<qsizetype>(64, found.size()))))};
 }
 
 // Values without an identity of their own: the writer writes them anew each
@@ -22,10 +22,21 @@ Error groupError(QByteArrayView expected, QByteArrayView found)
 bool isPlainValue(const QVariant &value)
 {
     switch (value.typeId()) {
-    case QMetaType::Bool: case QMetaType::Char: case QMetaType::SChar: case QMetaType::UChar:
-    case QMetaType::Short: case QMetaType::UShort: case QMetaType::Int: case QMetaType::UInt:
-    case QMetaType::Long: case QMetaType::ULong: case QMetaType::LongLong: case QMetaType::ULongLong:
-    case QMetaType::Float: case QMetaType::Double: case QMetaType::QDateTime:
+    case QMetaType::Bool:
+    case QMetaType::Char:
+    case QMetaType::SChar:
+    case QMetaType::UChar:
+    case QMetaType::Short:
+    case QMetaType::UShort:
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::Long:
+    case QMetaType::ULong:
+    case QMetaType::LongLong:
+    case QMetaType::ULongLong:
+    case QMetaType::Float:
+    case QMetaType::Double:
+    case QMetaType::QDateTime:
         return true;
     default:
         break;
@@ -37,14 +48,14 @@ bool isPlainValue(const QVariant &value)
 } // namespace
 
 TypedStreamUnarchiver::TypedStreamUnarchiver(const QByteArray &bytes, const TypedStreamRegistry &registry,
-                                             TypedStreamDecodeOptions options, bool keepUtf8, bool wholeTree)
-    : m_scanner(bytes),
-      m_builder(m_scanner),
-      m_registry(registry),
-      m_options(options),
-      m_keepUtf8(keepUtf8 && !options.keepClassNames),
-      m_wholeTree(wholeTree),
-      m_top(new TypedStreamDecoder(*this, registry, options))
+    TypedStreamDecodeOptions options, bool keepUtf8, bool wholeTree)
+    : m_scanner(bytes)
+    , m_builder(m_scanner)
+    , m_registry(registry)
+    , m_options(options)
+    , m_keepUtf8(keepUtf8 && !options.keepClassNames)
+    , m_wholeTree(wholeTree)
+    , m_top(new TypedStreamDecoder(*this, registry, options))
 {
     m_slots.reserve(size_t(bytes.size() / 32)); // as the scanner's table
 }
@@ -265,8 +276,8 @@ Status TypedStreamUnarchiver::readGroupOf(TypedStreamDecoder &decoder, QByteArra
     return {};
 }
 
-Result<TypedStreamScanner::Item> TypedStreamUnarchiver::decodeScalar(TypedStreamDecoder &decoder,
-                                                                      const char *expected, QByteArrayView accepted)
+Result<TypedStreamScanner::Item> TypedStreamUnarchiver::decodeScalar(
+    TypedStreamDecoder &decoder, const char *expected, QByteArrayView accepted)
 {
     qint8 head = 0;
     if (Status s = nextGroupHead(decoder, head); !s)
@@ -339,7 +350,9 @@ Result<QVariant> TypedStreamUnarchiver::readVariant(const TypedStreamType &type)
     switch (type.code) {
     case '+':
         return item.kind == Kind::Nil ? QVariant() : QVariant(m_scanner.slice(item.span));
-    case '*': case ':': case '%':
+    case '*':
+    case ':':
+    case '%':
         return item.kind == Kind::Nil ? QVariant() : QVariant(m_scanner.stringBytes(item.index));
     case '#':
         return item.kind == Kind::Nil ? QVariant() : QVariant(m_scanner.className(item.index).toByteArray());
@@ -525,8 +538,8 @@ Result<QVariant> TypedStreamUnarchiver::runDecode(qint32 index, const TypedStrea
     return result;
 }
 
-Result<QVariant> TypedStreamUnarchiver::decodeObjectWith(TypedStreamDecoder &decoder,
-                                                         const TypedStreamCoder::Decode &decode)
+Result<QVariant> TypedStreamUnarchiver::decodeObjectWith(
+    TypedStreamDecoder &decoder, const TypedStreamCoder::Decode &decode)
 {
     Item item;
     if (Status s = readObjectGroup(decoder, item); !s)
@@ -566,8 +579,8 @@ Status TypedStreamUnarchiver::readObjectGroup(TypedStreamDecoder &decoder, Item 
     return {};
 }
 
-Result<std::optional<QVariant>> TypedStreamUnarchiver::decodeObjectIfKindOf(TypedStreamDecoder &decoder,
-                                                                          QByteArrayView className)
+Result<std::optional<QVariant>> TypedStreamUnarchiver::decodeObjectIfKindOf(
+    TypedStreamDecoder &decoder, QByteArrayView className)
 {
     Item item;
     if (Status s = readObjectGroup(decoder, item); !s)

@@ -46,7 +46,7 @@ public:
      * node before decoding starts. @p registry must outlive it.
      */
     TypedStreamUnarchiver(const QByteArray &bytes, const TypedStreamRegistry &registry,
-                          TypedStreamDecodeOptions options, bool keepUtf8, bool wholeTree = false);
+        TypedStreamDecodeOptions options, bool keepUtf8, bool wholeTree = false);
     ~TypedStreamUnarchiver();
     TypedStreamUnarchiver(const TypedStreamUnarchiver &) = delete;
     TypedStreamUnarchiver &operator=(const TypedStreamUnarchiver &) = delete;
@@ -73,11 +73,11 @@ public:
     [[nodiscard]] Result<TypedStreamGroupInfo> peekGroup(TypedStreamDecoder &decoder);
     [[nodiscard]] Status skipGroup(TypedStreamDecoder &decoder);
     [[nodiscard]] Result<QVariant> decodeObject(TypedStreamDecoder &decoder, bool keepUtf8);
-    [[nodiscard]] Result<QVariant> decodeObjectWith(TypedStreamDecoder &decoder,
-                                                    const TypedStreamCoder::Decode &decode);
+    [[nodiscard]] Result<QVariant> decodeObjectWith(
+        TypedStreamDecoder &decoder, const TypedStreamCoder::Decode &decode);
     [[nodiscard]] Result<TypedStreamObjectPtr> decodeObjectAsRead(TypedStreamDecoder &decoder);
-    [[nodiscard]] Result<std::optional<QVariant>> decodeObjectIfKindOf(TypedStreamDecoder &decoder,
-                                                                     QByteArrayView className);
+    [[nodiscard]] Result<std::optional<QVariant>> decodeObjectIfKindOf(
+        TypedStreamDecoder &decoder, QByteArrayView className);
     [[nodiscard]] QByteArray coderClassName(qint32 object);
     [[nodiscard]] bool isKindOf(qint32 object, QByteArrayView className) const
     {
@@ -85,8 +85,8 @@ public:
     }
     [[nodiscard]] Result<QByteArray> decodeStringBytes(TypedStreamDecoder &decoder);
     /** One value of a lone type among @p accepted, in the form TypedStreamScanner reads it. */
-    [[nodiscard]] Result<TypedStreamScanner::Item> decodeScalar(TypedStreamDecoder &decoder, const char *expected,
-                                                                QByteArrayView accepted);
+    [[nodiscard]] Result<TypedStreamScanner::Item> decodeScalar(
+        TypedStreamDecoder &decoder, const char *expected, QByteArrayView accepted);
     [[nodiscard]] Result<QVariant> decodeValueOfObjCType(TypedStreamDecoder &decoder, QByteArrayView type);
     [[nodiscard]] Result<QVariantList> decodeValuesOfObjCTypes(TypedStreamDecoder &decoder, QByteArrayView types);
     /** The value of a node made here (empty when the node is not one of this stream's). */

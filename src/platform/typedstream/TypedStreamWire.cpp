@@ -19,8 +19,7 @@ Error truncated(qsizetype offset)
 namespace {
 
 // A number stored in the stream's byte order.
-template<typename T>
-Status readRaw(const Cursor &cursor, T &out)
+template<typename T> Status readRaw(const Cursor &cursor, T &out)
 {
     if (cursor.size - cursor.pos < qsizetype(sizeof(T)))
         return truncated(cursor.pos);

@@ -74,7 +74,8 @@ bool isSimple(char code)
 
 } // namespace
 
-TypedStreamWriter::TypedStreamWriter(const TypedStreamRegistry &registry) : m_registry(registry)
+TypedStreamWriter::TypedStreamWriter(const TypedStreamRegistry &registry)
+    : m_registry(registry)
 {
     writeInt(4);
     writeByteString("streamtyped");
@@ -83,8 +84,8 @@ TypedStreamWriter::TypedStreamWriter(const TypedStreamRegistry &registry) : m_re
 
 TypedStreamWriter::~TypedStreamWriter() = default;
 
-Result<QByteArray> TypedStreamWriter::archivedDataWithRootObject(const QVariant &root,
-                                                                 const TypedStreamRegistry &registry)
+Result<QByteArray> TypedStreamWriter::archivedDataWithRootObject(
+    const QVariant &root, const TypedStreamRegistry &registry)
 {
     TypedStreamWriter writer(registry);
     if (Status s = writer.encodeObject(root); !s)
@@ -435,14 +436,19 @@ Status TypedStreamWriter::writeValue(const TypedStreamType &type, const QVariant
 {
     bool ok = true;
     switch (type.code) {
-    case 'c': case 'C': case 'B': {
+    case 'c':
+    case 'C':
+    case 'B': {
         const int v = value.toInt(&ok);
         if (!ok)
             return typeError(value.metaType().name(), type.code);
         m_out.append(char(v));
         return {};
     }
-    case 's': case 'i': case 'l': case 'q': {
+    case 's':
+    case 'i':
+    case 'l':
+    case 'q': {
         const qint64 v = value.toLongLong(&ok);
         if (!ok)
             return typeError(value.metaType().name(), type.code);
@@ -452,7 +458,10 @@ Status TypedStreamWriter::writeValue(const TypedStreamType &type, const QVariant
         writeInt(v);
         return {};
     }
-    case 'S': case 'I': case 'L': case 'Q': {
+    case 'S':
+    case 'I':
+    case 'L':
+    case 'Q': {
         if (type.code == 'Q' && value.typeId() == QMetaType::ULongLong
             && value.toULongLong() > std::numeric_limits<quint32>::max()) {
             writeInt64(qint64(value.toULongLong()));
@@ -471,14 +480,18 @@ Status TypedStreamWriter::writeValue(const TypedStreamType &type, const QVariant
         writeInt(type.code == 'S' ? v : qint64(qint32(quint32(v))));
         return {};
     }
-    case 'f': case 'd': {
+    case 'f':
+    case 'd': {
         const double v = value.toDouble(&ok);
         if (!ok)
             return typeError(value.metaType().name(), type.code);
         writeReal(type.code == 'f' ? double(float(v)) : v, type.code == 'd');
         return {};
     }
-    case '+': case '*': case ':': case '%':
+    case '+':
+    case '*':
+    case ':':
+    case '%':
         if (!value.isValid()) {
             m_out.append(kTagNil);
         } else if (!value.canConvert<QByteArray>()) {
@@ -537,12 +550,17 @@ Status TypedStreamWriter::writeGenericValue(const TypedStreamType &type, const T
         return typeError("a value of another kind", type.code);
     };
     switch (type.code) {
-    case 'c': case 'C': case 'B':
+    case 'c':
+    case 'C':
+    case 'B':
         if (Status s = expect(Kind::Char); !s)
             return s;
         m_out.append(char(value.integer));
         return {};
-    case 's': case 'i': case 'l': case 'q':
+    case 's':
+    case 'i':
+    case 'l':
+    case 'q':
         if (Status s = expect(Kind::Integer); !s)
             return s;
         if (type.code != 'q'
@@ -551,7 +569,10 @@ Status TypedStreamWriter::writeGenericValue(const TypedStreamType &type, const T
             return rangeError(value.integer, type.code);
         writeInt(value.integer);
         return {};
-    case 'S': case 'I': case 'L': case 'Q':
+    case 'S':
+    case 'I':
+    case 'L':
+    case 'Q':
         if (Status s = expect(Kind::Integer); !s)
             return s;
         // A 'Q' read from the 8-byte form holds its bits, which may look negative.
@@ -563,7 +584,8 @@ Status TypedStreamWriter::writeGenericValue(const TypedStreamType &type, const T
             return rangeError(value.integer, type.code);
         writeInt(type.code == 'S' ? value.integer : qint64(qint32(quint32(value.integer))));
         return {};
-    case 'f': case 'd':
+    case 'f':
+    case 'd':
         if (Status s = expect(Kind::Real); !s)
             return s;
         writeReal(type.code == 'f' ? double(float(value.real)) : value.real, type.code == 'd');
@@ -582,7 +604,8 @@ Status TypedStreamWriter::writeGenericValue(const TypedStreamType &type, const T
             return s;
         writeByteString(value.bytes);
         return {};
-    case ':': case '%':
+    case ':':
+    case '%':
         if (Status s = expect(Kind::SharedString); !s)
             return s;
         writeSharedString(value.bytes);
