@@ -13,6 +13,7 @@
 
 #include <QApplication>
 #include <QMessageBox>
+#include <QStyle>
 #include <QTextStream>
 #include <QTimer>
 
@@ -53,6 +54,9 @@ void checkFirstWindow(QApplication &app, const JW3Controller &controller, int &r
         const bool ok = shown && controller.frontWindowController();
         QTextStream(stdout) << (ok ? "self-test passed: " : "self-test failed: ") << "window \"" << appName()
                             << "\" " << (shown ? "shown" : "not shown") << Qt::endl;
+        // What the toolkit's own options changed, for the one who gave them.
+        QTextStream(stdout) << "style: " << QApplication::style()->name() << ", "
+                            << (QGuiApplication::isRightToLeft() ? "right to left" : "left to right") << Qt::endl;
         result = ok ? 0 : 1;
         app.quit();
     });
