@@ -94,7 +94,8 @@ CommandLine CommandLine::parse(const QStringList &arguments)
     QCommandLineParser parser;
     parser.setApplicationDescription(tr("Keeps your notes in one tree of rich-text pages.\n\n"
                                         "When the application is already running on the same data folder, "
-                                        "the files and clippings are handed to it.\n\n"
+                                        "the files and clippings are handed to it, and this start waits until "
+                                        "it has carried them out.\n\n"
                                         "The toolkit's own options, such as -style NAME, -platform NAME and "
                                         "-reverse, are understood as well."));
     parser.addHelpOption();

@@ -1,3 +1,4 @@
+#include "app/ApplicationAdaptor.h"
 #include "app/CommandLine.h"
 #include "common/QtPrinters.h"
 
@@ -37,6 +38,22 @@ TEST(CommandLineDeathTest, anOptionThatIsNeitherOursNorTheToolkitsStopsTheStart)
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT((void)CommandLine::parse(arguments({"-style", "Fusion", "--no-such-option"})),
                 ::testing::ExitedWithCode(1), "no-such-option");
+}
+
+TEST(CommandLineTest, aRequestCrossesTheBusWhole)
+{
+    ApplicationRequest request;
+    request.filesToOpen = {QStringLiteral("/a.txt"), QStringLiteral("/b.rtf")};
+    request.linksToOpen = {QStringLiteral("jotwell3://pageid/4/")};
+    request.clipText = QStringLiteral(""); // an empty text is still a clipping
+    request.clipFile = QStringLiteral("/c.txt");
+    const ApplicationRequest back = ApplicationAdaptor::requestFromMap(ApplicationAdaptor::requestToMap(request));
+    EXPECT_EQ(back.filesToOpen, request.filesToOpen);
+    EXPECT_EQ(back.linksToOpen, request.linksToOpen);
+    EXPECT_FALSE(back.clipText.isNull());
+    EXPECT_TRUE(back.clipURL.isEmpty());
+    EXPECT_EQ(back.clipFile, request.clipFile);
+    EXPECT_TRUE(ApplicationAdaptor::requestFromMap(ApplicationAdaptor::requestToMap({})).isEmpty());
 }
 
 } // namespace
