@@ -16,7 +16,8 @@ run() { timeout -k 5 60 "$binary" "$@"; }
 run_failing() { QT_QPA_PLATFORM=minimal timeout -k 5 20 "$binary" "$@"; }
 
 # The first start runs under a timeout too, which passes a TERM on to it
-# (once: a second TERM would end it at once, uncleanly).
+# (once: a second TERM would end it at once, uncleanly), and KILL only when
+# it has not quit a minute later.
 first=
 trap '[ -n "$first" ] && kill -TERM "$first" 2>/dev/null; rm -rf "${home:-}"' EXIT
 wait_for_lock() {
@@ -37,7 +38,7 @@ if [ "${2:-}" != "--on-private-bus" ]; then
     folder="$home/data/Jotwell3"
 
     # Without a session bus the lock file is what keeps the folder safe.
-    env -u DBUS_SESSION_BUS_ADDRESS timeout --foreground -k 5 120 "$binary" & first=$!
+    env -u DBUS_SESSION_BUS_ADDRESS timeout --foreground -k 60 120 "$binary" & first=$!
     wait_for_lock "$folder"
     status=0
     out=$(env -u DBUS_SESSION_BUS_ADDRESS QT_QPA_PLATFORM=minimal timeout -k 5 20 "$binary" --clip-text "refused" 2>&1) \
@@ -54,7 +55,7 @@ if [ "${2:-}" != "--on-private-bus" ]; then
 fi
 
 folder="$XDG_DATA_HOME/Jotwell3"
-timeout --foreground -k 5 140 "$binary" & first=$!
+timeout --foreground -k 60 140 "$binary" & first=$!
 wait_for_lock "$folder"
 
 run --clip-text "Milk and honey" || fail "the hand-over of a text failed"
