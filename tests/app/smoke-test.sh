@@ -29,7 +29,6 @@ style_is() { # <expected style line> <options...>
 }
 style_is "windows, right to left" -style Windows -reverse
 style_is "windows, left to right" --style=Windows
-style_is "fusion, right to left" -style Fusion --reverse
 status=0
 out=$(timeout -k 5 30 "$binary" -style Fusion --no-such-option 2>&1) || status=$?
 [ "$status" -eq 1 ] || fail "an unknown option exited with $status"
