@@ -26,8 +26,7 @@ const QString kClipFileKey = QStringLiteral("clipFile");
 ApplicationAdaptor::ApplicationAdaptor(JW3Controller *controller)
     : QDBusAbstractAdaptor(controller)
     , m_controller(controller)
-{
-}
+{ }
 
 QString ApplicationAdaptor::perform(JW3Controller &controller, const ApplicationRequest &request)
 {

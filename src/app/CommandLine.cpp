@@ -100,21 +100,19 @@ CommandLine CommandLine::parse(const QStringList &arguments)
                                         "-reverse, are understood as well."));
     parser.addHelpOption();
     parser.addVersionOption();
-    const QCommandLineOption selfTest(QStringLiteral("self-test"),
-                                      tr("Start, show the main window, check it and quit."));
-    const QCommandLineOption measureStartup(
-        QStringLiteral("measure-startup"),
+    const QCommandLineOption selfTest(
+        QStringLiteral("self-test"), tr("Start, show the main window, check it and quit."));
+    const QCommandLineOption measureStartup(QStringLiteral("measure-startup"),
         tr("Start, print the milliseconds from the start of the process until the first window is painted, "
            "and quit."));
-    const QCommandLineOption clipText(QStringLiteral("clip-text"), tr("Make a clipping page of TEXT."),
-                                      QStringLiteral("TEXT"));
+    const QCommandLineOption clipText(
+        QStringLiteral("clip-text"), tr("Make a clipping page of TEXT."), QStringLiteral("TEXT"));
     const QCommandLineOption clipUrl(QStringLiteral("clip-url"), tr("Make a web clip of URL."), QStringLiteral("URL"));
     const QCommandLineOption clipFile(QStringLiteral("clip-file"),
-                                      tr("Make a clipping page of FILE (plain text, RTF or RTFD)."),
-                                      QStringLiteral("FILE"));
+        tr("Make a clipping page of FILE (plain text, RTF or RTFD)."), QStringLiteral("FILE"));
     parser.addOptions({selfTest, measureStartup, clipText, clipUrl, clipFile});
     parser.addPositionalArgument(QStringLiteral("files"), tr("Files or page links (Jotwell3://pageid/ID/) to open."),
-                                 QStringLiteral("[files or links...]"));
+        QStringLiteral("[files or links...]"));
     parser.process(withoutToolkitOptions(arguments));
 
     CommandLine options;

@@ -24,8 +24,8 @@ namespace {
 // longer than this, and a success must never be reported as a failure.
 constexpr int kAnswerTimeoutMilliseconds = 10000;
 
-const char *const kQuitBeforeDone =
-    QT_TRANSLATE_NOOP("SingleInstance", "The running application quit before it had carried out the request.");
+const char *const kQuitBeforeDone
+    = QT_TRANSLATE_NOOP("SingleInstance", "The running application quit before it had carried out the request.");
 
 QString tr(const char *text)
 {
@@ -44,11 +44,10 @@ public:
         : m_watcher(serviceName, QDBusConnection::sessionBus(), QDBusServiceWatcher::WatchForUnregistration)
     {
         connect(&m_watcher, &QDBusServiceWatcher::serviceUnregistered, this,
-                [this] { finish(QCoreApplication::translate("SingleInstance", kQuitBeforeDone)); });
+            [this] { finish(QCoreApplication::translate("SingleInstance", kQuitBeforeDone)); });
         m_listening = QDBusConnection::sessionBus().connect(serviceName, ApplicationAdaptor::objectPath(),
-                                                           ApplicationAdaptor::interfaceName(),
-                                                           QStringLiteral("Finished"), this,
-                                                           SLOT(requestFinished(uint,QString)));
+            ApplicationAdaptor::interfaceName(), QStringLiteral("Finished"), this,
+            SLOT(requestFinished(uint, QString)));
     }
 
     /** Whether the signal is listened for; without it, nothing can be waited for. */
@@ -104,8 +103,8 @@ QString SingleInstance::serviceNameForFolder(const QString &dataFolder)
     return ApplicationAdaptor::interfaceName() + QStringLiteral(".folder_") + QString::fromLatin1(hash);
 }
 
-SingleInstance::HandOver SingleInstance::handOver(const QString &serviceName, const ApplicationRequest &request,
-                                                  QString *message)
+SingleInstance::HandOver SingleInstance::handOver(
+    const QString &serviceName, const ApplicationRequest &request, QString *message)
 {
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected() || !bus.interface() || !bus.interface()->isServiceRegistered(serviceName).value())
@@ -124,8 +123,8 @@ SingleInstance::HandOver SingleInstance::handOver(const QString &serviceName, co
         return failed(tr("The running application cannot be listened to: %1").arg(bus.lastError().message()));
 
     const QDeadlineTimer answerBy(kAnswerTimeoutMilliseconds);
-    QDBusMessage call = QDBusMessage::createMethodCall(serviceName, ApplicationAdaptor::objectPath(),
-                                                       ApplicationAdaptor::interfaceName(), QStringLiteral("Submit"));
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        serviceName, ApplicationAdaptor::objectPath(), ApplicationAdaptor::interfaceName(), QStringLiteral("Submit"));
     call.setArguments({ApplicationAdaptor::requestToMap(request), qlonglong(answerBy.deadline())});
     const QDBusMessage reply = bus.call(call, QDBus::Block, kAnswerTimeoutMilliseconds);
     if (reply.type() == QDBusMessage::ErrorMessage)

@@ -23,7 +23,8 @@ public:
     [[nodiscard]] static QString serviceNameForFolder(const QString &dataFolder);
 
     /** How a hand-over went. */
-    enum class HandOver {
+    enum class HandOver
+    {
         NoneRunning, ///< no application holds the name (or there is no bus): run this one
         Done,        ///< the running application took the request
         Failed,      ///< one runs, but did not take the request in time, or failed at part of it

@@ -52,8 +52,8 @@ void checkFirstWindow(QApplication &app, const JW3Controller &controller, int &r
                 shown = widget;
         }
         const bool ok = shown && controller.frontWindowController();
-        QTextStream(stdout) << (ok ? "self-test passed: " : "self-test failed: ") << "window \"" << appName()
-                            << "\" " << (shown ? "shown" : "not shown") << Qt::endl;
+        QTextStream(stdout) << (ok ? "self-test passed: " : "self-test failed: ") << "window \"" << appName() << "\" "
+                            << (shown ? "shown" : "not shown") << Qt::endl;
         // What the toolkit's own options changed, for the one who gave them.
         QTextStream(stdout) << "style: " << QApplication::style()->name() << ", "
                             << (QGuiApplication::isRightToLeft() ? "right to left" : "left to right") << Qt::endl;
@@ -99,8 +99,7 @@ int main(int argc, char *argv[])
             break;
         }
 
-        JW3Controller controller(
-            [](NoteTreeHost &host) { return std::make_unique<NoteWindowController>(host); });
+        JW3Controller controller([](NoteTreeHost &host) { return std::make_unique<NoteWindowController>(host); });
         // Taking the bus name is what decides between two starts at once:
         // the one that lost hands its request over after all.
         if (Status registered = SingleInstance::registerController(controller, serviceName); !registered) {
@@ -117,8 +116,8 @@ int main(int argc, char *argv[])
             return refuseToStart(locked.errorMessage());
 
         QObject::connect(&controller, &JW3Controller::problemReported, &app, &showProblem);
-        QObject::connect(&controller, &JW3Controller::terminateRequested, &app, &QApplication::quit,
-                         Qt::QueuedConnection);
+        QObject::connect(
+            &controller, &JW3Controller::terminateRequested, &app, &QApplication::quit, Qt::QueuedConnection);
         QObject::connect(&app, &QApplication::aboutToQuit, &controller, &JW3Controller::applicationWillTerminate);
         QObject::connect(&measurement, &StartupMeasurement::firstWindowPainted, &app, [&app](double milliseconds) {
             QTextStream(stdout) << "startup: " << qRound(milliseconds) << " ms" << Qt::endl;

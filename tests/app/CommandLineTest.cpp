@@ -18,17 +18,17 @@ QStringList arguments(std::initializer_list<const char *> words)
 
 TEST(CommandLineTest, theToolkitsOwnOptionsArePassedOverWithTheirValues)
 {
-    const CommandLine options = CommandLine::parse(
-        arguments({"-style", "Fusion", "--clip-text", "milk", "--style=Fusion", "-reverse", "-platform", "xcb",
-                   "--platformtheme", "gtk3", "-stylesheet=look.qss", "notes.txt", "--self-test"}));
+    const CommandLine options
+        = CommandLine::parse(arguments({"-style", "Fusion", "--clip-text", "milk", "--style=Fusion", "-reverse",
+            "-platform", "xcb", "--platformtheme", "gtk3", "-stylesheet=look.qss", "notes.txt", "--self-test"}));
     EXPECT_EQ(options.request.clipText, QStringLiteral("milk"));
     EXPECT_TRUE(options.selfTest);
     // The values of the toolkit's options are not taken for files to open.
     EXPECT_EQ(options.request.filesToOpen, QStringList{QDir::current().absoluteFilePath(QStringLiteral("notes.txt"))});
 
     // After "--" everything is a file, even what looks like the toolkit's.
-    EXPECT_EQ(CommandLine::withoutToolkitOptions(arguments({"-reverse", "--", "-reverse"})),
-              arguments({"--", "-reverse"}));
+    EXPECT_EQ(
+        CommandLine::withoutToolkitOptions(arguments({"-reverse", "--", "-reverse"})), arguments({"--", "-reverse"}));
     // Only where the toolkit reads "=" is it a toolkit option.
     EXPECT_EQ(CommandLine::withoutToolkitOptions(arguments({"--platform=xcb"})), arguments({"--platform=xcb"}));
 }
@@ -37,7 +37,7 @@ TEST(CommandLineDeathTest, anOptionThatIsNeitherOursNorTheToolkitsStopsTheStart)
 {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT((void)CommandLine::parse(arguments({"-style", "Fusion", "--no-such-option"})),
-                ::testing::ExitedWithCode(1), "no-such-option");
+        ::testing::ExitedWithCode(1), "no-such-option");
 }
 
 TEST(CommandLineTest, aRequestCrossesTheBusWhole)
