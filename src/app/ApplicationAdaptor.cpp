@@ -3,7 +3,25 @@
 #include "JW3Controller.h"
 #include "windows/NoteWindow.h"
 
+#include <QDeadlineTimer>
+#include <QLoggingCategory>
+#include <QTimer>
 #include <QUrl>
+
+Q_LOGGING_CATEGORY(lcAdaptor, "jw.app.bus")
+
+namespace {
+
+// Time the answer to Submit() is given to travel back to its caller.
+constexpr qint64 kAnswerMarginMilliseconds = 1000;
+
+const QString kOpenKey = QStringLiteral("open");
+const QString kLinksKey = QStringLiteral("links");
+const QString kClipTextKey = QStringLiteral("clipText");
+const QString kClipURLKey = QStringLiteral("clipURL");
+const QString kClipFileKey = QStringLiteral("clipFile");
+
+} // namespace
 
 ApplicationAdaptor::ApplicationAdaptor(JW3Controller *controller)
     : QDBusAbstractAdaptor(controller)
@@ -79,4 +97,61 @@ QString ApplicationAdaptor::OpenLink(const QString &link)
     ApplicationRequest request;
     request.linksToOpen = {link};
     return perform(*m_controller, request);
+}
+
+QVariantMap ApplicationAdaptor::requestToMap(const ApplicationRequest &request)
+{
+    QVariantMap map;
+    if (!request.filesToOpen.isEmpty())
+        map.insert(kOpenKey, request.filesToOpen);
+    if (!request.linksToOpen.isEmpty())
+        map.insert(kLinksKey, request.linksToOpen);
+    // An empty text is still a text to clip; only a null one is left out.
+    if (!request.clipText.isNull())
+        map.insert(kClipTextKey, request.clipText);
+    if (!request.clipURL.isEmpty())
+        map.insert(kClipURLKey, request.clipURL);
+    if (!request.clipFile.isEmpty())
+        map.insert(kClipFileKey, request.clipFile);
+    return map;
+}
+
+ApplicationRequest ApplicationAdaptor::requestFromMap(const QVariantMap &map)
+{
+    ApplicationRequest request;
+    request.filesToOpen = map.value(kOpenKey).toStringList();
+    request.linksToOpen = map.value(kLinksKey).toStringList();
+    if (map.contains(kClipTextKey)) {
+        const QString text = map.value(kClipTextKey).toString();
+        request.clipText = text.isNull() ? QStringLiteral("") : text;
+    }
+    request.clipURL = map.value(kClipURLKey).toString();
+    request.clipFile = map.value(kClipFileKey).toString();
+    return request;
+}
+
+uint ApplicationAdaptor::Submit(const QVariantMap &request, qlonglong answerBy)
+{
+    // The caller reports failure once it stops waiting; carrying out a request
+    // that came later (the application was busy) would make that a lie.
+    if (answerBy > 0) {
+        QDeadlineTimer deadline;
+        deadline.setDeadline(answerBy);
+        if (deadline.remainingTime() < kAnswerMarginMilliseconds) {
+            qCWarning(lcAdaptor) << "A request came too late to be answered in time; it was not carried out.";
+            return 0;
+        }
+    }
+    if (++m_lastTicket == 0)
+        ++m_lastTicket;
+    const uint ticket = m_lastTicket;
+    QTimer::singleShot(0, this, [this, ticket, taken = requestFromMap(request)] {
+        const QString problems = perform(*m_controller, taken);
+        (void)Activate();
+        // The caller prints the problems; the user at the screen sees them here.
+        if (!problems.isEmpty())
+            m_controller->reportProblem(problems);
+        Q_EMIT Finished(ticket, problems);
+    });
+    return ticket;
 }

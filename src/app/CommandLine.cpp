@@ -23,14 +23,81 @@ bool isPageLinkArgument(const QString &argument)
     return argument.startsWith(QLatin1String("jotwell3:"), Qt::CaseInsensitive);
 }
 
+// The toolkit's own options (its style, platform plugin, layout direction,
+// and the X11 ones), which the GUI application takes out of the arguments
+// itself when it is made. Those in the first list take a value, as the next
+// argument; the few named in the second may also carry it after "=".
+const QStringList kToolkitOptionsWithValue = {
+    QStringLiteral("style"),
+    QStringLiteral("stylesheet"),
+    QStringLiteral("platform"),
+    QStringLiteral("platformpluginpath"),
+    QStringLiteral("platformtheme"),
+    QStringLiteral("plugin"),
+    QStringLiteral("qwindowgeometry"),
+    QStringLiteral("qwindowicon"),
+    QStringLiteral("qwindowtitle"),
+    QStringLiteral("session"),
+    QStringLiteral("display"),
+    QStringLiteral("geometry"),
+    QStringLiteral("title"),
+    QStringLiteral("icon"),
+    QStringLiteral("name"),
+    QStringLiteral("visual"),
+};
+const QStringList kToolkitOptionsWithJoinedValue = {
+    QStringLiteral("style"),
+    QStringLiteral("stylesheet"),
+    QStringLiteral("qmljsdebugger"),
+};
+const QStringList kToolkitFlags = {
+    QStringLiteral("reverse"),
+    QStringLiteral("widgetcount"),
+    QStringLiteral("nograb"),
+    QStringLiteral("dograb"),
+    QStringLiteral("sync"),
+};
+
 } // namespace
+
+QStringList CommandLine::withoutToolkitOptions(const QStringList &arguments)
+{
+    QStringList ours;
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        const QString &argument = arguments.at(i);
+        if (argument == QLatin1String("--")) { // what follows are files, whatever they look like
+            ours << arguments.mid(i);
+            break;
+        }
+        if (i == 0 || !argument.startsWith(u'-')) {
+            ours << argument;
+            continue;
+        }
+        // The toolkit reads "-style" and "--style" alike.
+        const QString name = argument.mid(argument.startsWith(QLatin1String("--")) ? 2 : 1);
+        if (kToolkitFlags.contains(name))
+            continue;
+        if (kToolkitOptionsWithValue.contains(name) && i + 1 < arguments.size()) {
+            ++i;
+            continue;
+        }
+        const qsizetype equals = name.indexOf(u'=');
+        if (equals > 0 && kToolkitOptionsWithJoinedValue.contains(name.left(equals)))
+            continue;
+        ours << argument;
+    }
+    return ours;
+}
 
 CommandLine CommandLine::parse(const QStringList &arguments)
 {
     QCommandLineParser parser;
     parser.setApplicationDescription(tr("Keeps your notes in one tree of rich-text pages.\n\n"
                                         "When the application is already running on the same data folder, "
-                                        "the files and clippings are handed to it."));
+                                        "the files and clippings are handed to it, and this start waits until "
+                                        "it has carried them out.\n\n"
+                                        "The toolkit's own options, such as -style NAME, -platform NAME and "
+                                        "-reverse, are understood as well."));
     parser.addHelpOption();
     parser.addVersionOption();
     const QCommandLineOption selfTest(
@@ -46,7 +113,7 @@ CommandLine CommandLine::parse(const QStringList &arguments)
     parser.addOptions({selfTest, measureStartup, clipText, clipUrl, clipFile});
     parser.addPositionalArgument(QStringLiteral("files"), tr("Files or page links (Jotwell3://pageid/ID/) to open."),
         QStringLiteral("[files or links...]"));
-    parser.process(arguments);
+    parser.process(withoutToolkitOptions(arguments));
 
     CommandLine options;
     options.selfTest = parser.isSet(selfTest);

@@ -18,7 +18,12 @@ struct CommandLine
      * Parses the program's arguments (the program name first). Handles --help
      * and --version itself by printing and exiting, and exits with a message
      * on bad arguments. Needs no application object, so that these work
-     * without a display.
+     * without a display. The toolkit's own options ("-style Fusion",
+     * "--style=Fusion", "-platform xcb", "-reverse", ...) are passed over:
+     * the GUI application reads them from the same arguments when it is made.
      */
     static CommandLine parse(const QStringList &arguments);
+
+    /** @p arguments without the toolkit's own options and their values, in their order. */
+    [[nodiscard]] static QStringList withoutToolkitOptions(const QStringList &arguments);
 };

@@ -20,6 +20,7 @@
 #include <QLoggingCategory>
 #include <QMimeData>
 #include <QProcess>
+#include <QStringDecoder>
 #include <QTextDocument>
 #include <QTimer>
 
@@ -384,6 +385,30 @@ MemoPtr JW3Controller::clipURL(const QUrl &url)
 namespace {
 
 /**
+ * The text of a file's @p bytes: decoded as their byte-order mark says, or
+ * else as their encoding is guessed. Nothing when they hold no text.
+ */
+std::optional<QString> decodeText(const QByteArray &bytes)
+{
+    std::optional<QString> text;
+    const std::optional<QStringConverter::Encoding> marked = QStringConverter::encodingForData(bytes);
+    if (marked && *marked != QStringConverter::Utf8) {
+        // UTF-16 and UTF-32 are full of NULs that no 8-bit guess reads, but
+        // the mark says exactly how to; one cut in the middle of a character
+        // is no text.
+        const bool wide32 = *marked == QStringConverter::Utf32LE || *marked == QStringConverter::Utf32BE;
+        if (bytes.size() % (wide32 ? 4 : 2) == 0)
+            text = QStringDecoder(*marked).decode(bytes);
+    } else {
+        text = StringUtility::stringWithContentsOfDataByAutoDetectingEncoding(bytes);
+    }
+    // Text never holds a NUL; a file that does is a picture, a program, ...
+    if (!text || text->contains(QChar(u'\0')))
+        return std::nullopt;
+    return text;
+}
+
+/**
  * Reads the file or RTFD package at @p path into @p data as a drag would
  * carry it: RTFD, RTF or text. @p failure words the reason, with %1 for the
  * path and %2 for why.
@@ -413,9 +438,8 @@ Status readPageFile(const QString &path, QMimeData &data, const QString &failure
     } else if (Rtfd::isRtf(bytes)) {
         data.setData(PasteboardTypes::RTF, bytes);
     } else {
-        const std::optional<QString> text = StringUtility::stringWithContentsOfDataByAutoDetectingEncoding(bytes);
-        // Text never holds a NUL; a file that does is a picture, a program, ...
-        if (!text || text->contains(QChar(u'\0')))
+        const std::optional<QString> text = decodeText(bytes);
+        if (!text)
             return Error{failure.arg(path, JW3Controller::tr("it holds no text"))};
         data.setText(*text);
     }

@@ -8,24 +8,88 @@
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
+#include <QDBusServiceWatcher>
+#include <QDeadlineTimer>
 #include <QDir>
+#include <QEventLoop>
 #include <QFileInfo>
+
+#include <optional>
 
 namespace {
 
-// A running application that does not answer within this time is hung; the
-// second start must not hang with it.
-constexpr int kCallTimeoutMilliseconds = 10000;
+// A running application that does not take a request within this time is
+// hung; the second start must not hang with it. Once taken, the request is
+// waited for as long as the application runs: clipping a large file takes
+// longer than this, and a success must never be reported as a failure.
+constexpr int kAnswerTimeoutMilliseconds = 10000;
 
-QString callFailure(const QDBusMessage &reply)
+const char *const kQuitBeforeDone
+    = QT_TRANSLATE_NOOP("SingleInstance", "The running application quit before it had carried out the request.");
+
+QString tr(const char *text)
 {
-    if (reply.type() == QDBusMessage::ErrorMessage)
-        return QCoreApplication::translate("SingleInstance", "The running application did not answer: %1")
-            .arg(reply.errorMessage());
-    if (reply.arguments().isEmpty())
-        return {};
-    return reply.arguments().constFirst().toString();
+    return QCoreApplication::translate("SingleInstance", text);
 }
+
+/**
+ * Waits for the Finished signal of one request handed to the running
+ * application, or for that application to leave the bus.
+ */
+class HandOverWait final : public QObject
+{
+    Q_OBJECT
+public:
+    explicit HandOverWait(const QString &serviceName)
+        : m_watcher(serviceName, QDBusConnection::sessionBus(), QDBusServiceWatcher::WatchForUnregistration)
+    {
+        connect(&m_watcher, &QDBusServiceWatcher::serviceUnregistered, this,
+            [this] { finish(QCoreApplication::translate("SingleInstance", kQuitBeforeDone)); });
+        m_listening = QDBusConnection::sessionBus().connect(serviceName, ApplicationAdaptor::objectPath(),
+            ApplicationAdaptor::interfaceName(), QStringLiteral("Finished"), this,
+            SLOT(requestFinished(uint, QString)));
+    }
+
+    /** Whether the signal is listened for; without it, nothing can be waited for. */
+    [[nodiscard]] bool isListening() const { return m_listening; }
+
+    /**
+     * Waits until the request that was answered @p ticket is done; what went
+     * wrong, empty when all of it went well. Nothing when the wait was cut
+     * short (this process was told to quit). A signal that came while the
+     * request was being sent is queued, not lost: it is read in here.
+     */
+    std::optional<QString> waitFor(uint ticket)
+    {
+        m_ticket = ticket;
+        m_loop.exec();
+        if (!m_finished)
+            return std::nullopt;
+        return m_problems;
+    }
+
+private Q_SLOTS:
+    void requestFinished(uint ticket, const QString &problems)
+    {
+        if (ticket == m_ticket)
+            finish(problems);
+    }
+
+private:
+    void finish(const QString &problems)
+    {
+        m_finished = true;
+        m_problems = problems;
+        m_loop.quit();
+    }
+
+    QDBusServiceWatcher m_watcher;
+    QEventLoop m_loop;
+    uint m_ticket = 0;
+    QString m_problems;
+    bool m_listening = false;
+    bool m_finished = false;
+};
 
 } // namespace
 
@@ -46,33 +110,35 @@ SingleInstance::HandOver SingleInstance::handOver(
     if (!bus.isConnected() || !bus.interface() || !bus.interface()->isServiceRegistered(serviceName).value())
         return HandOver::NoneRunning;
 
-    QStringList problems;
-    const auto call = [&](const QString &method, const QVariantList &arguments) {
-        QDBusMessage message = QDBusMessage::createMethodCall(
-            serviceName, ApplicationAdaptor::objectPath(), ApplicationAdaptor::interfaceName(), method);
-        message.setArguments(arguments);
-        const QString failure = callFailure(bus.call(message, QDBus::Block, kCallTimeoutMilliseconds));
-        if (!failure.isEmpty())
-            problems << failure;
+    // Of the two ways to wait for work that takes long, this one: the running
+    // application answers at once with a ticket and reports the outcome with a
+    // signal, which is listened for before the request is sent.
+    HandOverWait wait(serviceName);
+    const auto failed = [message](const QString &problems) {
+        if (message)
+            *message = problems;
+        return HandOver::Failed;
     };
-    if (!request.clipText.isNull())
-        call(QStringLiteral("ClipText"), {request.clipText});
-    if (!request.clipURL.isEmpty())
-        call(QStringLiteral("ClipURL"), {request.clipURL});
-    if (!request.clipFile.isEmpty())
-        call(QStringLiteral("ClipFile"), {request.clipFile});
-    if (!request.filesToOpen.isEmpty())
-        call(QStringLiteral("Open"), {request.filesToOpen});
-    for (const QString &link : request.linksToOpen)
-        call(QStringLiteral("OpenLink"), {link});
-    // Whatever was asked, the user expects to see the application now.
-    call(QStringLiteral("Activate"), {});
+    if (!wait.isListening())
+        return failed(tr("The running application cannot be listened to: %1").arg(bus.lastError().message()));
 
-    if (problems.isEmpty())
-        return HandOver::Done;
-    if (message)
-        *message = problems.join(u'\n');
-    return HandOver::Failed;
+    const QDeadlineTimer answerBy(kAnswerTimeoutMilliseconds);
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        serviceName, ApplicationAdaptor::objectPath(), ApplicationAdaptor::interfaceName(), QStringLiteral("Submit"));
+    call.setArguments({ApplicationAdaptor::requestToMap(request), qlonglong(answerBy.deadline())});
+    const QDBusMessage reply = bus.call(call, QDBus::Block, kAnswerTimeoutMilliseconds);
+    if (reply.type() == QDBusMessage::ErrorMessage)
+        return failed(tr("The running application did not answer: %1").arg(reply.errorMessage()));
+    const uint ticket = reply.arguments().isEmpty() ? 0 : reply.arguments().constFirst().toUInt();
+    if (ticket == 0)
+        return failed(tr("The running application was too busy to take the request in time."));
+
+    const std::optional<QString> problems = wait.waitFor(ticket);
+    if (!problems)
+        return failed(tr("The wait for the running application was cut short; it may still carry out the request."));
+    if (!problems->isEmpty())
+        return failed(*problems);
+    return HandOver::Done;
 }
 
 Status SingleInstance::registerController(JW3Controller &controller, const QString &serviceName)
@@ -89,3 +155,5 @@ Status SingleInstance::registerController(JW3Controller &controller, const QStri
     }
     return {};
 }
+
+#include "SingleInstance.moc"

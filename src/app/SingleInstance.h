@@ -27,12 +27,14 @@ public:
     {
         NoneRunning, ///< no application holds the name (or there is no bus): run this one
         Done,        ///< the running application took the request
-        Failed,      ///< one runs, but did not answer in time or refused part of the request
+        Failed,      ///< one runs, but did not take the request in time, or failed at part of it
     };
 
     /**
      * Hands @p request to the application that owns @p serviceName, bringing
-     * it to the front. @p message receives what went wrong when Failed.
+     * it to the front, and waits until that application has carried it out,
+     * however long that takes while it runs. @p message receives what went
+     * wrong when Failed. Shows nothing: the caller reports.
      */
     static HandOver handOver(const QString &serviceName, const ApplicationRequest &request, QString *message);
 

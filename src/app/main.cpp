@@ -13,6 +13,7 @@
 
 #include <QApplication>
 #include <QMessageBox>
+#include <QStyle>
 #include <QTextStream>
 #include <QTimer>
 
@@ -23,12 +24,12 @@ bool hasScreenForDialogs()
     return QGuiApplication::platformName() != QLatin1String("offscreen");
 }
 
-// Says what stopped the start, where the user will see it.
+// Says what stopped the start or the hand-over. Never in a dialog: a script
+// that started this process would wait on it until someone clicked it away.
+// Only the running application shows messages.
 int refuseToStart(const QString &message)
 {
     QTextStream(stderr) << message << Qt::endl;
-    if (hasScreenForDialogs())
-        QMessageBox::critical(nullptr, appName(), message);
     return 1;
 }
 
@@ -53,6 +54,9 @@ void checkFirstWindow(QApplication &app, const JW3Controller &controller, int &r
         const bool ok = shown && controller.frontWindowController();
         QTextStream(stdout) << (ok ? "self-test passed: " : "self-test failed: ") << "window \"" << appName() << "\" "
                             << (shown ? "shown" : "not shown") << Qt::endl;
+        // What the toolkit's own options changed, for the one who gave them.
+        QTextStream(stdout) << "style: " << QApplication::style()->name() << ", "
+                            << (QGuiApplication::isRightToLeft() ? "right to left" : "left to right") << Qt::endl;
         result = ok ? 0 : 1;
         app.quit();
     });
@@ -99,9 +103,14 @@ int main(int argc, char *argv[])
         // Taking the bus name is what decides between two starts at once:
         // the one that lost hands its request over after all.
         if (Status registered = SingleInstance::registerController(controller, serviceName); !registered) {
-            if (SingleInstance::handOver(serviceName, options.request, &handOverProblem)
-                == SingleInstance::HandOver::Done)
+            switch (SingleInstance::handOver(serviceName, options.request, &handOverProblem)) {
+            case SingleInstance::HandOver::Done:
                 return 0;
+            case SingleInstance::HandOver::Failed:
+                return refuseToStart(handOverProblem);
+            case SingleInstance::HandOver::NoneRunning:
+                break; // no bus, or the winner quit at once: the lock decides
+            }
         }
         if (Status locked = controller.claimDataFolder(folder); !locked)
             return refuseToStart(locked.errorMessage());

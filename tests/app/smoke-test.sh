@@ -17,8 +17,22 @@ out=$(env -u DISPLAY -u WAYLAND_DISPLAY "$binary" --version) || fail "--version 
 help=$("$binary" --help) || fail "--help exited with $?"
 grep -q -- "--version" <<<"$help" || fail "--help does not list its options"
 
-out=$("$binary" --self-test 2>&1) || fail "--self-test exited with $?: $out"
+out=$(timeout -k 5 30 "$binary" --self-test 2>&1) || fail "--self-test exited with $?: $out"
 grep -q 'self-test passed: window "Jotwell3" shown' <<<"$out" || fail "unexpected output: $out"
+
+# The toolkit's own options reach it, in both spellings, beside ours.
+style_is() { # <expected style line> <options...>
+    local expected=$1 out
+    shift
+    out=$(timeout -k 5 30 "$binary" "$@" --self-test 2>&1) || fail "$* exited with $?: $out"
+    grep -qx "style: $expected" <<<"$out" || fail "$* did not reach the toolkit: $out"
+}
+style_is "windows, right to left" -style Windows -reverse
+style_is "windows, left to right" --style=Windows
+status=0
+out=$(timeout -k 5 30 "$binary" -style Fusion --no-such-option 2>&1) || status=$?
+[ "$status" -eq 1 ] || fail "an unknown option exited with $status"
+grep -q "no-such-option" <<<"$out" || fail "an unknown option was not named: $out"
 
 [ -d "$home/data/Jotwell3" ] || fail "the data folder was not created"
 grep -q "<string>$home/data/Jotwell3</string>" "$home/config/jotwell3/defaults.plist" \
