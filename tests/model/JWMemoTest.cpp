@@ -23,21 +23,6 @@ using namespace std::chrono_literals;
 
 const RecordArchives<MemoPtr> kPages{MemoCoding::registerWith, MemoCoding::coder, MemoCoding::kClassVersion};
 
-TypedStreamRegistry registryAt(qint64 version)
-{
-    return kPages.registryAt(version);
-}
-
-QByteArray archive(const MemoPtr &root, qint64 version = MemoCoding::kClassVersion)
-{
-    return kPages.archive(root, version);
-}
-
-Result<MemoPtr> unarchive(const QByteArray &bytes)
-{
-    return kPages.unarchive(bytes);
-}
-
 class JWMemoTest : public FreshUserTest
 {
 protected:
@@ -440,7 +425,7 @@ TEST_F(JWMemoTest, aThreeLevelTreeSurvivesArchiving)
     root->appendChild(plain);
     plain->setTags({});
 
-    auto decoded = unarchive(archive(root));
+    auto decoded = kPages.unarchive(kPages.archive(root));
     ASSERT_TRUE(decoded.ok()) << decoded.errorMessage().toStdString();
     const MemoPtr &r = decoded.value();
     expectSameFields(*root, *r);
@@ -472,7 +457,7 @@ TEST_F(JWMemoTest, theArchiveBeginsAsThePlatformWritesIt)
         + "NSValue" + hex("00 94") + hex("84012a 84840171 98 00 86") + hex("92 848484 08") + "NSString"
         + hex("01 94 84012b 05") + "Notes" + hex("86") + hex("92 848484 0e") + "NSMutableArray" + hex("00 8484 07")
         + "NSArray" + hex("00 94") + hex("84016901") + hex("928493") + hex("92 84 96 97 98 98 01 86");
-    const QByteArray bytes = archive(root);
+    const QByteArray bytes = kPages.archive(root);
     EXPECT_EQ(bytes.left(expected.size()), expected);
 }
 
@@ -484,7 +469,7 @@ TEST_P(OlderMemoVersionTest, readsWhatTheVersionHoldsWithItsRules)
     const int version = GetParam();
     const MemoPtr root = unusualMemo(QStringLiteral("Old"));
     root->appendChild(unusualMemo(QStringLiteral("Older child")));
-    const QByteArray bytes = archive(root, version);
+    const QByteArray bytes = kPages.archive(root, version);
 
     auto tree = TypedStreamReader::read(bytes);
     ASSERT_TRUE(tree.ok());
@@ -492,7 +477,7 @@ TEST_P(OlderMemoVersionTest, readsWhatTheVersionHoldsWithItsRules)
     const std::map<int, size_t> groupsPerVersion = {{1, 14}, {2, 15}, {3, 18}, {4, 19}, {5, 21}};
     EXPECT_EQ(tree.value().groups.front().values.front().object->groups.size(), groupsPerVersion.at(version));
 
-    auto decoded = unarchive(bytes);
+    auto decoded = kPages.unarchive(bytes);
     ASSERT_TRUE(decoded.ok()) << decoded.errorMessage().toStdString();
     for (const MemoPtr &m : {decoded.value(), decoded.value()->children().front()}) {
         EXPECT_EQ(m->tags(), root->tags());
@@ -515,7 +500,7 @@ TEST_F(JWMemoTest, readsLooserFormsOfTheFields)
 {
     // NSArray children, NSDate dates, an 'i' ID and nil tags, colours and strings,
     // as other writers of the format produce them.
-    TypedStreamRegistry registry = registryAt(MemoCoding::kClassVersion);
+    TypedStreamRegistry registry = kPages.registryAt(MemoCoding::kClassVersion);
     TypedStreamCoder loose = MemoCoding::coder();
     loose.encode = [](TypedStreamWriter &w, const QVariant &value) -> Status {
         const MemoPtr m = value.value<MemoPtr>();
@@ -549,7 +534,7 @@ TEST_F(JWMemoTest, readsLooserFormsOfTheFields)
     auto bytes = TypedStreamWriter::archivedDataWithRootObject(QVariant::fromValue(root), registry);
     ASSERT_TRUE(bytes.ok()) << bytes.errorMessage().toStdString();
 
-    auto decoded = unarchive(bytes.value());
+    auto decoded = kPages.unarchive(bytes.value());
     ASSERT_TRUE(decoded.ok()) << decoded.errorMessage().toStdString();
     const JWMemo &r = *decoded.value();
     EXPECT_EQ(r.memoID(), root->memoID());
@@ -566,14 +551,14 @@ TEST_F(JWMemoTest, truncatedOrWrongArchivesAreErrors)
 {
     const MemoPtr root = unusualMemo(QStringLiteral("Root"));
     root->appendChild(unusualMemo(QStringLiteral("Child")));
-    const QByteArray bytes = archive(root);
+    const QByteArray bytes = kPages.archive(root);
     for (qsizetype size = 0; size < bytes.size(); ++size) {
-        auto decoded = unarchive(bytes.left(size));
+        auto decoded = kPages.unarchive(bytes.left(size));
         EXPECT_FALSE(decoded.ok()) << "accepted a prefix of " << size << " bytes";
     }
 
     // Children that are not pages are refused, not skipped.
-    TypedStreamRegistry registry = registryAt(MemoCoding::kClassVersion);
+    TypedStreamRegistry registry = kPages.registryAt(MemoCoding::kClassVersion);
     TypedStreamCoder wrong = MemoCoding::coder();
     wrong.encode = [](TypedStreamWriter &w, const QVariant &) -> Status {
         if (Status s = w.encodeObject(qint64(5)); !s)
@@ -585,7 +570,7 @@ TEST_F(JWMemoTest, truncatedOrWrongArchivesAreErrors)
     registry.registerCoder(wrong);
     auto hostile = TypedStreamWriter::archivedDataWithRootObject(QVariant::fromValue(JWMemo::memo()), registry);
     ASSERT_TRUE(hostile.ok());
-    auto decoded = unarchive(hostile.value());
+    auto decoded = kPages.unarchive(hostile.value());
     ASSERT_FALSE(decoded.ok());
     EXPECT_TRUE(decoded.errorMessage().contains(QStringLiteral("children"))) << decoded.errorMessage().toStdString();
 }

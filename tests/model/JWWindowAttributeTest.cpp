@@ -2,7 +2,6 @@
 #include "RecordArchives.h"
 #include "model/JWWindowAttribute.h"
 #include "model/WindowAttributeCoding.h"
-#include "util/GeometryStrings.h"
 #include "platform/typedstream/TypedStreamDecoder.h"
 #include "platform/typedstream/TypedStreamReader.h"
 #include "platform/typedstream/TypedStreamWriter.h"
@@ -19,21 +18,6 @@ const QByteArray kHeader = QByteArray::fromHex("040b73747265616d747970656481e803
 
 const RecordArchives<WindowAttributePtr> kRecords{
     WindowAttributeCoding::registerWith, WindowAttributeCoding::coder, WindowAttributeCoding::kClassVersion};
-
-TypedStreamRegistry registryAt(qint64 version)
-{
-    return kRecords.registryAt(version);
-}
-
-QByteArray archive(const WindowAttributePtr &record, qint64 version = WindowAttributeCoding::kClassVersion)
-{
-    return kRecords.archive(record, version);
-}
-
-Result<WindowAttributePtr> unarchive(const QByteArray &bytes)
-{
-    return kRecords.unarchive(bytes);
-}
 
 // A record with every field away from its default, fractions included.
 WindowAttributePtr unusualRecord()
@@ -83,45 +67,20 @@ struct FakeMemo
 
 } // namespace
 
-TEST(JWWindowAttributeTest, startsWithTheDefaultsOfANewWindow)
+TEST(JWWindowAttributeTest, exactlyTheRecordsKeysAreProperties)
 {
+    // The defaults are checked where a new record is archived byte for byte.
     const JWWindowAttribute record;
-    const QList<std::pair<const char *, QVariant>> expected = {
-        {"selectionID", qint64(0)},
-        {"windowFrame", QRectF(48, 61, 500, 500)},
-        {"windowFrameStr", QString()},
-        {"webWindowFrame", QRectF(48, 61, 700, 800)},
-        {"showPageHandle", false},
-        {"floating", false},
-        {"showDrawer", true},
-        {"drawerEdge", 2},
-        {"drawerSize", QSizeF(168, 328)},
-        {"iconized", false},
-        {"iconWindowFrame", QRectF(48, 61, 48, 48)},
-        {"iconFrameStr", QString()},
-        {"rulerIsVisible", false},
-        {"continuousSpellChecking", false},
-        {"iconWindowChangeAlphaValue", true},
-        {"iconWindowAlphaValue", 0.5f},
-        {"iconWindowAlphaValueAtPoint", 1.0f},
-        {"iconWindowMoveSpaces", false},
-        {"noteWindowChangeAlphaValue", false},
-        {"noteWindowAlphaValue", 1.0f},
-        {"noteWindowAlphaValueAtPoint", 1.0f},
-        {"showWebControlBar", true},
-        {"selectedTabIndex", 0},
-    };
-    for (const auto &[key, value] : expected)
-        EXPECT_EQ(record.value(QString::fromLatin1(key)), value) << key;
     EXPECT_FALSE(record.tabItems().has_value());
     EXPECT_TRUE(record.value(QStringLiteral("tabItems")).isNull());
 
-    // Exactly the record's keys are properties: nothing missing, nothing extra.
     QStringList keys = propertyNames();
     keys.sort();
-    QStringList wanted{QStringLiteral("tabItems")};
-    for (const auto &entry : expected)
-        wanted.append(QString::fromLatin1(entry.first));
+    QStringList wanted{"selectionID", "windowFrame", "windowFrameStr", "webWindowFrame", "showPageHandle", "floating",
+        "showDrawer", "drawerEdge", "drawerSize", "iconized", "iconWindowFrame", "iconFrameStr", "rulerIsVisible",
+        "continuousSpellChecking", "iconWindowChangeAlphaValue", "iconWindowAlphaValue", "iconWindowAlphaValueAtPoint",
+        "iconWindowMoveSpaces", "noteWindowChangeAlphaValue", "noteWindowAlphaValue", "noteWindowAlphaValueAtPoint",
+        "showWebControlBar", "tabItems", "selectedTabIndex"};
     wanted.sort();
     EXPECT_EQ(keys, wanted);
 }
@@ -164,7 +123,7 @@ TEST(JWWindowAttributeTest, settingByKeyRunsTheSetterAndSignalsOnlyRealChanges)
     EXPECT_EQ(tabs.count(), 2);
 }
 
-TEST(JWWindowAttributeTest, geometryStringsParseLenientlyAndPrintWholeNumbersPlainly)
+TEST(JWWindowAttributeTest, geometryStringSettersParseLeniently)
 {
     JWWindowAttribute record;
     record.setWindowRectString(QStringLiteral("{{10, 20}, {300, 400}}"));
@@ -177,13 +136,6 @@ TEST(JWWindowAttributeTest, geometryStringsParseLenientlyAndPrintWholeNumbersPla
     EXPECT_EQ(record.drawerSize(), QSizeF(0, 0));
     record.setWindowRectString(QStringLiteral("{{1e999, 2}, {3, 4}}"));
     EXPECT_EQ(record.windowFrame(), QRectF(0, 2, 3, 4));
-
-    using namespace GeometryStrings;
-    EXPECT_EQ(stringFromRect(QRectF(48, 61, 500, 500)), QStringLiteral("{{48, 61}, {500, 500}}"));
-    EXPECT_EQ(stringFromRect(QRectF(-3, 0.5, 10.25, 0)), QStringLiteral("{{-3, 0.5}, {10.25, 0}}"));
-    EXPECT_EQ(stringFromSize(QSizeF(168, 328)), QStringLiteral("{168, 328}"));
-    const QRectF odd(0.1, 1234.567, 1e6, 33.3333);
-    EXPECT_EQ(rectFromString(stringFromRect(odd)), odd);
 }
 
 TEST(JWWindowAttributeTest, tabDictGivesTheMemoIDsInValueOrder)
@@ -225,71 +177,40 @@ TEST(JWWindowAttributeTest, copyCarriesTheListedFieldsAndStaysIndependent)
 
 TEST(JWWindowAttributeTest, archivesADefaultRecordByteForByte)
 {
-    const QByteArray expected = kHeader
-        + QByteArray::fromHex("840140"
-                              "84"
-                              "848411")
-        + "JWWindowAttribute" + QByteArray::fromHex("04") + QByteArray::fromHex("848408") + "NSObject"
-        + QByteArray::fromHex("0085")
+    const auto hex = [](const char *text) {
+        return QByteArray::fromHex(text);
+    };
+    const QByteArray expected = kHeader + hex("840140 84 848411") + "JWWindowAttribute" + hex("04 848408") + "NSObject"
+        + hex("0085")
         // selectionID: NSNumber 'q' 0
-        + QByteArray::fromHex("9284848408") + "NSNumber" + QByteArray::fromHex("00848407") + "NSValue"
-        + QByteArray::fromHex("0094"
-                              "84012a"
-                              "84840171"
-                              "9800"
-                              "86")
+        + hex("9284848408") + "NSNumber" + hex("00848407") + "NSValue"
+        + hex("0094 84012a 84840171 9800 86")
         // windowFrame
-        + QByteArray::fromHex("9284848408") + "NSString"
-        + QByteArray::fromHex("0194"
-                              "84012b"
-                              "16")
-        + "{{48, 61}, {500, 500}}"
-        + QByteArray::fromHex("86")
+        + hex("9284848408") + "NSString" + hex("0194 84012b 16") + "{{48, 61}, {500, 500}}"
+        + hex("86")
         // showPageHandle, floating, showDrawer, drawerEdge
-        + QByteArray::fromHex("84016300"
-                              "9b00"
-                              "9b01"
-                              "84016902")
+        + hex("84016300 9b00 9b01 84016902")
         // drawerSize, iconized, iconWindowFrame
-        + QByteArray::fromHex("92849a9a0a") + "{168, 328}"
-        + QByteArray::fromHex("86"
-                              "9b00")
-        + QByteArray::fromHex("92849a9a14") + "{{48, 61}, {48, 48}}"
-        + QByteArray::fromHex("86")
-        // ruler, spelling, icon alpha switch, icon alpha 0.5 and 1.0, spaces
-        + QByteArray::fromHex("9b00"
-                              "9b00"
-                              "9b01"
-                              "840166"
-                              "830000003f"
-                              "9d01"
-                              "9b00")
-        // note window alpha switch and values
-        + QByteArray::fromHex("9b00"
-                              "9d01"
-                              "9d01")
+        + hex("92849a9a0a") + "{168, 328}" + hex("86 9b00 92849a9a14") + "{{48, 61}, {48, 48}}"
+        + hex("86")
+        // ruler, spelling, icon alpha switch, icon alpha 0.5 and 1.0, spaces; note window alpha switch and values
+        + hex("9b00 9b00 9b01 840166 830000003f 9d01 9b00 9b00 9d01 9d01")
         // tabItems nil, selectedTabIndex, the two empty frame strings
-        + QByteArray::fromHex("9285"
-                              "9c00"
-                              "92849a9a0086"
-                              "92849a9a0086")
+        + hex("9285 9c00 92849a9a0086 92849a9a0086")
         // webWindowFrame, showWebControlBar, end of the record
-        + QByteArray::fromHex("92849a9a16") + "{{48, 61}, {700, 800}}"
-        + QByteArray::fromHex("86"
-                              "9b01"
-                              "86");
-    EXPECT_EQ(archive(std::make_shared<JWWindowAttribute>()), expected);
+        + hex("92849a9a16") + "{{48, 61}, {700, 800}}" + hex("86 9b01 86");
+    EXPECT_EQ(kRecords.archive(std::make_shared<JWWindowAttribute>()), expected);
 }
 
 TEST(JWWindowAttributeTest, archiveRoundTripKeepsEveryValueAndResetsTheLiveIconSize)
 {
     const WindowAttributePtr original = unusualRecord();
-    const QByteArray bytes = archive(original);
+    const QByteArray bytes = kRecords.archive(original);
 
     // Saving leaves the live icon form at 48 by 48, keeping its origin.
     EXPECT_EQ(original->iconWindowFrame(), QRectF(5, 6, 48, 48));
 
-    auto decoded = unarchive(bytes);
+    auto decoded = kRecords.unarchive(bytes);
     ASSERT_TRUE(decoded.ok()) << decoded.errorMessage().toStdString();
     const WindowAttributePtr expected = unusualRecord();
     for (const QString &key : propertyNames())
@@ -297,12 +218,12 @@ TEST(JWWindowAttributeTest, archiveRoundTripKeepsEveryValueAndResetsTheLiveIconS
 
     // nil and empty tabs stay apart.
     original->setTabItems(QList<qint64>());
-    auto empty = unarchive(archive(original));
+    auto empty = kRecords.unarchive(kRecords.archive(original));
     ASSERT_TRUE(empty.ok());
     ASSERT_TRUE(empty.value()->tabItems().has_value());
     EXPECT_TRUE(empty.value()->tabItems()->isEmpty());
     original->setTabItems(std::nullopt);
-    auto none = unarchive(archive(original));
+    auto none = kRecords.unarchive(kRecords.archive(original));
     ASSERT_TRUE(none.ok());
     EXPECT_FALSE(none.value()->tabItems().has_value());
 }
@@ -311,9 +232,9 @@ TEST(JWWindowAttributeTest, oneRecordArchivedTwiceIsWrittenOnce)
 {
     const WindowAttributePtr record = unusualRecord();
     auto bytes = TypedStreamWriter::archivedDataWithRootObject(
-        QVariantList{QVariant::fromValue(record), QVariant::fromValue(record)}, registryAt(4));
+        QVariantList{QVariant::fromValue(record), QVariant::fromValue(record)}, kRecords.registryAt(4));
     ASSERT_TRUE(bytes.ok());
-    auto decoded = TypedStreamDecoder::unarchiveObjectWithData(bytes.value(), registryAt(4));
+    auto decoded = TypedStreamDecoder::unarchiveObjectWithData(bytes.value(), kRecords.registryAt(4));
     ASSERT_TRUE(decoded.ok()) << decoded.errorMessage().toStdString();
     const QVariantList list = decoded.value().toList();
     ASSERT_EQ(list.size(), 2);
@@ -329,7 +250,7 @@ TEST_P(OlderVersionTest, readsWhatTheVersionHoldsAndDefaultsTheRest)
     const int version = GetParam();
     const WindowAttributePtr source = unusualRecord();
     source->setWindowFrame(QRectF(30, 40, 500, 500));
-    const QByteArray bytes = archive(source, version);
+    const QByteArray bytes = kRecords.archive(source, version);
 
     auto tree = TypedStreamReader::read(bytes);
     ASSERT_TRUE(tree.ok());
@@ -337,7 +258,7 @@ TEST_P(OlderVersionTest, readsWhatTheVersionHoldsAndDefaultsTheRest)
     const qsizetype groups = tree.value().groups.front().values.front().object->groups.size();
     EXPECT_EQ(groups, 16 + 2 * version);
 
-    auto decoded = unarchive(bytes);
+    auto decoded = kRecords.unarchive(bytes);
     ASSERT_TRUE(decoded.ok()) << decoded.errorMessage().toStdString();
     const JWWindowAttribute &r = *decoded.value();
     const JWWindowAttribute defaults;
@@ -360,16 +281,16 @@ INSTANTIATE_TEST_SUITE_P(JWWindowAttributeTest, OlderVersionTest, ::testing::Val
 
 TEST(JWWindowAttributeTest, truncatedOrMistypedArchivesAreErrors)
 {
-    const QByteArray bytes = archive(unusualRecord());
+    const QByteArray bytes = kRecords.archive(unusualRecord());
     for (qsizetype length = 0; length < bytes.size(); ++length)
-        EXPECT_FALSE(unarchive(bytes.left(length)).ok()) << "prefix of " << length << " bytes";
+        EXPECT_FALSE(kRecords.unarchive(bytes.left(length)).ok()) << "prefix of " << length << " bytes";
 
     // A record claiming version 4 that stops after the version 1 values.
-    QByteArray shortRecord = archive(unusualRecord(), 1);
+    QByteArray shortRecord = kRecords.archive(unusualRecord(), 1);
     const qsizetype versionByte = shortRecord.indexOf("JWWindowAttribute") + 17;
     ASSERT_EQ(shortRecord.at(versionByte), '\x01');
     shortRecord[versionByte] = '\x04';
-    auto missing = unarchive(shortRecord);
+    auto missing = kRecords.unarchive(shortRecord);
     ASSERT_FALSE(missing.ok());
     EXPECT_TRUE(missing.errorMessage().contains(QLatin1String("tabItems"))) << missing.errorMessage().toStdString();
 
@@ -386,7 +307,7 @@ TEST(JWWindowAttributeTest, truncatedOrMistypedArchivesAreErrors)
     auto hostileBytes = TypedStreamWriter::archivedDataWithRootObject(
         QVariant::fromValue(std::make_shared<JWWindowAttribute>()), hostile);
     ASSERT_TRUE(hostileBytes.ok());
-    auto mistyped = unarchive(hostileBytes.value());
+    auto mistyped = kRecords.unarchive(hostileBytes.value());
     ASSERT_FALSE(mistyped.ok());
     EXPECT_TRUE(mistyped.errorMessage().contains(QLatin1String("windowFrame")));
 }

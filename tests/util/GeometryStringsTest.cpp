@@ -21,6 +21,9 @@ TEST(GeometryStringsTest, rangesWriteAsThePlatformAndReadLeniently)
 TEST(GeometryStringsTest, rectsAndSizesWriteAsThePlatformAndReadBack)
 {
     EXPECT_EQ(stringFromRect(QRectF(48, 61, 500, 500)), QStringLiteral("{{48, 61}, {500, 500}}"));
+    EXPECT_EQ(stringFromRect(QRectF(-3, 0.5, 10.25, 0)), QStringLiteral("{{-3, 0.5}, {10.25, 0}}"));
+    const QRectF odd(0.1, 1234.567, 1e6, 33.3333);
+    EXPECT_EQ(rectFromString(stringFromRect(odd)), odd);
     EXPECT_EQ(stringFromSize(QSizeF(168.5, 328)), QStringLiteral("{168.5, 328}"));
     EXPECT_EQ(sizeFromString(QStringLiteral("{168.5, 328}")), QSizeF(168.5, 328));
 }
