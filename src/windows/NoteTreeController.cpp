@@ -587,7 +587,7 @@ void NoteTreeController::setTitleColorOfSelection(const QColor &color)
 void NoteTreeController::changeTitleColorByTag(int tag)
 {
     if (tag != kCustomTitleColorTag) {
-        const QColor color = TitleColorPalette::colorForTag(tag);
+        const QColor color = TitleColorPalette::titleColorForTag(tag);
         if (color.isValid())
             setTitleColorOfSelection(color);
         return;
