@@ -13,6 +13,7 @@
 #include "model/MemoTree.h"
 #include "platform/base/NotificationCenter.h"
 #include "platform/base/NotificationNames.h"
+#include "platform/base/PreferenceKeys.h"
 #include "platform/settings/UserDefaults.h"
 #include "util/PagePassword.h"
 #include "util/PasswordKeychain.h"
@@ -370,7 +371,7 @@ void NoteTreeController::remove()
         alertLockedPage();
         return;
     }
-    if (!UserDefaults::standardUserDefaults().boolForKey(QStringLiteral("DeleteCheck"))) {
+    if (!UserDefaults::standardUserDefaults().boolForKey(PreferenceKeys::DeleteCheck)) {
         removeSelection();
         return;
     }

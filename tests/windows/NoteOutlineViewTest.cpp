@@ -17,6 +17,9 @@
 
 namespace {
 
+// The expanded rows' preference, under the name earlier versions stored it by.
+const QString kExpandedItemsKey = QStringLiteral("NSOutlineView Items NoteOutline");
+
 // Outlines over the shared tree, each in a window of its own.
 class NoteOutlineViewTest : public OutlineTest
 {
@@ -80,7 +83,7 @@ protected:
     {
         QSet<qint64> ids;
         for (const QVariant &value :
-             UserDefaults::standardUserDefaults().arrayForKey(NoteOutlineView::expandedItemsKey()))
+             UserDefaults::standardUserDefaults().arrayForKey(kExpandedItemsKey))
             ids.insert(value.toLongLong());
         return ids;
     }
@@ -139,7 +142,7 @@ TEST_F(NoteOutlineViewTest, expandedRowsAreKeptByPageIdAndOtherOutlinesEntriesSu
 {
     UserDefaults &defaults = UserDefaults::standardUserDefaults();
     const qint64 elsewhere = 987654321; // a page shown only by some other window
-    defaults.setValue(NoteOutlineView::expandedItemsKey(),
+    defaults.setValue(kExpandedItemsKey,
                       QVariantList{elsewhere, b->memoID(), QStringLiteral("not an id")});
 
     main = open(root);
