@@ -132,7 +132,7 @@ public:
     void restartServer();
     /** How often restartServer() has run, for tests of what restarts it. */
     [[nodiscard]] int serverRestarts() const { return m_serverRestarts; }
-    /** Rebuilds the font menu and tells the windows ("JW3RefreshFontMenu"). */
+    /** Tells the windows that the font list may have changed ("JW3RefreshFontMenu"). */
     void refreshFontMenu();
 
 public Q_SLOTS:
