@@ -96,9 +96,9 @@ void DataStoreHost::reportProblem(const QString &message)
 // --- DataStore -------------------------------------------------------------------
 
 DataStore::DataStore(QObject *notificationObject, QObject *parent)
-    : QObject(parent),
-      m_notificationObject(notificationObject),
-      m_tree(notificationObject)
+    : QObject(parent)
+    , m_notificationObject(notificationObject)
+    , m_tree(notificationObject)
 {
     MemoCoding::registerWithSharedRegistry();
     m_autoSaveTimer.setSingleShot(false);
@@ -287,10 +287,9 @@ Status DataStore::save()
     }
 
     const QList<qint64> windowIDs = m_host ? m_host->openWindowRootIDs() : QList<qint64>();
-    const Status settings =
-        m_keepSettings
-            ? Status(Error{tr("The settings file is not written: an unreadable one is in its place")})
-            : SettingsFile::write(dataDictionaryFilePath(), SettingsFile::dictionaryFromDefaults(defaults, windowIDs));
+    const Status settings = m_keepSettings
+        ? Status(Error{tr("The settings file is not written: an unreadable one is in its place")})
+        : SettingsFile::write(dataDictionaryFilePath(), SettingsFile::dictionaryFromDefaults(defaults, windowIDs));
     if (result && !settings)
         result = settings;
 
@@ -347,7 +346,9 @@ void DataStore::applicationWillTerminate()
 void DataStore::observeDefaults()
 {
     UserDefaults &defaults = UserDefaults::standardUserDefaults();
-    const auto restartTimer = [this](const QVariant &, const QVariant &) { setAutoSaveTimer(); };
+    const auto restartTimer = [this](const QVariant &, const QVariant &) {
+        setAutoSaveTimer();
+    };
     defaults.observe(PreferenceKeys::AutoSave, this, restartTimer);
     defaults.observe(PreferenceKeys::AutoSavePeriod, this, restartTimer);
     defaults.observe(PreferenceKeys::dataFolderPath, this, [this](const QVariant &oldValue, const QVariant &newValue) {
@@ -389,7 +390,8 @@ void DataStore::cleanUpRemovedMemoFiles()
     // Cut-off writes of the data store and settings are as large as the
     // files themselves; they go with the rest, never deleted unasked.
     for (const QFileInfo &entry : QDir(dataFolderPath()).entryInfoList(QDir::Files | QDir::Hidden)) {
-        if (isInterruptedWrite(entry.fileName()) && !QFile::rename(entry.absoluteFilePath(), trash + u'/' + entry.fileName()))
+        if (isInterruptedWrite(entry.fileName())
+            && !QFile::rename(entry.absoluteFilePath(), trash + u'/' + entry.fileName()))
             qCInfo(lcModel) << "Could not move" << entry.fileName() << "to" << trash;
     }
     if (m_host && !trash.isEmpty())
@@ -437,7 +439,8 @@ void DataStore::dataFolderPathChanged(const QString &oldPath, const QString &new
         // folder simply goes), the old folder is copied over, and the tree in
         // memory is saved there from now on.
         if (QFileInfo::exists(newFolder) && !QDir().rmdir(newFolder)) {
-            if (auto renamed = FileManagerUtility::changeFileNameOfPath(newFolder, QStringLiteral("Jotwell3_OldFolder"));
+            if (auto renamed
+                = FileManagerUtility::changeFileNameOfPath(newFolder, QStringLiteral("Jotwell3_OldFolder"));
                 !renamed) {
                 report(renamed.errorMessage());
                 return;

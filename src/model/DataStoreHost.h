@@ -47,12 +47,12 @@ public:
      * default nothing is brought over, and loading goes on with the
      * preferences as they are.
      */
-    virtual void importOldUserDefaults() {}
+    virtual void importOldUserDefaults() { }
     /**
      * Makes the backups the user asked for ("autoBackupData") at quit, after
      * the save. By default none is made: quitting only saves.
      */
-    virtual void backupData() {}
+    virtual void backupData() { }
     /** Shows @p path in the desktop's file manager; by default asks the desktop to open it. */
     virtual void revealInFileManager(const QString &path);
     /**

@@ -115,7 +115,7 @@ void JWMemo::setDataToTextView(MemoTextView *view)
         const QByteArray data = memoData();
         if (Status loaded = view->loadRTFD(data); !loaded) {
             qCWarning(lcModel, "Page %lld: its text cannot be read (%s); showing its plain text", m_memoID,
-                      qPrintable(loaded.errorMessage()));
+                qPrintable(loaded.errorMessage()));
             usePlainText = true;
             m_textUnreadable = true;
         } else if (view->textDocument()->isEmpty() && !plainText().isEmpty()) {

@@ -16,16 +16,26 @@ namespace SettingsFile {
 const QStringList &preferenceKeys()
 {
     static const QStringList keys = {
-        PreferenceKeys::abGroupName,               PreferenceKeys::Animation,
-        PreferenceKeys::ApplicationVersion,        PreferenceKeys::AutoSave,
-        PreferenceKeys::AutoSaveAtBG,              PreferenceKeys::AutoSavePeriod,
-        PreferenceKeys::BGColor,                   PreferenceKeys::createNewMemoAsPlainText,
-        PreferenceKeys::DefaultFont,               PreferenceKeys::DefaultFontSize,
-        PreferenceKeys::DeleteCheck,               PreferenceKeys::HomeID,
-        PreferenceKeys::iPodPath,                  PreferenceKeys::LastSynchronizedDate,
-        PreferenceKeys::NoteWindowStyleTag,        PreferenceKeys::Password,
-        PreferenceKeys::QuitApp,                   PreferenceKeys::pagePassword,
-        PreferenceKeys::TabBarStyle,               PreferenceKeys::TitleSize,
+        PreferenceKeys::abGroupName,
+        PreferenceKeys::Animation,
+        PreferenceKeys::ApplicationVersion,
+        PreferenceKeys::AutoSave,
+        PreferenceKeys::AutoSaveAtBG,
+        PreferenceKeys::AutoSavePeriod,
+        PreferenceKeys::BGColor,
+        PreferenceKeys::createNewMemoAsPlainText,
+        PreferenceKeys::DefaultFont,
+        PreferenceKeys::DefaultFontSize,
+        PreferenceKeys::DeleteCheck,
+        PreferenceKeys::HomeID,
+        PreferenceKeys::iPodPath,
+        PreferenceKeys::LastSynchronizedDate,
+        PreferenceKeys::NoteWindowStyleTag,
+        PreferenceKeys::Password,
+        PreferenceKeys::QuitApp,
+        PreferenceKeys::pagePassword,
+        PreferenceKeys::TabBarStyle,
+        PreferenceKeys::TitleSize,
     };
     return keys;
 }

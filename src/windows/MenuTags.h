@@ -6,7 +6,8 @@
  * tells from them whether an item can run now. An item without a tag (None)
  * is always enabled.
  */
-enum class MenuTag : int {
+enum class MenuTag : int
+{
     None = 0,
     /** Back through the pages shown. */
     Back = 101,

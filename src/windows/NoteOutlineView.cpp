@@ -76,8 +76,8 @@ QItemSelection rangesOf(QModelIndexList indexes)
     QItemSelection selection;
     qsizetype first = 0;
     for (qsizetype i = 1; i <= indexes.size(); ++i) {
-        if (i < indexes.size() && indexes[i].parent() == indexes[i - 1].parent() &&
-            indexes[i].row() == indexes[i - 1].row() + 1)
+        if (i < indexes.size() && indexes[i].parent() == indexes[i - 1].parent()
+            && indexes[i].row() == indexes[i - 1].row() + 1)
             continue;
         selection.append(QItemSelectionRange(indexes[first], indexes[i - 1]));
         first = i;
@@ -102,8 +102,8 @@ QSet<qint64> storedIDs(const QVariantList &stored)
 Qt::DropAction actionForSource(const QDropEvent &event, Qt::DropAction action)
 {
     const QMimeData *data = event.mimeData();
-    if (action == Qt::MoveAction && !event.source() && data &&
-        !data->hasFormat(NoteTreeController::dragRowTypeName()) && (event.possibleActions() & Qt::CopyAction))
+    if (action == Qt::MoveAction && !event.source() && data && !data->hasFormat(NoteTreeController::dragRowTypeName())
+        && (event.possibleActions() & Qt::CopyAction))
         return Qt::CopyAction;
     return action;
 }
@@ -322,8 +322,8 @@ QList<MemoPtr> NoteOutlineView::selectedMemosInRowOrder() const
             ordered.emplace_back(rowPath(index), std::move(memo));
         }
     }
-    std::sort(ordered.begin(), ordered.end(),
-              [](const auto &left, const auto &right) { return left.first < right.first; });
+    std::sort(
+        ordered.begin(), ordered.end(), [](const auto &left, const auto &right) { return left.first < right.first; });
     QList<MemoPtr> memos;
     memos.reserve(qsizetype(ordered.size()));
     for (auto &entry : ordered)
@@ -462,7 +462,7 @@ void NoteOutlineView::startDrag(Qt::DropActions)
         drag->setPixmap(viewport()->grab(picture));
         const QPoint cursor = viewport()->mapFromGlobal(QCursor::pos());
         drag->setHotSpot(QPoint(std::clamp(cursor.x() - picture.left(), 0, picture.width() - 1),
-                                std::clamp(cursor.y() - picture.top(), 0, picture.height() - 1)));
+            std::clamp(cursor.y() - picture.top(), 0, picture.height() - 1)));
     }
     // The controller has moved the pages by the time a move returns here:
     // the base class's removal of the dragged rows must not follow.
@@ -529,8 +529,8 @@ void NoteOutlineView::dragEnterEvent(QDragEnterEvent *event)
         return;
     }
     const QStringList types = outline->mimeTypes();
-    const bool known = data->hasUrls() || data->hasText() ||
-        std::any_of(types.begin(), types.end(), [data](const QString &type) { return data->hasFormat(type); });
+    const bool known = data->hasUrls() || data->hasText()
+        || std::any_of(types.begin(), types.end(), [data](const QString &type) { return data->hasFormat(type); });
     if (!known) {
         event->ignore();
         return;
@@ -560,9 +560,9 @@ void NoteOutlineView::dragMoveEvent(QDragMoveEvent *event)
 
     const QRect area = viewport()->rect();
     const int margin = autoScrollMargin();
-    if (hasAutoScroll() &&
-        (position.y() - area.top() < margin || area.bottom() - position.y() < margin ||
-         position.x() - area.left() < margin || area.right() - position.x() < margin))
+    if (hasAutoScroll()
+        && (position.y() - area.top() < margin || area.bottom() - position.y() < margin
+            || position.x() - area.left() < margin || area.right() - position.x() < margin))
         startAutoScroll();
 }
 
@@ -590,8 +590,8 @@ void NoteOutlineView::dropEvent(QDropEvent *event)
     // the model and, after a move, remove the rows the controller already moved.
     const Qt::DropActions offered = event->possibleActions();
     const Qt::DropAction action = m_controller->validateDrop(*data, offered, spot.item, spot.childIndex);
-    const bool done =
-        action != Qt::IgnoreAction && m_controller->acceptDrop(*data, offered, spot.item, spot.childIndex);
+    const bool done
+        = action != Qt::IgnoreAction && m_controller->acceptDrop(*data, offered, spot.item, spot.childIndex);
     // The drag is over: the row under it must not become the selection later.
     if (m_controller)
         m_controller->invalidateTimer();
@@ -637,8 +637,8 @@ void NoteOutlineView::mouseDoubleClickEvent(QMouseEvent *event)
 {
     const QModelIndex index = indexAt(event->position().toPoint());
     // Off the rows, or on a row's expand arrow, a double click is what the tree does with it.
-    if (!index.isValid() || event->button() != Qt::LeftButton ||
-        event->position().toPoint().x() < visualRect(index).left()) {
+    if (!index.isValid() || event->button() != Qt::LeftButton
+        || event->position().toPoint().x() < visualRect(index).left()) {
         QTreeView::mouseDoubleClickEvent(event);
         return;
     }

@@ -80,8 +80,8 @@ NoteTextView::NoteTextView(QWidget *parent)
     // A view that shows another view's document follows that document's edits too.
     connect(this, &QTextEdit::textChanged, this, &NoteTextView::scheduleSummary);
 
-    UserDefaults::standardUserDefaults().observe(PreferenceKeys::BGColor, this,
-                                                 [this](const QVariant &, const QVariant &) { changeBGColor(); });
+    UserDefaults::standardUserDefaults().observe(
+        PreferenceKeys::BGColor, this, [this](const QVariant &, const QVariant &) { changeBGColor(); });
     changeBGColor();
 }
 
@@ -196,8 +196,8 @@ void NoteTextView::changeBGColor()
     const QColor ink = color.lightnessF() > 0.5 ? QColor(Qt::black) : QColor(Qt::white);
     for (const QPalette::ColorGroup group : {QPalette::Active, QPalette::Inactive})
         palette.setColor(group, QPalette::Text, ink);
-    palette.setColor(QPalette::Disabled, QPalette::Text, ink.lightnessF() > 0.5 ? QColor(Qt::lightGray)
-                                                                              : QColor(Qt::darkGray));
+    palette.setColor(
+        QPalette::Disabled, QPalette::Text, ink.lightnessF() > 0.5 ? QColor(Qt::lightGray) : QColor(Qt::darkGray));
     setPalette(palette);
     viewport()->setAutoFillBackground(true);
 }
@@ -292,7 +292,7 @@ class DeferredLayout final : public QAbstractTextDocumentLayout
 {
 public:
     using QAbstractTextDocumentLayout::QAbstractTextDocumentLayout;
-    void draw(QPainter *, const PaintContext &) override {}
+    void draw(QPainter *, const PaintContext &) override { }
     int hitTest(const QPointF &, Qt::HitTestAccuracy) const override { return -1; }
     int pageCount() const override { return 1; }
     QSizeF documentSize() const override { return {}; }
@@ -300,7 +300,7 @@ public:
     QRectF blockBoundingRect(const QTextBlock &) const override { return {}; }
 
 protected:
-    void documentChanged(int, int, int) override {}
+    void documentChanged(int, int, int) override { }
 };
 
 } // namespace
@@ -476,8 +476,8 @@ QVariantMap NoteTextView::textSummaryDictionary() const
         return localizedString(QString::fromLatin1(label)) + QString::number(value);
     };
     const QString summary = line("         Characters: ", length) + u'\n' + line("   Current Position: ", location)
-        + u'\n' + line("Selected Characters: ", selectedLength) + u'\n' + u'\n' + line("       Lines: ", lines)
-        + u'\n' + line("Current Line: ", currentLine) + u'\n' + u'\n' + line("       Words: ", words) + u'\n'
+        + u'\n' + line("Selected Characters: ", selectedLength) + u'\n' + u'\n' + line("       Lines: ", lines) + u'\n'
+        + line("Current Line: ", currentLine) + u'\n' + u'\n' + line("       Words: ", words) + u'\n'
         + line("Selected Words: ", selectedWords);
     return {
         {QStringLiteral("length"), length},

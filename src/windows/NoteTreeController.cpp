@@ -37,15 +37,15 @@ bool g_reloadingOutline = false;
 qsizetype indexOfChild(const JWMemo &parent, const JWMemo *child)
 {
     const auto &children = parent.children();
-    const auto found = std::find_if(children.begin(), children.end(),
-                                    [child](const MemoPtr &each) { return each.get() == child; });
+    const auto found
+        = std::find_if(children.begin(), children.end(), [child](const MemoPtr &each) { return each.get() == child; });
     return found == children.end() ? -1 : qsizetype(found - children.begin());
 }
 
 } // namespace
 
-NoteTreeController::NoteTreeController(NoteTreeHost &host, NoteTreeWindow &window, NoteOutlineView &outline,
-                                       QObject *parent)
+NoteTreeController::NoteTreeController(
+    NoteTreeHost &host, NoteTreeWindow &window, NoteOutlineView &outline, QObject *parent)
     : QObject(parent)
     , m_host(host)
     , m_window(window)
@@ -74,11 +74,9 @@ void NoteTreeController::registerMyNotifications()
 {
     NotificationCenter &center = NotificationCenter::defaultCenter();
     center.addObserver(this, NotificationNames::JW3MemoTitleHasChanged, nullptr,
-                       [this](const Notification &note) {
-                           m_model->refreshMemo(qobject_cast<const JWMemo *>(note.object));
-                       });
-    center.addObserver(this, NotificationNames::JW3ReloadOutlineData, nullptr,
-                       [this](const Notification &) { reloadData(); });
+        [this](const Notification &note) { m_model->refreshMemo(qobject_cast<const JWMemo *>(note.object)); });
+    center.addObserver(
+        this, NotificationNames::JW3ReloadOutlineData, nullptr, [this](const Notification &) { reloadData(); });
     observeOutlineSelection(true);
 }
 
@@ -87,8 +85,8 @@ void NoteTreeController::observeOutlineSelection(bool observe)
     QObject::disconnect(m_outlineSelectionConnection);
     m_outlineSelectionConnection = {};
     if (observe && m_outline.selectionModel()) {
-        m_outlineSelectionConnection = connect(m_outline.selectionModel(), &QItemSelectionModel::selectionChanged,
-                                               this, &NoteTreeController::selectRowOfOutline);
+        m_outlineSelectionConnection = connect(m_outline.selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            &NoteTreeController::selectRowOfOutline);
     }
 }
 
@@ -103,8 +101,8 @@ void NoteTreeController::setRootMemo(const MemoPtr &root)
         // Nobody asked for a page yet: the first one that opens without a
         // password is shown, and a window on locked pages shows none.
         const auto children = root->children();
-        const auto first = std::find_if(children.begin(), children.end(),
-                                         [this](const MemoPtr &child) { return !pageHoldingBack(child); });
+        const auto first = std::find_if(
+            children.begin(), children.end(), [this](const MemoPtr &child) { return !pageHoldingBack(child); });
         if (first != children.end())
             setSelection(*first);
     }
@@ -235,8 +233,8 @@ void NoteTreeController::selectRowOfOutline()
 
 bool NoteTreeController::selectionContainsLockedMemo() const
 {
-    return std::any_of(m_selectedMemos.begin(), m_selectedMemos.end(),
-                       [](const MemoPtr &memo) { return memo->locked(); });
+    return std::any_of(
+        m_selectedMemos.begin(), m_selectedMemos.end(), [](const MemoPtr &memo) { return memo->locked(); });
 }
 
 void NoteTreeController::setTextEditCanEdit()
@@ -316,14 +314,13 @@ void NoteTreeController::add()
     m_window.setEditedIfIsiPhoneMemo(parent);
     const MemoPtr memo = JWMemo::memo();
     const qsizetype after = indexOfChild(*parent, selection().get()) + 1;
-    const qsizetype at = after > 0 && after < qsizetype(parent->children().size())
-                             ? after
-                             : qsizetype(parent->children().size());
+    const qsizetype at
+        = after > 0 && after < qsizetype(parent->children().size()) ? after : qsizetype(parent->children().size());
     parent->insertChild(at, memo);
     NotificationCenter::defaultCenter().post(NotificationNames::JW3ReloadOutlineData, this);
     showNewMemo(memo);
-    pushUndo(tr("New Page"), [this, memo] { removeMemo(memo); },
-             [this, memo, parent, at] { insertItem(memo, parent, at); });
+    pushUndo(
+        tr("New Page"), [this, memo] { removeMemo(memo); }, [this, memo, parent, at] { insertItem(memo, parent, at); });
     m_window.goToTitleView();
 }
 
@@ -338,8 +335,9 @@ void NoteTreeController::addChild()
     parent->changeIsLeaf();
     NotificationCenter::defaultCenter().post(NotificationNames::JW3ReloadOutlineData, this);
     showNewMemo(memo);
-    pushUndo(tr("New Child Page"), [this, memo] { removeMemo(memo); },
-             [this, memo, parent] { insertItem(memo, parent, 0); });
+    pushUndo(
+        tr("New Child Page"), [this, memo] { removeMemo(memo); },
+        [this, memo, parent] { insertItem(memo, parent, 0); });
     m_window.goToTitleView();
 }
 
@@ -358,7 +356,7 @@ void NoteTreeController::insertItem(const MemoPtr &memo, const MemoPtr &parent, 
 void NoteTreeController::alertLockedPage()
 {
     auto *alert = new QMessageBox(QMessageBox::Warning, tr("Page is locked"), tr("You may not remove locked page"),
-                                  QMessageBox::Ok, m_window.window());
+        QMessageBox::Ok, m_window.window());
     alert->setObjectName(QStringLiteral("pageIsLockedAlert"));
     alert->setWindowModality(Qt::WindowModal);
     alert->setAttribute(Qt::WA_DeleteOnClose);
@@ -376,7 +374,7 @@ void NoteTreeController::remove()
         return;
     }
     auto *question = new QMessageBox(QMessageBox::Question, tr("Delete Memo"), tr("Can not undo deleting."),
-                                     QMessageBox::Ok | QMessageBox::Cancel, m_window.window());
+        QMessageBox::Ok | QMessageBox::Cancel, m_window.window());
     question->setObjectName(QStringLiteral("deleteMemoAlert"));
     question->setDefaultButton(QMessageBox::Ok);
     question->setWindowModality(Qt::WindowModal);
@@ -445,8 +443,9 @@ void NoteTreeController::removeMemo(const MemoPtr &requested, bool selectOtherMe
     }
     m_window.setEditedIfIsiPhoneMemo(parent);
     const qsizetype index = indexOfChild(*parent, memo.get());
-    pushUndo(tr("Delete Page"), [this, memo, parent, index] { insertItem(memo, parent, index); },
-             [this, memo] { removeMemo(memo); });
+    pushUndo(
+        tr("Delete Page"), [this, memo, parent, index] { insertItem(memo, parent, index); },
+        [this, memo] { removeMemo(memo); });
 
     forgetInHistory(memo);
 
@@ -533,8 +532,9 @@ void NoteTreeController::moveOneLevel(bool out)
     if (now == parent)
         return;
     const qsizetype nowIndex = now ? indexOfChild(*now, memo.get()) : -1;
-    pushUndo(out ? tr("Move Left") : tr("Move Right"), [this, memo, parent, index] { moveMemo(memo, parent, index); },
-             [this, memo, now, nowIndex] { moveMemo(memo, now, nowIndex); });
+    pushUndo(
+        out ? tr("Move Left") : tr("Move Right"), [this, memo, parent, index] { moveMemo(memo, parent, index); },
+        [this, memo, now, nowIndex] { moveMemo(memo, now, nowIndex); });
 }
 
 void NoteTreeController::moveMemo(const MemoPtr &memo, const MemoPtr &target, qsizetype index)
@@ -632,8 +632,8 @@ void NoteTreeController::openNewWindowWithParent()
         const QRect visible = screen ? screen->availableGeometry() : QRect();
         // Each window steps further down and right while it stays on screen;
         // one that would leave it stays where it opened and the steps start over.
-        const bool fits = visible.isValid() && moved.y() + frame.height() <= visible.bottom() + 1 &&
-                          visible.right() + 1 > moved.x() + frame.width() / 2;
+        const bool fits = visible.isValid() && moved.y() + frame.height() <= visible.bottom() + 1
+            && visible.right() + 1 > moved.x() + frame.width() / 2;
         if (fits) {
             widget->move(moved);
             ++step;
@@ -710,8 +710,8 @@ bool NoteTreeController::mayShowMemo(const MemoPtr &memo, std::function<void(con
         return false;
     if (!pageHoldingBack(memo))
         return true;
-    const QString kept =
-        PasswordKeychain::passwordFromKeychain(QCoreApplication::applicationName(), PasswordKeychain::userName());
+    const QString kept
+        = PasswordKeychain::passwordFromKeychain(QCoreApplication::applicationName(), PasswordKeychain::userName());
     if (!kept.isEmpty() && passwordMatchesHash(kept, passwordFromDefault())) {
         unlockPathTo(memo);
         return true;

@@ -53,8 +53,7 @@ public:
     /** The hover over a row during a drag after which that row becomes the selection. */
     static constexpr int kDragHoverMilliseconds = 1500;
 
-    NoteTreeController(NoteTreeHost &host, NoteTreeWindow &window, NoteOutlineView &outline,
-                       QObject *parent = nullptr);
+    NoteTreeController(NoteTreeHost &host, NoteTreeWindow &window, NoteOutlineView &outline, QObject *parent = nullptr);
     ~NoteTreeController() override;
 
     [[nodiscard]] NoteTreeHost &host() const { return m_host; }
@@ -216,8 +215,8 @@ public:
      * exactly copy, else move; none when refused. Hovering over an item arms
      * the timer that selects it after kDragHoverMilliseconds.
      */
-    [[nodiscard]] Qt::DropAction validateDrop(const QMimeData &data, Qt::DropActions sourceActions,
-                                              const MemoPtr &item, int childIndex);
+    [[nodiscard]] Qt::DropAction validateDrop(
+        const QMimeData &data, Qt::DropActions sourceActions, const MemoPtr &item, int childIndex);
     /** Carries out a drop validateDrop() allowed; false when nothing came of it. */
     bool acceptDrop(const QMimeData &data, Qt::DropActions sourceActions, const MemoPtr &item, int childIndex);
     /** The page a drag hovers over, or null. */

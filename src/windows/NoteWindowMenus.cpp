@@ -79,8 +79,8 @@ void NoteWindowController::buildMenus()
 {
     QMenuBar *bar = m_window->menuBar();
     NoteTreeController *tree = m_treeController.get();
-    const auto add = [this](QMenu *menu, const char *name, const QString &text, const QKeySequence &keys,
-                            auto slot, MenuTag tag = MenuTag::None) {
+    const auto add = [this](QMenu *menu, const char *name, const QString &text, const QKeySequence &keys, auto slot,
+                         MenuTag tag = MenuTag::None) {
         QAction *item = menu->addAction(text);
         item->setObjectName(QLatin1StringView(name));
         item->setShortcut(keys);
@@ -98,9 +98,11 @@ void NoteWindowController::buildMenus()
     add(file, "newChildPageAction", tr("New Child Page"), QKeySequence(tr("Ctrl+Shift+N")),
         [tree] { tree->addChild(); });
     file->addSeparator();
-    add(file, "openInNewWindowAction", tr("Open in New Window"), QKeySequence(tr("Ctrl+Shift+O")),
+    add(
+        file, "openInNewWindowAction", tr("Open in New Window"), QKeySequence(tr("Ctrl+Shift+O")),
         [tree] { tree->openNewWindowWithParent(); }, MenuTag::SinglePage);
-    add(file, "openAsWindowRootAction", tr("Open Sub-pages in New Window"), {},
+    add(
+        file, "openAsWindowRootAction", tr("Open Sub-pages in New Window"), {},
         [tree] { tree->openNewWindowWithSelection(); }, MenuTag::OpenWithChildren);
     file->addSeparator();
     add(file, "saveAction", tr("Save"), QKeySequence::Save, [this] {
@@ -120,14 +122,19 @@ void NoteWindowController::buildMenus()
     add(edit, "deletePageAction", tr("Delete Page"), QKeySequence(tr("Ctrl+Shift+Backspace")),
         [tree] { tree->remove(); });
     edit->addSeparator();
-    add(edit, "editLinkAction", tr("Link..."), QKeySequence(tr("Ctrl+K")), [this] { editLink(); }, MenuTag::SinglePage);
-    add(edit, "removeLinkAction", tr("Remove Link"), {}, [this] { m_textView->removeLink(); }, MenuTag::SinglePage);
-    add(edit, "dateStampAction", tr("Insert Date and Time"), QKeySequence(tr("Ctrl+Shift+D")),
+    add(
+        edit, "editLinkAction", tr("Link..."), QKeySequence(tr("Ctrl+K")), [this] { editLink(); }, MenuTag::SinglePage);
+    add(
+        edit, "removeLinkAction", tr("Remove Link"), {}, [this] { m_textView->removeLink(); }, MenuTag::SinglePage);
+    add(
+        edit, "dateStampAction", tr("Insert Date and Time"), QKeySequence(tr("Ctrl+Shift+D")),
         [this] { m_textView->insertTimeStamp(); }, MenuTag::SinglePage);
 
     QMenu *page = bar->addMenu(tr("&Page"));
-    add(page, "backAction", tr("Back"), QKeySequence(tr("Alt+Left")), [tree] { tree->moveBack(); }, MenuTag::Back);
-    add(page, "forwardAction", tr("Forward"), QKeySequence(tr("Alt+Right")), [tree] { tree->moveNext(); },
+    add(
+        page, "backAction", tr("Back"), QKeySequence(tr("Alt+Left")), [tree] { tree->moveBack(); }, MenuTag::Back);
+    add(
+        page, "forwardAction", tr("Forward"), QKeySequence(tr("Alt+Right")), [tree] { tree->moveNext(); },
         MenuTag::Forward);
     page->addSeparator();
     add(page, "moveUpAction", tr("Move Page Up"), QKeySequence(tr("Alt+Shift+Up")), [tree] { tree->outlineMoveUp(); });
@@ -138,15 +145,19 @@ void NoteWindowController::buildMenus()
     add(page, "moveRightAction", tr("Move Page In"), QKeySequence(tr("Alt+Shift+Right")),
         [tree] { tree->outlineMoveRight(); });
     page->addSeparator();
-    add(page, "renamePageAction", tr("Rename Page"), QKeySequence(Qt::Key_F2), [this] { goToTitleView(); },
+    add(
+        page, "renamePageAction", tr("Rename Page"), QKeySequence(Qt::Key_F2), [this] { goToTitleView(); },
         MenuTag::SinglePage);
     page->addSeparator();
-    checkable(add(page, "lockAction", tr("Lock Page"), {}, [this] {
-        if (const MemoPtr memo = selectedMemo())
-            memo->setLocked(!memo->locked());
-    }, MenuTag::SinglePage));
-    checkable(add(page, "protectAction", tr("Protect with Password"), {}, [this] { toggleProtection(); },
-                  MenuTag::SinglePage));
+    checkable(add(
+        page, "lockAction", tr("Lock Page"), {},
+        [this] {
+            if (const MemoPtr memo = selectedMemo())
+                memo->setLocked(!memo->locked());
+        },
+        MenuTag::SinglePage));
+    checkable(add(
+        page, "protectAction", tr("Protect with Password"), {}, [this] { toggleProtection(); }, MenuTag::SinglePage));
     add(page, "setPasswordAction", tr("Set Page Password..."), {}, [this] { setPagePassword(); });
     add(page, "lockProtectedPagesAction", tr("Lock Protected Pages"), {},
         [this] { NoteTreeController::lockProtectedPages(m_host.memoTree()); });
@@ -159,7 +170,7 @@ void NoteWindowController::buildMenus()
     }
     titleColor->addSeparator();
     connect(titleColor->addAction(tr("Other...")), &QAction::triggered, this,
-            [tree] { tree->changeTitleColorByTag(NoteTreeController::kCustomTitleColorTag); });
+        [tree] { tree->changeTitleColorByTag(NoteTreeController::kCustomTitleColorTag); });
     page->addSeparator();
     checkable(add(page, "floatingAction", tr("Float Above Other Windows"), {}, [this] {
         JWWindowAttribute *attribute = m_rootMemo ? m_rootMemo->windowAttribute().get() : nullptr;
@@ -168,16 +179,22 @@ void NoteWindowController::buildMenus()
     }));
 
     QMenu *format = bar->addMenu(tr("F&ormat"));
-    add(format, "fontAction", tr("Font..."), QKeySequence(tr("Ctrl+T")), [this] { chooseFont(); }, MenuTag::SinglePage);
-    add(format, "boldAction", tr("Bold"), QKeySequence::Bold,
+    add(
+        format, "fontAction", tr("Font..."), QKeySequence(tr("Ctrl+T")), [this] { chooseFont(); }, MenuTag::SinglePage);
+    add(
+        format, "boldAction", tr("Bold"), QKeySequence::Bold,
         [this] { toggleCharacterStyle(*m_textView, QTextFormat::FontWeight); }, MenuTag::SinglePage);
-    add(format, "italicAction", tr("Italic"), QKeySequence::Italic,
+    add(
+        format, "italicAction", tr("Italic"), QKeySequence::Italic,
         [this] { toggleCharacterStyle(*m_textView, QTextFormat::FontItalic); }, MenuTag::SinglePage);
-    add(format, "underlineAction", tr("Underline"), QKeySequence::Underline,
+    add(
+        format, "underlineAction", tr("Underline"), QKeySequence::Underline,
         [this] { toggleCharacterStyle(*m_textView, QTextFormat::FontUnderline); }, MenuTag::SinglePage);
-    add(format, "textColorAction", tr("Text Colour..."), QKeySequence(tr("Ctrl+Shift+C")),
+    add(
+        format, "textColorAction", tr("Text Colour..."), QKeySequence(tr("Ctrl+Shift+C")),
         [this] { chooseTextColor(); }, MenuTag::SinglePage);
-    add(format, "highlightAction", tr("Highlight..."), QKeySequence(tr("Ctrl+Shift+H")),
+    add(
+        format, "highlightAction", tr("Highlight..."), QKeySequence(tr("Ctrl+Shift+H")),
         [this] { chooseTextBackgroundColor(); }, MenuTag::SinglePage);
     format->addSeparator();
     const auto pageSwitch = [this](const char *key) {
@@ -188,10 +205,10 @@ void NoteWindowController::buildMenus()
         };
     };
     checkable(add(format, "plainTextAction", tr("Plain Text"), {}, pageSwitch("isPlainTextMemo"), MenuTag::SinglePage));
-    checkable(add(format, "scaleImagesAction", tr("Fit Pictures to Width"), {}, pageSwitch("scaleImages"),
-                  MenuTag::SinglePage));
-    checkable(add(format, "lineNumbersAction", tr("Line Numbers"), {}, pageSwitch("showLineNumbers"),
-                  MenuTag::SinglePage));
+    checkable(add(
+        format, "scaleImagesAction", tr("Fit Pictures to Width"), {}, pageSwitch("scaleImages"), MenuTag::SinglePage));
+    checkable(
+        add(format, "lineNumbersAction", tr("Line Numbers"), {}, pageSwitch("showLineNumbers"), MenuTag::SinglePage));
     checkable(add(format, "rulerAction", tr("Format Bar"), {}, pageSwitch("showRuler"), MenuTag::SinglePage));
 
     QMenu *view = bar->addMenu(tr("&View"));
@@ -210,8 +227,8 @@ void NoteWindowController::buildMenus()
     // The format bar stands for the ruler: the styles at hand.
     m_formatBar = new QToolBar(tr("Format"), m_window.get());
     m_formatBar->setObjectName(QStringLiteral("formatBar"));
-    for (const char *name : {"boldAction", "italicAction", "underlineAction", "textColorAction", "highlightAction",
-                             "fontAction"})
+    for (const char *name :
+        {"boldAction", "italicAction", "underlineAction", "textColorAction", "highlightAction", "fontAction"})
         m_formatBar->addAction(action(QLatin1StringView(name)));
     m_window->addToolBar(Qt::TopToolBarArea, m_formatBar);
     m_formatBar->hide();
@@ -291,9 +308,8 @@ void NoteWindowController::validateActions()
             item->setEnabled(m_treeController->validateMenuItem(tag));
     }
     if (QAction *undoItem = action(QStringLiteral("undoAction")))
-        undoItem->setText(undoesPageEdit(false)
-                              ? tr("Undo %1").arg(m_treeController->undoStack().undoText())
-                              : tr("Undo"));
+        undoItem->setText(
+            undoesPageEdit(false) ? tr("Undo %1").arg(m_treeController->undoStack().undoText()) : tr("Undo"));
     applyViewSwitches();
 }
 

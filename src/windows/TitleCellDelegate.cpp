@@ -117,8 +117,7 @@ QImage fittedIcon(const QImage &icon, int rowHeight)
 
 TitleCellDelegate::TitleCellDelegate(QObject *parent)
     : QStyledItemDelegate(parent)
-{
-}
+{ }
 
 QFont TitleCellDelegate::titleFont(const QFont &base)
 {
@@ -169,10 +168,10 @@ void TitleCellDelegate::paint(QPainter *painter, const QStyleOptionViewItem &opt
         if (!readsOn(textColor, band)) {
             const QColor highlighted = opt.palette.color(group, QPalette::HighlightedText);
             const QColor plain = opt.palette.color(group, QPalette::Text);
-            textColor = std::abs(highlighted.lightnessF() - band.lightnessF()) >=
-                                std::abs(plain.lightnessF() - band.lightnessF())
-                            ? highlighted
-                            : plain;
+            textColor = std::abs(highlighted.lightnessF() - band.lightnessF())
+                    >= std::abs(plain.lightnessF() - band.lightnessF())
+                ? highlighted
+                : plain;
         }
     }
 
@@ -262,8 +261,8 @@ QSize TitleCellDelegate::sizeHint(const QStyleOptionViewItem &option, const QMod
     return {width, height};
 }
 
-QWidget *TitleCellDelegate::createEditor(QWidget *parent, const QStyleOptionViewItem &option,
-                                         const QModelIndex &index) const
+QWidget *TitleCellDelegate::createEditor(
+    QWidget *parent, const QStyleOptionViewItem &option, const QModelIndex &index) const
 {
     QWidget *editor = QStyledItemDelegate::createEditor(parent, option, index);
     if (editor)

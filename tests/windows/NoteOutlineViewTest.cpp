@@ -82,8 +82,7 @@ protected:
     static QSet<qint64> storedExpandedIDs()
     {
         QSet<qint64> ids;
-        for (const QVariant &value :
-             UserDefaults::standardUserDefaults().arrayForKey(kExpandedItemsKey))
+        for (const QVariant &value : UserDefaults::standardUserDefaults().arrayForKey(kExpandedItemsKey))
             ids.insert(value.toLongLong());
         return ids;
     }
@@ -142,8 +141,7 @@ TEST_F(NoteOutlineViewTest, expandedRowsAreKeptByPageIdAndOtherOutlinesEntriesSu
 {
     UserDefaults &defaults = UserDefaults::standardUserDefaults();
     const qint64 elsewhere = 987654321; // a page shown only by some other window
-    defaults.setValue(kExpandedItemsKey,
-                      QVariantList{elsewhere, b->memoID(), QStringLiteral("not an id")});
+    defaults.setValue(kExpandedItemsKey, QVariantList{elsewhere, b->memoID(), QStringLiteral("not an id")});
 
     main = open(root);
     EXPECT_TRUE(main.expanded(b)) << "restored as the rows first appear";

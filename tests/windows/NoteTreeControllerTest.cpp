@@ -46,8 +46,7 @@ protected:
             controller->setSelection(memo);
     }
 
-    template<typename T>
-    T *sheet() const
+    template<typename T> T *sheet() const
     {
         const QList<T *> found = window->findChildren<T *>();
         return found.isEmpty() ? nullptr : found.last();
@@ -320,9 +319,10 @@ TEST_F(NoteTreeControllerTest, aLockedPageIsShownReadOnlyAndTitleColoursComeFrom
     EXPECT_EQ(a->titleColor(), TitleColorPalette::titleColorForTag(5));
     EXPECT_EQ(c->titleColor(), TitleColorPalette::titleColorForTag(5));
     EXPECT_NE(b->titleColor(), TitleColorPalette::titleColorForTag(5));
-    EXPECT_EQ(controller->model().data(controller->model().indexForMemo(a.get()), NoteOutlineModel::LabelColorRole)
+    EXPECT_EQ(controller->model()
+                  .data(controller->model().indexForMemo(a.get()), NoteOutlineModel::LabelColorRole)
                   .value<QColor>(),
-              TitleColorPalette::titleColorForTag(5));
+        TitleColorPalette::titleColorForTag(5));
 }
 
 TEST_F(NoteTreeControllerTest, aProtectedPageHidesItsChildrenAndOpensOnlyWithThePassword)
@@ -447,8 +447,8 @@ TEST_F(NoteTreeControllerTest, theOutlineModelKeepsItsContractThroughEveryReload
         EXPECT_EQ(controller->model().memoCount(), 6); // B's children hidden, B1 gone
     }
     qInstallMessageHandler(g_nextHandler);
-    EXPECT_TRUE(g_modelFaults.isEmpty()) << g_modelFaults.size() << " faults, the first: "
-                                         << g_modelFaults.value(0).toStdString();
+    EXPECT_TRUE(g_modelFaults.isEmpty()) << g_modelFaults.size()
+                                         << " faults, the first: " << g_modelFaults.value(0).toStdString();
 }
 
 } // namespace
