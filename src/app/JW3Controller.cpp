@@ -4,6 +4,7 @@
 #include "model/JWMemo.h"
 #include "platform/base/NotificationCenter.h"
 #include "platform/base/NotificationNames.h"
+#include "platform/base/PreferenceKeys.h"
 #include "platform/richtext/PasteboardTypes.h"
 #include "platform/richtext/Rtfd.h"
 #include "platform/settings/UserDefaults.h"
@@ -29,11 +30,6 @@
 Q_LOGGING_CATEGORY(lcController, "jw.app", QtWarningMsg)
 
 namespace {
-
-const QString kQuitAppKey = QStringLiteral("QuitApp");
-const QString kIconAtBackGroundKey = QStringLiteral("IconAtBackGround");
-const QString kAbGroupNameKey = QStringLiteral("abGroupName");
-const QString kAutoCheckForUpdateKey = QStringLiteral("autoCheckForUpdate");
 
 // A file handed to the clipping service becomes one page's text; anything
 // larger than this is not a clipping but an import.
@@ -90,22 +86,17 @@ void JW3Controller::startUp()
     // Every step below has its place in this order: the windows reopened by
     // the load must exist before the timers and observers that look at them.
     m_store.loadNoteData();
-    syncABData2JW3();
     registerMyNotifications();
     m_store.setAutoSaveTimer();
     restartServer();
-    refreshTextColorMenu();
-    refreshTextBackgroundColorMenu();
     QTimer::singleShot(500, this, &JW3Controller::refreshFontMenu);
-    if (UserDefaults::standardUserDefaults().boolForKey(kAutoCheckForUpdateKey))
-        autoCheckForUpdate();
 }
 
 void JW3Controller::registerMyNotifications()
 {
     m_store.observeDefaults();
     UserDefaults::standardUserDefaults().observe(
-        kAbGroupNameKey, this, [this](const QVariant &, const QVariant &) { restartServer(); });
+        PreferenceKeys::abGroupName, this, [this](const QVariant &, const QVariant &) { restartServer(); });
     followApplicationState();
     followScreenLock();
 }
@@ -228,7 +219,7 @@ void JW3Controller::didCloseNoteWindow(NoteWindow *window)
     closing.release()->deleteLater();
     if (m_frontWindow == window)
         m_frontWindow = m_windows.empty() ? nullptr : m_windows.back().get();
-    if (m_windows.empty() && !m_closingAll && UserDefaults::standardUserDefaults().boolForKey(kQuitAppKey))
+    if (m_windows.empty() && !m_closingAll && UserDefaults::standardUserDefaults().boolForKey(PreferenceKeys::QuitApp))
         Q_EMIT terminateRequested();
 }
 
@@ -257,7 +248,7 @@ void JW3Controller::applicationDidBecomeActive()
 void JW3Controller::applicationDidResignActive()
 {
     m_store.applicationDidResignActive();
-    if (UserDefaults::standardUserDefaults().boolForKey(kIconAtBackGroundKey)) {
+    if (UserDefaults::standardUserDefaults().boolForKey(PreferenceKeys::IconAtBackGround)) {
         for (const auto &window : m_windows)
             window->makeIconWindowAtBackground();
     }
@@ -321,10 +312,11 @@ void JW3Controller::showMemoInWindow(const MemoPtr &memo)
         m_frontWindow->selectMemo(memo);
 }
 
-// --- Seams for later parts -------------------------------------------------------------
+// --- Sync server and menus ----------------------------------------------------------------
 
 void JW3Controller::restartServer()
 {
+    // The sync layer has no server to stop or start: only the count is kept.
     ++m_serverRestarts;
 }
 

@@ -71,7 +71,7 @@ public:
     void applicationDidBecomeActive();
     /** The application went to the background: a waiting autosave runs. */
     void applicationDidResignActive();
-    /** The application quits: everything is saved, then backed up. */
+    /** The application quits: everything is saved. */
     void applicationWillTerminate();
 
     // --- Clipping from other programs ------------------------------------------------
@@ -123,20 +123,17 @@ public:
     Result<MemoPtr> importFile(const QString &path, const MemoPtr &parent, qsizetype index) override;
     [[nodiscard]] QStringList importableFileTypes() const override;
 
-    // --- Parts that come later: each runs at its step and does nothing yet ----------
-    /** Brings contacts from the address book into the tree. */
-    void syncABData2JW3() { }
-    /** Stops the sync server and starts a new one. */
+    // --- Sync server and menus ----------------------------------------------------------
+    /**
+     * Stops the sync server and starts a new one, which devices find under
+     * the name in "abGroupName". Runs at start-up and whenever that name
+     * changes.
+     */
     void restartServer();
-    void refreshTextColorMenu() { }
-    void refreshTextBackgroundColorMenu() { }
-    /** Rebuilds the font menu and tells the windows ("JW3RefreshFontMenu"). */
-    void refreshFontMenu();
-    /** Looks for a newer version when "autoCheckForUpdate" is on. */
-    void autoCheckForUpdate() { }
-
     /** How often restartServer() has run, for tests of what restarts it. */
     [[nodiscard]] int serverRestarts() const { return m_serverRestarts; }
+    /** Tells the windows that the font list may have changed ("JW3RefreshFontMenu"). */
+    void refreshFontMenu();
 
 public Q_SLOTS:
     /**

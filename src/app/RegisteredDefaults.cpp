@@ -1,5 +1,6 @@
 #include "RegisteredDefaults.h"
 
+#include "platform/base/PreferenceKeys.h"
 #include "platform/typedstream/ArchivedValues.h"
 #include "platform/typedstream/TypedStreamWriter.h"
 #include "platform/settings/UserDefaults.h"
@@ -31,23 +32,22 @@ QString systemFontName()
 QVariantMap RegisteredDefaults::table()
 {
     return {
-        {QStringLiteral("HomeID"), qint64(0)},
-        {QStringLiteral("QuitApp"), true},
-        {QStringLiteral("DeleteCheck"), true},
-        {QStringLiteral("AutoSave"), true},
-        {QStringLiteral("AutoSavePeriod"), qint64(5)},
-        {QStringLiteral("AutoSaveAtBG"), true},
-        {QStringLiteral("UseTopLineAsTitle"), false},
-        {QStringLiteral("Animation"), true},
-        {QStringLiteral("IconAtBackGround"), false},
-        {QStringLiteral("autoCheckForUpdate"), true},
-        {QStringLiteral("DefaultFont"), systemFontName()},
-        {QStringLiteral("DefaultFontSize"), 14.0},
-        {QStringLiteral("BGColor"), archivedWhiteColor()},
-        {QStringLiteral("TitleSize"), qint64(12)},
-        {QStringLiteral("TabBarStyle"), QStringLiteral("Aqua")},
-        {QStringLiteral("autoBackupData"), true},
-        {QStringLiteral("TextMagnification"), 100.0},
+        {PreferenceKeys::HomeID, qint64(0)},
+        {PreferenceKeys::QuitApp, true},
+        {PreferenceKeys::DeleteCheck, true},
+        {PreferenceKeys::AutoSave, true},
+        {PreferenceKeys::AutoSavePeriod, qint64(5)},
+        {PreferenceKeys::AutoSaveAtBG, true},
+        {PreferenceKeys::UseTopLineAsTitle, false},
+        {PreferenceKeys::Animation, true},
+        {PreferenceKeys::IconAtBackGround, false},
+        {PreferenceKeys::DefaultFont, systemFontName()},
+        {PreferenceKeys::DefaultFontSize, 14.0},
+        {PreferenceKeys::BGColor, archivedWhiteColor()},
+        {PreferenceKeys::TitleSize, qint64(12)},
+        {PreferenceKeys::TabBarStyle, QStringLiteral("Aqua")},
+        {PreferenceKeys::autoBackupData, true},
+        {PreferenceKeys::TextMagnification, 100.0},
     };
 }
 

@@ -14,6 +14,7 @@
 #include "platform/settings/FolderPaths.h"
 #include "platform/base/NotificationCenter.h"
 #include "platform/base/NotificationNames.h"
+#include "platform/base/PreferenceKeys.h"
 #include "platform/typedstream/TypedStreamDecoder.h"
 #include "platform/typedstream/TypedStreamWriter.h"
 #include "platform/settings/UserDefaults.h"
@@ -30,16 +31,6 @@
 #include <unordered_set>
 
 namespace {
-
-const QString kApplicationVersionKey = QStringLiteral("ApplicationVersion");
-const QString kRootMemoKey = QStringLiteral("rootMemo");
-const QString kWindowIDsKey = QStringLiteral("windowIDs");
-const QString kOpeningWindowHasProblemKey = QStringLiteral("OpeningWindowHasProblem");
-const QString kAutoSaveKey = QStringLiteral("AutoSave");
-const QString kAutoSavePeriodKey = QStringLiteral("AutoSavePeriod");
-const QString kAutoSaveAtBGKey = QStringLiteral("AutoSaveAtBG");
-const QString kDataFolderPathKey = QStringLiteral("dataFolderPath");
-const QString kQuitAppKey = QStringLiteral("QuitApp");
 
 // The version the data store and settings are written for; older ones get
 // their tree from the preferences and are saved once in this form.
@@ -170,17 +161,17 @@ void DataStore::loadNoteData()
         SettingsFile::copyPreferencesTo(*settings, defaults);
     }
 
-    if (!defaults.objectForKey(kApplicationVersionKey).isValid() && m_host)
+    if (!defaults.objectForKey(PreferenceKeys::ApplicationVersion).isValid() && m_host)
         m_host->importOldUserDefaults();
 
     MemoPtr root = readDataStore();
     if (root) {
         setRootMemo(root);
-        defaults.removeObjectForKey(kRootMemoKey);
+        defaults.removeObjectForKey(PreferenceKeys::rootMemo);
     } else if ((root = readTreeFromOlderPreferences())) {
         setRootMemo(root);
         (void)save();
-        defaults.removeObjectForKey(kRootMemoKey);
+        defaults.removeObjectForKey(PreferenceKeys::rootMemo);
         (void)defaults.synchronize();
     } else {
         root = JWMemo::memo();
@@ -191,8 +182,8 @@ void DataStore::loadNoteData()
 
     m_tree.resetMemoID();
 
-    if (defaults.floatForKey(kApplicationVersionKey) < kApplicationVersion) {
-        defaults.removeObjectForKey(kRootMemoKey);
+    if (defaults.floatForKey(PreferenceKeys::ApplicationVersion) < kApplicationVersion) {
+        defaults.removeObjectForKey(PreferenceKeys::rootMemo);
         (void)save();
     }
 
@@ -200,14 +191,14 @@ void DataStore::loadNoteData()
     if (settings) {
         windowIDs = SettingsFile::windowIDs(*settings);
     } else {
-        for (const QVariant &id : defaults.arrayForKey(kWindowIDsKey))
+        for (const QVariant &id : defaults.arrayForKey(PreferenceKeys::windowIDs))
             windowIDs.append(id.toLongLong());
     }
-    if (defaults.boolForKey(kOpeningWindowHasProblemKey)) {
+    if (defaults.boolForKey(PreferenceKeys::OpeningWindowHasProblem)) {
         // A window failed to open last time: start without reopening, once.
         windowIDs.clear();
-        defaults.removeObjectForKey(kWindowIDsKey);
-        defaults.removeObjectForKey(kOpeningWindowHasProblemKey);
+        defaults.removeObjectForKey(PreferenceKeys::windowIDs);
+        defaults.removeObjectForKey(PreferenceKeys::OpeningWindowHasProblem);
         (void)defaults.synchronize();
     }
     reopenWindows(windowIDs);
@@ -243,7 +234,7 @@ MemoPtr DataStore::readDataStore()
 MemoPtr DataStore::readTreeFromOlderPreferences()
 {
     // Earlier versions kept the whole tree in the preferences.
-    const QVariant stored = UserDefaults::standardUserDefaults().objectForKey(kRootMemoKey);
+    const QVariant stored = UserDefaults::standardUserDefaults().objectForKey(PreferenceKeys::rootMemo);
     if (stored.typeId() != QMetaType::QByteArray)
         return nullptr;
     auto tree = unarchiveTree(stored.toByteArray());
@@ -283,7 +274,7 @@ Status DataStore::save()
     postToWindowsAndPages();
 
     UserDefaults &defaults = UserDefaults::standardUserDefaults();
-    defaults.setValue(kApplicationVersionKey, kApplicationVersion);
+    defaults.setValue(PreferenceKeys::ApplicationVersion, kApplicationVersion);
     (void)defaults.synchronize();
 
     Status result;
@@ -302,8 +293,8 @@ Status DataStore::save()
     if (result && !settings)
         result = settings;
 
-    if (m_host && m_host->takeDeviceEdits())
-        m_host->updateAddressBook();
+    if (m_host)
+        (void)m_host->takeDeviceEdits();
 
     if (!result)
         qCWarning(lcModel).noquote() << QStringLiteral("Saving failed: %1").arg(result.errorMessage());
@@ -316,10 +307,10 @@ void DataStore::setAutoSaveTimer()
 {
     m_autoSaveTimer.stop();
     const UserDefaults &defaults = UserDefaults::standardUserDefaults();
-    if (!defaults.boolForKey(kAutoSaveKey))
+    if (!defaults.boolForKey(PreferenceKeys::AutoSave))
         return;
     // Minutes; a period below one minute would save all the time.
-    const qint64 minutes = std::clamp<qint64>(defaults.integerForKey(kAutoSavePeriodKey), 1, 24 * 60);
+    const qint64 minutes = std::clamp<qint64>(defaults.integerForKey(PreferenceKeys::AutoSavePeriod), 1, 24 * 60);
     m_autoSaveTimer.start(std::chrono::minutes(minutes));
 }
 
@@ -327,7 +318,8 @@ void DataStore::saveWithTimer()
 {
     if (!m_host || !m_host->isAnyWindowEdited())
         return;
-    if (m_host->isApplicationActive() && UserDefaults::standardUserDefaults().boolForKey(kAutoSaveAtBGKey)) {
+    if (m_host->isApplicationActive()
+        && UserDefaults::standardUserDefaults().boolForKey(PreferenceKeys::AutoSaveAtBG)) {
         m_saveWhenDeactivate = true;
         return;
     }
@@ -357,9 +349,9 @@ void DataStore::observeDefaults()
     const auto restartTimer = [this](const QVariant &, const QVariant &) {
         setAutoSaveTimer();
     };
-    defaults.observe(kAutoSaveKey, this, restartTimer);
-    defaults.observe(kAutoSavePeriodKey, this, restartTimer);
-    defaults.observe(kDataFolderPathKey, this, [this](const QVariant &oldValue, const QVariant &newValue) {
+    defaults.observe(PreferenceKeys::AutoSave, this, restartTimer);
+    defaults.observe(PreferenceKeys::AutoSavePeriod, this, restartTimer);
+    defaults.observe(PreferenceKeys::dataFolderPath, this, [this](const QVariant &oldValue, const QVariant &newValue) {
         if (!m_switchingFolder)
             dataFolderPathChanged(oldValue.toString(), newValue.toString());
     });
@@ -420,11 +412,11 @@ void DataStore::dataFolderPathChanged(const QString &oldPath, const QString &new
     // The data in memory belong to the old folder: unless that was done
     // already, they are written there first.
     m_switchingFolder = true;
-    defaults.setValue(kDataFolderPathKey, oldPath);
+    defaults.setValue(PreferenceKeys::dataFolderPath, oldPath);
     const QString oldFolder = dataFolderPath();
     if (!m_notToSave && m_tree.root())
         (void)save();
-    defaults.setValue(kDataFolderPathKey, newPath);
+    defaults.setValue(PreferenceKeys::dataFolderPath, newPath);
     const QString newFolder = newPath.isEmpty() ? dataFolderPath() : newPath;
     m_switchingFolder = false;
     m_notToSave = false;
@@ -435,7 +427,7 @@ void DataStore::dataFolderPathChanged(const QString &oldPath, const QString &new
         Status claimed = m_host ? m_host->claimDataFolder(newFolder) : Status();
         if (!claimed) {
             m_switchingFolder = true;
-            defaults.setValue(kDataFolderPathKey, oldPath);
+            defaults.setValue(PreferenceKeys::dataFolderPath, oldPath);
             m_switchingFolder = false;
             report(claimed.errorMessage());
         }
@@ -465,13 +457,13 @@ void DataStore::dataFolderPathChanged(const QString &oldPath, const QString &new
         return;
 
     // A folder with data of its own: show those instead.
-    const QVariant quitApp = defaults.objectForKey(kQuitAppKey);
-    defaults.setValue(kQuitAppKey, false);
+    const QVariant quitApp = defaults.objectForKey(PreferenceKeys::QuitApp);
+    defaults.setValue(PreferenceKeys::QuitApp, false);
     if (m_host)
         m_host->closeAllWindows();
     loadNoteData();
     if (quitApp.isValid())
-        defaults.setValue(kQuitAppKey, quitApp);
+        defaults.setValue(PreferenceKeys::QuitApp, quitApp);
     else
-        defaults.removeObjectForKey(kQuitAppKey);
+        defaults.removeObjectForKey(PreferenceKeys::QuitApp);
 }

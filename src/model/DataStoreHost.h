@@ -7,11 +7,13 @@
 
 /**
  * What the data store needs from the rest of the application: the note
- * windows, whether the application is in front, and the steps that belong
- * to other parts (older preferences, the address book, backups). The
- * application controller implements it; tests use a stand-in.
+ * windows, whether the application is in front, and the steps around loading
+ * and quitting (older preferences, backups). The data store sits below the
+ * windows and must not know them, so the application controller implements
+ * this; tests use a stand-in.
  *
- * Steps whose part is not built by a host do nothing by default.
+ * A step with a default is one a host may leave out; each says what the
+ * default does.
  */
 class DataStoreHost
 {
@@ -34,23 +36,36 @@ public:
     virtual void closeAllWindows() = 0;
 
     /**
-     * Clears every window's "edited on the device" mark and answers whether
-     * one was set, so that saving can bring the address book up to date.
+     * Clears every window's "edited on the device" mark once the pages are
+     * saved, answering whether one was set. By default there is no window,
+     * so no mark: false.
      */
     virtual bool takeDeviceEdits() { return false; }
-    /** Brings over preferences stored under older names, once. */
+    /**
+     * Brings over the previous versions' preferences and tree, once: loading
+     * asks for it while the preferences hold no "ApplicationVersion". By
+     * default nothing is brought over, and loading goes on with the
+     * preferences as they are.
+     */
     virtual void importOldUserDefaults() { }
-    /** Writes the tree's contacts into the address book. */
-    virtual void updateAddressBook() { }
-    /** Makes the backups the user asked for, at quit. */
+    /**
+     * Makes the backups the user asked for ("autoBackupData") at quit, after
+     * the save. By default none is made: quitting only saves.
+     */
     virtual void backupData() { }
-    /** Shows @p path in the desktop's file manager. */
+    /** Shows @p path in the desktop's file manager; by default asks the desktop to open it. */
     virtual void revealInFileManager(const QString &path);
     /**
      * Makes @p folder this process's data folder, so that no other process
-     * writes it; fails, naming that process, when another one uses it.
+     * writes it; fails, naming that process, when another one uses it. By
+     * default it succeeds without a lock, for a host that is alone with its
+     * folder (a test's).
      */
     virtual Status claimDataFolder(const QString &folder);
-    /** Tells the user about a problem found while loading; logs by default. */
+    /**
+     * Tells the user about a problem found while loading or moving the data
+     * folder. By default it is only logged, for a host with no window to
+     * show it in.
+     */
     virtual void reportProblem(const QString &message);
 };

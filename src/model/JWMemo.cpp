@@ -10,6 +10,7 @@
 #include "platform/base/Localization.h"
 #include "platform/base/NotificationCenter.h"
 #include "platform/base/NotificationNames.h"
+#include "platform/base/PreferenceKeys.h"
 #include "platform/richtext/TextConverter.h"
 #include "platform/settings/UserDefaults.h"
 #include "util/CalendarFormat.h"
@@ -146,10 +147,10 @@ JWMemo::JWMemo()
     } while (!PageFile::setAsideStale(m_memoID));
     m_title = localizedString(QStringLiteral("Untitled"));
     const UserDefaults &defaults = UserDefaults::standardUserDefaults();
-    if (defaults.boolForKey(QStringLiteral("UseTopLineAsTitle")))
+    if (defaults.boolForKey(PreferenceKeys::UseTopLineAsTitle))
         m_plainText = m_title;
     m_createdAt = m_modifiedAt = QDateTime::currentDateTime();
-    m_isPlainTextMemo = defaults.boolForKey(QStringLiteral("createNewMemoAsPlainText"));
+    m_isPlainTextMemo = defaults.boolForKey(PreferenceKeys::createNewMemoAsPlainText);
     m_hasTags = true;
     m_isEdited = true;
     changeIsLeaf();
@@ -809,7 +810,7 @@ bool JWMemo::save()
         readPageFile();
         if (!m_isPlainTextMemo) {
             UserDefaults &defaults = UserDefaults::standardUserDefaults();
-            const QString key = QStringLiteral("createNewMemoAsPlainText");
+            const QString key = PreferenceKeys::createNewMemoAsPlainText;
             if (!defaults.objectForKey(key).isValid())
                 defaults.registerDefaults({{key, false}});
             m_isPlainTextMemo = defaults.boolForKey(key);
@@ -881,7 +882,7 @@ void JWMemo::convertNoteTextToSetTitleFromFirstLine()
 void JWMemo::setMemoTitleIfNeeded(const QString &title)
 {
     TextConverter converter;
-    if (UserDefaults::standardUserDefaults().boolForKey(QStringLiteral("UseTopLineAsTitle")) && loadTextInto(converter)
+    if (UserDefaults::standardUserDefaults().boolForKey(PreferenceKeys::UseTopLineAsTitle) && loadTextInto(converter)
         && converter.topLine() != title) {
         converter.insertTitleToTop(title);
         storeTextAndSave(converter);

@@ -3,6 +3,7 @@
 #include "JWMemo.h"
 #include "ModelLog.h"
 
+#include "platform/base/PreferenceKeys.h"
 #include "platform/richtext/TextConverter.h"
 #include "platform/settings/UserDefaults.h"
 #include "util/StringUtility.h"
@@ -17,7 +18,7 @@ std::function<void(const MemoPtr &)> &downloadStarter()
 
 bool useTopLineAsTitle()
 {
-    return UserDefaults::standardUserDefaults().boolForKey(QStringLiteral("UseTopLineAsTitle"));
+    return UserDefaults::standardUserDefaults().boolForKey(PreferenceKeys::UseTopLineAsTitle);
 }
 
 // One line that starts like a web address; what a user pastes to clip a page.

@@ -2,13 +2,8 @@
 
 #include "ModelLog.h"
 
+#include "platform/base/PreferenceKeys.h"
 #include "platform/settings/UserDefaults.h"
-
-namespace {
-
-const QString kMemoIDKey = QStringLiteral("memoID");
-
-} // namespace
 
 MemoIDAllocator &MemoIDAllocator::shared()
 {
@@ -18,7 +13,7 @@ MemoIDAllocator &MemoIDAllocator::shared()
 
 qint64 MemoIDAllocator::storedCounter()
 {
-    return UserDefaults::standardUserDefaults().integerForKey(kMemoIDKey);
+    return UserDefaults::standardUserDefaults().integerForKey(PreferenceKeys::memoID);
 }
 
 qint64 MemoIDAllocator::next()
@@ -50,7 +45,7 @@ void MemoIDAllocator::store(qint64 counter)
 {
     m_reserved = counter;
     UserDefaults &defaults = UserDefaults::standardUserDefaults();
-    defaults.setValue(kMemoIDKey, counter);
+    defaults.setValue(PreferenceKeys::memoID, counter);
     // Saved at once, so that a crash never hands the same ID out again.
     if (Status s = defaults.synchronize(); !s)
         qCWarning(lcModel, "Could not save the page ID counter: %s", qPrintable(s.errorMessage()));

@@ -3,6 +3,7 @@
 #include "JWMemo.h"
 #include "MemoTextView.h"
 #include "ModelLog.h"
+#include "platform/base/PreferenceKeys.h"
 #include "platform/settings/UserDefaults.h"
 
 #include <QTextDocument>
@@ -135,7 +136,7 @@ void JWMemo::setDataToTextView(MemoTextView *view)
         document->setModified(false);
         document->clearUndoRedoStacks();
     }
-    if (UserDefaults::standardUserDefaults().boolForKey(QStringLiteral("UseTopLineAsTitle")))
+    if (UserDefaults::standardUserDefaults().boolForKey(PreferenceKeys::UseTopLineAsTitle))
         setTitle(view->topLine());
 
     if (sharedFocus) {

@@ -4,6 +4,7 @@
 
 #include "platform/base/AtomicFileWriter.h"
 #include "platform/base/FileContents.h"
+#include "platform/base/PreferenceKeys.h"
 #include "platform/typedstream/TypedStreamDecoder.h"
 #include "platform/typedstream/TypedStreamWriter.h"
 #include "platform/settings/UserDefaults.h"
@@ -11,35 +12,30 @@
 #include <QFileInfo>
 
 namespace SettingsFile {
-namespace {
-
-const QString kWindowIDsKey = QStringLiteral("windowIDs");
-
-} // namespace
 
 const QStringList &preferenceKeys()
 {
     static const QStringList keys = {
-        QStringLiteral("abGroupName"),
-        QStringLiteral("Animation"),
-        QStringLiteral("ApplicationVersion"),
-        QStringLiteral("AutoSave"),
-        QStringLiteral("AutoSaveAtBG"),
-        QStringLiteral("AutoSavePeriod"),
-        QStringLiteral("BGColor"),
-        QStringLiteral("createNewMemoAsPlainText"),
-        QStringLiteral("DefaultFont"),
-        QStringLiteral("DefaultFontSize"),
-        QStringLiteral("DeleteCheck"),
-        QStringLiteral("HomeID"),
-        QStringLiteral("iPodPath"),
-        QStringLiteral("LastSynchronizedDate"),
-        QStringLiteral("NoteWindowStyleTag"),
-        QStringLiteral("Password"),
-        QStringLiteral("QuitApp"),
-        QStringLiteral("se-XCMD"),
-        QStringLiteral("TabBarStyle"),
-        QStringLiteral("TitleSize"),
+        PreferenceKeys::abGroupName,
+        PreferenceKeys::Animation,
+        PreferenceKeys::ApplicationVersion,
+        PreferenceKeys::AutoSave,
+        PreferenceKeys::AutoSaveAtBG,
+        PreferenceKeys::AutoSavePeriod,
+        PreferenceKeys::BGColor,
+        PreferenceKeys::createNewMemoAsPlainText,
+        PreferenceKeys::DefaultFont,
+        PreferenceKeys::DefaultFontSize,
+        PreferenceKeys::DeleteCheck,
+        PreferenceKeys::HomeID,
+        PreferenceKeys::iPodPath,
+        PreferenceKeys::LastSynchronizedDate,
+        PreferenceKeys::NoteWindowStyleTag,
+        PreferenceKeys::Password,
+        PreferenceKeys::QuitApp,
+        PreferenceKeys::pagePassword,
+        PreferenceKeys::TabBarStyle,
+        PreferenceKeys::TitleSize,
     };
     return keys;
 }
@@ -50,7 +46,7 @@ QVariantMap dictionaryFromDefaults(const UserDefaults &defaults, const QList<qin
     ids.reserve(windowIDs.size());
     for (qint64 id : windowIDs)
         ids.append(id);
-    QVariantMap dictionary{{kWindowIDsKey, ids}};
+    QVariantMap dictionary{{PreferenceKeys::windowIDs, ids}};
     for (const QString &key : preferenceKeys()) {
         const QVariant value = defaults.objectForKey(key);
         if (value.isValid())
@@ -73,7 +69,7 @@ void copyPreferencesTo(const QVariantMap &dictionary, UserDefaults &defaults)
 QList<qint64> windowIDs(const QVariantMap &dictionary)
 {
     QList<qint64> ids;
-    for (const QVariant &value : dictionary.value(kWindowIDsKey).toList()) {
+    for (const QVariant &value : dictionary.value(PreferenceKeys::windowIDs).toList()) {
         bool ok = false;
         const qint64 id = value.toLongLong(&ok);
         if (ok && value.typeId() != QMetaType::QString)

@@ -1,5 +1,6 @@
 #include "PagePassword.h"
 
+#include "platform/base/PreferenceKeys.h"
 #include "platform/settings/UserDefaults.h"
 
 #include <QByteArray>
@@ -12,8 +13,6 @@
 #include <optional>
 
 namespace {
-
-const QString kPasswordKey = QStringLiteral("se-XCMD");
 
 // The salt every installation hashes new passwords with; it must never
 // change, or stored hashes would stop matching the passwords they were made
@@ -85,12 +84,12 @@ bool passwordMatchesHash(const QString &password, const QString &hash)
 
 QString passwordFromDefault()
 {
-    return UserDefaults::standardUserDefaults().stringForKey(kPasswordKey);
+    return UserDefaults::standardUserDefaults().stringForKey(PreferenceKeys::pagePassword);
 }
 
 void savePasswordToDefault(const QString &password)
 {
     UserDefaults &defaults = UserDefaults::standardUserDefaults();
-    defaults.setValue(kPasswordKey, PPCrypt(password));
+    defaults.setValue(PreferenceKeys::pagePassword, PPCrypt(password));
     (void)defaults.synchronize();
 }

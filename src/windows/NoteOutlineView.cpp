@@ -5,6 +5,7 @@
 #include "TitleCellDelegate.h"
 
 #include "model/JWMemo.h"
+#include "platform/base/PreferenceKeys.h"
 #include "platform/settings/UserDefaults.h"
 
 #include <QDrag>
@@ -30,8 +31,6 @@ namespace {
 // Expansion changes come in bursts (expanding everything, a restore); one
 // write of the preference after the burst is enough.
 constexpr int kExpansionSaveDelayMilliseconds = 1000;
-
-const QString kTitleSizeKey = QStringLiteral("TitleSize");
 
 // Calls @p visit with every row of @p model, parents before their children,
 // in the order the rows are drawn. One pass, no recursion: outlines hold
@@ -140,10 +139,11 @@ NoteOutlineView::NoteOutlineView(QWidget *parent)
     connect(this, &QTreeView::collapsed, this, &NoteOutlineView::scheduleExpansionSave);
 
     // Rows follow the title size: it sets their height.
-    UserDefaults::standardUserDefaults().observe(kTitleSizeKey, this, [this](const QVariant &, const QVariant &) {
+    const auto followTitleSize = [this](const QVariant &, const QVariant &) {
         scheduleDelayedItemsLayout();
         viewport()->update();
-    });
+    };
+    UserDefaults::standardUserDefaults().observe(PreferenceKeys::TitleSize, this, followTitleSize);
 }
 
 NoteOutlineView::~NoteOutlineView()
@@ -366,11 +366,6 @@ int NoteOutlineView::selectMemoRows(const QList<MemoPtr> &memos)
 
 // --- Keeping the expanded rows ----------------------------------------------------------
 
-QString NoteOutlineView::expandedItemsKey()
-{
-    return QStringLiteral("NSOutlineView Items NoteOutline");
-}
-
 void NoteOutlineView::restoreOnFirstRows()
 {
     const NoteOutlineModel *outline = outlineModel();
@@ -385,7 +380,8 @@ void NoteOutlineView::restoreExpandedItems()
     const NoteOutlineModel *outline = outlineModel();
     if (!outline)
         return;
-    const QSet<qint64> ids = storedIDs(UserDefaults::standardUserDefaults().arrayForKey(expandedItemsKey()));
+    const QVariantList stored = UserDefaults::standardUserDefaults().arrayForKey(PreferenceKeys::ExpandedOutlineItems);
+    const QSet<qint64> ids = storedIDs(stored);
     if (ids.isEmpty())
         return;
     // One walk over the rows rather than a search of the tree per ID; and
@@ -421,7 +417,7 @@ void NoteOutlineView::saveExpandedItems()
 
     // Other windows share the list: only the pages this outline shows are its to change.
     UserDefaults &defaults = UserDefaults::standardUserDefaults();
-    const QVariantList stored = defaults.arrayForKey(expandedItemsKey());
+    const QVariantList stored = defaults.arrayForKey(PreferenceKeys::ExpandedOutlineItems);
     QVariantList kept;
     QSet<qint64> listed;
     for (const QVariant &value : stored) {
@@ -437,7 +433,7 @@ void NoteOutlineView::saveExpandedItems()
             kept.append(id);
     }
     if (kept != stored)
-        defaults.setValue(expandedItemsKey(), kept);
+        defaults.setValue(PreferenceKeys::ExpandedOutlineItems, kept);
 }
 
 void NoteOutlineView::scheduleExpansionSave()

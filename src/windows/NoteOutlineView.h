@@ -25,7 +25,7 @@ using MemoPtr = std::shared_ptr<JWMemo>;
  * controller's decision; the view only says where it would land.
  *
  * Which rows are expanded is kept across launches, by page ID, in the
- * preferences (expandedItemsKey()).
+ * preferences (PreferenceKeys::ExpandedOutlineItems).
  */
 class NoteOutlineView final : public QTreeView
 {
@@ -66,8 +66,6 @@ public:
      */
     int selectMemoRows(const QList<MemoPtr> &memos);
 
-    /** The preference that lists the IDs of expanded pages. */
-    [[nodiscard]] static QString expandedItemsKey();
     /** Expands the rows whose page IDs the preference lists. */
     void restoreExpandedItems();
     /** Writes the IDs of the expanded pages into the preference, keeping those of pages this outline does not show. */

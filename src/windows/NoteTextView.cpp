@@ -7,6 +7,7 @@
 #include "model/JWMemo.h"
 #include "platform/typedstream/ArchivedValues.h"
 #include "platform/base/Localization.h"
+#include "platform/base/PreferenceKeys.h"
 #include "platform/richtext/PointSizes.h"
 #include "platform/typedstream/TypedStreamDecoder.h"
 #include "platform/settings/UserDefaults.h"
@@ -34,10 +35,6 @@ namespace {
 
 // Room between the text and the view's edges, so that text never touches them.
 constexpr qreal kTextMargin = 10;
-
-const QString kBGColorKey = QStringLiteral("BGColor");
-const QString kDefaultFontKey = QStringLiteral("DefaultFont");
-const QString kDefaultFontSizeKey = QStringLiteral("DefaultFontSize");
 
 // Counting a text this long takes a few milliseconds; below it the counts
 // follow every keystroke, above it they wait for a pause.
@@ -84,7 +81,7 @@ NoteTextView::NoteTextView(QWidget *parent)
     connect(this, &QTextEdit::textChanged, this, &NoteTextView::scheduleSummary);
 
     UserDefaults::standardUserDefaults().observe(
-        kBGColorKey, this, [this](const QVariant &, const QVariant &) { changeBGColor(); });
+        PreferenceKeys::BGColor, this, [this](const QVariant &, const QVariant &) { changeBGColor(); });
     changeBGColor();
 }
 
@@ -185,7 +182,7 @@ void NoteTextView::setSelectedRange(const TextRange &range)
 void NoteTextView::changeBGColor()
 {
     QColor color = Qt::white;
-    const QByteArray archived = UserDefaults::standardUserDefaults().dataForKey(kBGColorKey);
+    const QByteArray archived = UserDefaults::standardUserDefaults().dataForKey(PreferenceKeys::BGColor);
     if (const auto decoded = TypedStreamDecoder::unarchiveObjectWithData(archived);
         decoded.ok() && decoded.value().canConvert<ArchivedColor>()) {
         const QColor stored = decoded.value().value<ArchivedColor>().toColor();
@@ -389,8 +386,8 @@ void NoteTextView::changeTitle(const QString &title)
 std::optional<QFont> NoteTextView::defaultFont()
 {
     const UserDefaults &defaults = UserDefaults::standardUserDefaults();
-    const QString family = defaults.stringForKey(kDefaultFontKey);
-    const double size = defaults.floatForKey(kDefaultFontSizeKey);
+    const QString family = defaults.stringForKey(PreferenceKeys::DefaultFont);
+    const double size = defaults.floatForKey(PreferenceKeys::DefaultFontSize);
     if (family.isEmpty() || size <= 0)
         return std::nullopt;
     QFont font(family);

@@ -13,6 +13,7 @@
 #include "model/MemoTree.h"
 #include "platform/base/NotificationCenter.h"
 #include "platform/base/NotificationNames.h"
+#include "platform/base/PreferenceKeys.h"
 #include "platform/settings/UserDefaults.h"
 #include "util/PagePassword.h"
 #include "util/PasswordKeychain.h"
@@ -368,7 +369,7 @@ void NoteTreeController::remove()
         alertLockedPage();
         return;
     }
-    if (!UserDefaults::standardUserDefaults().boolForKey(QStringLiteral("DeleteCheck"))) {
+    if (!UserDefaults::standardUserDefaults().boolForKey(PreferenceKeys::DeleteCheck)) {
         removeSelection();
         return;
     }
@@ -587,7 +588,7 @@ void NoteTreeController::setTitleColorOfSelection(const QColor &color)
 void NoteTreeController::changeTitleColorByTag(int tag)
 {
     if (tag != kCustomTitleColorTag) {
-        const QColor color = TitleColorPalette::colorForTag(tag);
+        const QColor color = TitleColorPalette::titleColorForTag(tag);
         if (color.isValid())
             setTitleColorOfSelection(color);
         return;

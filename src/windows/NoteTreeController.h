@@ -1,5 +1,7 @@
 #pragma once
 
+#include "MenuTags.h"
+
 #include <QList>
 #include <QObject>
 #include <QPointer>
@@ -195,7 +197,8 @@ public:
 
     // --- Validation (NoteTreeValidation.cpp) ------------------------------------------------
 
-    [[nodiscard]] bool validateMenuItem(int tag) const;
+    /** Whether the menu item tagged @p tag can run now; an item the outline does not govern always can. */
+    [[nodiscard]] bool validateMenuItem(MenuTag tag) const;
     [[nodiscard]] bool validateToolbarItem(const QString &identifier) const;
 
     // --- Outline data and dragging (NoteTreeDragging.cpp) -------------------------------------

@@ -1,28 +1,18 @@
 // Which of the outline's menu and toolbar commands can run now.
 
+#include "MenuTags.h"
 #include "NoteOutlineView.h"
 #include "NoteTreeController.h"
 
-namespace {
-
-// Menu tags of the commands that depend on the outline's state.
-constexpr int kMoveBackTag = 101;
-constexpr int kMoveNextTag = 102;
-constexpr int kOpenWithChildrenTag = 207;
-constexpr int kFirstSinglePageTag = 301;
-constexpr int kLastSinglePageTag = 304;
-
-} // namespace
-
-bool NoteTreeController::validateMenuItem(int tag) const
+bool NoteTreeController::validateMenuItem(MenuTag tag) const
 {
-    if (tag == kMoveBackTag)
+    if (tag == MenuTag::Back)
         return canMoveBack();
-    if (tag == kMoveNextTag)
+    if (tag == MenuTag::Forward)
         return canMoveNext();
-    if (tag == kOpenWithChildrenTag)
+    if (tag == MenuTag::OpenWithChildren)
         return m_outline.isSelectionExpandable();
-    if (tag >= kFirstSinglePageTag && tag <= kLastSinglePageTag)
+    if (tag >= MenuTag::SinglePage && tag <= MenuTag::LastSinglePage)
         return countSelection() == 1;
     return true;
 }

@@ -11,6 +11,7 @@
 #include "model/MemoTree.h"
 #include "platform/base/NotificationCenter.h"
 #include "platform/base/NotificationNames.h"
+#include "platform/base/PreferenceKeys.h"
 #include "platform/settings/FolderPaths.h"
 #include "platform/settings/UserDefaults.h"
 #include "util/GeometryStrings.h"
@@ -31,11 +32,6 @@
 #include <QVBoxLayout>
 
 namespace {
-
-const QString kUseTopLineAsTitleKey = QStringLiteral("UseTopLineAsTitle");
-const QString kAbGroupNameKey = QStringLiteral("abGroupName");
-const QString kIconAtBackGroundKey = QStringLiteral("IconAtBackGround");
-const QString kOpeningWindowHasProblemKey = QStringLiteral("OpeningWindowHasProblem");
 
 // The side panel's edge as the window record numbers it: 0 left, 1 bottom, 2 right, 3 top.
 Qt::DockWidgetArea areaForEdge(int edge)
@@ -228,7 +224,7 @@ void NoteWindowController::setRootMemo(const MemoPtr &root)
     // must not reopen the window and fall again: the mark is on disk until
     // the page is shown.
     UserDefaults &defaults = UserDefaults::standardUserDefaults();
-    defaults.setValue(kOpeningWindowHasProblemKey, true);
+    defaults.setValue(PreferenceKeys::OpeningWindowHasProblem, true);
     (void)defaults.synchronize();
     m_treeController->setRootMemo(root);
     const MemoPtr show = setWindowAttribute();
@@ -236,7 +232,7 @@ void NoteWindowController::setRootMemo(const MemoPtr &root)
     // A page behind the password is asked for once the window is on screen.
     if (show)
         m_treeController->setSelection(show);
-    defaults.removeObjectForKey(kOpeningWindowHasProblemKey);
+    defaults.removeObjectForKey(PreferenceKeys::OpeningWindowHasProblem);
     validateActions();
 }
 
@@ -293,7 +289,7 @@ QUndoStack *NoteWindowController::undoStack()
 
 void NoteWindowController::makeIconWindowAtBackground()
 {
-    if (UserDefaults::standardUserDefaults().boolForKey(kIconAtBackGroundKey))
+    if (UserDefaults::standardUserDefaults().boolForKey(PreferenceKeys::IconAtBackGround))
         makeIconWindow();
 }
 
@@ -508,7 +504,7 @@ void NoteWindowController::observeSelection(const MemoPtr &memo)
     m_observedMemo = memo;
     JWMemo *page = memo.get();
     m_memoConnections << connect(page, &JWMemo::titleChanged, this, [this, page] {
-        if (UserDefaults::standardUserDefaults().boolForKey(kUseTopLineAsTitleKey) && !isLoadingText()
+        if (UserDefaults::standardUserDefaults().boolForKey(PreferenceKeys::UseTopLineAsTitle) && !isLoadingText()
             && page->title() != m_textView->topLine()) {
             ++m_loadingText;
             m_textView->changeTitle(page->title());
@@ -588,7 +584,7 @@ void NoteWindowController::textDidChanged()
     if (memo->webURLStr().isEmpty())
         memo->setIsEdited(true);
     setEditedIfIsiPhoneMemo(memo);
-    if (!UserDefaults::standardUserDefaults().boolForKey(kUseTopLineAsTitleKey))
+    if (!UserDefaults::standardUserDefaults().boolForKey(PreferenceKeys::UseTopLineAsTitle))
         return;
     // Typing further down leaves the title alone; pasting and typing in the first line update it.
     if (m_lastEditWasTyping && !m_textView->editedInTopLine())
@@ -640,7 +636,7 @@ void NoteWindowController::titleHasBeenChanged(const MemoPtr &memo)
 {
     if (memo == m_rootMemo)
         m_window->setWindowTitle(windowTitle());
-    if (memo == selectedMemo() && UserDefaults::standardUserDefaults().boolForKey(kUseTopLineAsTitleKey)) {
+    if (memo == selectedMemo() && UserDefaults::standardUserDefaults().boolForKey(PreferenceKeys::UseTopLineAsTitle)) {
         ++m_loadingText;
         m_textView->changeTitle(memo->title());
         --m_loadingText;
@@ -651,7 +647,7 @@ void NoteWindowController::titleHasBeenChanged(const MemoPtr &memo)
 
 MemoPtr NoteWindowController::iPhoneRootMemo() const
 {
-    const QString group = UserDefaults::standardUserDefaults().stringForKey(kAbGroupNameKey);
+    const QString group = UserDefaults::standardUserDefaults().stringForKey(PreferenceKeys::abGroupName);
     MemoTree &tree = m_host.memoTree();
     return group.isEmpty() ? MemoPtr() : tree.memoWithTitleIndexFrom(group, tree.root(), 0);
 }

@@ -5,6 +5,7 @@
 #include "NoteWindowController.h"
 
 #include "LinkPanelController.h"
+#include "MenuTags.h"
 #include "NoteMainWindow.h"
 #include "NoteOutlineView.h"
 #include "NoteTextView.h"
@@ -34,12 +35,6 @@
 #include <QToolButton>
 
 namespace {
-
-// Menu tags the outline's validation knows.
-constexpr int kBackTag = 101;
-constexpr int kForwardTag = 102;
-constexpr int kOpenWithChildrenTag = 207;
-constexpr int kSinglePageTag = 301;
 
 TextRange selectionOf(const QTextEdit &view)
 {
@@ -84,15 +79,15 @@ void NoteWindowController::buildMenus()
 {
     QMenuBar *bar = m_window->menuBar();
     NoteTreeController *tree = m_treeController.get();
-    const auto add
-        = [this](QMenu *menu, const char *name, const QString &text, const QKeySequence &keys, auto slot, int tag = 0) {
-              QAction *item = menu->addAction(text);
-              item->setObjectName(QLatin1StringView(name));
-              item->setShortcut(keys);
-              item->setData(tag);
-              connect(item, &QAction::triggered, this, slot);
-              return item;
-          };
+    const auto add = [this](QMenu *menu, const char *name, const QString &text, const QKeySequence &keys, auto slot,
+                         MenuTag tag = MenuTag::None) {
+        QAction *item = menu->addAction(text);
+        item->setObjectName(QLatin1StringView(name));
+        item->setShortcut(keys);
+        item->setData(static_cast<int>(tag));
+        connect(item, &QAction::triggered, this, slot);
+        return item;
+    };
     const auto checkable = [](QAction *item) {
         item->setCheckable(true);
         return item;
@@ -105,10 +100,10 @@ void NoteWindowController::buildMenus()
     file->addSeparator();
     add(
         file, "openInNewWindowAction", tr("Open in New Window"), QKeySequence(tr("Ctrl+Shift+O")),
-        [tree] { tree->openNewWindowWithParent(); }, kSinglePageTag);
+        [tree] { tree->openNewWindowWithParent(); }, MenuTag::SinglePage);
     add(
         file, "openAsWindowRootAction", tr("Open Sub-pages in New Window"), {},
-        [tree] { tree->openNewWindowWithSelection(); }, kOpenWithChildrenTag);
+        [tree] { tree->openNewWindowWithSelection(); }, MenuTag::OpenWithChildren);
     file->addSeparator();
     add(file, "saveAction", tr("Save"), QKeySequence::Save, [this] {
         if (MemoTreeHost *application = m_host.memoTree().host())
@@ -128,18 +123,19 @@ void NoteWindowController::buildMenus()
         [tree] { tree->remove(); });
     edit->addSeparator();
     add(
-        edit, "editLinkAction", tr("Link..."), QKeySequence(tr("Ctrl+K")), [this] { editLink(); }, kSinglePageTag);
+        edit, "editLinkAction", tr("Link..."), QKeySequence(tr("Ctrl+K")), [this] { editLink(); }, MenuTag::SinglePage);
     add(
-        edit, "removeLinkAction", tr("Remove Link"), {}, [this] { m_textView->removeLink(); }, kSinglePageTag);
+        edit, "removeLinkAction", tr("Remove Link"), {}, [this] { m_textView->removeLink(); }, MenuTag::SinglePage);
     add(
         edit, "dateStampAction", tr("Insert Date and Time"), QKeySequence(tr("Ctrl+Shift+D")),
-        [this] { m_textView->insertTimeStamp(); }, kSinglePageTag);
+        [this] { m_textView->insertTimeStamp(); }, MenuTag::SinglePage);
 
     QMenu *page = bar->addMenu(tr("&Page"));
     add(
-        page, "backAction", tr("Back"), QKeySequence(tr("Alt+Left")), [tree] { tree->moveBack(); }, kBackTag);
+        page, "backAction", tr("Back"), QKeySequence(tr("Alt+Left")), [tree] { tree->moveBack(); }, MenuTag::Back);
     add(
-        page, "forwardAction", tr("Forward"), QKeySequence(tr("Alt+Right")), [tree] { tree->moveNext(); }, kForwardTag);
+        page, "forwardAction", tr("Forward"), QKeySequence(tr("Alt+Right")), [tree] { tree->moveNext(); },
+        MenuTag::Forward);
     page->addSeparator();
     add(page, "moveUpAction", tr("Move Page Up"), QKeySequence(tr("Alt+Shift+Up")), [tree] { tree->outlineMoveUp(); });
     add(page, "moveDownAction", tr("Move Page Down"), QKeySequence(tr("Alt+Shift+Down")),
@@ -151,7 +147,7 @@ void NoteWindowController::buildMenus()
     page->addSeparator();
     add(
         page, "renamePageAction", tr("Rename Page"), QKeySequence(Qt::Key_F2), [this] { goToTitleView(); },
-        kSinglePageTag);
+        MenuTag::SinglePage);
     page->addSeparator();
     checkable(add(
         page, "lockAction", tr("Lock Page"), {},
@@ -159,9 +155,9 @@ void NoteWindowController::buildMenus()
             if (const MemoPtr memo = selectedMemo())
                 memo->setLocked(!memo->locked());
         },
-        kSinglePageTag));
+        MenuTag::SinglePage));
     checkable(add(
-        page, "protectAction", tr("Protect with Password"), {}, [this] { toggleProtection(); }, kSinglePageTag));
+        page, "protectAction", tr("Protect with Password"), {}, [this] { toggleProtection(); }, MenuTag::SinglePage));
     add(page, "setPasswordAction", tr("Set Page Password..."), {}, [this] { setPagePassword(); });
     add(page, "lockProtectedPagesAction", tr("Lock Protected Pages"), {},
         [this] { NoteTreeController::lockProtectedPages(m_host.memoTree()); });
@@ -184,22 +180,22 @@ void NoteWindowController::buildMenus()
 
     QMenu *format = bar->addMenu(tr("F&ormat"));
     add(
-        format, "fontAction", tr("Font..."), QKeySequence(tr("Ctrl+T")), [this] { chooseFont(); }, kSinglePageTag);
+        format, "fontAction", tr("Font..."), QKeySequence(tr("Ctrl+T")), [this] { chooseFont(); }, MenuTag::SinglePage);
     add(
         format, "boldAction", tr("Bold"), QKeySequence::Bold,
-        [this] { toggleCharacterStyle(*m_textView, QTextFormat::FontWeight); }, kSinglePageTag);
+        [this] { toggleCharacterStyle(*m_textView, QTextFormat::FontWeight); }, MenuTag::SinglePage);
     add(
         format, "italicAction", tr("Italic"), QKeySequence::Italic,
-        [this] { toggleCharacterStyle(*m_textView, QTextFormat::FontItalic); }, kSinglePageTag);
+        [this] { toggleCharacterStyle(*m_textView, QTextFormat::FontItalic); }, MenuTag::SinglePage);
     add(
         format, "underlineAction", tr("Underline"), QKeySequence::Underline,
-        [this] { toggleCharacterStyle(*m_textView, QTextFormat::FontUnderline); }, kSinglePageTag);
+        [this] { toggleCharacterStyle(*m_textView, QTextFormat::FontUnderline); }, MenuTag::SinglePage);
     add(
         format, "textColorAction", tr("Text Colour..."), QKeySequence(tr("Ctrl+Shift+C")),
-        [this] { chooseTextColor(); }, kSinglePageTag);
+        [this] { chooseTextColor(); }, MenuTag::SinglePage);
     add(
         format, "highlightAction", tr("Highlight..."), QKeySequence(tr("Ctrl+Shift+H")),
-        [this] { chooseTextBackgroundColor(); }, kSinglePageTag);
+        [this] { chooseTextBackgroundColor(); }, MenuTag::SinglePage);
     format->addSeparator();
     const auto pageSwitch = [this](const char *key) {
         return [this, key] {
@@ -208,11 +204,12 @@ void NoteWindowController::buildMenus()
             applyViewSwitches();
         };
     };
-    checkable(add(format, "plainTextAction", tr("Plain Text"), {}, pageSwitch("isPlainTextMemo"), kSinglePageTag));
+    checkable(add(format, "plainTextAction", tr("Plain Text"), {}, pageSwitch("isPlainTextMemo"), MenuTag::SinglePage));
+    checkable(add(
+        format, "scaleImagesAction", tr("Fit Pictures to Width"), {}, pageSwitch("scaleImages"), MenuTag::SinglePage));
     checkable(
-        add(format, "scaleImagesAction", tr("Fit Pictures to Width"), {}, pageSwitch("scaleImages"), kSinglePageTag));
-    checkable(add(format, "lineNumbersAction", tr("Line Numbers"), {}, pageSwitch("showLineNumbers"), kSinglePageTag));
-    checkable(add(format, "rulerAction", tr("Format Bar"), {}, pageSwitch("showRuler"), kSinglePageTag));
+        add(format, "lineNumbersAction", tr("Line Numbers"), {}, pageSwitch("showLineNumbers"), MenuTag::SinglePage));
+    checkable(add(format, "rulerAction", tr("Format Bar"), {}, pageSwitch("showRuler"), MenuTag::SinglePage));
 
     QMenu *view = bar->addMenu(tr("&View"));
     QAction *outlineToggle = m_drawer->toggleViewAction();
@@ -306,8 +303,8 @@ void NoteWindowController::buildToolbar()
 void NoteWindowController::validateActions()
 {
     for (QAction *item : m_window->findChildren<QAction *>()) {
-        const int tag = item->data().toInt();
-        if (tag != 0)
+        const auto tag = static_cast<MenuTag>(item->data().toInt());
+        if (tag != MenuTag::None)
             item->setEnabled(m_treeController->validateMenuItem(tag));
     }
     if (QAction *undoItem = action(QStringLiteral("undoAction")))

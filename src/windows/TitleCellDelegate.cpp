@@ -3,6 +3,7 @@
 #include "NoteOutlineModel.h"
 
 #include "platform/base/Localization.h"
+#include "platform/base/PreferenceKeys.h"
 #include "platform/richtext/PointSizes.h"
 #include "platform/settings/UserDefaults.h"
 
@@ -18,8 +19,6 @@
 #include <cmath>
 
 namespace {
-
-const QString kTitleSizeKey = QStringLiteral("TitleSize");
 
 // Room between the cell's edges and what is drawn in it.
 constexpr int kPadding = 4;
@@ -123,7 +122,7 @@ TitleCellDelegate::TitleCellDelegate(QObject *parent)
 QFont TitleCellDelegate::titleFont(const QFont &base)
 {
     QFont font = base;
-    const qint64 size = UserDefaults::standardUserDefaults().integerForKey(kTitleSizeKey);
+    const qint64 size = UserDefaults::standardUserDefaults().integerForKey(PreferenceKeys::TitleSize);
     if (size > 0 && size < 1000)
         font.setPointSizeF(PointSizes::qtFromStored(double(size)));
     return font;

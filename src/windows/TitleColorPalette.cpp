@@ -18,7 +18,7 @@ const QList<TitleColorPalette::Entry> &TitleColorPalette::entries()
     return palette;
 }
 
-QColor TitleColorPalette::colorForTag(int tag)
+QColor TitleColorPalette::titleColorForTag(int tag)
 {
     for (const Entry &entry : entries()) {
         if (entry.tag == tag)

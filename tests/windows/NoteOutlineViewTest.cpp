@@ -17,6 +17,9 @@
 
 namespace {
 
+// The expanded rows' preference, under the name earlier versions stored it by.
+const QString kExpandedItemsKey = QStringLiteral("NSOutlineView Items NoteOutline");
+
 // Outlines over the shared tree, each in a window of its own.
 class NoteOutlineViewTest : public OutlineTest
 {
@@ -79,8 +82,7 @@ protected:
     static QSet<qint64> storedExpandedIDs()
     {
         QSet<qint64> ids;
-        for (const QVariant &value :
-            UserDefaults::standardUserDefaults().arrayForKey(NoteOutlineView::expandedItemsKey()))
+        for (const QVariant &value : UserDefaults::standardUserDefaults().arrayForKey(kExpandedItemsKey))
             ids.insert(value.toLongLong());
         return ids;
     }
@@ -139,8 +141,7 @@ TEST_F(NoteOutlineViewTest, expandedRowsAreKeptByPageIdAndOtherOutlinesEntriesSu
 {
     UserDefaults &defaults = UserDefaults::standardUserDefaults();
     const qint64 elsewhere = 987654321; // a page shown only by some other window
-    defaults.setValue(
-        NoteOutlineView::expandedItemsKey(), QVariantList{elsewhere, b->memoID(), QStringLiteral("not an id")});
+    defaults.setValue(kExpandedItemsKey, QVariantList{elsewhere, b->memoID(), QStringLiteral("not an id")});
 
     main = open(root);
     EXPECT_TRUE(main.expanded(b)) << "restored as the rows first appear";

@@ -75,15 +75,15 @@ TEST_F(NoteTreeControllerTest, theHistoryDropsItsForwardPartAndRecordsRepeatsBut
     controller->moveBack();
     controller->moveBack();
     EXPECT_EQ(controller->selection(), a);
-    EXPECT_TRUE(controller->validateMenuItem(102));
+    EXPECT_TRUE(controller->validateMenuItem(MenuTag::Forward));
     EXPECT_FALSE(controller->validateToolbarItem(QStringLiteral("MoveBack")));
 
     controller->setSelection(d);
     EXPECT_EQ(controller->moveHistory(), (QList<MemoPtr>{a, d}));
     EXPECT_EQ(controller->historyIndex(), 1u);
     EXPECT_FALSE(controller->canMoveNext());
-    EXPECT_FALSE(controller->validateMenuItem(102));
-    EXPECT_TRUE(controller->validateMenuItem(101));
+    EXPECT_FALSE(controller->validateMenuItem(MenuTag::Forward));
+    EXPECT_TRUE(controller->validateMenuItem(MenuTag::Back));
 
     // The page shown again is ignored; coming back to one is a new entry.
     controller->setSelection(d);
@@ -296,7 +296,7 @@ TEST_F(NoteTreeControllerTest, severalRowsEmptyTheTextViewAndLeaveTheHistoryAlon
     EXPECT_TRUE(window->text->string().isEmpty());
     EXPECT_TRUE(a->plainText().startsWith(QStringLiteral("kept ")));
     EXPECT_EQ(controller->moveHistory(), QList<MemoPtr>{a});
-    EXPECT_FALSE(controller->validateMenuItem(301));
+    EXPECT_FALSE(controller->validateMenuItem(MenuTag::SinglePage));
 
     // Titles are edited only with one page selected.
     const QModelIndex row = controller->model().indexForMemo(b.get());
@@ -316,13 +316,13 @@ TEST_F(NoteTreeControllerTest, aLockedPageIsShownReadOnlyAndTitleColoursComeFrom
 
     controller->selectMemos({a, c});
     controller->changeTitleColorByTag(5);
-    EXPECT_EQ(a->titleColor(), TitleColorPalette::colorForTag(5));
-    EXPECT_EQ(c->titleColor(), TitleColorPalette::colorForTag(5));
-    EXPECT_NE(b->titleColor(), TitleColorPalette::colorForTag(5));
+    EXPECT_EQ(a->titleColor(), TitleColorPalette::titleColorForTag(5));
+    EXPECT_EQ(c->titleColor(), TitleColorPalette::titleColorForTag(5));
+    EXPECT_NE(b->titleColor(), TitleColorPalette::titleColorForTag(5));
     EXPECT_EQ(controller->model()
                   .data(controller->model().indexForMemo(a.get()), NoteOutlineModel::LabelColorRole)
                   .value<QColor>(),
-        TitleColorPalette::colorForTag(5));
+        TitleColorPalette::titleColorForTag(5));
 }
 
 TEST_F(NoteTreeControllerTest, aProtectedPageHidesItsChildrenAndOpensOnlyWithThePassword)

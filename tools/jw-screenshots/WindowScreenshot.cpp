@@ -63,7 +63,7 @@ bool shoot(const QString &path)
     // A label colour and a read-only page, to see how the outline draws them.
     for (const MemoPtr &page : pages) {
         if (page->title().contains(QStringLiteral("rotect")))
-            page->setTitleColor(TitleColorPalette::colorForTag(6));
+            page->setTitleColor(TitleColorPalette::titleColorForTag(6));
         if (page->title().contains(QStringLiteral("hortcut")))
             page->setLocked(true);
         if (page->title().contains(QStringLiteral("ormat")))

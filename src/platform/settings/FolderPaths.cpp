@@ -2,6 +2,7 @@
 
 #include "platform/base/Localization.h"
 #include "platform/base/PlatformLog.h"
+#include "platform/base/PreferenceKeys.h"
 #include "platform/base/StandardFolders.h"
 #include "UserDefaults.h"
 
@@ -9,8 +10,6 @@
 #include <QFileInfo>
 
 namespace {
-
-const QString kDataFolderPathKey = QStringLiteral("dataFolderPath");
 
 // The folder at @p path, created when missing; empty if it cannot be made.
 QString ensureFolder(const QString &path)
@@ -55,7 +54,7 @@ QString appName()
 QString dataFolderPath()
 {
     UserDefaults &defaults = UserDefaults::standardUserDefaults();
-    const QString chosen = defaults.stringForKey(kDataFolderPathKey);
+    const QString chosen = defaults.stringForKey(PreferenceKeys::dataFolderPath);
     if (!chosen.isEmpty()) {
         ensureFolder(chosen);
         return chosen;
@@ -65,7 +64,7 @@ QString dataFolderPath()
     if (path.isEmpty())
         path = userDocumentPathForName(appName());
     if (!path.isEmpty())
-        defaults.setValue(kDataFolderPathKey, path);
+        defaults.setValue(PreferenceKeys::dataFolderPath, path);
     return path;
 }
 
