@@ -176,11 +176,8 @@ TEST(RtfReaderTest, paragraphFormats)
     EXPECT_EQ(right.bottomMargin(), 6.0);
     const QTextBlockFormat justified = blockOf(document, QStringLiteral("justified"));
     EXPECT_EQ(justified.alignment(), Qt::AlignJustify);
-    ASSERT_EQ(justified.tabPositions().size(), 2);
-    EXPECT_EQ(justified.tabPositions()[0].position, 28.0);
-    EXPECT_EQ(justified.tabPositions()[0].type, QTextOption::LeftTab);
-    EXPECT_EQ(justified.tabPositions()[1].position, 56.0);
-    EXPECT_EQ(justified.tabPositions()[1].type, QTextOption::RightTab);
+    EXPECT_EQ(
+        justified.tabPositions(), (QList<QTextOption::Tab>{{28, QTextOption::LeftTab}, {56, QTextOption::RightTab}}));
     EXPECT_EQ(justified.lineHeightType(), int(QTextBlockFormat::MinimumHeight));
     EXPECT_EQ(justified.lineHeight(), 16.0);
     const QTextBlockFormat natural = blockOf(document, QStringLiteral("natural"));

@@ -502,21 +502,11 @@ TEST(RtfWriterRoundTripTest, AttachmentsComeBackByName)
     TextAttachments::insert(doc.cursor, {QStringLiteral("Bild \u00e4.png"), pngBytes(30, 20), QSizeF(15, 10)});
     doc.add(QStringLiteral(" after\n"));
     TextAttachments::insert(doc.cursor, {QStringLiteral("notes {1}.pdf"), QByteArray("%PDF-1.4"), QSizeF(40, 60)});
-    const auto original = TextAttachments::all(doc.document);
-
-    QTextDocument read;
-    ASSERT_TRUE(RtfReader::read(RtfWriter::write(doc.document, RtfWriter::Attachments::NeXTGraphic), read));
-    ASSERT_EQ(read.toRawText(), doc.document.toRawText());
-    const auto names = TextAttachments::all(read);
-    ASSERT_EQ(names.size(), 2);
-    EXPECT_EQ(names.at(0).second.fileName, original.at(0).second.fileName);
-    EXPECT_EQ(names.at(1).second.fileName, original.at(1).second.fileName);
-    EXPECT_EQ(names.at(1).second.displaySize, original.at(1).second.displaySize);
-    // With the files at hand, everything comes back.
+    // With the files at hand, text, formatting, names, display sizes and bytes all come back.
     EXPECT_EQ(firstDifference(roundTrip(doc.document), describe(doc.document)), "");
     QTextDocument withFiles;
     ASSERT_TRUE(writeAndRead(doc.document, withFiles));
-    EXPECT_EQ(TextAttachments::all(withFiles), original);
+    EXPECT_EQ(TextAttachments::all(withFiles), TextAttachments::all(doc.document));
 }
 
 QStringList rtfSamples()
