@@ -81,7 +81,6 @@ TEST(TypedStreamReaderTest, readsAttributedStringsGenerically)
         EXPECT_EQ(rewritten.value(), bytes) << name;
     }
     const QByteArray textOnly = readTestFile("typedstream/crabstep-imessage-AttributedBodyTextOnly.typedstream");
-    EXPECT_TRUE(textOnly.contains("Noter test"));
     EXPECT_EQ(TypedStreamReader::read(textOnly).value().versionForClassName("NSMutableString"), 1);
     EXPECT_EQ(TypedStreamReader::read(textOnly).value().versionForClassName("JWMemo"), std::nullopt);
 }
