@@ -11,6 +11,12 @@
 
 namespace {
 
+// What the log should hold, entries separated by spaces.
+QStringList expected(const char *entries)
+{
+    return QString::fromLatin1(entries).split(u' ');
+}
+
 // Each test has a centre of its own, so observers never leak between tests.
 class NotificationCenterTest : public ::testing::Test
 {
@@ -37,9 +43,7 @@ TEST_F(NotificationCenterTest, deliversByNameAndBySender)
     center.post(NotificationNames::JW3SaveData, nullptr);
     center.post(NotificationNames::JW3SaveMemoContent, &senderA);
 
-    EXPECT_EQ(log,
-        (QStringList{
-            QStringLiteral("any:JW3SaveData"), QStringLiteral("a:JW3SaveData"), QStringLiteral("any:JW3SaveData")}));
+    EXPECT_EQ(log, expected("any:JW3SaveData a:JW3SaveData any:JW3SaveData"));
 }
 
 TEST_F(NotificationCenterTest, passesSenderAndUserInfoAndKeepsTheOrderOfAdding)
@@ -55,9 +59,7 @@ TEST_F(NotificationCenterTest, passesSenderAndUserInfoAndKeepsTheOrderOfAdding)
 
     center.post(NotificationNames::JWSReportSyncProgress, &sender, {{QStringLiteral("progress"), 0.25}});
 
-    EXPECT_EQ(log,
-        (QStringList{QStringLiteral("first:JWSReportSyncProgress"), QStringLiteral("everything:JWSReportSyncProgress"),
-            QStringLiteral("last:JWSReportSyncProgress")}));
+    EXPECT_EQ(log, expected("first:JWSReportSyncProgress everything:JWSReportSyncProgress last:JWSReportSyncProgress"));
     EXPECT_EQ(received.object, &sender);
     EXPECT_DOUBLE_EQ(received.userInfo.value(QStringLiteral("progress")).toDouble(), 0.25);
 }
@@ -78,7 +80,7 @@ TEST_F(NotificationCenterTest, anObserverRemovedDuringDeliveryIsNotCalledAgain)
     center.post(NotificationNames::JW3ReloadOutlineData);
     center.post(NotificationNames::JW3ReloadOutlineData);
 
-    EXPECT_EQ(log, (QStringList{QStringLiteral("remover"), QStringLiteral("self"), QStringLiteral("remover")}));
+    EXPECT_EQ(log, expected("remover self remover"));
     EXPECT_EQ(center.observerCount(), 1);
 }
 
@@ -99,8 +101,7 @@ TEST_F(NotificationCenterTest, anObserverAddedDuringDeliveryHearsTheNextNotifica
     center.post(NotificationNames::JW3SaveData);
     center.post(NotificationNames::JW3SaveData);
 
-    EXPECT_EQ(
-        log, (QStringList{QStringLiteral("adder"), QStringLiteral("adder"), QStringLiteral("added:JW3SaveData")}));
+    EXPECT_EQ(log, expected("adder adder added:JW3SaveData"));
 }
 
 TEST_F(NotificationCenterTest, observersGoAwayWithTheirReceiver)
@@ -129,9 +130,7 @@ TEST_F(NotificationCenterTest, aReceiverDestroyedByItsOwnHandlerIsSafe)
     center.post(NotificationNames::JW3SaveData);
     center.post(NotificationNames::JW3SaveData);
 
-    EXPECT_EQ(log,
-        (QStringList{
-            QStringLiteral("deleting"), QStringLiteral("later:JW3SaveData"), QStringLiteral("later:JW3SaveData")}));
+    EXPECT_EQ(log, expected("deleting later:JW3SaveData later:JW3SaveData"));
 }
 
 TEST_F(NotificationCenterTest, anObservationOfADestroyedSenderNeverBecomesAnyoneElses)
@@ -159,7 +158,7 @@ TEST_F(NotificationCenterTest, removalByNameAndSenderLeavesTheOtherObservations)
     center.post(NotificationNames::JW3SaveData, &senderB);
     center.post(NotificationNames::JW3SaveMemoContent, &senderA);
 
-    EXPECT_EQ(log, (QStringList{QStringLiteral("b:JW3SaveData"), QStringLiteral("c:JW3SaveMemoContent")}));
+    EXPECT_EQ(log, expected("b:JW3SaveData c:JW3SaveMemoContent"));
 }
 
 TEST_F(NotificationCenterTest, manyReceiversComeAndGoWithoutLosingTheRest)

@@ -6,10 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include <QBuffer>
-#include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <QImage>
 #include <QTextBlock>
 #include <QTextCursor>
@@ -52,11 +49,6 @@ QByteArray readFile(const QString &path)
     QFile file(path);
     EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
     return file.readAll();
-}
-
-QByteArray pngBytes()
-{
-    return encodedImage(QSize(4, 2), Qt::blue);
 }
 
 TEST(RtfReaderTest, rejectsBytesThatAreNoRtfAndLeavesTheDocumentAlone)
@@ -184,11 +176,8 @@ TEST(RtfReaderTest, paragraphFormats)
     EXPECT_EQ(right.bottomMargin(), 6.0);
     const QTextBlockFormat justified = blockOf(document, QStringLiteral("justified"));
     EXPECT_EQ(justified.alignment(), Qt::AlignJustify);
-    ASSERT_EQ(justified.tabPositions().size(), 2);
-    EXPECT_EQ(justified.tabPositions()[0].position, 28.0);
-    EXPECT_EQ(justified.tabPositions()[0].type, QTextOption::LeftTab);
-    EXPECT_EQ(justified.tabPositions()[1].position, 56.0);
-    EXPECT_EQ(justified.tabPositions()[1].type, QTextOption::RightTab);
+    EXPECT_EQ(
+        justified.tabPositions(), (QList<QTextOption::Tab>{{28, QTextOption::LeftTab}, {56, QTextOption::RightTab}}));
     EXPECT_EQ(justified.lineHeightType(), int(QTextBlockFormat::MinimumHeight));
     EXPECT_EQ(justified.lineHeight(), 16.0);
     const QTextBlockFormat natural = blockOf(document, QStringLiteral("natural"));
@@ -248,7 +237,7 @@ TEST(RtfReaderTest, graphicsBecomeAttachmentsResolvedByName)
 
 TEST(RtfReaderTest, pngAndJpegPicturesBecomeAttachmentsOthersAreSkipped)
 {
-    const QByteArray png = pngBytes();
+    const QByteArray png = encodedImage(QSize(4, 2), Qt::blue);
     const QByteArray rtf = "{\\rtf1 x{\\*\\shppict{\\pict\\pngblip\\picwgoal400\\pichgoal200\n" + png.toHex()
         + "}}{\\nonshppict{\\pict\\wmetafile8 0102}}y{\\pict\\jpegblip\\bin4 \xff\xd8\xff\xd9}"
         + "{\\pict\\emfblip 0102}z}";
@@ -432,55 +421,6 @@ TEST_F(RtfReaderDataTest, otherProgramsFilesRead)
     EXPECT_EQ(pictures[0].second.displaySize, QSizeF(40.3, 65.3));
     EXPECT_TRUE(pictures[0].second.bytes.startsWith("\x89PNG"));
     EXPECT_FALSE(QImage::fromData(pictures[0].second.bytes).isNull());
-}
-
-TEST_F(RtfReaderDataTest, packageTextsResolveTheirAttachmentsFromTheirFolder)
-{
-    struct Package
-    {
-        const char *folder;
-        QStringList attachments;
-        const char *startOfText;
-    };
-    const QList<Package> packages = {
-        {"Denoise-ReadMe.rtfd", {QStringLiteral("lena_noisy_small.png"), QStringLiteral("GMT 2 Classes.pdf")},
-            "\n\ufffc\nDenoise\n"},
-        {"MouseWarpBug-README.rtfd", {QStringLiteral("Pasted Graphic.tiff")},
-            "This program demonstrates an issue with warping the mouse cursor programatically.\n"},
-        {"openthesaurus-finishup_en.rtfd",
-            {QStringLiteral("success.pdf"), QStringLiteral("Dictionary_44.png"), QStringLiteral("FAQ_44.png")},
-            "\ufffc\n\n(Un-)Install Succeeded\nOpenThesaurus German Dictionary Plugin\n"
-            "Version: 2025.03.24 \u2014 OS X 10.11 to macOS 15\n\ufffc Launch Dictionary"},
-        {"openthesaurus-readme_en.rtfd", {QStringLiteral("tcc.png")},
-            "\ufffc\nIf you see a security warning during installation\n"},
-        {"solarized-description.rtfd", {}, ""},
-    };
-    for (const Package &package : packages) {
-        SCOPED_TRACE(package.folder);
-        const QDir folder(testDataPath(QStringLiteral("rtfd/") + QString::fromUtf8(package.folder)));
-        const auto resolver = [&](const QString &name) -> std::optional<QByteArray> {
-            if (!folder.exists(name))
-                return std::nullopt;
-            return readFile(folder.filePath(name));
-        };
-        QTextDocument document;
-        ASSERT_TRUE(RtfReader::read(readFile(folder.filePath(QStringLiteral("TXT.rtf"))), document, resolver).ok());
-        const QString text = rawText(document);
-        EXPECT_TRUE(text.startsWith(QString::fromUtf8(package.startOfText))) << text.left(200).toStdString();
-        EXPECT_FALSE(text.contains(QChar(0xac)));
-        const auto attachments = TextAttachments::all(document);
-        ASSERT_EQ(attachments.size(), package.attachments.size());
-        for (qsizetype i = 0; i < attachments.size(); ++i) {
-            EXPECT_EQ(attachments[i].second.fileName, package.attachments[i]);
-            EXPECT_EQ(attachments[i].second.bytes, readFile(folder.filePath(package.attachments[i])));
-        }
-    }
-
-    QTextDocument readme;
-    const QDir folder(testDataPath(QStringLiteral("rtfd/openthesaurus-readme_en.rtfd")));
-    ASSERT_TRUE(RtfReader::read(readFile(folder.filePath(QStringLiteral("TXT.rtf"))), readme).ok());
-    EXPECT_TRUE(rawText(readme).contains(QStringLiteral("If you don\u2019t trust this")));
-    EXPECT_EQ(TextAttachments::all(readme)[0].second.displaySize, QSizeF(64, 64));
 }
 
 } // namespace

@@ -14,6 +14,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 #include <string>
 
@@ -291,6 +292,10 @@ TEST(RtfWriterTest, AttachmentsAreReferencedOrOmitted)
     doc.add(QStringLiteral("a"));
     TextAttachments::insert(doc.cursor, {QStringLiteral("Pasted Graphic.png"), pngBytes(30, 20), {}});
     doc.add(QStringLiteral("b"));
+    // An image that is no attachment has no file to name and is dropped.
+    QTextImageFormat image;
+    image.setName(QStringLiteral("data:nothing"));
+    doc.cursor.insertImage(image);
     TextAttachments::insert(doc.cursor, {QStringLiteral("Bild \u00e4{1}.png"), pngBytes(30, 20), QSizeF(100, 50.5)});
     TextAttachments::insert(doc.cursor, {QStringLiteral("notes.pdf"), QByteArray("%PDF-1.4 broken"), {}});
     doc.add(QStringLiteral("c"));
@@ -302,32 +307,6 @@ TEST(RtfWriterTest, AttachmentsAreReferencedOrOmitted)
               "b{{\\NeXTGraphic Bild \\'c3\\'a4\\{1\\}.png \\width2000 \\height1010\n}\xac}"
               "{{\\NeXTGraphic notes.pdf \\width0 \\height0\n}\xac}c");
     EXPECT_EQ(bodyOf(doc.document), kPlainPard + "\n\\f0\\fs24 \\cf0 abc");
-}
-
-TEST(RtfWriterTest, ImagesThatAreNoAttachmentAreDropped)
-{
-    Doc doc;
-    doc.add(QStringLiteral("a"));
-    QTextImageFormat image;
-    image.setName(QStringLiteral("data:nothing"));
-    doc.cursor.insertImage(image);
-    doc.add(QStringLiteral("b"));
-    EXPECT_EQ(bodyOf(doc.document, RtfWriter::Attachments::NeXTGraphic), kPlainPard + "\n\\f0\\fs24 \\cf0 ab");
-}
-
-TEST(RtfWriterTest, OutputIsSevenBitApartFromAttachmentMarks)
-{
-    Doc doc;
-    doc.add(QString::fromUtf8("\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80\xe4\xb8\xad\n\x01\x7f"));
-    TextAttachments::insert(doc.cursor, {QStringLiteral("\u00e9.png"), pngBytes(2, 2), {}});
-    const QByteArray rtf = RtfWriter::write(doc.document, RtfWriter::Attachments::NeXTGraphic);
-    qsizetype high = 0;
-    for (const char c : rtf) {
-        if (static_cast<unsigned char>(c) >= 0x80)
-            ++high;
-    }
-    EXPECT_EQ(high, 1);
-    EXPECT_EQ(rtf.count('{'), rtf.count('}')) << rtf.toStdString();
 }
 
 // What the writer promises to keep of a character, with inherited values made explicit.
@@ -495,6 +474,10 @@ TEST(RtfWriterRoundTripTest, ReadingTheOutputGivesTheSameTextAndFormatting)
         document.setDefaultFont(QFont(QStringLiteral("Helvetica"), 12));
         fillWithMixedFormatting(document, seed);
         EXPECT_EQ(firstDifference(roundTrip(document), describe(document)), "") << "seed " << seed;
+        // Every character outside ASCII is escaped, whatever its run.
+        const QByteArray rtf = RtfWriter::write(document);
+        EXPECT_TRUE(std::all_of(rtf.begin(), rtf.end(), [](char c) { return uchar(c) < 0x80; })) << "seed " << seed;
+        EXPECT_EQ(rtf.count('{'), rtf.count('}')) << "seed " << seed;
     }
 }
 
@@ -519,21 +502,11 @@ TEST(RtfWriterRoundTripTest, AttachmentsComeBackByName)
     TextAttachments::insert(doc.cursor, {QStringLiteral("Bild \u00e4.png"), pngBytes(30, 20), QSizeF(15, 10)});
     doc.add(QStringLiteral(" after\n"));
     TextAttachments::insert(doc.cursor, {QStringLiteral("notes {1}.pdf"), QByteArray("%PDF-1.4"), QSizeF(40, 60)});
-    const auto original = TextAttachments::all(doc.document);
-
-    QTextDocument read;
-    ASSERT_TRUE(RtfReader::read(RtfWriter::write(doc.document, RtfWriter::Attachments::NeXTGraphic), read));
-    ASSERT_EQ(read.toRawText(), doc.document.toRawText());
-    const auto names = TextAttachments::all(read);
-    ASSERT_EQ(names.size(), 2);
-    EXPECT_EQ(names.at(0).second.fileName, original.at(0).second.fileName);
-    EXPECT_EQ(names.at(1).second.fileName, original.at(1).second.fileName);
-    EXPECT_EQ(names.at(1).second.displaySize, original.at(1).second.displaySize);
-    // With the files at hand, everything comes back.
+    // With the files at hand, text, formatting, names, display sizes and bytes all come back.
     EXPECT_EQ(firstDifference(roundTrip(doc.document), describe(doc.document)), "");
     QTextDocument withFiles;
     ASSERT_TRUE(writeAndRead(doc.document, withFiles));
-    EXPECT_EQ(TextAttachments::all(withFiles), original);
+    EXPECT_EQ(TextAttachments::all(withFiles), TextAttachments::all(doc.document));
 }
 
 QStringList rtfSamples()

@@ -168,40 +168,50 @@ TEST(FileWrapperTest, damagedContainersAreErrorsNeverCrashes)
 
 // --- RTFD ----------------------------------------------------------------
 
-struct PackageCase
-{
-    const char *folder;
-    const char *textStart;
-    QStringList files;
-};
-
 TEST(RtfdTest, everyRealPackageReadsWithItsTextAndByteIdenticalAttachments)
 {
-    const QList<PackageCase> cases{
-        {"Denoise-ReadMe.rtfd", "Denoise",
+    struct Package
+    {
+        const char *folder;
+        const char *startOfText;
+        QStringList files;
+    };
+    const QList<Package> packages{
+        {"Denoise-ReadMe.rtfd", "\n\ufffc\nDenoise\n",
             {QStringLiteral("lena_noisy_small.png"), QStringLiteral("GMT 2 Classes.pdf")}},
-        {"MouseWarpBug-README.rtfd", "This program demonstrates an issue", {QStringLiteral("Pasted Graphic.tiff")}},
-        {"openthesaurus-finishup_en.rtfd", "(Un-)Install Succeeded",
+        {"MouseWarpBug-README.rtfd",
+            "This program demonstrates an issue with warping the mouse cursor programatically.\n",
+            {QStringLiteral("Pasted Graphic.tiff")}},
+        {"openthesaurus-finishup_en.rtfd",
+            "\ufffc\n\n(Un-)Install Succeeded\nOpenThesaurus German Dictionary Plugin\n"
+            "Version: 2025.03.24 \u2014 OS X 10.11 to macOS 15\n\ufffc Launch Dictionary",
             {QStringLiteral("success.pdf"), QStringLiteral("Dictionary_44.png"), QStringLiteral("FAQ_44.png")}},
-        {"openthesaurus-readme_en.rtfd", "If you see a security warning", {QStringLiteral("tcc.png")}},
+        {"openthesaurus-readme_en.rtfd", "\ufffc\nIf you see a security warning during installation\n",
+            {QStringLiteral("tcc.png")}},
         {"solarized-description.rtfd", "", {}},
     };
-    for (const PackageCase &package : cases) {
+    for (const Package &package : packages) {
         SCOPED_TRACE(package.folder);
-        const QString folder = FreshUserTest::testDataPath(QStringLiteral("rtfd/") + QLatin1String(package.folder));
+        const QDir folder(FreshUserTest::testDataPath(QStringLiteral("rtfd/") + QLatin1String(package.folder)));
         QTextDocument document;
-        const Status read = Rtfd::readPackage(folder, document);
+        const Status read = Rtfd::readPackage(folder.path(), document);
         ASSERT_TRUE(read.ok()) << read.errorMessage().toStdString();
-        EXPECT_TRUE(textOf(document).trimmed().startsWith(QLatin1String(package.textStart)))
-            << textOf(document).left(80).toStdString();
-        const auto attachments = attachmentsOf(document);
-        EXPECT_EQ(QStringList(attachments.keys()).size(), package.files.size());
-        for (const QString &name : package.files) {
-            ASSERT_TRUE(attachments.contains(name)) << name.toStdString();
-            EXPECT_EQ(attachments.value(name), fileBytes(QDir(folder).filePath(name))) << name.toStdString();
+        const QString text = document.toRawText().replace(QChar::ParagraphSeparator, QLatin1Char('\n'));
+        EXPECT_TRUE(text.startsWith(QString::fromUtf8(package.startOfText))) << text.left(200).toStdString();
+        // The attachment mark after each graphic is no text of its own.
+        EXPECT_FALSE(text.contains(QChar(0xac)));
+        // In the order of the text, each one object character, with the bytes of its file.
+        const auto attachments = TextAttachments::all(document);
+        ASSERT_EQ(attachments.size(), package.files.size());
+        EXPECT_EQ(text.count(QChar::ObjectReplacementCharacter), attachments.size());
+        for (qsizetype i = 0; i < attachments.size(); ++i) {
+            EXPECT_EQ(attachments[i].second.fileName, package.files[i]);
+            EXPECT_EQ(attachments[i].second.bytes, fileBytes(folder.filePath(package.files[i])));
         }
-        // Each attachment is one object character in the text.
-        EXPECT_EQ(document.toRawText().count(QChar::ObjectReplacementCharacter), TextAttachments::all(document).size());
+        if (package.files == QStringList{QStringLiteral("tcc.png")}) {
+            EXPECT_TRUE(text.contains(QStringLiteral("If you don\u2019t trust this")));
+            EXPECT_EQ(attachments[0].second.displaySize, QSizeF(64, 64));
+        }
     }
 }
 

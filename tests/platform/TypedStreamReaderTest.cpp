@@ -50,19 +50,10 @@ TEST(TypedStreamReaderTest, decodesFoundationArchivesWrittenByThePlatform)
         QDateTime::fromSecsSinceEpoch(1000000000, QTimeZone::utc()));
 
     const QVariantList withNull = decodeFile("crabstep-NSArrayWithNull.typedstream").toList();
-    ASSERT_EQ(withNull.size(), 3);
-    EXPECT_EQ(withNull[0], QVariant(QStringLiteral("x")));
-    EXPECT_EQ(withNull[1].typeId(), QMetaType::Nullptr);
-    EXPECT_EQ(withNull[2], QVariant(QStringLiteral("y")));
-
-    const QVariantMap nested = decodeFile("crabstep-NSDictionaryNested.typedstream").toMap();
-    EXPECT_EQ(nested.keys(), (QStringList{"arr", "data", "num"}));
-    EXPECT_EQ(nested.value("data"), QVariant(QByteArray("\x01\x02")));
-    EXPECT_EQ(nested.value("num").toLongLong(), 7);
-    const QVariantList arr = nested.value("arr").toList();
-    ASSERT_EQ(arr.size(), 2);
-    EXPECT_EQ(arr[0].toInt(), 1);
-    EXPECT_EQ(arr[1].toInt(), 2);
+    EXPECT_EQ(withNull, (QVariantList{QStringLiteral("x"), QVariant::fromValue(nullptr), QStringLiteral("y")}));
+    EXPECT_EQ(withNull.value(1).typeId(), QMetaType::Nullptr);
+    EXPECT_EQ(decodeFile("crabstep-NSDictionaryNested.typedstream"),
+        QVariant(QVariantMap{{"arr", QVariantList{1, 2}}, {"data", QByteArray("\x01\x02")}, {"num", 7}}));
 }
 
 TEST(TypedStreamReaderTest, readsAttributedStringsGenerically)
@@ -90,7 +81,6 @@ TEST(TypedStreamReaderTest, readsAttributedStringsGenerically)
         EXPECT_EQ(rewritten.value(), bytes) << name;
     }
     const QByteArray textOnly = readTestFile("typedstream/crabstep-imessage-AttributedBodyTextOnly.typedstream");
-    EXPECT_TRUE(textOnly.contains("Noter test"));
     EXPECT_EQ(TypedStreamReader::read(textOnly).value().versionForClassName("NSMutableString"), 1);
     EXPECT_EQ(TypedStreamReader::read(textOnly).value().versionForClassName("JWMemo"), std::nullopt);
 }

@@ -393,10 +393,13 @@ TEST(TypedStreamWriterTest, rewritesPlatformArchivesWithTheirClassNames)
     EXPECT_EQ(archive(QVariant::fromValue(ArchivedAs{"NSArray", QVariantList{}})).count("NSMutableArray"), 0);
 }
 
-TypedStreamValue objectValue(TypedStreamObjectPtr object)
+TypedStreamValue valueOf(
+    TypedStreamValue::Kind kind, qint64 integer, QByteArray bytes = {}, TypedStreamObjectPtr object = {})
 {
     TypedStreamValue value;
-    value.kind = TypedStreamValue::Kind::Object;
+    value.kind = kind;
+    value.integer = integer;
+    value.bytes = std::move(bytes);
     value.object = std::move(object);
     return value;
 }
@@ -405,25 +408,17 @@ TEST(TypedStreamWriterTest, keepsImagesAndCalendarZonesAsRead)
 {
     // An image whose representation holds PNG bytes in an NSData.
     const QByteArray png("\x89PNG\r\n\x1a\nrest-of-image", 21);
-    auto data = std::make_shared<TypedStreamObject>();
-    data->cls = std::make_shared<TypedStreamClass>(
-        TypedStreamClass{"NSData", 0, std::make_shared<TypedStreamClass>(TypedStreamClass{"NSObject", 0, nullptr})});
-    TypedStreamValue length;
-    length.kind = TypedStreamValue::Kind::Integer;
-    length.integer = png.size();
-    TypedStreamValue bytes;
-    bytes.kind = TypedStreamValue::Kind::Bytes;
-    bytes.bytes = png;
-    data->groups = {{"i", {length}}, {"[21c]", {bytes}}};
-    auto image = std::make_shared<TypedStreamObject>();
-    image->cls = std::make_shared<TypedStreamClass>(
-        TypedStreamClass{"NSImage", 7, std::make_shared<TypedStreamClass>(TypedStreamClass{"NSObject", 0, nullptr})});
-    TypedStreamValue flag;
-    flag.kind = TypedStreamValue::Kind::Char;
-    flag.integer = 1;
-    image->groups = {{"c", {flag}}, {"@", {objectValue(data)}}};
+    using Kind = TypedStreamValue::Kind;
+    const auto classOf = [](const char *name, qint64 version) {
+        return std::make_shared<TypedStreamClass>(TypedStreamClass{
+            name, version, std::make_shared<TypedStreamClass>(TypedStreamClass{"NSObject", 0, nullptr})});
+    };
+    const auto data = std::make_shared<TypedStreamObject>(TypedStreamObject{classOf("NSData", 0),
+        {{"i", {valueOf(Kind::Integer, png.size())}}, {"[21c]", {valueOf(Kind::Bytes, 0, png)}}}});
+    const auto image = std::make_shared<TypedStreamObject>(TypedStreamObject{
+        classOf("NSImage", 7), {{"c", {valueOf(Kind::Char, 1)}}, {"@", {valueOf(Kind::Object, 0, {}, data)}}}});
     TypedStreamArchive tree;
-    tree.groups = {{"@", {objectValue(image)}}};
+    tree.groups = {{"@", {valueOf(Kind::Object, 0, {}, image)}}};
     const QByteArray written = TypedStreamWriter::archivedDataWithArchive(tree).valueOr({});
 
     const QVariant decoded = unarchive(written);

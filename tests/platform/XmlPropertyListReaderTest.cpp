@@ -83,11 +83,6 @@ INSTANTIATE_TEST_SUITE_P(nominal, XmlValueTest,
             "commentsAnywhere", "<array><!-- a --><integer>1</integer><!-- b --></array>", QVariantList{qint64(1)}}),
     [](const auto &info) { return std::string(info.param.name); });
 
-TEST(XmlPropertyListReaderTest, readsNotANumber)
-{
-    EXPECT_TRUE(std::isnan(readBody("<real>nan</real>").toDouble()));
-}
-
 // The platform escapes only < > & and writes control characters raw, which
 // XML itself forbids; carriage returns inside strings must survive too.
 TEST(XmlPropertyListReaderTest, keepsRawControlCharactersInStringsAndKeys)
@@ -111,30 +106,25 @@ TEST(XmlPropertyListReaderTest, keepsRawControlCharactersInStringsAndKeys)
     EXPECT_EQ(list.value(1).toString(), QStringLiteral("\uE040"));
 }
 
-TEST(XmlPropertyListReaderTest, expandsSmallDeclaredEntities)
+TEST(XmlPropertyListReaderTest, readsDocumentsOfOtherShapes)
 {
-    const auto read = XmlPropertyListReader::read(
-        "<!DOCTYPE plist [<!ENTITY who \"world\">]><plist><string>hello &who;</string></plist>");
-    ASSERT_TRUE(read.ok()) << read.errorMessage().toStdString();
-    EXPECT_EQ(read.value(), QVariant(QStringLiteral("hello world")));
-}
-
-TEST(XmlPropertyListReaderTest, readsUtf16Documents)
-{
-    const QString text = QString::fromUtf8(document("<string>Gr\xC3\xBC\xC3\x9F"
-                                                    "e</string>"))
-                             .replace(QStringLiteral("UTF-8"), QStringLiteral("UTF-16"));
+    const QString utf16 = QString::fromUtf8(document("<string>Gr\xC3\xBC\xC3\x9F"
+                                                     "e</string>"))
+                              .replace(QStringLiteral("UTF-8"), QStringLiteral("UTF-16"));
     QStringEncoder encoder(QStringEncoder::Utf16BE, QStringEncoder::Flag::WriteBom);
-    const auto read = XmlPropertyListReader::read(encoder.encode(text));
-    ASSERT_TRUE(read.ok()) << read.errorMessage().toStdString();
-    EXPECT_EQ(read.value(), QVariant(QStringLiteral("Gr\u00FC\u00DFe")));
-}
-
-TEST(XmlPropertyListReaderTest, readsAValueWithoutThePlistElement)
-{
-    const auto read = XmlPropertyListReader::read("<array><integer>1</integer></array>");
-    ASSERT_TRUE(read.ok()) << read.errorMessage().toStdString();
-    EXPECT_EQ(read.value(), QVariant(QVariantList{qint64(1)}));
+    const std::pair<const char *, std::pair<QByteArray, QVariant>> cases[]{
+        {"declaredEntity",
+            {"<!DOCTYPE plist [<!ENTITY who \"world\">]><plist><string>hello &who;</string></plist>",
+                QStringLiteral("hello world")}},
+        {"utf16", {encoder.encode(utf16), QStringLiteral("Gr\u00FC\u00DFe")}},
+        {"noPlistElement", {"<array><integer>1</integer></array>", QVariantList{qint64(1)}}},
+    };
+    for (const auto &[name, test] : cases) {
+        const auto read = XmlPropertyListReader::read(test.first);
+        ASSERT_TRUE(read.ok()) << name << ": " << read.errorMessage().toStdString();
+        EXPECT_EQ(read.value(), test.second) << name;
+    }
+    EXPECT_TRUE(std::isnan(readBody("<real>nan</real>").toDouble()));
 }
 
 TEST(XmlPropertyListReaderTest, nestingIsCapped)
