@@ -427,13 +427,12 @@ void NoteWindowController::setSelection(const MemoPtr &memo)
         return;
     m_textView->setSelectedMemo(memo);
     if (!memo->webURLStr().isEmpty()) {
-        // Web pages are shown by the web view; until it exists, the page's
-        // address stands in for it.
+        // There is no web view in the window: the page's address stands in,
+        // and the desktop's browser shows the page.
         memo->setModifiedAt(QDateTime::currentDateTimeUtc());
-        m_webPlaceholder->setText(
-            tr("<p><b>%1</b></p><p>This page is a web clip of<br><a href=\"%2\">%2</a></p>"
-               "<p>Web clips are shown here in a later version; the link opens it in your browser.</p>")
-                .arg(memo->title().toHtmlEscaped(), memo->webURLStr().toHtmlEscaped()));
+        m_webPlaceholder->setText(tr("<p><b>%1</b></p><p>This page is a web clip of<br><a href=\"%2\">%2</a></p>"
+                                     "<p>The link opens it in your browser.</p>")
+                                      .arg(memo->title().toHtmlEscaped(), memo->webURLStr().toHtmlEscaped()));
         m_pages->setCurrentWidget(m_webPlaceholder);
     } else {
         m_pages->setCurrentWidget(m_textView);
