@@ -14,6 +14,7 @@
 #include "platform/base/Localization.h"
 #include "platform/settings/FolderPaths.h"
 #include "platform/settings/UserDefaults.h"
+#include "windows/NoteMainWindow.h"
 #include "windows/NoteWindowController.h"
 
 #include <QAction>
