@@ -383,7 +383,8 @@ void BM_RecoverFromPageFiles10k(benchmark::State &state)
         store.reset();
         state.ResumeTiming();
     }
-    if (recoveredPages != files && state.iterations() > 0)
+    // The fresh tree adds its own files to the copy; each original must come back.
+    if (recoveredPages < files && state.iterations() > 0)
         state.SkipWithError("not every page file became a page");
     state.counters["pages"] = double(recoveredPages);
     reportPeakMemory(state);
