@@ -77,7 +77,8 @@ BENCHMARK(BM_LoadNoteData)->Unit(benchmark::kMillisecond)->Iterations(5);
 
 // What tells a file that was written from one left alone: an atomic write
 // makes a new file, a write in place moves the change time.
-struct FileIdentity {
+struct FileIdentity
+{
     ino_t inode = 0;
     qint64 size = 0;
     qint64 modified = 0;
@@ -91,12 +92,13 @@ QHash<QString, FileIdentity> filesOfFolder(const QString &folder)
     QDirIterator it(folder, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
     while (it.hasNext()) {
         const QString path = it.next();
-        struct stat info { };
+        struct stat info
+        { };
         if (::stat(QFile::encodeName(path).constData(), &info) != 0)
             continue;
         files.insert(path,
-            { info.st_ino, qint64(info.st_size), qint64(info.st_mtim.tv_sec) * 1'000'000'000 + info.st_mtim.tv_nsec,
-                qint64(info.st_ctim.tv_sec) * 1'000'000'000 + info.st_ctim.tv_nsec });
+            {info.st_ino, qint64(info.st_size), qint64(info.st_mtim.tv_sec) * 1'000'000'000 + info.st_mtim.tv_nsec,
+                qint64(info.st_ctim.tv_sec) * 1'000'000'000 + info.st_ctim.tv_nsec});
     }
     return files;
 }
@@ -343,7 +345,8 @@ void BM_RecoverFromPageFiles10k(benchmark::State &state)
     for (const QString &name : QDir(original).entryList({QStringLiteral("*.jw3page")}, QDir::Files)) {
         const QByteArray from = QFile::encodeName(original + u'/' + name);
         const QByteArray to = QFile::encodeName(noteFolder + u'/' + name);
-        if (::link(from.constData(), to.constData()) != 0 && !QFile::copy(original + u'/' + name, noteFolder + u'/' + name)) {
+        if (::link(from.constData(), to.constData()) != 0
+            && !QFile::copy(original + u'/' + name, noteFolder + u'/' + name)) {
             state.SkipWithError("the page files could not be copied");
             return;
         }

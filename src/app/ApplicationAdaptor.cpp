@@ -8,8 +8,7 @@
 ApplicationAdaptor::ApplicationAdaptor(JW3Controller *controller)
     : QDBusAbstractAdaptor(controller)
     , m_controller(controller)
-{
-}
+{ }
 
 QString ApplicationAdaptor::perform(JW3Controller &controller, const ApplicationRequest &request)
 {

@@ -71,7 +71,9 @@ Status DataFolderLock::lock(const QString &folder)
     candidate->setStaleLockTime(0);
     if (!candidate->tryLock(0)) {
         const QLockFile::LockError lockError = candidate->error();
-        const auto tr = [](const char *text) { return QCoreApplication::translate("DataFolderLock", text); };
+        const auto tr = [](const char *text) {
+            return QCoreApplication::translate("DataFolderLock", text);
+        };
         if (lockError != QLockFile::LockFailedError) {
             const int cause = errorWritingInto(path);
             const QStorageInfo storage(path);

@@ -44,8 +44,7 @@ class FrontWindowLinkHost final : public LinkClickHost
 public:
     explicit FrontWindowLinkHost(JW3Controller &controller)
         : m_controller(controller)
-    {
-    }
+    { }
 
     MemoPtr noteDataWithID(qint64 memoID) override { return m_controller.tree().noteDataWithID(memoID); }
     void openWindowAndShowMemo(const MemoPtr &memo) override { (void)m_controller.openWindowAndShowMemo(memo); }
@@ -104,8 +103,8 @@ void JW3Controller::startUp()
 void JW3Controller::registerMyNotifications()
 {
     m_store.observeDefaults();
-    UserDefaults::standardUserDefaults().observe(kAbGroupNameKey, this,
-                                                 [this](const QVariant &, const QVariant &) { restartServer(); });
+    UserDefaults::standardUserDefaults().observe(
+        kAbGroupNameKey, this, [this](const QVariant &, const QVariant &) { restartServer(); });
     followApplicationState();
     followScreenLock();
 }
@@ -116,7 +115,8 @@ void JW3Controller::followScreenLock()
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected())
         return;
-    for (const QString &name : {QStringLiteral("org.freedesktop.ScreenSaver"), QStringLiteral("org.gnome.ScreenSaver")}) {
+    for (const QString &name :
+        {QStringLiteral("org.freedesktop.ScreenSaver"), QStringLiteral("org.gnome.ScreenSaver")}) {
         const QString path = u'/' + QString(name).replace(u'.', u'/');
         bus.connect(QString(), path, name, QStringLiteral("ActiveChanged"), this, SLOT(screenLockChanged(bool)));
     }
@@ -217,8 +217,8 @@ void JW3Controller::changeKeyWindow(NoteWindow *window)
 
 void JW3Controller::didCloseNoteWindow(NoteWindow *window)
 {
-    const auto found = std::find_if(m_windows.begin(), m_windows.end(),
-                                    [window](const auto &owned) { return owned.get() == window; });
+    const auto found = std::find_if(
+        m_windows.begin(), m_windows.end(), [window](const auto &owned) { return owned.get() == window; });
     if (found == m_windows.end())
         return;
     // The window is still inside its close handling: it goes when that is done.
@@ -411,8 +411,8 @@ Status readPageFile(const QString &path, QMimeData &data, const QString &failure
     if (!info.exists())
         return Error{failure.arg(path, JW3Controller::tr("there is no such file"))};
     if (info.size() > kMaximumClipFileSize)
-        return Error{failure.arg(path, JW3Controller::tr("it is larger than %1 MB")
-                                           .arg(kMaximumClipFileSize / (1024 * 1024)))};
+        return Error{
+            failure.arg(path, JW3Controller::tr("it is larger than %1 MB").arg(kMaximumClipFileSize / (1024 * 1024)))};
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return Error{failure.arg(path, file.errorString())};
@@ -452,11 +452,11 @@ Result<MemoPtr> JW3Controller::importFile(const QString &path, const MemoPtr &pa
     const QString title = QFileInfo(path).completeBaseName();
     MemoPtr memo;
     if (data.hasFormat(PasteboardTypes::RTFD))
-        memo = tree().makeNewMemoWithData(data.data(PasteboardTypes::RTFD), MemoTree::MemoDataType::RTFD, title,
-                                          parent, index);
+        memo = tree().makeNewMemoWithData(
+            data.data(PasteboardTypes::RTFD), MemoTree::MemoDataType::RTFD, title, parent, index);
     else if (data.hasFormat(PasteboardTypes::RTF))
-        memo = tree().makeNewMemoWithData(data.data(PasteboardTypes::RTF), MemoTree::MemoDataType::RTF, title,
-                                          parent, index);
+        memo = tree().makeNewMemoWithData(
+            data.data(PasteboardTypes::RTF), MemoTree::MemoDataType::RTF, title, parent, index);
     else
         memo = tree().makeNewMemoWithData(data.text(), MemoTree::MemoDataType::String, title, parent, index);
     if (!memo)
@@ -469,12 +469,11 @@ QStringList JW3Controller::importableFileTypes() const
 {
     // What importFile reads today: rich text and the plain-text kinds.
     return {QStringLiteral("rtf"), QStringLiteral("rtfd"), QStringLiteral("txt"), QStringLiteral("h"),
-            QStringLiteral("m"), QStringLiteral("c"), QStringLiteral("mm"), QStringLiteral("cpp"),
-            QStringLiteral("c++"), QStringLiteral("cxx"), QStringLiteral("cp"), QStringLiteral("cc"),
-            QStringLiteral("hh"), QStringLiteral("h++"), QStringLiteral("hpp"), QStringLiteral("hp"),
-            QStringLiteral("hxx"), QStringLiteral("java"), QStringLiteral("jav"), QStringLiteral("css"),
-            QStringLiteral("js"), QStringLiteral("php"), QStringLiteral("php3"), QStringLiteral("cgi"),
-            QStringLiteral("rb"), QStringLiteral("sh")};
+        QStringLiteral("m"), QStringLiteral("c"), QStringLiteral("mm"), QStringLiteral("cpp"), QStringLiteral("c++"),
+        QStringLiteral("cxx"), QStringLiteral("cp"), QStringLiteral("cc"), QStringLiteral("hh"), QStringLiteral("h++"),
+        QStringLiteral("hpp"), QStringLiteral("hp"), QStringLiteral("hxx"), QStringLiteral("java"),
+        QStringLiteral("jav"), QStringLiteral("css"), QStringLiteral("js"), QStringLiteral("php"),
+        QStringLiteral("php3"), QStringLiteral("cgi"), QStringLiteral("rb"), QStringLiteral("sh")};
 }
 
 Result<QString> JW3Controller::recoverPagesFromPageFiles()

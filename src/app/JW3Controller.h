@@ -134,15 +134,15 @@ public:
 
     // --- Parts that come later: each runs at its step and does nothing yet ----------
     /** Brings contacts from the address book into the tree. */
-    void syncABData2JW3() {}
+    void syncABData2JW3() { }
     /** Stops the sync server and starts a new one. */
     void restartServer();
-    void refreshTextColorMenu() {}
-    void refreshTextBackgroundColorMenu() {}
+    void refreshTextColorMenu() { }
+    void refreshTextBackgroundColorMenu() { }
     /** Rebuilds the font menu and tells the windows ("JW3RefreshFontMenu"). */
     void refreshFontMenu();
     /** Looks for a newer version when "autoCheckForUpdate" is on. */
-    void autoCheckForUpdate() {}
+    void autoCheckForUpdate() { }
 
     /** How often restartServer() has run, for tests of what restarts it. */
     [[nodiscard]] int serverRestarts() const { return m_serverRestarts; }

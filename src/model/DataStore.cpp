@@ -108,9 +108,9 @@ void DataStoreHost::reportProblem(const QString &message)
 // --- DataStore -------------------------------------------------------------------
 
 DataStore::DataStore(QObject *notificationObject, QObject *parent)
-    : QObject(parent),
-      m_notificationObject(notificationObject),
-      m_tree(notificationObject)
+    : QObject(parent)
+    , m_notificationObject(notificationObject)
+    , m_tree(notificationObject)
 {
     MemoCoding::registerWithSharedRegistry();
     m_autoSaveTimer.setSingleShot(false);
@@ -291,7 +291,9 @@ void DataStore::setState(const QString &saveFailure, const QString &setAsideData
 
 QString DataStore::plainWordsForSaveError(const QString &error)
 {
-    const auto names = [&error](int code) { return error.contains(QString::fromLocal8Bit(std::strerror(code))); };
+    const auto names = [&error](int code) {
+        return error.contains(QString::fromLocal8Bit(std::strerror(code)));
+    };
     // The writer's messages name the file in quotes; the folder is what the user can act on.
     static const QRegularExpression quoted(QStringLiteral("\"([^\"]+)\""));
     const QRegularExpressionMatch match = quoted.match(error);
@@ -341,10 +343,9 @@ Status DataStore::save()
     }
 
     const QList<qint64> windowIDs = m_host ? m_host->openWindowRootIDs() : QList<qint64>();
-    const Status settings =
-        m_keepSettings
-            ? Status(Error{tr("The settings file is not written: an unreadable one is in its place")})
-            : SettingsFile::write(dataDictionaryFilePath(), SettingsFile::dictionaryFromDefaults(defaults, windowIDs));
+    const Status settings = m_keepSettings
+        ? Status(Error{tr("The settings file is not written: an unreadable one is in its place")})
+        : SettingsFile::write(dataDictionaryFilePath(), SettingsFile::dictionaryFromDefaults(defaults, windowIDs));
     if (result && !settings)
         result = settings;
 
@@ -386,8 +387,8 @@ Result<DataStore::Recovery> DataStore::recoverPagesFromPageFiles()
     Recovery recovery;
     recovery.parent = JWMemo::memo();
     recovery.parent->setTitle(tr("Recovered pages"));
-    recovery.parent->setMemoDataWithPlainText(
-        tr("Pages rebuilt from their files in %1 on %2.").arg(folder, QDateTime::currentDateTime().toString(Qt::ISODate)));
+    recovery.parent->setMemoDataWithPlainText(tr("Pages rebuilt from their files in %1 on %2.")
+                                                  .arg(folder, QDateTime::currentDateTime().toString(Qt::ISODate)));
     for (qint64 id : ids) {
         const auto loaded = PageFile::load(id);
         if (!loaded || !loaded.value()) {
@@ -495,7 +496,9 @@ void DataStore::applicationWillTerminate()
 void DataStore::observeDefaults()
 {
     UserDefaults &defaults = UserDefaults::standardUserDefaults();
-    const auto restartTimer = [this](const QVariant &, const QVariant &) { setAutoSaveTimer(); };
+    const auto restartTimer = [this](const QVariant &, const QVariant &) {
+        setAutoSaveTimer();
+    };
     defaults.observe(kAutoSaveKey, this, restartTimer);
     defaults.observe(kAutoSavePeriodKey, this, restartTimer);
     defaults.observe(kDataFolderPathKey, this, [this](const QVariant &oldValue, const QVariant &newValue) {
@@ -537,7 +540,8 @@ void DataStore::cleanUpRemovedMemoFiles()
     // Cut-off writes of the data store and settings are as large as the
     // files themselves; they go with the rest, never deleted unasked.
     for (const QFileInfo &entry : QDir(dataFolderPath()).entryInfoList(QDir::Files | QDir::Hidden)) {
-        if (isInterruptedWrite(entry.fileName()) && !QFile::rename(entry.absoluteFilePath(), trash + u'/' + entry.fileName()))
+        if (isInterruptedWrite(entry.fileName())
+            && !QFile::rename(entry.absoluteFilePath(), trash + u'/' + entry.fileName()))
             qCInfo(lcModel) << "Could not move" << entry.fileName() << "to" << trash;
     }
     if (m_host && !trash.isEmpty())
@@ -585,7 +589,8 @@ void DataStore::dataFolderPathChanged(const QString &oldPath, const QString &new
         // folder simply goes), the old folder is copied over, and the tree in
         // memory is saved there from now on.
         if (QFileInfo::exists(newFolder) && !QDir().rmdir(newFolder)) {
-            if (auto renamed = FileManagerUtility::changeFileNameOfPath(newFolder, QStringLiteral("Jotwell3_OldFolder"));
+            if (auto renamed
+                = FileManagerUtility::changeFileNameOfPath(newFolder, QStringLiteral("Jotwell3_OldFolder"));
                 !renamed) {
                 report(renamed.errorMessage());
                 return;

@@ -35,15 +35,33 @@ constexpr qsizetype kTitleLength = 15;
 // The keys a deep copy carries over by key, in the order they are copied, so
 // that each runs its setter as on the original.
 constexpr std::array kCopiedKeys = {
-    "title", "plainText", "titleColor", "titleCharacterColor", "locked", "isPlainTextMemo",
-    "protectWithPassword", "scaleImages", "showRuler", "showLineNumbers", "verticalLayout", "webURLStr",
+    "title",
+    "plainText",
+    "titleColor",
+    "titleCharacterColor",
+    "locked",
+    "isPlainTextMemo",
+    "protectWithPassword",
+    "scaleImages",
+    "showRuler",
+    "showLineNumbers",
+    "verticalLayout",
+    "webURLStr",
     "webIconImage",
 };
 
 // The keys a duplicate without children takes from its original, after the text.
 constexpr std::array kDuplicatedKeys = {
-    "title", "titleColor", "locked", "isPlainTextMemo", "protectWithPassword", "tags",
-    "scaleImages", "showRuler", "showLineNumbers", "verticalLayout",
+    "title",
+    "titleColor",
+    "locked",
+    "isPlainTextMemo",
+    "protectWithPassword",
+    "tags",
+    "scaleImages",
+    "showRuler",
+    "showLineNumbers",
+    "verticalLayout",
 };
 
 void copyKeys(const QObject &from, QObject &to, const auto &keys)
@@ -101,8 +119,7 @@ int s_observerBatchDepth = 0;
 std::weak_ptr<JWMemoObserverBatch> s_openObserverBatch;
 
 // What each page does on the notifications it observes.
-template<typename Register>
-void observeEach(Register &&add)
+template<typename Register> void observeEach(Register &&add)
 {
     // The menu command that shows every page as expandable, or not.
     add(NotificationNames::JW3OpenNoteLeaf, [](JWMemo &page, const Notification &note) {
@@ -139,10 +156,10 @@ JWMemo::JWMemo()
 }
 
 JWMemo::JWMemo(BareKey)
-    : m_titleColor(clearColor()),
-      m_titleCharacterColor(blackColor()),
-      m_webIconImage(QVariant::fromValue(nullptr)),
-      m_windowAttribute(std::make_shared<JWWindowAttribute>())
+    : m_titleColor(clearColor())
+    , m_titleCharacterColor(blackColor())
+    , m_webIconImage(QVariant::fromValue(nullptr))
+    , m_windowAttribute(std::make_shared<JWWindowAttribute>())
 {
     observeNotifications();
 }
@@ -337,8 +354,8 @@ void JWMemo::appendChild(MemoPtr child)
 
 bool JWMemo::removeChild(const JWMemo *child)
 {
-    const auto it = std::find_if(m_children.begin(), m_children.end(),
-                                 [child](const MemoPtr &c) { return c.get() == child; });
+    const auto it
+        = std::find_if(m_children.begin(), m_children.end(), [child](const MemoPtr &c) { return c.get() == child; });
     if (it == m_children.end())
         return false;
     takeChildAt(it - m_children.begin());
@@ -371,8 +388,8 @@ bool JWMemo::containsMemo(const JWMemo *memo) const
 {
     if (memo == this)
         return true;
-    return std::any_of(m_children.begin(), m_children.end(),
-                       [memo](const MemoPtr &child) { return child->containsMemo(memo); });
+    return std::any_of(
+        m_children.begin(), m_children.end(), [memo](const MemoPtr &child) { return child->containsMemo(memo); });
 }
 
 void JWMemo::addSubMemosToArray(QList<MemoPtr> &array, bool withoutProtectedMemo) const
@@ -734,8 +751,8 @@ void JWMemo::setWebURLStr(const QString &url)
 
 void JWMemo::setWebIconImage(const QVariant &image)
 {
-    const QVariant stored =
-        image.metaType() == QMetaType::fromType<ArchivedImage>() ? image : QVariant::fromValue(nullptr);
+    const QVariant stored
+        = image.metaType() == QMetaType::fromType<ArchivedImage>() ? image : QVariant::fromValue(nullptr);
     if (assign(m_webIconImage, stored))
         Q_EMIT webIconImageChanged();
 }
@@ -814,9 +831,8 @@ bool JWMemo::save()
             written = Error{aside.errorMessage()};
         } else {
             m_pageFileUnreadable = false;
-            qCWarning(lcModel).noquote() << QStringLiteral("The unreadable file of page %1 was kept as %2")
-                                                   .arg(m_memoID)
-                                                   .arg(aside.value());
+            qCWarning(lcModel).noquote()
+                << QStringLiteral("The unreadable file of page %1 was kept as %2").arg(m_memoID).arg(aside.value());
         }
     }
     if (written)
@@ -889,8 +905,8 @@ void JWMemo::convertNoteTextToSetTitleFromFirstLine()
 void JWMemo::setMemoTitleIfNeeded(const QString &title)
 {
     TextConverter converter;
-    if (UserDefaults::standardUserDefaults().boolForKey(QStringLiteral("UseTopLineAsTitle"))
-        && loadTextInto(converter) && converter.topLine() != title) {
+    if (UserDefaults::standardUserDefaults().boolForKey(QStringLiteral("UseTopLineAsTitle")) && loadTextInto(converter)
+        && converter.topLine() != title) {
         converter.insertTitleToTop(title);
         storeTextAndSave(converter);
     }

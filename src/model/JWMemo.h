@@ -53,12 +53,12 @@ class JWMemo final : public QObject, public std::enable_shared_from_this<JWMemo>
     Q_PROPERTY(QByteArray memoData READ memoData WRITE setMemoData NOTIFY memoDataChanged)
     Q_PROPERTY(QString plainText READ plainText WRITE setPlainText NOTIFY plainTextChanged)
     Q_PROPERTY(QColor titleColor READ titleColor WRITE setTitleColor NOTIFY titleColorChanged)
-    Q_PROPERTY(QColor titleCharacterColor READ titleCharacterColor WRITE setTitleCharacterColor
-                   NOTIFY titleCharacterColorChanged)
+    Q_PROPERTY(QColor titleCharacterColor READ titleCharacterColor WRITE setTitleCharacterColor NOTIFY
+            titleCharacterColorChanged)
     Q_PROPERTY(bool locked READ locked WRITE setLocked NOTIFY lockedChanged)
     Q_PROPERTY(bool isPlainTextMemo READ isPlainTextMemo WRITE setIsPlainTextMemo NOTIFY isPlainTextMemoChanged)
-    Q_PROPERTY(bool protectWithPassword READ protectWithPassword WRITE setProtectWithPassword
-                   NOTIFY protectWithPasswordChanged)
+    Q_PROPERTY(bool protectWithPassword READ protectWithPassword WRITE setProtectWithPassword NOTIFY
+            protectWithPasswordChanged)
     Q_PROPERTY(bool unlockedPassword READ unlockedPassword WRITE setUnlockedPassword NOTIFY unlockedPasswordChanged)
     Q_PROPERTY(QDateTime createdAt READ createdAt WRITE setCreatedAt NOTIFY createdAtChanged)
     Q_PROPERTY(QDateTime modifiedAt READ modifiedAt WRITE setModifiedAt NOTIFY modifiedAtChanged)
@@ -67,8 +67,8 @@ class JWMemo final : public QObject, public std::enable_shared_from_this<JWMemo>
     Q_PROPERTY(TextRange scrollRange READ scrollRange WRITE setScrollRange NOTIFY scrollRangeChanged)
     Q_PROPERTY(QString scrollRangeString READ scrollRangeString WRITE setScrollRangeString NOTIFY scrollRangeChanged)
     Q_PROPERTY(TextRange selectedRange READ selectedRange WRITE setSelectedRange NOTIFY selectedRangeChanged)
-    Q_PROPERTY(QString selectedRangeString READ selectedRangeString WRITE setSelectedRangeString
-                   NOTIFY selectedRangeChanged)
+    Q_PROPERTY(
+        QString selectedRangeString READ selectedRangeString WRITE setSelectedRangeString NOTIFY selectedRangeChanged)
     /** The children as a list of MemoPtr values. */
     Q_PROPERTY(QVariantList children READ childrenValue WRITE setChildrenValue NOTIFY childrenChanged)
     Q_PROPERTY(bool scaleImages READ scaleImages WRITE setScaleImages NOTIFY scaleImagesChanged)

@@ -108,7 +108,8 @@ Result<QString> setAsideUnreadable(qint64 memoID)
     const QString path = notePathForID(memoID);
     if (const auto aside = FileSetAside::moveAside(path, QStringLiteral("unreadable")))
         return *aside;
-    return Error{QStringLiteral("The unreadable page file %1 could not be moved aside, so it is not written over").arg(path)};
+    return Error{
+        QStringLiteral("The unreadable page file %1 could not be moved aside, so it is not written over").arg(path)};
 }
 
 QByteArray memoDataIn(const QVariantMap &dictionary)
@@ -164,7 +165,7 @@ bool setAsideStale(qint64 memoID)
             return true;
     }
     qCWarning(lcModel, "The stale page file %s could not be moved aside; it stays, and no page takes its ID",
-              qPrintable(path));
+        qPrintable(path));
     return false;
 }
 

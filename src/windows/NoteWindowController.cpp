@@ -222,24 +222,24 @@ void NoteWindowController::buildWindow()
     connect(m_textView, &NoteTextView::textSummaryChanged, this, &NoteWindowController::updateTextSummary);
     connect(m_textView, &NoteTextView::editLinkRequested, this, &NoteWindowController::editLink);
     connect(m_textView, &NoteTextView::changeTextBackgroundColorRequested, this,
-            &NoteWindowController::chooseTextBackgroundColor);
+        &NoteWindowController::chooseTextBackgroundColor);
 }
 
 void NoteWindowController::registerMyNotifications()
 {
     NotificationCenter &center = NotificationCenter::defaultCenter();
     center.addObserver(this, NotificationNames::JW3SaveData, nullptr, [this](const Notification &) { save(); });
-    center.addObserver(this, DataStore::stateChangedNotification(), nullptr,
-                       [this](const Notification &) { updateStoreBar(); });
-    center.addObserver(this, NotificationNames::JW3UpdateTextSummary, nullptr,
-                       [this](const Notification &) { updateTextSummary(); });
+    center.addObserver(
+        this, DataStore::stateChangedNotification(), nullptr, [this](const Notification &) { updateStoreBar(); });
+    center.addObserver(
+        this, NotificationNames::JW3UpdateTextSummary, nullptr, [this](const Notification &) { updateTextSummary(); });
     center.addObserver(this, NotificationNames::JW3MemoTitleHasChanged, nullptr, [this](const Notification &note) {
         if (m_rootMemo && note.object == m_rootMemo.get())
             m_window->setWindowTitle(windowTitle());
         updatePageHandle();
     });
-    center.addObserver(this, NotificationNames::JW3ReloadOutlineData, nullptr,
-                       [this](const Notification &) { updatePageHandle(); });
+    center.addObserver(
+        this, NotificationNames::JW3ReloadOutlineData, nullptr, [this](const Notification &) { updatePageHandle(); });
     connect(m_treeController.get(), &NoteTreeController::selectionChanged, this, [this] {
         // No page shown (one just locked, say): nothing of it stays on screen.
         if (!m_treeController->selection()) {
@@ -368,8 +368,9 @@ QString NoteWindowController::windowTitle() const
 MemoPtr NoteWindowController::setWindowAttribute()
 {
     JWWindowAttribute &attribute = *m_rootMemo->windowAttribute();
-    const QRectF stored = attribute.windowFrameStr().isEmpty() ? attribute.windowFrame()
-                                                                 : GeometryStrings::rectFromString(attribute.windowFrameStr());
+    const QRectF stored = attribute.windowFrameStr().isEmpty()
+        ? attribute.windowFrame()
+        : GeometryStrings::rectFromString(attribute.windowFrameStr());
     const QSize fallback(960, 640);
     QRect onScreen = WindowFrames::toScreen(stored, primaryScreenHeight());
     // The stored frame always counts the page handle; a hidden one takes no room.
@@ -379,8 +380,8 @@ MemoPtr NoteWindowController::setWindowAttribute()
     // A window that was never placed opens at a comfortable size in the
     // middle of the screen, not in the small corner spot the record starts with.
     const QScreen *primary = QGuiApplication::primaryScreen();
-    if (attribute.windowFrameStr().isEmpty() && attribute.windowFrame() == JWWindowAttribute::kDefaultWindowFrame &&
-        primary) {
+    if (attribute.windowFrameStr().isEmpty() && attribute.windowFrame() == JWWindowAttribute::kDefaultWindowFrame
+        && primary) {
         const QRect screen = primary->availableGeometry();
         frame.setSize(fallback.boundedTo(screen.size()));
         frame.moveCenter(screen.center());
@@ -512,9 +513,8 @@ void NoteWindowController::updatePageHandle()
     QStringList steps;
     MemoTree &tree = m_host.memoTree();
     for (MemoPtr step = tree.parentOfMemo(memo); step && step != m_rootMemo; step = tree.parentOfMemo(step)) {
-        steps.prepend(QStringLiteral("<a href=\"page:%1\">%2</a>")
-                          .arg(step->memoID())
-                          .arg(step->title().toHtmlEscaped()));
+        steps.prepend(
+            QStringLiteral("<a href=\"page:%1\">%2</a>").arg(step->memoID()).arg(step->title().toHtmlEscaped()));
     }
     steps.append(QStringLiteral("<b>%1</b>").arg(memo->title().toHtmlEscaped()));
     m_pageHandle->setText(steps.join(QStringLiteral(" &#8250; ")));
@@ -551,16 +551,15 @@ void NoteWindowController::observeSelection(const MemoPtr &memo)
     m_observedMemo = memo;
     JWMemo *page = memo.get();
     m_memoConnections << connect(page, &JWMemo::titleChanged, this, [this, page] {
-        if (UserDefaults::standardUserDefaults().boolForKey(kUseTopLineAsTitleKey) && !isLoadingText() &&
-            page->title() != m_textView->topLine()) {
+        if (UserDefaults::standardUserDefaults().boolForKey(kUseTopLineAsTitleKey) && !isLoadingText()
+            && page->title() != m_textView->topLine()) {
             ++m_loadingText;
             m_textView->changeTitle(page->title());
             --m_loadingText;
         }
     });
     m_memoConnections << connect(page, &JWMemo::showRulerChanged, this, &NoteWindowController::applyViewSwitches);
-    m_memoConnections << connect(page, &JWMemo::showLineNumbersChanged, this,
-                                 &NoteWindowController::applyViewSwitches);
+    m_memoConnections << connect(page, &JWMemo::showLineNumbersChanged, this, &NoteWindowController::applyViewSwitches);
     m_memoConnections << connect(page, &JWMemo::isPlainTextMemoChanged, this, [this, page] {
         m_treeController->setTextEditCanEdit();
         if (page->isPlainTextMemo()) {
@@ -570,8 +569,8 @@ void NoteWindowController::observeSelection(const MemoPtr &memo)
         }
         applyViewSwitches();
     });
-    m_memoConnections << connect(page, &JWMemo::lockedChanged, m_treeController.get(),
-                                 &NoteTreeController::setTextEditCanEdit);
+    m_memoConnections << connect(
+        page, &JWMemo::lockedChanged, m_treeController.get(), &NoteTreeController::setTextEditCanEdit);
 }
 
 void NoteWindowController::applyViewSwitches()
@@ -607,8 +606,8 @@ bool NoteWindowController::eventFilter(QObject *watched, QEvent *event)
         // The text view claims Undo and Redo for its own text; left unclaimed,
         // the keys reach the Edit menu, which undoes the page edit.
         const auto *key = static_cast<QKeyEvent *>(event);
-        if ((key->matches(QKeySequence::Undo) && undoesPageEdit(false)) ||
-            (key->matches(QKeySequence::Redo) && undoesPageEdit(true))) {
+        if ((key->matches(QKeySequence::Undo) && undoesPageEdit(false))
+            || (key->matches(QKeySequence::Redo) && undoesPageEdit(true))) {
             event->ignore();
             return true;
         }
@@ -659,12 +658,11 @@ void NoteWindowController::updateTextSummary()
     const bool nothingSelected = summary.value(QStringLiteral("selectedLength")).toLongLong() == 0;
     memo->setSummary(summary.value(QStringLiteral("summary")).toString());
     memo->setCharactersCount(nothingSelected
-                                 ? QStringLiteral("(%1)/%2").arg(summary.value(QStringLiteral("location")).toString(),
-                                                                 length)
-                                 : QStringLiteral("%1/%2").arg(selected, length));
+            ? QStringLiteral("(%1)/%2").arg(summary.value(QStringLiteral("location")).toString(), length)
+            : QStringLiteral("%1/%2").arg(selected, length));
     if (summary.contains(QStringLiteral("selectedWords")))
         memo->setWordsCount(QStringLiteral("%1/%2").arg(summary.value(QStringLiteral("selectedWords")).toString(),
-                                                        summary.value(QStringLiteral("words")).toString()));
+            summary.value(QStringLiteral("words")).toString()));
     m_charsCounter->setText(tr("Characters %1").arg(memo->charactersCount()));
     m_wordsCounter->setText(tr("Words %1").arg(memo->wordsCount()));
     m_charsCounter->setToolTip(memo->summary());
@@ -730,7 +728,8 @@ void NoteWindowController::updateStoreBar()
     const QString aside = m_setAsideNoteDismissed ? QString() : m_host.setAsideDataFile();
     QStringList lines;
     if (!failure.isEmpty())
-        lines << tr("Your changes could not be saved: %1 They are kept, and saved again at the next save.").arg(failure);
+        lines
+            << tr("Your changes could not be saved: %1 They are kept, and saved again at the next save.").arg(failure);
     if (!aside.isEmpty())
         lines << tr("The data file could not be read and was kept as %1. The pages' texts are still in their page "
                     "files: Recover Pages From Page Files brings them back.")

@@ -86,7 +86,7 @@ public:
     void save() override;
     void saveDataToMemo(const MemoPtr &memo) override;
     void resignSelection(const MemoPtr &memo) override;
-    void setMemoToTab(const MemoPtr &) override {}
+    void setMemoToTab(const MemoPtr &) override { }
     void setSelection(const MemoPtr &memo) override;
     void titleHasBeenChanged(const MemoPtr &memo) override;
     void showStatus(const QString &message) override;

@@ -84,15 +84,15 @@ void NoteWindowController::buildMenus()
 {
     QMenuBar *bar = m_window->menuBar();
     NoteTreeController *tree = m_treeController.get();
-    const auto add = [this](QMenu *menu, const char *name, const QString &text, const QKeySequence &keys,
-                            auto slot, int tag = 0) {
-        QAction *item = menu->addAction(text);
-        item->setObjectName(QLatin1StringView(name));
-        item->setShortcut(keys);
-        item->setData(tag);
-        connect(item, &QAction::triggered, this, slot);
-        return item;
-    };
+    const auto add
+        = [this](QMenu *menu, const char *name, const QString &text, const QKeySequence &keys, auto slot, int tag = 0) {
+              QAction *item = menu->addAction(text);
+              item->setObjectName(QLatin1StringView(name));
+              item->setShortcut(keys);
+              item->setData(tag);
+              connect(item, &QAction::triggered, this, slot);
+              return item;
+          };
     const auto checkable = [](QAction *item) {
         item->setCheckable(true);
         return item;
@@ -103,9 +103,11 @@ void NoteWindowController::buildMenus()
     add(file, "newChildPageAction", tr("New Child Page"), QKeySequence(tr("Ctrl+Shift+N")),
         [tree] { tree->addChild(); });
     file->addSeparator();
-    add(file, "openInNewWindowAction", tr("Open in New Window"), QKeySequence(tr("Ctrl+Shift+O")),
+    add(
+        file, "openInNewWindowAction", tr("Open in New Window"), QKeySequence(tr("Ctrl+Shift+O")),
         [tree] { tree->openNewWindowWithParent(); }, kSinglePageTag);
-    add(file, "openAsWindowRootAction", tr("Open Sub-pages in New Window"), {},
+    add(
+        file, "openAsWindowRootAction", tr("Open Sub-pages in New Window"), {},
         [tree] { tree->openNewWindowWithSelection(); }, kOpenWithChildrenTag);
     file->addSeparator();
     add(file, "saveAction", tr("Save"), QKeySequence::Save, [this] {
@@ -127,15 +129,19 @@ void NoteWindowController::buildMenus()
     add(edit, "deletePageAction", tr("Delete Page"), QKeySequence(tr("Ctrl+Shift+Backspace")),
         [tree] { tree->remove(); });
     edit->addSeparator();
-    add(edit, "editLinkAction", tr("Link..."), QKeySequence(tr("Ctrl+K")), [this] { editLink(); }, kSinglePageTag);
-    add(edit, "removeLinkAction", tr("Remove Link"), {}, [this] { m_textView->removeLink(); }, kSinglePageTag);
-    add(edit, "dateStampAction", tr("Insert Date and Time"), QKeySequence(tr("Ctrl+Shift+D")),
+    add(
+        edit, "editLinkAction", tr("Link..."), QKeySequence(tr("Ctrl+K")), [this] { editLink(); }, kSinglePageTag);
+    add(
+        edit, "removeLinkAction", tr("Remove Link"), {}, [this] { m_textView->removeLink(); }, kSinglePageTag);
+    add(
+        edit, "dateStampAction", tr("Insert Date and Time"), QKeySequence(tr("Ctrl+Shift+D")),
         [this] { m_textView->insertTimeStamp(); }, kSinglePageTag);
 
     QMenu *page = bar->addMenu(tr("&Page"));
-    add(page, "backAction", tr("Back"), QKeySequence(tr("Alt+Left")), [tree] { tree->moveBack(); }, kBackTag);
-    add(page, "forwardAction", tr("Forward"), QKeySequence(tr("Alt+Right")), [tree] { tree->moveNext(); },
-        kForwardTag);
+    add(
+        page, "backAction", tr("Back"), QKeySequence(tr("Alt+Left")), [tree] { tree->moveBack(); }, kBackTag);
+    add(
+        page, "forwardAction", tr("Forward"), QKeySequence(tr("Alt+Right")), [tree] { tree->moveNext(); }, kForwardTag);
     page->addSeparator();
     add(page, "moveUpAction", tr("Move Page Up"), QKeySequence(tr("Alt+Shift+Up")), [tree] { tree->outlineMoveUp(); });
     add(page, "moveDownAction", tr("Move Page Down"), QKeySequence(tr("Alt+Shift+Down")),
@@ -145,15 +151,19 @@ void NoteWindowController::buildMenus()
     add(page, "moveRightAction", tr("Move Page In"), QKeySequence(tr("Alt+Shift+Right")),
         [tree] { tree->outlineMoveRight(); });
     page->addSeparator();
-    add(page, "renamePageAction", tr("Rename Page"), QKeySequence(Qt::Key_F2), [this] { goToTitleView(); },
+    add(
+        page, "renamePageAction", tr("Rename Page"), QKeySequence(Qt::Key_F2), [this] { goToTitleView(); },
         kSinglePageTag);
     page->addSeparator();
-    checkable(add(page, "lockAction", tr("Lock Page"), {}, [this] {
-        if (const MemoPtr memo = selectedMemo())
-            memo->setLocked(!memo->locked());
-    }, kSinglePageTag));
-    checkable(add(page, "protectAction", tr("Protect with Password"), {}, [this] { toggleProtection(); },
-                  kSinglePageTag));
+    checkable(add(
+        page, "lockAction", tr("Lock Page"), {},
+        [this] {
+            if (const MemoPtr memo = selectedMemo())
+                memo->setLocked(!memo->locked());
+        },
+        kSinglePageTag));
+    checkable(add(
+        page, "protectAction", tr("Protect with Password"), {}, [this] { toggleProtection(); }, kSinglePageTag));
     add(page, "setPasswordAction", tr("Set Page Password..."), {}, [this] { setPagePassword(); });
     add(page, "lockProtectedPagesAction", tr("Lock Protected Pages"), {},
         [this] { NoteTreeController::lockProtectedPages(m_host.memoTree()); });
@@ -166,7 +176,7 @@ void NoteWindowController::buildMenus()
     }
     titleColor->addSeparator();
     connect(titleColor->addAction(tr("Other...")), &QAction::triggered, this,
-            [tree] { tree->changeTitleColorByTag(NoteTreeController::kCustomTitleColorTag); });
+        [tree] { tree->changeTitleColorByTag(NoteTreeController::kCustomTitleColorTag); });
     page->addSeparator();
     checkable(add(page, "floatingAction", tr("Float Above Other Windows"), {}, [this] {
         JWWindowAttribute *attribute = m_rootMemo ? m_rootMemo->windowAttribute().get() : nullptr;
@@ -175,16 +185,22 @@ void NoteWindowController::buildMenus()
     }));
 
     QMenu *format = bar->addMenu(tr("F&ormat"));
-    add(format, "fontAction", tr("Font..."), QKeySequence(tr("Ctrl+T")), [this] { chooseFont(); }, kSinglePageTag);
-    add(format, "boldAction", tr("Bold"), QKeySequence::Bold,
+    add(
+        format, "fontAction", tr("Font..."), QKeySequence(tr("Ctrl+T")), [this] { chooseFont(); }, kSinglePageTag);
+    add(
+        format, "boldAction", tr("Bold"), QKeySequence::Bold,
         [this] { toggleCharacterStyle(*m_textView, QTextFormat::FontWeight); }, kSinglePageTag);
-    add(format, "italicAction", tr("Italic"), QKeySequence::Italic,
+    add(
+        format, "italicAction", tr("Italic"), QKeySequence::Italic,
         [this] { toggleCharacterStyle(*m_textView, QTextFormat::FontItalic); }, kSinglePageTag);
-    add(format, "underlineAction", tr("Underline"), QKeySequence::Underline,
+    add(
+        format, "underlineAction", tr("Underline"), QKeySequence::Underline,
         [this] { toggleCharacterStyle(*m_textView, QTextFormat::FontUnderline); }, kSinglePageTag);
-    add(format, "textColorAction", tr("Text Colour..."), QKeySequence(tr("Ctrl+Shift+C")),
+    add(
+        format, "textColorAction", tr("Text Colour..."), QKeySequence(tr("Ctrl+Shift+C")),
         [this] { chooseTextColor(); }, kSinglePageTag);
-    add(format, "highlightAction", tr("Highlight..."), QKeySequence(tr("Ctrl+Shift+H")),
+    add(
+        format, "highlightAction", tr("Highlight..."), QKeySequence(tr("Ctrl+Shift+H")),
         [this] { chooseTextBackgroundColor(); }, kSinglePageTag);
     format->addSeparator();
     const auto pageSwitch = [this](const char *key) {
@@ -195,10 +211,9 @@ void NoteWindowController::buildMenus()
         };
     };
     checkable(add(format, "plainTextAction", tr("Plain Text"), {}, pageSwitch("isPlainTextMemo"), kSinglePageTag));
-    checkable(add(format, "scaleImagesAction", tr("Fit Pictures to Width"), {}, pageSwitch("scaleImages"),
-                  kSinglePageTag));
-    checkable(add(format, "lineNumbersAction", tr("Line Numbers"), {}, pageSwitch("showLineNumbers"),
-                  kSinglePageTag));
+    checkable(
+        add(format, "scaleImagesAction", tr("Fit Pictures to Width"), {}, pageSwitch("scaleImages"), kSinglePageTag));
+    checkable(add(format, "lineNumbersAction", tr("Line Numbers"), {}, pageSwitch("showLineNumbers"), kSinglePageTag));
     checkable(add(format, "rulerAction", tr("Format Bar"), {}, pageSwitch("showRuler"), kSinglePageTag));
 
     QMenu *view = bar->addMenu(tr("&View"));
@@ -217,8 +232,8 @@ void NoteWindowController::buildMenus()
     // The format bar stands for the ruler: the styles at hand.
     m_formatBar = new QToolBar(tr("Format"), m_window.get());
     m_formatBar->setObjectName(QStringLiteral("formatBar"));
-    for (const char *name : {"boldAction", "italicAction", "underlineAction", "textColorAction", "highlightAction",
-                             "fontAction"})
+    for (const char *name :
+        {"boldAction", "italicAction", "underlineAction", "textColorAction", "highlightAction", "fontAction"})
         m_formatBar->addAction(action(QLatin1StringView(name)));
     m_window->addToolBar(Qt::TopToolBarArea, m_formatBar);
     m_formatBar->hide();
@@ -298,9 +313,8 @@ void NoteWindowController::validateActions()
             item->setEnabled(m_treeController->validateMenuItem(tag));
     }
     if (QAction *undoItem = action(QStringLiteral("undoAction")))
-        undoItem->setText(undoesPageEdit(false)
-                              ? tr("Undo %1").arg(m_treeController->undoStack().undoText())
-                              : tr("Undo"));
+        undoItem->setText(
+            undoesPageEdit(false) ? tr("Undo %1").arg(m_treeController->undoStack().undoText()) : tr("Undo"));
     applyViewSwitches();
 }
 

@@ -234,7 +234,8 @@ TEST_F(ControllerTest, aFolderAnotherProcessUsesIsNotSwitchedTo)
     QFile(busy + QStringLiteral("/JW3Data.jw3datastore")).open(QIODevice::WriteOnly);
     // Another process's lock: a live process (our parent) on this host.
     const QString parent = QString::number(getppid());
-    const QString parentName = QFileInfo(QFile::symLinkTarget(QStringLiteral("/proc/") + parent + QStringLiteral("/exe"))).fileName();
+    const QString parentName
+        = QFileInfo(QFile::symLinkTarget(QStringLiteral("/proc/") + parent + QStringLiteral("/exe"))).fileName();
     QFile lock(busy + QStringLiteral("/.jotwell3.lock"));
     ASSERT_TRUE(lock.open(QIODevice::WriteOnly));
     lock.write((parent + u'\n' + parentName + u'\n' + QSysInfo::machineHostName() + u'\n').toUtf8());
@@ -304,7 +305,8 @@ TEST_F(ControllerTest, clippedFilesAreReadByTheirKindAndBadOnesAreRefused)
 
     const qsizetype pages = controller->tree().parentOfClippingMemo()->children().size();
     EXPECT_FALSE(controller->clipFile(home() + QStringLiteral("/missing.txt")).ok());
-    EXPECT_FALSE(controller->clipFile(write(QStringLiteral("c.png"), QByteArray("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16))).ok());
+    EXPECT_FALSE(
+        controller->clipFile(write(QStringLiteral("c.png"), QByteArray("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16))).ok());
     EXPECT_FALSE(controller->clipFile(home() + QStringLiteral("/not-a-package")).ok());
     QDir().mkpath(home() + QStringLiteral("/empty.rtfd"));
     EXPECT_FALSE(controller->clipFile(home() + QStringLiteral("/empty.rtfd")).ok());

@@ -69,10 +69,22 @@ TEST_F(ProtectedPagePathsTest, linksNewWindowsClippingsAndOpenedFilesAskFirst)
 {
     const QString link = PageLinks::pageLink(monday->memoID(), false);
     const std::vector<std::pair<const char *, std::function<void()>>> paths = {
-        {"link", [&] { application->openLink(link); }},
-        {"link to a new window", [&] { application->openLink(PageLinks::pageLink(monday->memoID(), true)); }},
-        {"new window", [&] { application->openWindowAndShowMemo(monday); }},
-        {"session bus link", [&] { ApplicationAdaptor::perform(*application, {{}, {link}, {}, {}, {}}); }},
+        {"link",
+            [&] {
+                application->openLink(link);
+            }},
+        {"link to a new window",
+            [&] {
+                application->openLink(PageLinks::pageLink(monday->memoID(), true));
+            }},
+        {"new window",
+            [&] {
+                application->openWindowAndShowMemo(monday);
+            }},
+        {"session bus link",
+            [&] {
+                ApplicationAdaptor::perform(*application, {{}, {link}, {}, {}, {}});
+            }},
     };
     for (const auto &[name, path] : paths) {
         SCOPED_TRACE(name);

@@ -67,7 +67,8 @@ TEST_F(StoreProblemsTest, AClipOnAFullDiskAnswersTheErrorAndEveryWindowShowsItUn
         ASSERT_TRUE(full.active());
         auto clipped = application->clipText(text);
         ASSERT_FALSE(clipped.ok());
-        EXPECT_TRUE(clipped.errorMessage().contains(QStringLiteral("The disk is full"))) << clipped.errorMessage().toStdString();
+        EXPECT_TRUE(clipped.errorMessage().contains(QStringLiteral("The disk is full")))
+            << clipped.errorMessage().toStdString();
     }
     const MemoPtr clip = application->tree().parentOfClippingMemo()->children().back();
     EXPECT_EQ(clip->plainText(), text);
@@ -104,7 +105,8 @@ TEST_F(StoreProblemsTest, AnUnreadableDataFileIsNamedInTheWindowAndItsPagesComeB
     QAction *recover = dynamic_cast<NoteWindowController *>(window)->action(QStringLiteral("recoverPagesAction"));
     ASSERT_NE(recover, nullptr);
     recover->trigger();
-    const MemoPtr recovered = application->tree().memoWithTitle(QStringLiteral("Recovered pages"), application->rootMemo());
+    const MemoPtr recovered
+        = application->tree().memoWithTitle(QStringLiteral("Recovered pages"), application->rootMemo());
     ASSERT_NE(recovered, nullptr);
     EXPECT_EQ(application->tree().parentOfMemo(recovered), application->rootMemo());
     const MemoPtr diary = application->tree().memoWithTitle(QStringLiteral("Diary"), recovered);

@@ -45,7 +45,7 @@ public:
     }
 
 private:
-    rlimit m_saved {};
+    rlimit m_saved{};
     void (*m_handler)(int) = SIG_DFL;
     bool m_active = false;
 };

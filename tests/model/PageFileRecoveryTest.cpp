@@ -24,7 +24,8 @@ protected:
     void SetUp() override
     {
         FreshUserTest::SetUp();
-        UserDefaults::standardUserDefaults().setValue(QStringLiteral("dataFolderPath"), QString(home() + QStringLiteral("/Data")));
+        UserDefaults::standardUserDefaults().setValue(
+            QStringLiteral("dataFolderPath"), QString(home() + QStringLiteral("/Data")));
     }
     void TearDown() override
     {

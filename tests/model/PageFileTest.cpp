@@ -80,8 +80,8 @@ TEST_F(PageFileTest, SavingWritesEveryKeyWithTheProtectionFlagUnderOpen)
     EXPECT_EQ(file.value(QStringLiteral("locked")), QVariant(false));
     EXPECT_EQ(file.value(QStringLiteral("referenceNumber")).toInt(), 3);
     EXPECT_EQ(file.value(QStringLiteral("tags")).toList(), QVariantList{QStringLiteral("home")});
-    EXPECT_EQ(file.value(QStringLiteral("createdAt")).toDateTime().toSecsSinceEpoch(),
-              page->createdAt().toSecsSinceEpoch());
+    EXPECT_EQ(
+        file.value(QStringLiteral("createdAt")).toDateTime().toSecsSinceEpoch(), page->createdAt().toSecsSinceEpoch());
     EXPECT_FALSE(file.contains(QStringLiteral("protectWithPassword")));
 
     TextConverter text;
@@ -111,8 +111,8 @@ TEST_F(PageFileTest, TextAndPlainFlagComeFromTheFileOnFirstUse)
     TextConverter text;
     text.setString(QStringLiteral("from the file"));
     const QVariantMap stored{{QStringLiteral("memoData"), text.RTFDData()},
-                             {QStringLiteral("isPlainTextMemo"), qint64(1)}}; // integers count as flags
-    (void)notePathForID(1); // makes the folder
+        {QStringLiteral("isPlainTextMemo"), qint64(1)}}; // integers count as flags
+    (void)notePathForID(1);                              // makes the folder
     ASSERT_TRUE(PageFile::write(41, stored).ok());
 
     MemoPtr page = JWMemo::bareMemo();

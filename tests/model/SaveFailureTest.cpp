@@ -24,13 +24,13 @@ class QuietWindows : public DataStoreHost
 {
 public:
     QList<qint64> openWindowRootIDs() const override { return {}; }
-    void openWindowWithID(qint64) override {}
-    void showMainWindow() override {}
+    void openWindowWithID(qint64) override { }
+    void showMainWindow() override { }
     bool hasOpenWindow() const override { return true; }
     // No window holds unsaved text: only the failed save can make the timer save.
     bool isAnyWindowEdited() const override { return false; }
     bool isApplicationActive() const override { return false; }
-    void closeAllWindows() override {}
+    void closeAllWindows() override { }
 };
 
 class SaveFailureTest : public FreshUserTest
@@ -79,7 +79,8 @@ TEST_F(SaveFailureTest, AFullDiskKeepsTheOldFileAndThePageEditedUntilASaveSuccee
         ASSERT_FALSE(saved.ok());
         EXPECT_TRUE(m_page->isEdited());
         EXPECT_FALSE(m_page->saveError().isEmpty());
-        EXPECT_TRUE(m_store->saveFailure().startsWith(QStringLiteral("The disk is full"))) << m_store->saveFailure().toStdString();
+        EXPECT_TRUE(m_store->saveFailure().startsWith(QStringLiteral("The disk is full")))
+            << m_store->saveFailure().toStdString();
         EXPECT_EQ(pageFile(), m_saved) << "the page file is the old one, whole";
     }
     EXPECT_EQ(changes.count(), 1);
@@ -129,11 +130,11 @@ TEST_F(SaveFailureTest, AnUnreadablePageFileIsSetAsideBeforeTheNextWrite)
     page->setTitle(QStringLiteral("Renamed"));
     ASSERT_TRUE(m_store->save().ok());
 
-    const QStringList aside =
-        QDir(noteDataFolderPath()).entryList({QFileInfo(path).fileName() + QStringLiteral(".unreadable-*")});
+    const QStringList aside
+        = QDir(noteDataFolderPath()).entryList({QFileInfo(path).fileName() + QStringLiteral(".unreadable-*")});
     ASSERT_EQ(aside.size(), 1);
     EXPECT_EQ(FileContents::read(noteDataFolderPath() + u'/' + aside.front()).value(),
-              QByteArray("\x01\x02 not a property list"));
+        QByteArray("\x01\x02 not a property list"));
     EXPECT_EQ(PageFile::read(page->memoID())->value(QStringLiteral("title")).toString(), QStringLiteral("Renamed"));
 }
 
