@@ -32,6 +32,7 @@
 #include <malloc.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <memory>
 #include <random>
@@ -320,5 +321,77 @@ void BM_CleanUpRemovedFiles(benchmark::State &state)
     reportPeakMemory(state);
 }
 BENCHMARK(BM_CleanUpRemovedFiles)->Unit(benchmark::kMillisecond)->Iterations(5);
+
+// --- BM_RecoverFromPageFiles10k -----------------------------------------------------
+
+// The data store of the large folder is lost (random bytes in its place) and
+// every page is rebuilt from its page file, as File > Recover Pages From
+// Page Files does, saving included. It runs on a copy of the folder whose
+// page files are hard links to the originals (recovery writes new files and
+// renames them into place, never into an existing file), so the shared
+// folder is left as it was.
+void BM_RecoverFromPageFiles10k(benchmark::State &state)
+{
+    if (!useBenchFolder(state))
+        return;
+    const QString original = noteDataFolderPath();
+    QTemporaryDir copy;
+    const QString noteFolder = copy.path() + QStringLiteral("/Note Data");
+    if (!copy.isValid() || !QDir().mkpath(noteFolder)) {
+        state.SkipWithError("no room for a copy of the folder");
+        return;
+    }
+    qsizetype files = 0;
+    for (const QString &name : QDir(original).entryList({QStringLiteral("*.jw3page")}, QDir::Files)) {
+        const QByteArray from = QFile::encodeName(original + u'/' + name);
+        const QByteArray to = QFile::encodeName(noteFolder + u'/' + name);
+        if (::link(from.constData(), to.constData()) != 0
+            && !QFile::copy(original + u'/' + name, noteFolder + u'/' + name)) {
+            state.SkipWithError("the page files could not be copied");
+            return;
+        }
+        ++files;
+    }
+    UserDefaults::standardUserDefaults().setValue(QStringLiteral("dataFolderPath"), copy.path());
+    const QByteArray noise(64 * 1024, '\x5a');
+
+    resetPeakResidentMemory();
+    qsizetype recoveredPages = 0;
+    for (auto _ : state) {
+        state.PauseTiming();
+        QFile dataFile(dataFilePath());
+        if (!dataFile.open(QIODevice::WriteOnly | QIODevice::Truncate) || dataFile.write(noise) != noise.size()) {
+            state.SkipWithError("the data store could not be damaged");
+            break;
+        }
+        dataFile.close();
+        auto store = std::make_unique<DataStore>();
+        store->loadNoteData();
+        if (store->setAsideDataFile().isEmpty()) {
+            state.SkipWithError("the damaged data store was not set aside");
+            break;
+        }
+        state.ResumeTiming();
+
+        auto recovered = store->recoverPagesFromPageFiles();
+
+        state.PauseTiming();
+        if (!recovered) {
+            state.SkipWithError(recovered.errorMessage().toStdString().c_str());
+            break;
+        }
+        recoveredPages = recovered.value().pages;
+        // The next round starts from the page files alone again.
+        QFile::remove(notePathForID(recovered.value().parent->memoID()));
+        store.reset();
+        state.ResumeTiming();
+    }
+    // The fresh tree adds its own files to the copy; each original must come back.
+    if (recoveredPages < files && state.iterations() > 0)
+        state.SkipWithError("not every page file became a page");
+    state.counters["pages"] = double(recoveredPages);
+    reportPeakMemory(state);
+}
+BENCHMARK(BM_RecoverFromPageFiles10k)->Unit(benchmark::kMillisecond)->Iterations(3);
 
 } // namespace

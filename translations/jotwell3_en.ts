@@ -106,4 +106,38 @@
         <translation>×</translation>
     </message>
 </context>
+<context>
+    <name>DataStore</name>
+    <message numerus="yes">
+        <source>%n page(s) could not be saved: %1</source>
+        <translation>
+            <numerusform>%n page could not be saved: %1</numerusform>
+            <numerusform>%n pages could not be saved: %1</numerusform>
+        </translation>
+    </message>
+</context>
+<context>
+    <name>JW3Controller</name>
+    <message numerus="yes">
+        <source>%n page(s) were recovered under &quot;Recovered pages&quot;.</source>
+        <translation>
+            <numerusform>One page was recovered under &quot;Recovered pages&quot;.</numerusform>
+            <numerusform>%n pages were recovered under &quot;Recovered pages&quot;.</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%n of them had an ID in use and took a new one.</source>
+        <translation>
+            <numerusform>One of them had an ID in use and took a new one.</numerusform>
+            <numerusform>%n of them had IDs in use and took new ones.</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%n page file(s) could not be read and were skipped.</source>
+        <translation>
+            <numerusform>One page file could not be read and was skipped.</numerusform>
+            <numerusform>%n page files could not be read and were skipped.</numerusform>
+        </translation>
+    </message>
+</context>
 </TS>

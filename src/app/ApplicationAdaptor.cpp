@@ -31,10 +31,14 @@ ApplicationAdaptor::ApplicationAdaptor(JW3Controller *controller)
 QString ApplicationAdaptor::perform(JW3Controller &controller, const ApplicationRequest &request)
 {
     QStringList problems;
-    if (!request.clipText.isNull() && !controller.clipText(request.clipText))
-        problems << tr("The text could not be clipped.");
-    if (!request.clipURL.isEmpty() && !controller.clipURL(QUrl(request.clipURL)))
-        problems << tr("%1 is not a URL that can be clipped.").arg(request.clipURL);
+    if (!request.clipText.isNull()) {
+        if (auto clipped = controller.clipText(request.clipText); !clipped)
+            problems << clipped.errorMessage();
+    }
+    if (!request.clipURL.isEmpty()) {
+        if (auto clipped = controller.clipURL(QUrl(request.clipURL)); !clipped)
+            problems << clipped.errorMessage();
+    }
     if (!request.clipFile.isEmpty()) {
         if (auto clipped = controller.clipFile(request.clipFile); !clipped)
             problems << clipped.errorMessage();

@@ -6,6 +6,40 @@
 #include <QFileInfo>
 #include <QSysInfo>
 #include <QLockFile>
+#include <QStorageInfo>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+// QLockFile says only that it failed; the system's error, found by writing
+// a small file as it would, tells a full disk from a folder not writable.
+int errorWritingInto(const QString &folder)
+{
+    const QByteArray probe = QFile::encodeName(folder + QStringLiteral("/.jotwell3.lock.probe"));
+    const int fd = ::open(probe.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (fd < 0)
+        return errno;
+    // As long as the lock file's own contents: a process ID, a host and a name.
+    const QByteArray bytes(64, 'x');
+    int error = 0;
+    if (::write(fd, bytes.constData(), size_t(bytes.size())) != bytes.size())
+        error = errno == 0 ? ENOSPC : errno;
+    else if (::fsync(fd) != 0)
+        error = errno;
+    ::close(fd);
+    ::unlink(probe.constData());
+    return error;
+}
+
+bool isFullDiskError(int error)
+{
+    return error == ENOSPC || error == EDQUOT || error == EFBIG;
+}
+
+} // namespace
 
 DataFolderLock::DataFolderLock() = default;
 
@@ -36,10 +70,19 @@ Status DataFolderLock::lock(const QString &folder)
     // QLockFile still takes over a lock whose process no longer exists.
     candidate->setStaleLockTime(0);
     if (!candidate->tryLock(0)) {
+        const QLockFile::LockError lockError = candidate->error();
         const auto tr = [](const char *text) {
             return QCoreApplication::translate("DataFolderLock", text);
         };
-        switch (candidate->error()) {
+        if (lockError != QLockFile::LockFailedError) {
+            const int cause = errorWritingInto(path);
+            const QStorageInfo storage(path);
+            if (isFullDiskError(cause) || (storage.isValid() && storage.bytesAvailable() == 0))
+                return Error{tr("The disk holding the data folder %1 is full.").arg(path)};
+            if (cause == EACCES || cause == EPERM || cause == EROFS)
+                return Error{tr("The data folder %1 cannot be written: permission denied.").arg(path)};
+        }
+        switch (lockError) {
         case QLockFile::LockFailedError: {
             qint64 pid = 0;
             QString host;

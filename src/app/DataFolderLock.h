@@ -30,7 +30,8 @@ public:
     /**
      * Locks @p folder, releasing the folder held before once the new one is
      * locked. Fails, keeping the old lock, when another process holds
-     * @p folder; the message names that process.
+     * @p folder; the message names that process. A folder that cannot take
+     * the lock file says why: its disk is full, or it cannot be written.
      */
     Status lock(const QString &folder);
     /** Lets go of the folder held, if any. */

@@ -137,7 +137,8 @@ void JW3Controller::followApplicationState()
 
 Status JW3Controller::save()
 {
-    return m_store.save();
+    m_lastSave = m_store.save();
+    return m_lastSave;
 }
 
 // --- Windows -------------------------------------------------------------------
@@ -353,22 +354,30 @@ bool JW3Controller::openLink(const QString &link)
 
 // --- Clipping ---------------------------------------------------------------------------
 
-MemoPtr JW3Controller::makeNewClippingMemo(const QMimeData &data)
+Result<MemoPtr> JW3Controller::makeNewClippingMemo(const QMimeData &data)
 {
-    return tree().makeNewClippingMemo(data);
+    m_lastSave = Error{tr("The clip was not saved")};
+    const MemoPtr memo = tree().makeNewClippingMemo(data);
+    if (!memo)
+        return Error{tr("No page could be made from what was clipped.")};
+    // The clip is saved at once; the caller must hear when that failed.
+    if (!m_lastSave)
+        return Error{tr("The clip is in the notebook but could not be saved: %1 It is saved again at the next save.")
+                         .arg(DataStore::plainWordsForSaveError(m_lastSave.errorMessage()))};
+    return memo;
 }
 
-MemoPtr JW3Controller::clipText(const QString &text)
+Result<MemoPtr> JW3Controller::clipText(const QString &text)
 {
     QMimeData data;
     data.setText(text);
     return makeNewClippingMemo(data);
 }
 
-MemoPtr JW3Controller::clipURL(const QUrl &url)
+Result<MemoPtr> JW3Controller::clipURL(const QUrl &url)
 {
     if (!url.isValid() || url.scheme().isEmpty())
-        return nullptr;
+        return Error{tr("%1 is not a URL that can be clipped.").arg(url.toString())};
     QMimeData data;
     data.setUrls({url});
     return makeNewClippingMemo(data);
@@ -445,9 +454,9 @@ Result<MemoPtr> JW3Controller::clipFile(const QString &path)
     QMimeData data;
     if (Status read = readPageFile(path, data, tr("%1 cannot be clipped: %2")); !read)
         return Error{read.errorMessage()};
-    const MemoPtr memo = makeNewClippingMemo(data);
+    auto memo = makeNewClippingMemo(data);
     if (!memo)
-        return Error{tr("%1 cannot be clipped: no page could be made from it").arg(path)};
+        return Error{tr("%1 cannot be clipped: %2").arg(path, memo.errorMessage())};
     return memo;
 }
 
@@ -481,6 +490,21 @@ QStringList JW3Controller::importableFileTypes() const
         QStringLiteral("hpp"), QStringLiteral("hp"), QStringLiteral("hxx"), QStringLiteral("java"),
         QStringLiteral("jav"), QStringLiteral("css"), QStringLiteral("js"), QStringLiteral("php"),
         QStringLiteral("php3"), QStringLiteral("cgi"), QStringLiteral("rb"), QStringLiteral("sh")};
+}
+
+Result<QString> JW3Controller::recoverPagesFromPageFiles()
+{
+    auto recovered = m_store.recoverPagesFromPageFiles();
+    if (!recovered)
+        return Error{recovered.errorMessage()};
+    const DataStore::Recovery &recovery = recovered.value();
+    showMemoInWindow(recovery.parent);
+    QString summary = tr("%n page(s) were recovered under \"Recovered pages\".", nullptr, int(recovery.pages));
+    if (recovery.renumbered > 0)
+        summary += u' ' + tr("%n of them had an ID in use and took a new one.", nullptr, int(recovery.renumbered));
+    if (recovery.unreadable > 0)
+        summary += u' ' + tr("%n page file(s) could not be read and were skipped.", nullptr, int(recovery.unreadable));
+    return summary;
 }
 
 void JW3Controller::handleMemoRemoval(const MemoPtr &memo)

@@ -75,12 +75,17 @@ public:
     void applicationWillTerminate();
 
     // --- Clipping from other programs ------------------------------------------------
-    /** Makes a clipping page from @p data (see MemoTree::makeNewClippingMemo). */
-    MemoPtr makeNewClippingMemo(const QMimeData &data);
-    MemoPtr clipText(const QString &text);
-    /** A web clip of @p url; null for a URL that is not valid. */
-    MemoPtr clipURL(const QUrl &url);
-    /** A page made from the file at @p path (RTF, RTFD or text); an error when it cannot be read. */
+    /**
+     * Makes a clipping page from @p data (see MemoTree::makeNewClippingMemo),
+     * which saves at once. An error when no page could be made, or when the
+     * save failed: the page then stays in the tree, edited, for the next save.
+     */
+    Result<MemoPtr> makeNewClippingMemo(const QMimeData &data);
+    /** A page of @p text, as makeNewClippingMemo(). */
+    Result<MemoPtr> clipText(const QString &text);
+    /** A web clip of @p url, as makeNewClippingMemo(); an error for a URL that is not valid. */
+    Result<MemoPtr> clipURL(const QUrl &url);
+    /** A page made from the file at @p path (RTF, RTFD or text), as makeNewClippingMemo(); an error when it cannot be read. */
     Result<MemoPtr> clipFile(const QString &path);
 
     // --- Links from other programs ----------------------------------------------------
@@ -122,6 +127,10 @@ public:
      */
     Result<MemoPtr> importFile(const QString &path, const MemoPtr &parent, qsizetype index) override;
     [[nodiscard]] QStringList importableFileTypes() const override;
+    [[nodiscard]] QString saveFailure() const override { return m_store.saveFailure(); }
+    [[nodiscard]] QString setAsideDataFile() const override { return m_store.setAsideDataFile(); }
+    /** Runs DataStore::recoverPagesFromPageFiles() and shows the new pages. */
+    Result<QString> recoverPagesFromPageFiles() override;
 
     // --- Sync server and menus ----------------------------------------------------------
     /**
@@ -130,10 +139,11 @@ public:
      * changes.
      */
     void restartServer();
-    /** How often restartServer() has run, for tests of what restarts it. */
-    [[nodiscard]] int serverRestarts() const { return m_serverRestarts; }
     /** Tells the windows that the font list may have changed ("JW3RefreshFontMenu"). */
     void refreshFontMenu();
+
+    /** How often restartServer() has run, for tests of what restarts it. */
+    [[nodiscard]] int serverRestarts() const { return m_serverRestarts; }
 
 public Q_SLOTS:
     /**
@@ -165,4 +175,6 @@ private:
     int m_serverRestarts = 0;
     bool m_started = false;
     bool m_closingAll = false;
+    // The outcome of the last save, which a clip answers with.
+    Status m_lastSave;
 };

@@ -15,6 +15,7 @@
 #include "platform/base/NotificationCenter.h"
 #include "platform/base/NotificationNames.h"
 #include "platform/base/PreferenceKeys.h"
+#include "platform/richtext/TextConverter.h"
 #include "platform/typedstream/TypedStreamDecoder.h"
 #include "platform/typedstream/TypedStreamWriter.h"
 #include "platform/settings/UserDefaults.h"
@@ -28,6 +29,8 @@
 #include <QUrl>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <unordered_set>
 
 namespace {
@@ -144,6 +147,7 @@ void DataStore::loadNoteData()
     UserDefaults &defaults = UserDefaults::standardUserDefaults();
     m_problems.clear();
     m_keepDataStore = m_keepSettings = false;
+    setState(m_saveFailure, QString());
 
     // The settings first: the preferences they carry apply to what follows.
     std::optional<QVariantMap> settings;
@@ -218,6 +222,7 @@ MemoPtr DataStore::readDataStore()
     // IDs, before a fresh tree is made.
     const auto aside = FileSetAside::moveAside(path, QStringLiteral("unreadable"));
     if (aside) {
+        setState(m_saveFailure, *aside);
         report(tr("The data file %1 could not be read (%2). It was kept as %3, and the application "
                   "starts with a new tree; the pages' texts are still in \"Note Data\".")
                    .arg(path, tree.errorMessage(), *aside));
@@ -265,6 +270,34 @@ void DataStore::postToWindowsAndPages()
     center.post(NotificationNames::JW3SaveMemoContent, notificationObject());
 }
 
+void DataStore::setState(const QString &saveFailure, const QString &setAsideDataFile)
+{
+    if (saveFailure == m_saveFailure && setAsideDataFile == m_setAsideDataFile)
+        return;
+    m_saveFailure = saveFailure;
+    m_setAsideDataFile = setAsideDataFile;
+    Q_EMIT stateChanged();
+    NotificationCenter::defaultCenter().post(stateChangedNotification(), notificationObject());
+}
+
+QString DataStore::plainWordsForSaveError(const QString &error)
+{
+    const auto names = [&error](int code) {
+        return error.contains(QString::fromLocal8Bit(std::strerror(code)));
+    };
+    // The writer's messages name the file in quotes; the folder is what the user can act on.
+    static const QRegularExpression quoted(QStringLiteral("\"([^\"]+)\""));
+    const QRegularExpressionMatch match = quoted.match(error);
+    const QString folder = match.hasMatch() ? QFileInfo(match.captured(1)).absolutePath() : dataFolderPath();
+    if (names(ENOSPC) || names(EDQUOT) || names(EFBIG))
+        return tr("The disk is full (%1).").arg(folder);
+    if (names(EACCES) || names(EPERM))
+        return tr("Permission denied: %1").arg(folder);
+    if (names(EROFS))
+        return tr("The disk holding %1 is read-only.").arg(folder);
+    return error;
+}
+
 Status DataStore::save()
 {
     const MemoPtr root = m_tree.root();
@@ -273,16 +306,30 @@ Status DataStore::save()
 
     postToWindowsAndPages();
 
+    // Every edited page of the tree was just asked to write its file: those
+    // still edited could not, and wait for the next save.
+    Status result;
+    qsizetype unsaved = 0;
+    QString firstPageError;
+    for (const MemoPtr &memo : m_tree.arrayOfMemos(root)) {
+        if (!memo->isEdited() || memo->saveError().isEmpty())
+            continue;
+        if (unsaved++ == 0)
+            firstPageError = memo->saveError();
+    }
+    if (unsaved > 0)
+        result = Error{tr("%n page(s) could not be saved: %1", nullptr, int(unsaved)).arg(firstPageError)};
+
     UserDefaults &defaults = UserDefaults::standardUserDefaults();
     defaults.setValue(PreferenceKeys::ApplicationVersion, kApplicationVersion);
     (void)defaults.synchronize();
 
-    Status result;
     if (m_keepDataStore) {
-        result = Error{tr("The data file is not written: an unreadable one is in its place")};
+        if (result)
+            result = Error{tr("The data file is not written: an unreadable one is in its place")};
     } else if (auto archived = TypedStreamWriter::archivedDataWithRootObject(QVariant::fromValue(root)); !archived) {
         result = Error{tr("The tree could not be archived: %1").arg(archived.errorMessage())};
-    } else if (Status written = AtomicFileWriter::writeFile(dataFilePath(), archived.value()); !written) {
+    } else if (Status written = AtomicFileWriter::writeFile(dataFilePath(), archived.value()); !written && result) {
         result = written;
     }
 
@@ -298,7 +345,102 @@ Status DataStore::save()
 
     if (!result)
         qCWarning(lcModel).noquote() << QStringLiteral("Saving failed: %1").arg(result.errorMessage());
+    setState(result ? QString() : plainWordsForSaveError(result.errorMessage()), m_setAsideDataFile);
     return result;
+}
+
+// --- Recovery ------------------------------------------------------------------
+
+Result<DataStore::Recovery> DataStore::recoverPagesFromPageFiles()
+{
+    const MemoPtr root = m_tree.root();
+    const QString folder = noteDataFolderPath();
+    if (!root || folder.isEmpty())
+        return Error{tr("There is no notebook to recover pages into")};
+
+    std::vector<qint64> ids;
+    const QString suffix = QStringLiteral(".jw3page");
+    for (const QString &name : QDir(folder).entryList({u'*' + suffix}, QDir::Files)) {
+        bool ok = false;
+        const qint64 id = name.chopped(suffix.size()).toLongLong(&ok);
+        if (ok && id > 0)
+            ids.push_back(id);
+    }
+    std::sort(ids.begin(), ids.end());
+
+    std::unordered_set<qint64> taken;
+    for (const MemoPtr &memo : m_tree.arrayOfMemos(root))
+        taken.insert(memo->memoID());
+    // Pages that keep their IDs must never meet a new page under the same ID.
+    if (!ids.empty())
+        MemoIDAllocator::shared().raiseCounter(ids.back());
+
+    Recovery recovery;
+    recovery.parent = JWMemo::memo();
+    recovery.parent->setTitle(tr("Recovered pages"));
+    recovery.parent->setMemoDataWithPlainText(tr("Pages rebuilt from their files in %1 on %2.")
+                                                  .arg(folder, QDateTime::currentDateTime().toString(Qt::ISODate)));
+    for (qint64 id : ids) {
+        const auto loaded = PageFile::load(id);
+        if (!loaded || !loaded.value()) {
+            ++recovery.unreadable;
+            continue;
+        }
+        const QVariantMap &file = *loaded.value();
+        const bool keepsID = !taken.contains(id);
+        MemoPtr page = keepsID ? JWMemo::bareMemo() : JWMemo::memo();
+        if (keepsID) {
+            page->setMemoID(id);
+            taken.insert(id);
+        } else {
+            ++recovery.renumbered;
+        }
+        const QVariant title = file.value(QStringLiteral("title"));
+        page->setTitle(title.isValid() ? title.toString() : tr("Page %1").arg(id));
+        const auto flag = [&file](const char *key) {
+            const QVariant value = file.value(QLatin1String(key));
+            return value.typeId() == QMetaType::Bool ? value.toBool() : value.toLongLong() != 0;
+        };
+        // Only what differs from a new page is set: each of these setters
+        // has the outline reloaded, which thousands of pages must not cost.
+        if (flag("locked"))
+            page->setLocked(true);
+        if (flag("open"))
+            page->setProtectWithPassword(true);
+        page->setShowRuler(flag("showRuler"));
+        page->setShowLineNumbers(flag("showLineNumbers"));
+        // A page under its file's ID reads the flag from that file when asked.
+        const bool plain = PageFile::isPlainTextMemoIn(file).value_or(false);
+        if (plain || (!keepsID && page->isPlainTextMemo()))
+            page->setIsPlainTextMemo(plain);
+        if (const QVariant tags = file.value(QStringLiteral("tags")); tags.isValid())
+            page->setTags(tags.toStringList());
+        if (const QByteArray text = PageFile::memoDataIn(file); !text.isNull()) {
+            // The plain text is what the outline and searches see.
+            TextConverter converter;
+            if (converter.setRTFDData(text))
+                page->setPlainText(converter.plainString());
+            page->setMemoData(text);
+        }
+        // Last: every setter above moves the modification date to now.
+        if (const QDateTime created = file.value(QStringLiteral("createdAt")).toDateTime(); created.isValid())
+            page->setCreatedAt(created);
+        if (const QDateTime modified = file.value(QStringLiteral("modifiedAt")).toDateTime(); modified.isValid())
+            page->setModifiedAt(modified);
+        // A page under its own ID is what its file holds already; only a
+        // renumbered one has a file to write.
+        if (keepsID)
+            page->setIsEdited(false);
+        recovery.parent->appendChild(std::move(page));
+        ++recovery.pages;
+    }
+    recovery.parent->changeIsLeaf();
+    m_tree.insertNewMemo(recovery.parent, root, -1);
+    // The pages of the data file kept aside are back: its note has done its work.
+    setState(m_saveFailure, QString());
+    if (Status saved = save(); !saved)
+        return Error{saved.errorMessage()};
+    return recovery;
 }
 
 // --- Autosave ----------------------------------------------------------------
@@ -316,7 +458,7 @@ void DataStore::setAutoSaveTimer()
 
 void DataStore::saveWithTimer()
 {
-    if (!m_host || !m_host->isAnyWindowEdited())
+    if (!m_host || (!m_host->isAnyWindowEdited() && m_saveFailure.isEmpty()))
         return;
     if (m_host->isApplicationActive()
         && UserDefaults::standardUserDefaults().boolForKey(PreferenceKeys::AutoSaveAtBG)) {

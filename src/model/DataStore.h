@@ -55,12 +55,54 @@ public:
      * Writes everything: windows and pages store their pending text (the
      * "JW3SaveData" and "JW3SaveMemoContent" notifications, so every edited
      * page writes its page file), then the data store and the settings file.
-     * Answers the first failure; whatever could be written is written.
+     * Answers the first failure (a page file that could not be written
+     * included); whatever could be written is written, and what could not
+     * stays edited for the next save. saveFailure() follows the outcome.
      */
     Status save();
 
+    /**
+     * Why the last save failed, in plain words for the window ("The disk is
+     * full", "Permission denied: <folder>"); empty once a save succeeds.
+     */
+    [[nodiscard]] QString saveFailure() const { return m_saveFailure; }
+    /** The cause in @p error (a write's message), in the plain words saveFailure() uses. */
+    [[nodiscard]] static QString plainWordsForSaveError(const QString &error);
+
+    /** Where the last load kept a data store it could not read; empty when it read it (or found none). */
+    [[nodiscard]] QString setAsideDataFile() const { return m_setAsideDataFile; }
+
+    /**
+     * Posted (NotificationCenter, sender as for the store's other
+     * notifications) whenever saveFailure() or setAsideDataFile() changes.
+     */
+    [[nodiscard]] static QString stateChangedNotification() { return QStringLiteral("JW3DataStoreStateChanged"); }
+
     /** Problems found by the last load, in the words the user is shown. */
     [[nodiscard]] QStringList problems() const { return m_problems; }
+
+    // --- Recovery ------------------------------------------------------------------
+
+    /** What recoverPagesFromPageFiles() did. */
+    struct Recovery
+    {
+        MemoPtr parent;           ///< the new top-level page "Recovered pages"
+        qsizetype pages = 0;      ///< pages made, one per readable page file
+        qsizetype renumbered = 0; ///< of those, pages whose ID a page of the tree had: they took new IDs
+        qsizetype unreadable = 0; ///< page files skipped because they could not be read
+    };
+
+    /**
+     * Rebuilds pages from the page files of "Note Data", so that a lost tree
+     * never means lost text: one page per readable file, with its title,
+     * text, dates and flags, flat under a new top-level page "Recovered
+     * pages", in ID order. A page keeps its file's ID unless a page of the
+     * tree has it (then it takes a new ID, and its file is written under
+     * that ID). The insertion can be undone on the front window's undo
+     * stack. Saves at once; answers the save's failure, the pages staying
+     * in the tree, edited.
+     */
+    Result<Recovery> recoverPagesFromPageFiles();
 
     // --- Autosave --------------------------------------------------------------
 
@@ -69,7 +111,8 @@ public:
     [[nodiscard]] bool isAutoSaveTimerActive() const { return m_autoSaveTimer.isActive(); }
     [[nodiscard]] int autoSaveIntervalMilliseconds() const { return m_autoSaveTimer.interval(); }
     /**
-     * What the timer does: nothing unless a window is edited; with the
+     * What the timer does: nothing unless a window is edited or the last
+     * save failed (what it could not write is still waiting); with the
      * application in front and "AutoSaveAtBG" on, the save waits for the
      * application to go to the background.
      */
@@ -113,6 +156,8 @@ public:
 Q_SIGNALS:
     /** A problem the user must hear about (also in problems()). */
     void problemReported(const QString &message);
+    /** saveFailure() or setAsideDataFile() changed. */
+    void stateChanged();
 
 private:
     void report(const QString &message);
@@ -120,6 +165,7 @@ private:
     MemoPtr readTreeFromOlderPreferences();
     void reopenWindows(const QList<qint64> &windowIDs);
     void postToWindowsAndPages();
+    void setState(const QString &saveFailure, const QString &setAsideDataFile);
     [[nodiscard]] QObject *notificationObject();
 
     QObject *m_notificationObject;
@@ -127,6 +173,8 @@ private:
     MemoTree m_tree;
     QTimer m_autoSaveTimer;
     QStringList m_problems;
+    QString m_saveFailure;
+    QString m_setAsideDataFile;
     bool m_saveWhenDeactivate = false;
     bool m_notToSave = false;
     bool m_switchingFolder = false;

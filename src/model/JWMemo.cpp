@@ -305,6 +305,7 @@ void JWMemo::setMemoID(qint64 memoID)
 {
     if (assign(m_memoID, memoID)) {
         m_pageFileRead = false;
+        m_pageFileUnreadable = false;
         structureChanged();
         Q_EMIT memoIDChanged();
     }
@@ -440,7 +441,13 @@ void JWMemo::readPageFile() const
     if (m_pageFileRead)
         return;
     m_pageFileRead = true;
-    const auto dictionary = PageFile::read(m_memoID);
+    const auto loaded = PageFile::load(m_memoID);
+    if (!loaded) {
+        m_pageFileUnreadable = true;
+        qCWarning(lcModel).noquote() << loaded.errorMessage();
+        return;
+    }
+    const std::optional<QVariantMap> &dictionary = loaded.value();
     if (!dictionary)
         return;
     if (m_memoData.isNull())
@@ -816,13 +823,30 @@ bool JWMemo::save()
             m_isPlainTextMemo = defaults.boolForKey(key);
         }
     }
-    if (Status s = PageFile::writeMemo(*this); !s) {
+    // A file that was never read may be one that cannot be: find out before replacing it.
+    if (!m_pageFileRead && PageFile::exists(m_memoID))
+        readPageFile();
+    Status written;
+    if (m_pageFileUnreadable) {
+        if (auto aside = PageFile::setAsideUnreadable(m_memoID); !aside) {
+            written = Error{aside.errorMessage()};
+        } else {
+            m_pageFileUnreadable = false;
+            qCWarning(lcModel).noquote()
+                << QStringLiteral("The unreadable file of page %1 was kept as %2").arg(m_memoID).arg(aside.value());
+        }
+    }
+    if (written)
+        written = PageFile::writeMemo(*this);
+    if (!written) {
         // Still edited, so that the next save tries again; the date stays.
+        m_saveError = written.errorMessage();
         m_isEdited = true;
         Q_EMIT isEditedChanged();
-        qCWarning(lcModel, "Page %lld was not saved: %s", m_memoID, qPrintable(s.errorMessage()));
+        qCWarning(lcModel, "Page %lld was not saved: %s", m_memoID, qPrintable(m_saveError));
         return false;
     }
+    m_saveError.clear();
     return true;
 }
 

@@ -417,9 +417,15 @@ public:
     /**
      * Writes the page file when the page is edited and belongs to the
      * application's tree (see ApplicationTree); clears the edited flag first.
-     * Answers whether the file was written.
+     * Answers whether the file was written. A page whose file could not be
+     * written stays edited, so that the next save tries again, and keeps the
+     * reason in saveError(). A file of this page that exists but cannot be
+     * read is set aside (as "<ID>.jw3page.unreadable-…") before it would be
+     * replaced.
      */
     bool save();
+    /** Why the last write of the page file failed; empty once it succeeds (or before any). */
+    [[nodiscard]] QString saveError() const { return m_saveError; }
     /**
      * Keeps the text in memory, marks the page edited and deletes its page
      * file; for a web clip, deletes its web archives instead and keeps the page
@@ -545,6 +551,9 @@ private:
     // must not be loaded into that view again.
     bool m_takingTextFromView = false;
     bool m_textUnreadable = false;
+    // The page's file exists but could not be read: it goes aside before a write replaces it.
+    mutable bool m_pageFileUnreadable = false;
+    QString m_saveError;
     QStringList m_tags;
     bool m_hasTags = false;
     TextRange m_scrollRange;

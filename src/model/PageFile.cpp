@@ -5,6 +5,7 @@
 
 #include "platform/base/AtomicFileWriter.h"
 #include "platform/base/FileContents.h"
+#include "platform/base/FileSetAside.h"
 #include "platform/base/FreeFileName.h"
 #include "platform/settings/FolderPaths.h"
 #include "platform/archive/PropertyList.h"
@@ -34,7 +35,9 @@ QVariant dateValue(const QDateTime &date)
 
 QVariantMap dictionaryForMemo(const JWMemo &memo)
 {
-    // In this order; the first missing value ends the list.
+    // In this order. A value the page does not have is left out; the text
+    // is always written, so that every page file holds its page's title and
+    // text even when the tree is lost.
     const std::pair<QString, QVariant> entries[] = {
         {QStringLiteral("title"), stringValue(memo.title())},
         {QStringLiteral("memoID"), memo.memoID()},
@@ -52,7 +55,7 @@ QVariantMap dictionaryForMemo(const JWMemo &memo)
     QVariantMap dictionary;
     for (const auto &[key, value] : entries) {
         if (!value.isValid() || (value.typeId() == QMetaType::QByteArray && value.toByteArray().isNull()))
-            break;
+            continue;
         dictionary.insert(key, value);
     }
     return dictionary;
@@ -74,24 +77,39 @@ Status writeMemo(const JWMemo &memo)
     return write(memo.memoID(), dictionaryForMemo(memo));
 }
 
-std::optional<QVariantMap> read(qint64 memoID)
+Result<std::optional<QVariantMap>> load(qint64 memoID)
 {
     const QString path = notePathForID(memoID);
-    if (path.isEmpty() || !QFileInfo::exists(path))
-        return std::nullopt;
+    // Only a file can be a damaged page file; anything else in its place makes writing fail instead.
+    if (path.isEmpty() || !QFileInfo(path).isFile())
+        return std::optional<QVariantMap>();
     auto bytes = FileContents::read(path);
-    if (!bytes) {
-        qCWarning(lcModel).noquote() << bytes.errorMessage();
-        return std::nullopt;
-    }
+    if (!bytes)
+        return Error{bytes.errorMessage()};
     auto parsed = PropertyList::fromData(bytes.value());
-    if (!parsed || parsed.value().typeId() != QMetaType::QVariantMap) {
-        qCWarning(lcModel).noquote()
-            << QStringLiteral("The page file %1 cannot be read (%2); its text is taken from the data store")
-                   .arg(path, parsed ? QStringLiteral("it holds no dictionary") : parsed.errorMessage());
+    if (!parsed || parsed.value().typeId() != QMetaType::QVariantMap)
+        return Error{QStringLiteral("The page file %1 cannot be read (%2)")
+                         .arg(path, parsed ? QStringLiteral("it holds no dictionary") : parsed.errorMessage())};
+    return std::optional<QVariantMap>(parsed.value().toMap());
+}
+
+std::optional<QVariantMap> read(qint64 memoID)
+{
+    auto loaded = load(memoID);
+    if (!loaded) {
+        qCWarning(lcModel).noquote() << loaded.errorMessage();
         return std::nullopt;
     }
-    return parsed.value().toMap();
+    return loaded.value();
+}
+
+Result<QString> setAsideUnreadable(qint64 memoID)
+{
+    const QString path = notePathForID(memoID);
+    if (const auto aside = FileSetAside::moveAside(path, QStringLiteral("unreadable")))
+        return *aside;
+    return Error{
+        QStringLiteral("The unreadable page file %1 could not be moved aside, so it is not written over").arg(path)};
 }
 
 QByteArray memoDataIn(const QVariantMap &dictionary)

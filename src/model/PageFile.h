@@ -37,6 +37,19 @@ namespace PageFile {
 [[nodiscard]] Status writeMemo(const JWMemo &memo);
 
 /**
+ * The page file of @p memoID as a dictionary: nothing when there is no file,
+ * an error naming the file and the cause when it exists but cannot be read.
+ */
+[[nodiscard]] Result<std::optional<QVariantMap>> load(qint64 memoID);
+
+/**
+ * Renames the page file of @p memoID to "<ID>.jw3page.unreadable-YYYYMMDD-HHMMSS"
+ * beside itself, so that nothing is written over a file that could not be
+ * read; answers the new path, or why the file could not be moved.
+ */
+[[nodiscard]] Result<QString> setAsideUnreadable(qint64 memoID);
+
+/**
  * The page file of @p memoID as a dictionary; nothing when there is no file
  * or it is not a property-list dictionary (a damaged file counts as absent,
  * and a warning says so).

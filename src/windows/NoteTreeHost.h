@@ -41,4 +41,11 @@ public:
     virtual Result<MemoPtr> importFile(const QString &path, const MemoPtr &parent, qsizetype index) = 0;
     /** The lower-case file extensions importFile() reads. */
     [[nodiscard]] virtual QStringList importableFileTypes() const = 0;
+
+    /** Why the last save failed, in plain words; empty when it succeeded. */
+    [[nodiscard]] virtual QString saveFailure() const { return {}; }
+    /** Where the data store that could not be read at start-up was kept; empty when none was. */
+    [[nodiscard]] virtual QString setAsideDataFile() const { return {}; }
+    /** Rebuilds pages from the data folder's page files; what was done, in words for the user, or why not. */
+    virtual Result<QString> recoverPagesFromPageFiles() { return Error{QStringLiteral("Recovery is not available")}; }
 };

@@ -7,8 +7,10 @@
 #include "NoteTreeHost.h"
 #include "WindowFrames.h"
 #include "model/JWMemo.h"
+#include "model/DataStore.h"
 #include "model/JWWindowAttribute.h"
 #include "model/MemoTree.h"
+#include "model/MemoTreeHost.h"
 #include "platform/base/NotificationCenter.h"
 #include "platform/base/NotificationNames.h"
 #include "platform/base/PreferenceKeys.h"
@@ -19,6 +21,9 @@
 #include <QAction>
 #include <QDesktopServices>
 #include <QDockWidget>
+#include <QFrame>
+#include <QHBoxLayout>
+#include <QPushButton>
 #include <QGuiApplication>
 #include <QKeyEvent>
 #include <QLabel>
@@ -88,6 +93,7 @@ NoteWindowController::NoteWindowController(NoteTreeHost &host, QObject *parent)
     buildMenus();
     buildToolbar();
     registerMyNotifications();
+    updateStoreBar();
 }
 
 NoteWindowController::~NoteWindowController()
@@ -137,6 +143,41 @@ void NoteWindowController::buildWindow()
     auto *column = new QVBoxLayout(central);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(0);
+    // The data folder's problems: a failed save, a data file kept aside.
+    auto *storeBar = new QFrame(central);
+    storeBar->setObjectName(QStringLiteral("storeProblemBar"));
+    storeBar->setStyleSheet(QStringLiteral("#storeProblemBar { background: #fde2e1; } QLabel { color: #6b1010; }"));
+    auto *barRow = new QHBoxLayout(storeBar);
+    barRow->setContentsMargins(8, 4, 8, 4);
+    m_storeBarText = new QLabel(storeBar);
+    m_storeBarText->setObjectName(QStringLiteral("storeProblemText"));
+    m_storeBarText->setWordWrap(true);
+    m_storeBarText->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    barRow->addWidget(m_storeBarText, 1);
+    auto *saveAgain = new QPushButton(tr("Save Again"), storeBar);
+    saveAgain->setObjectName(QStringLiteral("saveAgainButton"));
+    connect(saveAgain, &QPushButton::clicked, this, [this] {
+        if (MemoTreeHost *application = m_host.memoTree().host())
+            application->saveNow();
+    });
+    auto *recover = new QPushButton(tr("Recover Pages From Page Files"), storeBar);
+    recover->setObjectName(QStringLiteral("recoverPagesButton"));
+    connect(recover, &QPushButton::clicked, this, &NoteWindowController::recoverPagesFromPageFiles);
+    auto *dismiss = new QPushButton(tr("Dismiss"), storeBar);
+    dismiss->setObjectName(QStringLiteral("dismissStoreNoteButton"));
+    connect(dismiss, &QPushButton::clicked, this, [this] {
+        m_setAsideNoteDismissed = true;
+        updateStoreBar();
+    });
+    barRow->addWidget(saveAgain);
+    barRow->addWidget(recover);
+    barRow->addWidget(dismiss);
+    m_storeBar = storeBar;
+    m_saveAgainButton = saveAgain;
+    m_recoverButton = recover;
+    m_dismissButton = dismiss;
+    storeBar->hide();
+    column->addWidget(storeBar);
     column->addWidget(m_notice);
     column->addWidget(m_pages);
     // The page handle: where the shown page stands, each step a link to that page.
@@ -184,6 +225,8 @@ void NoteWindowController::registerMyNotifications()
 {
     NotificationCenter &center = NotificationCenter::defaultCenter();
     center.addObserver(this, NotificationNames::JW3SaveData, nullptr, [this](const Notification &) { save(); });
+    center.addObserver(
+        this, DataStore::stateChangedNotification(), nullptr, [this](const Notification &) { updateStoreBar(); });
     center.addObserver(
         this, NotificationNames::JW3UpdateTextSummary, nullptr, [this](const Notification &) { updateTextSummary(); });
     center.addObserver(this, NotificationNames::JW3MemoTitleHasChanged, nullptr, [this](const Notification &note) {
@@ -672,6 +715,31 @@ void NoteWindowController::goToTitleView()
     const QModelIndex current = m_outline->currentIndex();
     if (current.isValid() && m_treeController->countSelection() == 1)
         m_outline->edit(current);
+}
+
+void NoteWindowController::updateStoreBar()
+{
+    const QString failure = m_host.saveFailure();
+    const QString aside = m_setAsideNoteDismissed ? QString() : m_host.setAsideDataFile();
+    QStringList lines;
+    if (!failure.isEmpty())
+        lines
+            << tr("Your changes could not be saved: %1 They are kept, and saved again at the next save.").arg(failure);
+    if (!aside.isEmpty())
+        lines << tr("The data file could not be read and was kept as %1. The pages' texts are still in their page "
+                    "files: Recover Pages From Page Files brings them back.")
+                     .arg(aside);
+    m_storeBarText->setText(lines.join(u'\n'));
+    m_saveAgainButton->setVisible(!failure.isEmpty());
+    m_recoverButton->setVisible(!aside.isEmpty());
+    m_dismissButton->setVisible(!aside.isEmpty());
+    m_storeBar->setVisible(!lines.isEmpty());
+}
+
+void NoteWindowController::recoverPagesFromPageFiles()
+{
+    auto recovered = m_host.recoverPagesFromPageFiles();
+    showStatus(recovered ? recovered.value() : recovered.errorMessage());
 }
 
 void NoteWindowController::showStatus(const QString &message)

@@ -132,6 +132,17 @@ public:
      */
     [[nodiscard]] std::unique_ptr<QMenu> outlineMenu();
 
+    // --- The data folder's problems ---------------------------------------------------------
+    /**
+     * The bar at the top of the window follows the data store: while the
+     * last save failed it names the cause and offers to save again; after a
+     * start that found the data file unreadable it names the file kept
+     * aside and offers to recover the pages from their page files.
+     */
+    void updateStoreBar();
+    /** File > Recover Pages From Page Files: rebuilds the pages and says what was done. */
+    void recoverPagesFromPageFiles();
+
     /** The actions of the menus, by their object names; for tests and the toolbar. */
     [[nodiscard]] QAction *action(const QString &name) const;
 
@@ -178,6 +189,13 @@ private:
     QLabel *m_webPlaceholder = nullptr;
     QLabel *m_notice = nullptr;
     QLabel *m_pageHandle = nullptr;
+    QWidget *m_storeBar = nullptr;
+    QLabel *m_storeBarText = nullptr;
+    QWidget *m_saveAgainButton = nullptr;
+    QWidget *m_recoverButton = nullptr;
+    QWidget *m_dismissButton = nullptr;
+    // The note on the kept-aside data file was closed in this window.
+    bool m_setAsideNoteDismissed = false;
     QToolBar *m_formatBar = nullptr;
     QLabel *m_charsCounter = nullptr;
     QLabel *m_wordsCounter = nullptr;

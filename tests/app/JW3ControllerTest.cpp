@@ -259,8 +259,9 @@ TEST_F(ControllerTest, clippedTextBecomesASavedPageShownInTheMainWindow)
     ASSERT_EQ(controller->frontWindowController(), chapterWindow);
 
     // The front window's tree does not hold the clippings: the main window shows the clip.
-    MemoPtr clip = controller->clipText(QStringLiteral("Buy milk\nand bread"));
-    ASSERT_NE(clip, nullptr);
+    auto clipped = controller->clipText(QStringLiteral("Buy milk\nand bread"));
+    ASSERT_TRUE(clipped.ok()) << clipped.errorMessage().toStdString();
+    const MemoPtr clip = clipped.value();
     const MemoPtr parent = controller->tree().parentOfMemo(clip);
     EXPECT_EQ(parent, controller->tree().parentOfClippingMemo());
     EXPECT_EQ(controller->tree().parentOfMemo(parent), controller->rootMemo());
@@ -274,11 +275,11 @@ TEST_F(ControllerTest, clippedTextBecomesASavedPageShownInTheMainWindow)
     EXPECT_TRUE(store.readAll().contains("Buy milk"));
 
     // A second clip goes under the same parent; undo takes it away again.
-    controller->clipText(QStringLiteral("Call Ann"));
+    ASSERT_TRUE(controller->clipText(QStringLiteral("Call Ann")).ok());
     EXPECT_EQ(parent->children().size(), 2u);
     asStandIn(controller->frontWindowController())->stack.undo();
     EXPECT_EQ(parent->children().size(), 1u);
-    EXPECT_EQ(controller->clipURL(QUrl(QStringLiteral("not a url"))), nullptr);
+    EXPECT_FALSE(controller->clipURL(QUrl(QStringLiteral("not a url"))).ok());
 }
 
 TEST_F(ControllerTest, clippedFilesAreReadByTheirKindAndBadOnesAreRefused)

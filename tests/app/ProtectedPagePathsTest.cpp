@@ -94,7 +94,7 @@ TEST_F(ProtectedPagePathsTest, linksNewWindowsClippingsAndOpenedFilesAskFirst)
 
     // Clippings land below a protected page too.
     application->tree().parentOfClippingMemo()->setProtectWithPassword(true);
-    application->clipText(QStringLiteral("Clipped secret"));
+    ASSERT_TRUE(application->clipText(QStringLiteral("Clipped secret")).ok());
     expectAsked(QStringLiteral("Clipped secret"));
     QTemporaryDir folder;
     QFile file(folder.filePath(QStringLiteral("opened.txt")));

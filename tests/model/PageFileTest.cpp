@@ -91,25 +91,19 @@ TEST_F(PageFileTest, SavingWritesEveryKeyWithTheProtectionFlagUnderOpen)
     EXPECT_FALSE(page->save()) << "a page that is not edited writes nothing";
 }
 
-TEST_F(PageFileTest, GatheringStopsAtTheFirstMissingValue)
+TEST_F(PageFileTest, AMissingValueIsLeftOutButTheTitleAndTextAreAlwaysWritten)
 {
     MemoPtr page = JWMemo::bareMemo(); // as read from an archive without tags or dates
     page->setMemoID(5);
     page->setTitle(QStringLiteral("Old"));
-    QVariantMap dictionary = PageFile::dictionaryForMemo(*page);
+    page->setMemoDataWithPlainText(QStringLiteral("old text"));
+    const QVariantMap dictionary = PageFile::dictionaryForMemo(*page);
     EXPECT_TRUE(dictionary.contains(QStringLiteral("open")));
     EXPECT_FALSE(dictionary.contains(QStringLiteral("createdAt")));
-    EXPECT_FALSE(dictionary.contains(QStringLiteral("memoData"))) << "everything after a missing date is left out";
-
-    page->setCreatedAt(QDateTime::currentDateTimeUtc());
-    page->setModifiedAt(QDateTime::currentDateTimeUtc());
-    dictionary = PageFile::dictionaryForMemo(*page);
-    EXPECT_TRUE(dictionary.contains(QStringLiteral("referenceNumber")));
     EXPECT_FALSE(dictionary.contains(QStringLiteral("tags")));
-    EXPECT_FALSE(dictionary.contains(QStringLiteral("memoData"))) << "a page without tags writes no text";
-
-    page->setTags({});
-    EXPECT_TRUE(PageFile::dictionaryForMemo(*page).contains(QStringLiteral("memoData")));
+    EXPECT_TRUE(dictionary.contains(QStringLiteral("referenceNumber")));
+    EXPECT_EQ(dictionary.value(QStringLiteral("title")).toString(), QStringLiteral("Old"));
+    EXPECT_EQ(PageFile::memoDataIn(dictionary), page->memoData()) << "a page without tags or dates keeps its text";
 }
 
 TEST_F(PageFileTest, TextAndPlainFlagComeFromTheFileOnFirstUse)
