@@ -61,7 +61,7 @@ TEST_F(TextExportTest, rtfAndRtfdRoundTripAndBadDataLeavesAnEmptyText)
     EXPECT_FALSE(bad);
     EXPECT_FALSE(bad.errorMessage().isEmpty());
     EXPECT_TRUE(copy.isEmpty());
-    EXPECT_FALSE(TextExport::setRTFDData(copy, QByteArray("rtfd\0\0\0\0broken", 16)));
+    EXPECT_FALSE(TextExport::setRTFDData(copy, QByteArray("rtfd\0\0\0\0broken", 14)));
     EXPECT_TRUE(copy.isEmpty());
 }
 
