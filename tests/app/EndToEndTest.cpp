@@ -3,7 +3,7 @@
 // and a second start that finds everything as it was left.
 #include "app/JW3Controller.h"
 #include "app/RegisteredDefaults.h"
-#include "common/FreshUserTest.h"
+#include "AppSessionTest.h"
 #include "model/JWMemo.h"
 #include "model/MemoTree.h"
 #include "platform/settings/FolderPaths.h"
@@ -29,27 +29,9 @@
 
 namespace {
 
-class EndToEndTest : public FreshUserTest
+class EndToEndTest : public AppSessionTest
 {
 protected:
-    void SetUp() override
-    {
-        FreshUserTest::SetUp();
-        Localization::install();
-        // Never the user's real keyring: no session bus to find one on.
-        qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus");
-        RegisteredDefaults::registerWith(UserDefaults::standardUserDefaults());
-    }
-
-    static std::unique_ptr<JW3Controller> start()
-    {
-        auto application = std::make_unique<JW3Controller>(
-            [](NoteTreeHost &host) { return std::make_unique<NoteWindowController>(host); });
-        EXPECT_TRUE(application->claimDataFolder(dataFolderPath()).ok());
-        application->startUp();
-        return application;
-    }
-
     static NoteWindowController &frontWindow(JW3Controller &application)
     {
         auto *window = dynamic_cast<NoteWindowController *>(application.frontWindowController());

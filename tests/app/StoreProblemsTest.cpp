@@ -6,7 +6,7 @@
 #include "app/DataFolderLock.h"
 #include "app/JW3Controller.h"
 #include "app/RegisteredDefaults.h"
-#include "common/FreshUserTest.h"
+#include "AppSessionTest.h"
 #include "common/WriteFailures.h"
 #include "model/JWMemo.h"
 #include "model/MemoTree.h"
@@ -24,26 +24,9 @@
 
 namespace {
 
-class StoreProblemsTest : public FreshUserTest
+class StoreProblemsTest : public AppSessionTest
 {
 protected:
-    void SetUp() override
-    {
-        FreshUserTest::SetUp();
-        Localization::install();
-        qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus");
-        RegisteredDefaults::registerWith(UserDefaults::standardUserDefaults());
-    }
-
-    static std::unique_ptr<JW3Controller> start()
-    {
-        auto application = std::make_unique<JW3Controller>(
-            [](NoteTreeHost &host) { return std::make_unique<NoteWindowController>(host); });
-        EXPECT_TRUE(application->claimDataFolder(dataFolderPath()).ok());
-        application->startUp();
-        return application;
-    }
-
     // The text of the window's problem bar; empty while the bar is hidden.
     static QString barText(NoteWindow *window)
     {
