@@ -1,9 +1,11 @@
 // RTF comes from outside: pasted text, imported files and the text of every
-// RTFD package or flattened RTFD a page was saved with.
+// RTFD package or flattened RTFD a page was saved with. The reader's two
+// outputs, a document and plain text, must agree on the text.
 #include "platform/richtext/RtfReader.h"
 #include "platform/richtext/TextAttachment.h"
 
 #include <QGuiApplication>
+#include <QTextBlock>
 #include <QTextDocument>
 
 #include <cstddef>
@@ -57,5 +59,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         if (document.characterAt(position) != QChar::ObjectReplacementCharacter)
             __builtin_trap();
     }
+    // The text read without a document must be the document's text.
+    QString documentText;
+    for (QTextBlock block = document.begin(); block.isValid(); block = block.next())
+        documentText += (block == document.begin() ? QString() : QStringLiteral("\n")) + block.text();
+    const auto plain = RtfReader::readPlainText(bytes);
+    if (!plain.ok() || plain.value() != documentText)
+        __builtin_trap();
     return 0;
 }

@@ -15,7 +15,7 @@
 #include "platform/base/NotificationCenter.h"
 #include "platform/base/NotificationNames.h"
 #include "platform/base/PreferenceKeys.h"
-#include "platform/richtext/TextConverter.h"
+#include "platform/richtext/Rtfd.h"
 #include "platform/typedstream/TypedStreamDecoder.h"
 #include "platform/typedstream/TypedStreamWriter.h"
 #include "platform/settings/UserDefaults.h"
@@ -27,6 +27,7 @@
 #include <QFileInfo>
 #include <QRegularExpression>
 #include <QUrl>
+#include <QtConcurrent/QtConcurrentMap>
 
 #include <algorithm>
 #include <cerrno>
@@ -375,18 +376,43 @@ Result<DataStore::Recovery> DataStore::recoverPagesFromPageFiles()
     if (!ids.empty())
         MemoIDAllocator::shared().raiseCounter(ids.back());
 
+    // Reading and parsing ten thousand files is most of the work, and each
+    // file stands alone: they are read on every core, the pages then built
+    // here in ID order.
+    struct PageRead
+    {
+        QString path;
+        std::optional<QVariantMap> file;
+        std::optional<QString> plainText;
+    };
+    std::vector<PageRead> reads;
+    reads.reserve(ids.size());
+    for (qint64 id : ids)
+        reads.push_back({notePathForID(id), std::nullopt, std::nullopt});
+    QtConcurrent::blockingMap(reads, [](PageRead &read) {
+        auto loaded = PageFile::loadPath(read.path);
+        if (!loaded || !loaded.value())
+            return;
+        read.file = std::move(*loaded.value());
+        // Only the words are needed: the outline and searches see them.
+        if (const QByteArray text = PageFile::memoDataIn(*read.file); !text.isNull()) {
+            if (auto plain = Rtfd::plainTextOfFlattened(text))
+                read.plainText = std::move(plain.value());
+        }
+    });
+
     Recovery recovery;
     recovery.parent = JWMemo::memo();
     recovery.parent->setTitle(tr("Recovered pages"));
     recovery.parent->setMemoDataWithPlainText(tr("Pages rebuilt from their files in %1 on %2.")
                                                   .arg(folder, QDateTime::currentDateTime().toString(Qt::ISODate)));
-    for (qint64 id : ids) {
-        const auto loaded = PageFile::load(id);
-        if (!loaded || !loaded.value()) {
+    for (size_t i = 0; i < ids.size(); ++i) {
+        const qint64 id = ids[i];
+        if (!reads[i].file) {
             ++recovery.unreadable;
             continue;
         }
-        const QVariantMap &file = *loaded.value();
+        const QVariantMap &file = *reads[i].file;
         const bool keepsID = !taken.contains(id);
         MemoPtr page = keepsID ? JWMemo::bareMemo() : JWMemo::memo();
         if (keepsID) {
@@ -415,13 +441,10 @@ Result<DataStore::Recovery> DataStore::recoverPagesFromPageFiles()
             page->setIsPlainTextMemo(plain);
         if (const QVariant tags = file.value(QStringLiteral("tags")); tags.isValid())
             page->setTags(tags.toStringList());
-        if (const QByteArray text = PageFile::memoDataIn(file); !text.isNull()) {
-            // The plain text is what the outline and searches see.
-            TextConverter converter;
-            if (converter.setRTFDData(text))
-                page->setPlainText(converter.plainString());
+        if (reads[i].plainText)
+            page->setPlainText(std::move(*reads[i].plainText));
+        if (const QByteArray text = PageFile::memoDataIn(file); !text.isNull())
             page->setMemoData(text);
-        }
         // Last: every setter above moves the modification date to now.
         if (const QDateTime created = file.value(QStringLiteral("createdAt")).toDateTime(); created.isValid())
             page->setCreatedAt(created);

@@ -79,7 +79,11 @@ Status writeMemo(const JWMemo &memo)
 
 Result<std::optional<QVariantMap>> load(qint64 memoID)
 {
-    const QString path = notePathForID(memoID);
+    return loadPath(notePathForID(memoID));
+}
+
+Result<std::optional<QVariantMap>> loadPath(const QString &path)
+{
     // Only a file can be a damaged page file; anything else in its place makes writing fail instead.
     if (path.isEmpty() || !QFileInfo(path).isFile())
         return std::optional<QVariantMap>();

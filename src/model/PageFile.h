@@ -41,6 +41,8 @@ namespace PageFile {
  * an error naming the file and the cause when it exists but cannot be read.
  */
 [[nodiscard]] Result<std::optional<QVariantMap>> load(qint64 memoID);
+/** load() for the page file at @p path; safe on any thread, as it reads no preferences. */
+[[nodiscard]] Result<std::optional<QVariantMap>> loadPath(const QString &path);
 
 /**
  * Renames the page file of @p memoID to "<ID>.jw3page.unreadable-YYYYMMDD-HHMMSS"

@@ -4,6 +4,7 @@
 #include "platform/richtext/PointSizes.h"
 #include "platform/richtext/Rtfd.h"
 #include "platform/richtext/TextAttachment.h"
+#include "platform/richtext/TextConverter.h"
 
 #include <QBuffer>
 #include <QDir>
@@ -312,6 +313,32 @@ TEST(RtfdTest, packagesAreWrittenWholeAndReplaceTheOldOneOnlyWhenComplete)
 
     EXPECT_FALSE(Rtfd::readPackage(temporary.filePath(QStringLiteral("missing.rtfd")), back).ok());
     EXPECT_FALSE(Rtfd::writePackage(original, temporary.filePath(QStringLiteral("no/such/folder.rtfd"))).ok());
+}
+
+// Recovering pages reads only their words; those must be the words the page shows.
+TEST(RtfdTest, plainTextWithoutADocumentIsTheDocumentsText)
+{
+    QList<QByteArray> inputs = {
+        "{\\rtf1 one\\par two\\line three\\tab four\\u8364? \\'e9}",
+        "{\\rtf1 cr\\u13?\\u10?lf\\u13?cr\\u8233?ps\\u64976?frame\\par}",
+        "{\\rtf1{\\trowd\\cellx100\\cellx200 a\\cell b\\cell\\row}after{\\pict\\pngblip 89504e47}\\par\\par}",
+        "{\\rtf1 unterminated {\\b group",
+    };
+    for (const QString &folder : {QStringLiteral("rtf"), QStringLiteral("rtfd/flat")}) {
+        const QDir dir(FreshUserTest::testDataPath(folder));
+        for (const QString &name : dir.entryList(QDir::Files))
+            inputs.append(fileBytes(dir.filePath(name)));
+    }
+    ASSERT_GT(inputs.size(), 10);
+    for (const QByteArray &input : inputs) {
+        SCOPED_TRACE(input.left(60).toStdString());
+        TextConverter converter;
+        ASSERT_TRUE(converter.setRTFDData(input).ok());
+        const auto plain = Rtfd::plainTextOfFlattened(input);
+        ASSERT_TRUE(plain.ok());
+        EXPECT_EQ(plain.value(), converter.plainString());
+    }
+    EXPECT_FALSE(Rtfd::plainTextOfFlattened("no rtf").ok());
 }
 
 } // namespace

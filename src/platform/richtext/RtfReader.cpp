@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -69,8 +70,15 @@ class Parser
 public:
     Parser(const QByteArray &rtf, QTextDocument &document, const RtfReader::AttachmentResolver &resolver)
         : m_tokens(rtf)
-        , m_cursor(&document)
+        , m_cursor(std::in_place, &document)
         , m_resolver(resolver)
+    { }
+
+    /** A parser that only collects the text into @p plain, as TextConverter::plainString() gives it. */
+    Parser(const QByteArray &rtf, QString &plain)
+        : m_tokens(rtf)
+        , m_plain(&plain)
+        , m_resolver(m_noResolver)
     { }
 
     void run();
@@ -100,8 +108,13 @@ private:
     void commitColor();
     void startFieldResult();
 
+    void appendPlain(const QString &text);
+
     RtfTokenizer m_tokens;
-    QTextCursor m_cursor;
+    // Exactly one of the two is set: the document being built, or the plain text.
+    std::optional<QTextCursor> m_cursor;
+    QString *m_plain = nullptr;
+    const RtfReader::AttachmentResolver m_noResolver;
     const RtfReader::AttachmentResolver &m_resolver;
     RtfFormatting m_formatting;
     std::vector<GroupState> m_stack;
@@ -128,9 +141,13 @@ private:
 
 void Parser::run()
 {
-    m_cursor.beginEditBlock();
+    if (!m_cursor) {
+        runTokens();
+        return;
+    }
+    m_cursor->beginEditBlock();
     runTokens();
-    m_cursor.endEditBlock();
+    m_cursor->endEditBlock();
 }
 
 void Parser::runTokens()
@@ -547,17 +564,43 @@ void Parser::flushText()
 {
     if (m_text.isEmpty())
         return;
-    m_cursor.insertText(m_text, m_formatting.charFormat(m_textProps));
+    if (m_cursor)
+        m_cursor->insertText(m_text, m_formatting.charFormat(m_textProps));
+    else
+        appendPlain(m_text);
     m_text.clear();
+}
+
+void Parser::appendPlain(const QString &text)
+{
+    // The document turns these into paragraph breaks, a CR LF pair into one.
+    const auto breaksParagraph = [](QChar c) {
+        return c == u'\r' || c == QChar::ParagraphSeparator || c == QChar(0xFDD0) || c == QChar(0xFDD1);
+    };
+    if (std::none_of(text.begin(), text.end(), breaksParagraph)) {
+        m_plain->append(text);
+        return;
+    }
+    m_plain->reserve(m_plain->size() + text.size());
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        QChar c = text[i];
+        if (c == u'\r' && i + 1 < text.size() && text[i + 1] == u'\n')
+            c = text[++i];
+        if (breaksParagraph(c))
+            c = u'\n';
+        m_plain->append(c);
+    }
 }
 
 void Parser::applyBlockFormat()
 {
     // A paragraph's properties are only final at its end. The block was
     // created with those in force at its start, which mostly stay the same.
+    if (!m_cursor)
+        return;
     const QTextBlockFormat format = RtfFormatting::blockFormat(state().para, m_blockHasPageBreak);
     if (format != m_blockFormat)
-        m_cursor.setBlockFormat(format);
+        m_cursor->setBlockFormat(format);
 }
 
 void Parser::endParagraph()
@@ -566,8 +609,12 @@ void Parser::endParagraph()
     flushText();
     applyBlockFormat();
     m_blockHasPageBreak = std::exchange(m_pageBreakNext, false);
+    if (!m_cursor) {
+        m_plain->append(u'\n');
+        return;
+    }
     m_blockFormat = RtfFormatting::blockFormat(state().para, m_blockHasPageBreak);
-    m_cursor.insertBlock(m_blockFormat, m_formatting.charFormat(state().chars));
+    m_cursor->insertBlock(m_blockFormat, m_formatting.charFormat(state().chars));
 }
 
 void Parser::insertAttachment(TextAttachment attachment)
@@ -578,7 +625,10 @@ void Parser::insertAttachment(TextAttachment attachment)
     if (m_pendingCells > 0)
         appendText(QString(std::exchange(m_pendingCells, 0), QLatin1Char('\t')));
     flushText();
-    TextAttachments::insert(m_cursor, std::move(attachment));
+    if (m_cursor)
+        TextAttachments::insert(*m_cursor, std::move(attachment));
+    else
+        m_plain->append(QChar::ObjectReplacementCharacter);
 }
 
 void Parser::finishPicture()
@@ -653,23 +703,46 @@ void Parser::startFieldResult()
 
 } // namespace
 
-Status RtfReader::read(const QByteArray &rtf, QTextDocument &document, const AttachmentResolver &resolver)
+namespace {
+
+/** @p rtf from its "{\rtf" on, or nothing when it is no RTF. */
+std::optional<QByteArray> rtfBody(const QByteArray &rtf)
 {
     qsizetype start = 0;
     while (start < rtf.size() && QByteArrayView(" \t\r\n").contains(rtf.at(start)))
         ++start;
     if (!QByteArrayView(rtf).sliced(start).startsWith("{\\rtf"))
+        return std::nullopt;
+    return rtf.sliced(start);
+}
+
+} // namespace
+
+Status RtfReader::read(const QByteArray &rtf, QTextDocument &document, const AttachmentResolver &resolver)
+{
+    const std::optional<QByteArray> body = rtfBody(rtf);
+    if (!body)
         return Error{QStringLiteral("The data is no RTF text.")};
     document.clear();
-    const QByteArray body = rtf.sliced(start);
     // Without undo steps and inside one edit block, insertion does not lay
     // out each block again after every run of text.
     const bool undoRedo = document.isUndoRedoEnabled();
     document.setUndoRedoEnabled(false);
     {
-        Parser parser(body, document, resolver);
+        Parser parser(*body, document, resolver);
         parser.run();
     }
     document.setUndoRedoEnabled(undoRedo);
     return {};
+}
+
+Result<QString> RtfReader::readPlainText(const QByteArray &rtf)
+{
+    const std::optional<QByteArray> body = rtfBody(rtf);
+    if (!body)
+        return Error{QStringLiteral("The data is no RTF text.")};
+    QString plain;
+    Parser parser(*body, plain);
+    parser.run();
+    return plain;
 }

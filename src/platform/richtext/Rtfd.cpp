@@ -88,6 +88,21 @@ Status Rtfd::readFlattened(const QByteArray &bytes, QTextDocument &document)
     return read ? read : failAndClear(document, read.errorMessage());
 }
 
+Result<QString> Rtfd::plainTextOfFlattened(const QByteArray &bytes)
+{
+    if (isRtf(bytes))
+        return RtfReader::readPlainText(bytes);
+    if (!isFlattenedRtfd(bytes))
+        return Error{QStringLiteral("The data is neither RTFD nor RTF")};
+    const auto wrapper = FileWrapper::fromSerialized(bytes);
+    if (!wrapper)
+        return Error{wrapper.errorMessage()};
+    const auto text = wrapper.value().fileContents(kTextFileName);
+    if (!text)
+        return Error{QStringLiteral("The RTFD data holds no TXT.rtf")};
+    return RtfReader::readPlainText(*text);
+}
+
 QByteArray Rtfd::writeFlattened(const QTextDocument &document)
 {
     const qint64 now = QDateTime::currentSecsSinceEpoch();

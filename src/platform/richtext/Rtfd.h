@@ -32,6 +32,8 @@ public:
      * container without TXT.rtf; the document is then left empty.
      */
     [[nodiscard]] static Status readFlattened(const QByteArray &bytes, QTextDocument &document);
+    /** The text of flattened RTFD @p bytes (or plain RTF) as RtfReader::readPlainText() gives it; fails as readFlattened(). */
+    [[nodiscard]] static Result<QString> plainTextOfFlattened(const QByteArray &bytes);
 
     /** The flattened RTFD of @p document, its bookkeeping stamped with the current time. */
     [[nodiscard]] static QByteArray writeFlattened(const QTextDocument &document);
