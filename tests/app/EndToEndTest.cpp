@@ -1,14 +1,9 @@
 // The application as a user lives with it: real windows on a fresh data
 // folder, pages made, written, formatted, linked and protected, then a quit
 // and a second start that finds everything as it was left.
-#include "app/JW3Controller.h"
-#include "app/RegisteredDefaults.h"
 #include "AppSessionTest.h"
 #include "model/JWMemo.h"
 #include "model/MemoTree.h"
-#include "platform/settings/FolderPaths.h"
-#include "platform/base/Localization.h"
-#include "platform/settings/UserDefaults.h"
 #include "text/PageLinks.h"
 #include "text/TextExport.h"
 #include "util/PagePassword.h"
@@ -18,7 +13,6 @@
 #include "windows/NoteOutlineModel.h"
 #include "windows/NoteTextView.h"
 #include "windows/NoteTreeController.h"
-#include "windows/NoteWindowController.h"
 
 #include <QAction>
 #include <QLineEdit>
@@ -56,11 +50,6 @@ protected:
         window.textView()->setFocus();
         QTest::keyClicks(window.textView(), text);
         return page;
-    }
-
-    static MemoPtr pageTitled(JW3Controller &application, const QString &title)
-    {
-        return application.tree().memoWithTitle(title, application.rootMemo());
     }
 
     static void select(NoteTextView &view, const QString &word)
@@ -139,9 +128,12 @@ TEST_F(EndToEndTest, aNotebookMadeInOneSessionIsFoundAsItWasInTheNext)
     const auto application = start();
     NoteWindowController &window = frontWindow(*application);
     window.showWindow();
-    const MemoPtr shopping = pageTitled(*application, QStringLiteral("Shopping"));
-    const MemoPtr errands = pageTitled(*application, QStringLiteral("Errands"));
-    const MemoPtr secrets = pageTitled(*application, QStringLiteral("Secrets"));
+    const auto titled = [&](const char *title) {
+        return application->tree().memoWithTitle(QString::fromUtf8(title), application->rootMemo());
+    };
+    const MemoPtr shopping = titled("Shopping");
+    const MemoPtr errands = titled("Errands");
+    const MemoPtr secrets = titled("Secrets");
     ASSERT_TRUE(shopping && errands && secrets);
     EXPECT_EQ(shopping->memoID(), shoppingID);
     EXPECT_EQ(application->tree().parentOfMemo(errands), shopping);
