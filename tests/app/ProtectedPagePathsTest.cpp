@@ -57,29 +57,15 @@ protected:
 TEST_F(ProtectedPagePathsTest, linksNewWindowsClippingsAndOpenedFilesAskFirst)
 {
     const QString link = PageLinks::pageLink(monday->memoID(), false);
-    const std::vector<std::pair<const char *, std::function<void()>>> paths = {
-        {"link",
-            [&] {
-                application->openLink(link);
-            }},
-        {"link to a new window",
-            [&] {
-                application->openLink(PageLinks::pageLink(monday->memoID(), true));
-            }},
-        {"new window",
-            [&] {
-                application->openWindowAndShowMemo(monday);
-            }},
-        {"session bus link",
-            [&] {
-                ApplicationAdaptor::perform(*application, {{}, {link}, {}, {}, {}});
-            }},
-    };
-    for (const auto &[name, path] : paths) {
-        SCOPED_TRACE(name);
-        path();
+    const auto reach = [&](const char *path, const std::function<void()> &go) {
+        SCOPED_TRACE(path);
+        go();
         expectAsked(QStringLiteral("Rain"));
-    }
+    };
+    reach("link", [&] { application->openLink(link); });
+    reach("link to a new window", [&] { application->openLink(PageLinks::pageLink(monday->memoID(), true)); });
+    reach("new window", [&] { application->openWindowAndShowMemo(monday); });
+    reach("session bus link", [&] { ApplicationAdaptor::perform(*application, {{}, {link}, {}, {}, {}}); });
 
     // Clippings land below a protected page too.
     application->tree().parentOfClippingMemo()->setProtectWithPassword(true);

@@ -22,7 +22,6 @@
 #include <QMenu>
 #include <QMimeData>
 #include <QPushButton>
-#include <QRegularExpression>
 #include <QScrollBar>
 #include <QSignalSpy>
 #include <QTest>
@@ -225,43 +224,6 @@ TEST_F(NoteTextViewTest, theBackgroundFollowsThePreferenceAndAnUnreadableOneIsWh
     EXPECT_EQ(view->palette().color(QPalette::Base).rgb(), QColor::fromRgbF(1.0f, 1.0f, 0.8f).rgb());
     UserDefaults::standardUserDefaults().setValue(QStringLiteral("BGColor"), QByteArray("not an archive"));
     EXPECT_EQ(view->palette().color(QPalette::Base), QColor(Qt::white));
-}
-
-TEST_F(NoteTextViewTest, theVisibleRangeFollowsScrollingAndLeavesTheCaret)
-{
-    QStringList lines;
-    for (int i = 0; i < 400; ++i)
-        lines << QStringLiteral("line %1").arg(i);
-    view->setPlainText(lines.join(u'\n'));
-    showView();
-    QTest::qWait(50);
-    EXPECT_EQ(view->visibleRange().location, 0);
-
-    const int farDown = int(view->string().indexOf(QStringLiteral("line 300")));
-    view->scrollRangeToVisible({farDown, 8});
-    const TextRange shown = view->visibleRange();
-    EXPECT_LE(shown.location, farDown);
-    EXPECT_GE(shown.location + shown.length, farDown + 8);
-    EXPECT_EQ(view->selectedRange(), (TextRange{0, 0}));
-}
-
-TEST_F(NoteTextViewTest, highlightingAndTheTimeStampAreOneUndoableStepEach)
-{
-    view->setPlainText(QStringLiteral("some words here"));
-    select(5, 10);
-    view->changeColor(Qt::blue);
-    view->setChangingBackgroundColor(true);
-    view->changeColor(Qt::yellow);
-    EXPECT_EQ(formatAt(6).background().color(), QColor(Qt::yellow));
-    EXPECT_EQ(formatAt(6).foreground().color(), QColor(Qt::blue));
-
-    view->setPlainText(QStringLiteral("Log: "));
-    view->moveCursor(QTextCursor::End);
-    view->insertTimeStamp();
-    const QRegularExpression stamp(QStringLiteral("^Log: \\d{4}-\\d\\d-\\d\\d \\(\\w+\\) \\d\\d:\\d\\d$"));
-    EXPECT_TRUE(stamp.match(view->toPlainText()).hasMatch()) << view->toPlainText().toStdString();
-    view->document()->undo();
-    EXPECT_EQ(view->toPlainText(), QStringLiteral("Log: "));
 }
 
 TEST_F(NoteTextViewTest, widePicturesShrinkToTheViewWithoutChangingTheText)
