@@ -1,14 +1,9 @@
 // The application as a user lives with it: real windows on a fresh data
 // folder, pages made, written, formatted, linked and protected, then a quit
 // and a second start that finds everything as it was left.
-#include "app/JW3Controller.h"
-#include "app/RegisteredDefaults.h"
 #include "AppSessionTest.h"
 #include "model/JWMemo.h"
 #include "model/MemoTree.h"
-#include "platform/settings/FolderPaths.h"
-#include "platform/base/Localization.h"
-#include "platform/settings/UserDefaults.h"
 #include "text/PageLinks.h"
 #include "text/TextExport.h"
 #include "util/PagePassword.h"
@@ -18,12 +13,10 @@
 #include "windows/NoteOutlineModel.h"
 #include "windows/NoteTextView.h"
 #include "windows/NoteTreeController.h"
-#include "windows/NoteWindowController.h"
 
 #include <QAction>
 #include <QLineEdit>
 #include <QTest>
-#include <QTextBlock>
 #include <QTextCursor>
 #include <QTextDocument>
 
@@ -58,21 +51,6 @@ protected:
         return page;
     }
 
-    static MemoPtr pageTitled(JW3Controller &application, const QString &title)
-    {
-        return application.tree().memoWithTitle(title, application.rootMemo());
-    }
-
-    static void select(NoteTextView &view, const QString &word)
-    {
-        const int at = int(view.string().indexOf(word));
-        ASSERT_GE(at, 0) << word.toStdString();
-        QTextCursor cursor(view.document());
-        cursor.setPosition(at);
-        cursor.setPosition(at + int(word.size()), QTextCursor::KeepAnchor);
-        view.setTextCursor(cursor);
-    }
-
     static bool isBold(const QByteArray &rtfd, const QString &word)
     {
         QTextDocument document;
@@ -102,7 +80,8 @@ TEST_F(EndToEndTest, aNotebookMadeInOneSessionIsFoundAsItWasInTheNext)
         ASSERT_EQ(application->tree().parentOfMemo(errands), shopping);
 
         // A link to the Shopping page, made with the link sheet and followed with a click.
-        select(*window.textView(), QStringLiteral("shopping list"));
+        window.textView()->moveCursor(QTextCursor::Start);
+        ASSERT_TRUE(window.textView()->find(QStringLiteral("shopping list")));
         trigger(window, "editLinkAction");
         auto *sheet = window.mainWindow().findChild<LinkPanelController *>();
         ASSERT_NE(sheet, nullptr);
@@ -139,9 +118,12 @@ TEST_F(EndToEndTest, aNotebookMadeInOneSessionIsFoundAsItWasInTheNext)
     const auto application = start();
     NoteWindowController &window = frontWindow(*application);
     window.showWindow();
-    const MemoPtr shopping = pageTitled(*application, QStringLiteral("Shopping"));
-    const MemoPtr errands = pageTitled(*application, QStringLiteral("Errands"));
-    const MemoPtr secrets = pageTitled(*application, QStringLiteral("Secrets"));
+    const auto titled = [&](const char *title) {
+        return application->tree().memoWithTitle(QString::fromUtf8(title), application->rootMemo());
+    };
+    const MemoPtr shopping = titled("Shopping");
+    const MemoPtr errands = titled("Errands");
+    const MemoPtr secrets = titled("Secrets");
     ASSERT_TRUE(shopping && errands && secrets);
     EXPECT_EQ(shopping->memoID(), shoppingID);
     EXPECT_EQ(application->tree().parentOfMemo(errands), shopping);

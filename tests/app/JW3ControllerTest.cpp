@@ -1,4 +1,3 @@
-#include "StandInWindow.h"
 #include "app/JW3Controller.h"
 #include "app/RegisteredDefaults.h"
 #include "common/FreshUserTest.h"
@@ -6,12 +5,14 @@
 #include "model/MemoCreation.h"
 #include "platform/settings/FolderPaths.h"
 #include "platform/settings/UserDefaults.h"
+#include "windows/NoteWindow.h"
 
 #include <QDir>
-#include <QFileInfo>
 #include <QFile>
+#include <QFileInfo>
 #include <QLockFile>
 #include <QSignalSpy>
+#include <QUndoStack>
 
 #include <algorithm>
 #include <memory>
@@ -19,6 +20,35 @@
 #include <unistd.h>
 
 namespace {
+
+// A note window without widgets: it records what the controller asks of it
+// and lets the test play the window system (coming to the front, closing).
+class StandInWindow final : public NoteWindow
+{
+public:
+    [[nodiscard]] MemoPtr rootMemo() const override { return root; }
+    void setRootMemo(const MemoPtr &memo) override { root = memo; }
+    [[nodiscard]] MemoPtr selectedMemo() const override { return selection; }
+    void selectMemo(const MemoPtr &memo) override { selection = memo; }
+    void showWindow() override { ++timesShown; }
+    void performClose() override
+    {
+        if (!refusesToClose)
+            Q_EMIT willClose();
+    }
+    [[nodiscard]] bool isEdited() const override { return edited; }
+    [[nodiscard]] QUndoStack *undoStack() override { return &stack; }
+    void makeIconWindowAtBackground() override { ++iconisedAtBackground; }
+    void comeToFront() { Q_EMIT becameKey(); }
+
+    MemoPtr root;
+    MemoPtr selection;
+    QUndoStack stack;
+    int timesShown = 0;
+    int iconisedAtBackground = 0;
+    bool edited = false;
+    bool refusesToClose = false;
+};
 
 // The controller with stand-in windows, each of which the test can reach.
 class ControllerTest : public FreshUserTest
@@ -32,7 +62,7 @@ protected:
 
     static UserDefaults &defaults() { return UserDefaults::standardUserDefaults(); }
 
-    std::unique_ptr<JW3Controller> makeController()
+    std::unique_ptr<JW3Controller> startController()
     {
         windows.clear();
         auto controller = std::make_unique<JW3Controller>([this](NoteTreeHost &) {
@@ -43,23 +73,23 @@ protected:
             return window;
         });
         EXPECT_TRUE(controller->claimDataFolder(dataFolderPath()).ok());
-        return controller;
-    }
-
-    std::unique_ptr<JW3Controller> startController()
-    {
-        auto controller = makeController();
         controller->startUp();
         return controller;
     }
-
-    static StandInWindow *asStandIn(NoteWindow *window) { return static_cast<StandInWindow *>(window); }
 
     static MemoPtr addPage(JW3Controller &controller, const QString &text, MemoPtr parent = {})
     {
         MemoPtr page = MemoCreation::initWithString(text);
         EXPECT_TRUE(controller.tree().insertNewMemo(page, parent ? parent : controller.rootMemo(), -1));
         return page;
+    }
+
+    QString write(const QString &name, const QByteArray &bytes) const
+    {
+        const QString path = home() + u'/' + name;
+        QFile file(path);
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
+        return path;
     }
 
     /** The titles of the top-level pages, the sample page a new notebook starts with left out. */
@@ -74,7 +104,6 @@ protected:
         return titles;
     }
 
-    /** Whether @p window said it closes; a closed window may be gone already. */
     [[nodiscard]] bool wasClosed(const StandInWindow *window) const
     {
         return std::find(closedWindows.begin(), closedWindows.end(), window) != closedWindows.end();
@@ -84,28 +113,18 @@ protected:
     std::vector<StandInWindow *> closedWindows; // in the order they closed
 };
 
-TEST_F(ControllerTest, startingOnAFreshFolderOpensTheMainWindowAndTimersFollowThePreferences)
+TEST_F(ControllerTest, startingOnAFreshFolderOpensTheMainWindowAndTheAutoSaveFollowsThePreferences)
 {
     auto controller = startController();
-
     ASSERT_EQ(controller->windowControllers().size(), 1u);
-    StandInWindow *main = asStandIn(controller->windowControllers().front());
-    EXPECT_EQ(main->rootMemo(), controller->rootMemo());
-    EXPECT_EQ(controller->frontWindowController(), main);
-    EXPECT_GE(main->timesShown, 1);
+    EXPECT_EQ(controller->frontWindowController()->rootMemo(), controller->rootMemo());
+    EXPECT_GE(windows.front()->timesShown, 1);
     EXPECT_TRUE(controller->dataStore().isAutoSaveTimerActive());
-    EXPECT_EQ(controller->dataStore().autoSaveIntervalMilliseconds(), 5 * 60 * 1000);
-    EXPECT_EQ(controller->serverRestarts(), 1);
 
     defaults().setValue(QStringLiteral("AutoSavePeriod"), 1);
     EXPECT_EQ(controller->dataStore().autoSaveIntervalMilliseconds(), 60 * 1000);
     defaults().setValue(QStringLiteral("AutoSave"), false);
     EXPECT_FALSE(controller->dataStore().isAutoSaveTimerActive());
-    defaults().setValue(QStringLiteral("AutoSave"), true);
-    EXPECT_TRUE(controller->dataStore().isAutoSaveTimerActive());
-    const int restarts = controller->serverRestarts();
-    defaults().setValue(QStringLiteral("abGroupName"), QStringLiteral("Phone"));
-    EXPECT_EQ(controller->serverRestarts(), restarts + 1);
 }
 
 TEST_F(ControllerTest, theLastWindowClosingQuitsOnlyWhenQuitAppIsOn)
@@ -113,22 +132,18 @@ TEST_F(ControllerTest, theLastWindowClosingQuitsOnlyWhenQuitAppIsOn)
     auto controller = startController();
     QSignalSpy terminate(controller.get(), &JW3Controller::terminateRequested);
     NoteWindow *second = controller->openWindowWithMemo(addPage(*controller, QStringLiteral("Second")));
-    ASSERT_NE(second, nullptr);
-    EXPECT_EQ(controller->frontWindowController(), second);
+    ASSERT_EQ(controller->frontWindowController(), second);
 
     // The main window comes to the front, then closes: the other one is left, in front.
-    StandInWindow *main = windows.front();
-    main->comeToFront();
-    EXPECT_EQ(controller->frontWindowController(), main);
-    main->performClose();
+    windows.front()->comeToFront();
+    EXPECT_EQ(controller->frontWindowController(), windows.front());
+    windows.front()->performClose();
     EXPECT_EQ(controller->windowControllers(), std::vector<NoteWindow *>{second});
     EXPECT_EQ(controller->frontWindowController(), second);
-    EXPECT_EQ(terminate.count(), 0);
 
     defaults().setValue(QStringLiteral("QuitApp"), false);
     second->performClose();
     EXPECT_TRUE(controller->windowControllers().empty());
-    EXPECT_EQ(controller->frontWindowController(), nullptr);
     EXPECT_EQ(terminate.count(), 0);
 
     // Coming back to the front with no window opens the main window again.
@@ -180,7 +195,6 @@ TEST_F(ControllerTest, switchingToAnEmptyFolderCopiesTheDataAndKeepsTheWindows)
     QSignalSpy terminate(controller.get(), &JW3Controller::terminateRequested);
     const QString oldFolder = dataFolderPath();
     const QString newFolder = home() + QStringLiteral("/Elsewhere");
-
     defaults().setValue(QStringLiteral("dataFolderPath"), newFolder);
 
     EXPECT_TRUE(QFile::exists(newFolder + QStringLiteral("/JW3Data.jw3datastore")));
@@ -189,10 +203,8 @@ TEST_F(ControllerTest, switchingToAnEmptyFolderCopiesTheDataAndKeepsTheWindows)
     EXPECT_EQ(topLevelTitles(*controller), QStringList{QStringLiteral("Kept")});
     EXPECT_EQ(terminate.count(), 0);
     // The new folder is ours now, the old one free for others.
-    QLockFile other(newFolder + QStringLiteral("/.jotwell3.lock"));
-    EXPECT_FALSE(other.tryLock(0));
-    QLockFile old(oldFolder + QStringLiteral("/.jotwell3.lock"));
-    EXPECT_TRUE(old.tryLock(0));
+    EXPECT_FALSE(QLockFile(newFolder + QStringLiteral("/.jotwell3.lock")).tryLock(0));
+    EXPECT_TRUE(QLockFile(oldFolder + QStringLiteral("/.jotwell3.lock")).tryLock(0));
 }
 
 TEST_F(ControllerTest, switchingToAFolderWithDataShowsItsPagesWithoutQuitting)
@@ -211,13 +223,11 @@ TEST_F(ControllerTest, switchingToAFolderWithDataShowsItsPagesWithoutQuitting)
     QSignalSpy terminate(controller.get(), &JW3Controller::terminateRequested);
 
     defaults().setValue(QStringLiteral("dataFolderPath"), otherFolder);
-
     EXPECT_TRUE(wasClosed(mine));
     EXPECT_EQ(terminate.count(), 0);
     EXPECT_TRUE(defaults().boolForKey(QStringLiteral("QuitApp")));
     EXPECT_EQ(topLevelTitles(*controller), QStringList{QStringLiteral("Other folder")});
     ASSERT_EQ(controller->windowControllers().size(), 1u);
-    EXPECT_EQ(controller->windowControllers().front()->rootMemo(), controller->rootMemo());
     // What was typed before the switch went to the first folder.
     QFile store(home() + QStringLiteral("/Mine/JW3Data.jw3datastore"));
     ASSERT_TRUE(store.open(QIODevice::ReadOnly));
@@ -231,32 +241,26 @@ TEST_F(ControllerTest, aFolderAnotherProcessUsesIsNotSwitchedTo)
     const QString before = dataFolderPath();
     const QString busy = home() + QStringLiteral("/Busy");
     QDir().mkpath(busy);
-    QFile(busy + QStringLiteral("/JW3Data.jw3datastore")).open(QIODevice::WriteOnly);
+    write(QStringLiteral("Busy/JW3Data.jw3datastore"), {});
     // Another process's lock: a live process (our parent) on this host.
     const QString parent = QString::number(getppid());
     const QString parentName
         = QFileInfo(QFile::symLinkTarget(QStringLiteral("/proc/") + parent + QStringLiteral("/exe"))).fileName();
-    QFile lock(busy + QStringLiteral("/.jotwell3.lock"));
-    ASSERT_TRUE(lock.open(QIODevice::WriteOnly));
-    lock.write((parent + u'\n' + parentName + u'\n' + QSysInfo::machineHostName() + u'\n').toUtf8());
-    lock.close();
+    write(QStringLiteral("Busy/.jotwell3.lock"),
+        (parent + u'\n' + parentName + u'\n' + QSysInfo::machineHostName() + u'\n').toUtf8());
     QSignalSpy problems(controller.get(), &JW3Controller::problemReported);
 
     defaults().setValue(QStringLiteral("dataFolderPath"), busy);
-
     EXPECT_EQ(defaults().stringForKey(QStringLiteral("dataFolderPath")), before);
     ASSERT_EQ(problems.count(), 1);
     EXPECT_TRUE(problems.at(0).at(0).toString().contains(QStringLiteral("in use")));
     EXPECT_EQ(topLevelTitles(*controller), QStringList{QStringLiteral("Stays")});
-    EXPECT_EQ(controller->windowControllers().size(), 1u);
 }
 
 TEST_F(ControllerTest, clippedTextBecomesASavedPageShownInTheMainWindow)
 {
     auto controller = startController();
-    MemoPtr chapter = addPage(*controller, QStringLiteral("Chapter"));
-    NoteWindow *chapterWindow = controller->openWindowWithMemo(chapter);
-    ASSERT_EQ(controller->frontWindowController(), chapterWindow);
+    NoteWindow *chapterWindow = controller->openWindowWithMemo(addPage(*controller, QStringLiteral("Chapter")));
 
     // The front window's tree does not hold the clippings: the main window shows the clip.
     auto clipped = controller->clipText(QStringLiteral("Buy milk\nand bread"));
@@ -264,8 +268,6 @@ TEST_F(ControllerTest, clippedTextBecomesASavedPageShownInTheMainWindow)
     const MemoPtr clip = clipped.value();
     const MemoPtr parent = controller->tree().parentOfMemo(clip);
     EXPECT_EQ(parent, controller->tree().parentOfClippingMemo());
-    EXPECT_EQ(controller->tree().parentOfMemo(parent), controller->rootMemo());
-    ASSERT_EQ(controller->windowControllers().size(), 3u);
     EXPECT_EQ(controller->frontWindowController()->rootMemo(), controller->rootMemo());
     EXPECT_EQ(controller->frontWindowController()->selectedMemo(), clip);
     EXPECT_EQ(chapterWindow->selectedMemo(), nullptr);
@@ -277,7 +279,7 @@ TEST_F(ControllerTest, clippedTextBecomesASavedPageShownInTheMainWindow)
     // A second clip goes under the same parent; undo takes it away again.
     ASSERT_TRUE(controller->clipText(QStringLiteral("Call Ann")).ok());
     EXPECT_EQ(parent->children().size(), 2u);
-    asStandIn(controller->frontWindowController())->stack.undo();
+    static_cast<StandInWindow *>(controller->frontWindowController())->stack.undo();
     EXPECT_EQ(parent->children().size(), 1u);
     EXPECT_FALSE(controller->clipURL(QUrl(QStringLiteral("not a url"))).ok());
 }
@@ -285,31 +287,45 @@ TEST_F(ControllerTest, clippedTextBecomesASavedPageShownInTheMainWindow)
 TEST_F(ControllerTest, clippedFilesAreReadByTheirKindAndBadOnesAreRefused)
 {
     auto controller = startController();
-    const auto write = [this](const QString &name, const QByteArray &bytes) {
-        const QString path = home() + u'/' + name;
-        QFile file(path);
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(bytes);
-        return path;
+    // Wide text with a byte-order mark, either way round, is text too.
+    const QString wide = QStringLiteral("Caf\u00e9 \u65e5\u672c\nsecond line");
+    QByteArray little("\xff\xfe");
+    QByteArray big("\xfe\xff");
+    for (const QChar c : wide) {
+        little.append(char(c.unicode() & 0xff)).append(char(c.unicode() >> 8));
+        big.append(char(c.unicode() >> 8)).append(char(c.unicode() & 0xff));
+    }
+    const struct
+    {
+        const char *name;
+        QByteArray bytes;
+        QString text;
+    } readable[] = {
+        {"a.rtf", "{\\rtf1\\ansi {\\b Bold} words}", QStringLiteral("Bold words")},
+        {"le.txt", little, wide},
+        {"be.txt", big, wide},
     };
+    for (const auto &file : readable) {
+        SCOPED_TRACE(file.name);
+        auto clipped = controller->clipFile(write(QString::fromLatin1(file.name), file.bytes));
+        ASSERT_TRUE(clipped.ok()) << clipped.errorMessage().toStdString();
+        EXPECT_EQ(clipped.value()->plainText(), file.text);
+    }
 
-    auto rtf = controller->clipFile(write(QStringLiteral("a.rtf"), "{\\rtf1\\ansi {\\b Bold} words}"));
-    ASSERT_TRUE(rtf.ok()) << rtf.errorMessage().toStdString();
-    EXPECT_EQ(rtf.value()->plainText(), QStringLiteral("Bold words"));
-
-    // Latin-1 text that is not UTF-8 is still read as text.
+    // Latin-1 text that is not UTF-8 is still read as text, a character for each byte.
     auto latin = controller->clipFile(write(QStringLiteral("b.txt"), "Caf\xe9 au lait"));
     ASSERT_TRUE(latin.ok()) << latin.errorMessage().toStdString();
     EXPECT_TRUE(latin.value()->plainText().startsWith(QStringLiteral("Caf")));
     EXPECT_EQ(latin.value()->plainText().size(), 12);
 
     const qsizetype pages = controller->tree().parentOfClippingMemo()->children().size();
-    EXPECT_FALSE(controller->clipFile(home() + QStringLiteral("/missing.txt")).ok());
-    EXPECT_FALSE(
-        controller->clipFile(write(QStringLiteral("c.png"), QByteArray("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16))).ok());
-    EXPECT_FALSE(controller->clipFile(home() + QStringLiteral("/not-a-package")).ok());
     QDir().mkpath(home() + QStringLiteral("/empty.rtfd"));
-    EXPECT_FALSE(controller->clipFile(home() + QStringLiteral("/empty.rtfd")).ok());
+    for (const QString &refused : QStringList{home() + QStringLiteral("/missing.txt"),
+             write(QStringLiteral("c.png"), QByteArray("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16)),
+             write(QStringLiteral("odd.txt"), little + 'x'), // cut in the middle of a character
+             home() + QStringLiteral("/empty.rtfd")}) {
+        EXPECT_FALSE(controller->clipFile(refused).ok()) << refused.toStdString();
+    }
     EXPECT_EQ(controller->tree().parentOfClippingMemo()->children().size(), pages);
 }
 
@@ -318,18 +334,11 @@ TEST_F(ControllerTest, droppedFilesAreImportedWhereTheyFellAndDeletedRootsCloseT
     auto controller = startController();
     const MemoPtr folder = addPage(*controller, QStringLiteral("Folder"));
     addPage(*controller, QStringLiteral("Inside"), folder);
-    const QString path = home() + QStringLiteral("/Meeting notes.txt");
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write("Agenda\nMinutes");
-    file.close();
-
-    auto imported = controller->importFile(path, folder, 0);
+    auto imported = controller->importFile(write(QStringLiteral("Meeting notes.txt"), "Agenda\nMinutes"), folder, 0);
     ASSERT_TRUE(imported.ok()) << imported.errorMessage().toStdString();
     EXPECT_EQ(folder->children().front(), imported.value());
     EXPECT_EQ(imported.value()->title(), QStringLiteral("Meeting notes"));
     EXPECT_EQ(imported.value()->plainText(), QStringLiteral("Agenda\nMinutes"));
-    EXPECT_TRUE(controller->importableFileTypes().contains(QStringLiteral("txt")));
 
     const auto missing = controller->importFile(home() + QStringLiteral("/gone.txt"), folder, 0);
     ASSERT_FALSE(missing.ok());
@@ -338,10 +347,9 @@ TEST_F(ControllerTest, droppedFilesAreImportedWhereTheyFellAndDeletedRootsCloseT
 
     // A window rooted at a page that leaves the tree closes; the others stay.
     NoteWindow *onFolder = controller->openWindowWithMemo(folder);
-    const qsizetype open = qsizetype(controller->windowControllers().size());
     controller->handleMemoRemoval(folder);
-    EXPECT_TRUE(wasClosed(asStandIn(onFolder)));
-    EXPECT_EQ(qsizetype(controller->windowControllers().size()), open - 1);
+    EXPECT_TRUE(wasClosed(static_cast<StandInWindow *>(onFolder)));
+    EXPECT_EQ(controller->windowControllers().size(), 1u);
 }
 
 TEST_F(ControllerTest, pageLinksFromOtherProgramsShowTheirPage)
@@ -350,9 +358,7 @@ TEST_F(ControllerTest, pageLinksFromOtherProgramsShowTheirPage)
     MemoPtr chapter = addPage(*controller, QStringLiteral("Chapter"));
     MemoPtr section = addPage(*controller, QStringLiteral("Section"), chapter);
     const QString id = QString::number(section->memoID());
-
     EXPECT_TRUE(controller->openLink(QStringLiteral("Jotwell3://pageid/") + id + u'/'));
-    EXPECT_EQ(controller->windowControllers().size(), 1u);
     EXPECT_EQ(controller->frontWindowController()->selectedMemo(), section);
 
     // The scheme's case is the other program's; a new window opens on the page's parent.
@@ -360,7 +366,6 @@ TEST_F(ControllerTest, pageLinksFromOtherProgramsShowTheirPage)
     ASSERT_EQ(controller->windowControllers().size(), 2u);
     EXPECT_EQ(controller->windowControllers().back()->rootMemo(), chapter);
     EXPECT_EQ(controller->windowControllers().back()->selectedMemo(), section);
-
     EXPECT_FALSE(controller->openLink(QStringLiteral("Jotwell3://pageid/999999/")));
     EXPECT_FALSE(controller->openLink(QStringLiteral("Jotwell3://pageid/not-a-number/")));
     EXPECT_EQ(controller->windowControllers().size(), 2u);
@@ -372,11 +377,8 @@ TEST_F(ControllerTest, closingEveryWindowForAFolderSwitchLetsGoOfWindowsThatDoNo
     controller->openWindowWithMemo(addPage(*controller, QStringLiteral("Second")));
     windows.back()->refusesToClose = true;
     QSignalSpy terminate(controller.get(), &JW3Controller::terminateRequested);
-
     controller->closeAllWindows();
-
     EXPECT_TRUE(controller->windowControllers().empty());
-    EXPECT_EQ(controller->frontWindowController(), nullptr);
     EXPECT_EQ(terminate.count(), 0);
 }
 

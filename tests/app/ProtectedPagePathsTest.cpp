@@ -1,42 +1,31 @@
 // Pages reaching a window from outside it keep to the page password as
 // clicks in the outline do.
+#include "AppSessionTest.h"
 #include "app/ApplicationAdaptor.h"
-#include "app/JW3Controller.h"
-#include "common/FreshUserTest.h"
-#include "model/JWMemo.h"
 #include "model/MemoCreation.h"
 #include "model/MemoTree.h"
-#include "platform/base/Localization.h"
-#include "platform/settings/FolderPaths.h"
 #include "text/PageLinks.h"
 #include "util/PagePassword.h"
 #include "windows/ConfirmPassPanelController.h"
 #include "windows/NoteTextView.h"
 #include "windows/NoteTreeController.h"
-#include "windows/NoteWindowController.h"
 
 #include <QFile>
 #include <QTemporaryDir>
-#include <QTest>
 
 #include <functional>
 
 namespace {
 
-class ProtectedPagePathsTest : public FreshUserTest
+// A session whose notebook holds Diary, protected and locked, with Monday inside it.
+class ProtectedPagePathsTest : public AppSessionTest
 {
 protected:
     void SetUp() override
     {
-        FreshUserTest::SetUp();
-        Localization::install();
-        // Never the user's real keyring: no session bus to find one on.
-        qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus");
+        AppSessionTest::SetUp();
         savePasswordToDefault(QStringLiteral("secret"));
-        application = std::make_unique<JW3Controller>(
-            [](NoteTreeHost &host) { return std::make_unique<NoteWindowController>(host); });
-        ASSERT_TRUE(application->claimDataFolder(dataFolderPath()).ok());
-        application->startUp();
+        application = start();
         diary = MemoCreation::initWithString(QStringLiteral("Dear diary"));
         application->tree().insertNewMemo(diary, application->rootMemo(), -1);
         monday = MemoCreation::initWithString(QStringLiteral("Rain all day"));
@@ -68,29 +57,15 @@ protected:
 TEST_F(ProtectedPagePathsTest, linksNewWindowsClippingsAndOpenedFilesAskFirst)
 {
     const QString link = PageLinks::pageLink(monday->memoID(), false);
-    const std::vector<std::pair<const char *, std::function<void()>>> paths = {
-        {"link",
-            [&] {
-                application->openLink(link);
-            }},
-        {"link to a new window",
-            [&] {
-                application->openLink(PageLinks::pageLink(monday->memoID(), true));
-            }},
-        {"new window",
-            [&] {
-                application->openWindowAndShowMemo(monday);
-            }},
-        {"session bus link",
-            [&] {
-                ApplicationAdaptor::perform(*application, {{}, {link}, {}, {}, {}});
-            }},
-    };
-    for (const auto &[name, path] : paths) {
-        SCOPED_TRACE(name);
-        path();
+    const auto reach = [&](const char *path, const std::function<void()> &go) {
+        SCOPED_TRACE(path);
+        go();
         expectAsked(QStringLiteral("Rain"));
-    }
+    };
+    reach("link", [&] { application->openLink(link); });
+    reach("link to a new window", [&] { application->openLink(PageLinks::pageLink(monday->memoID(), true)); });
+    reach("new window", [&] { application->openWindowAndShowMemo(monday); });
+    reach("session bus link", [&] { ApplicationAdaptor::perform(*application, {{}, {link}, {}, {}, {}}); });
 
     // Clippings land below a protected page too.
     application->tree().parentOfClippingMemo()->setProtectWithPassword(true);

@@ -4,18 +4,12 @@
 // pages recovered from their files on request, and a full disk at start-up
 // is called full.
 #include "app/DataFolderLock.h"
-#include "app/JW3Controller.h"
-#include "app/RegisteredDefaults.h"
 #include "AppSessionTest.h"
 #include "common/WriteFailures.h"
 #include "model/JWMemo.h"
 #include "model/MemoTree.h"
 #include "model/PageFile.h"
-#include "platform/base/Localization.h"
-#include "platform/settings/FolderPaths.h"
-#include "platform/settings/UserDefaults.h"
 #include "windows/NoteMainWindow.h"
-#include "windows/NoteWindowController.h"
 
 #include <QAction>
 #include <QDir>

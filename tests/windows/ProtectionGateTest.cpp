@@ -1,10 +1,9 @@
-#include "OutlineTest.h"
+#include "NoteWindowTest.h"
 #include "model/JWWindowAttribute.h"
 #include "util/PagePassword.h"
 #include "windows/ConfirmPassPanelController.h"
 #include "windows/NoteMainWindow.h"
 #include "windows/NoteOutlineModel.h"
-#include "windows/NoteWindowController.h"
 #include "windows/SetPassPanelController.h"
 
 #include <QAction>
@@ -14,26 +13,15 @@
 
 namespace {
 
-// A notebook of: Diary (protected and locked; Monday inside it), Recipes.
-class ProtectionGateTest : public OutlineTest
+// Diary is protected and locked; Monday, inside it, must never reach the screen without the password.
+class ProtectionGateTest : public NoteWindowTest
 {
 protected:
     void SetUp() override
     {
-        OutlineTest::SetUp();
-        diary = page(root, "Diary");
-        monday = page(diary, "Monday", "Rain all day");
-        recipes = page(root, "Recipes");
+        NoteWindowTest::SetUp();
         savePasswordToDefault(QStringLiteral("secret"));
         diary->setProtectWithPassword(true);
-    }
-
-    std::unique_ptr<NoteWindowController> open(const MemoPtr &on)
-    {
-        auto window = std::make_unique<NoteWindowController>(host);
-        window->setRootMemo(on);
-        window->showWindow();
-        return window;
     }
 
     // The password sheet is up while Monday is nowhere on screen; it is then answered with @p password.
@@ -48,8 +36,6 @@ protected:
             password.isEmpty() ? ConfirmPassPanelController::Cancelled : ConfirmPassPanelController::Confirmed);
         QTest::qWait(0);
     }
-
-    MemoPtr diary, monday, recipes;
 };
 
 TEST_F(ProtectionGateTest, aSubPageRestoredAtStartUpIsAskedForAndNotShownOnCancel)
@@ -103,13 +89,14 @@ TEST_F(ProtectionGateTest, lockingProtectedPagesTakesTheirTextOffEveryWindow)
     auto inside = open(diary);
     ASSERT_EQ(inside->textView()->string(), QStringLiteral("Rain all day"));
     const NoteOutlineModel &model = window->treeController().model();
-    const QModelIndex row = model.indexForMemo(diary.get());
-    EXPECT_EQ(model.data(row, NoteOutlineModel::PasswordMarkRole), int(NoteOutlineModel::UnlockedMark));
+    const auto mark = [&] {
+        return model.data(model.indexForMemo(diary.get()), NoteOutlineModel::PasswordMarkRole);
+    };
+    EXPECT_EQ(mark(), int(NoteOutlineModel::UnlockedMark));
     QTest::keyClicks(window->textView(), QStringLiteral("Wet. "));
 
     window->action(QStringLiteral("lockProtectedPagesAction"))->trigger();
-    EXPECT_EQ(model.data(model.indexForMemo(diary.get()), NoteOutlineModel::PasswordMarkRole),
-        int(NoteOutlineModel::LockedMark));
+    EXPECT_EQ(mark(), int(NoteOutlineModel::LockedMark));
     for (NoteWindowController *each : {window.get(), inside.get()}) {
         EXPECT_NE(each->selectedMemo(), monday);
         EXPECT_FALSE(each->textView()->string().contains(QStringLiteral("Rain")));
