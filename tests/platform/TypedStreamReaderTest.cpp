@@ -12,7 +12,7 @@ namespace {
 
 QByteArray typedStream(const QString &name)
 {
-    const QByteArray bytes = readTestData(QStringLiteral("typedstream/") + name);
+    const QByteArray bytes = readTestData("typedstream/" + name);
     EXPECT_FALSE(bytes.isEmpty()) << name.toStdString();
     return bytes;
 }
@@ -43,7 +43,7 @@ void collectObjects(const TypedStreamValue &value, std::vector<const TypedStream
 TEST(TypedStreamReaderTest, decodesPlatformArchivesAndWritesThemBackByteForByte)
 {
     const std::pair<const char *, QVariant> cases[]{
-        {"NSString", QStringLiteral("Hello, world")},
+        {"NSString", "Hello, world"},
         {"NumberDouble", 100.5},
         {"NSData", hex("deadbeef007f")},
         {"NSDate", QDateTime::fromSecsSinceEpoch(1000000000, QTimeZone::utc())},
@@ -204,7 +204,7 @@ TEST(TypedStreamReaderTest, acceptsBigEndianStreams)
 TEST(TypedStreamReaderTest, everyCutOfAnArchiveFailsCleanly)
 {
     const QVariantMap value{
-        {"text", QStringLiteral("Grüße")},
+        {"text", "Grüße"},
         {"numbers", QVariantList{1, qint64(70000), 2.5, true}},
         {"data", hex("000102")},
         {"date", QDateTime::fromSecsSinceEpoch(1'000'000'000, QTimeZone::utc())},

@@ -73,10 +73,10 @@ QByteArray archiveOfTree(const TypedStreamObjectPtr &root)
 
 TEST(TypedStreamUnarchiverTest, decodesEveryTestArchiveStably)
 {
-    const QDir folder(FreshUserTest::testDataPath(QStringLiteral("typedstream")));
+    const QDir folder(FreshUserTest::testDataPath("typedstream"));
     int decoded = 0;
     for (const QString &name : folder.entryList(QDir::Files)) {
-        const QByteArray bytes = readTestData(QStringLiteral("typedstream/") + name);
+        const QByteArray bytes = readTestData("typedstream/" + name);
         ASSERT_FALSE(bytes.isEmpty()) << name.toStdString();
         // A decoded value writes back to bytes that decode to a value writing the same.
         for (const bool keepClassNames : {false, true}) {
@@ -230,12 +230,12 @@ TEST(TypedStreamUnarchiverTest, referencesToPlainValuesAndToWhatWasReadPastDecod
             return writer.encodeObject(record.second);
         },
         qMetaTypeId<FirstOnly>());
-    const QString second = QStringLiteral("read past, then wanted");
-    const QVariantList records{QVariant::fromValue(FirstOnly{QStringLiteral("read"), second}), second};
+    const QString second = "read past, then wanted";
+    const QVariantList records{QVariant::fromValue(FirstOnly{"read", second}), second};
     const QVariantList back
         = TypedStreamDecoder::unarchiveObjectWithData(written(records, registry), registry).valueOr({}).toList();
     ASSERT_EQ(back.size(), 2);
-    EXPECT_EQ(back[0].value<FirstOnly>().first, QStringLiteral("read"));
+    EXPECT_EQ(back[0].value<FirstOnly>().first, "read");
     EXPECT_EQ(back[1], QVariant(second));
 }
 
@@ -250,12 +250,12 @@ Result<QVariant> probe(TypedStreamDecoder &decoder)
     if (!text)
         return text;
     log << (text.value().metaType() == QMetaType::fromType<TypedStreamUtf8>()
-            ? QStringLiteral("utf8:") + QString::fromUtf8(text.value().value<TypedStreamUtf8>().bytes)
-            : QStringLiteral("string:") + text.value().toString());
+            ? QString("utf8:" + QString::fromUtf8(text.value().value<TypedStreamUtf8>().bytes))
+            : QString("string:" + text.value().toString()));
     auto notAString = decoder.decodeObjectIfKindOf("NSString");
     if (!notAString)
         return Error{notAString.errorMessage()};
-    log << (notAString.value() ? QStringLiteral("string?") : QStringLiteral("skipped"));
+    log << (notAString.value() ? "string?" : "skipped");
     auto moment = decoder.decodeObjectWith(
         [](TypedStreamDecoder &date) -> Result<QVariant> { return QVariant(QString::fromLatin1(date.className())); });
     if (!moment)
@@ -269,7 +269,7 @@ Result<QVariant> probe(TypedStreamDecoder &decoder)
     auto six = decoder.decodeInteger();
     if (!six)
         return Error{six.errorMessage()};
-    log << QString::number(six.value()) << (decoder.atEnd() ? QStringLiteral("end") : QStringLiteral("more"));
+    log << QString::number(six.value()) << (decoder.atEnd() ? "end" : "more");
     return QVariant::fromValue(Probe{log.join(u' ')});
 }
 
@@ -367,7 +367,7 @@ TEST(TypedStreamUnarchiverTest, afterAFailureEveryReadFails)
               const auto wrong = decoder.decodeBool(); // an integer group: fails
               const auto again = decoder.decodeInteger();
               if (wrong.ok())
-                  return Error{QStringLiteral("read a bool from an integer")};
+                  return Error{"read a bool from an integer"};
               return again.ok() ? QVariant(again.value()) : QVariant(again.errorMessage());
           });
     const QByteArray bytes = kRoot + hex("84 84 840a4a5753747562626f726e 00 85 840169 05 94 05 86");

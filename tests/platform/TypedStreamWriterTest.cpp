@@ -65,7 +65,7 @@ TypedStreamCoder demoCoder(qint64 version)
         auto number = decoder.decodeInteger();
         auto other = decoder.decodeInteger();
         if (!text || !number || !other)
-            return Error{QStringLiteral("bad JWDemo")};
+            return Error{"bad JWDemo"};
         demo.text = text.value().toString();
         demo.number = int(number.value());
         demo.other = int(other.value());
@@ -105,7 +105,7 @@ TypedStreamCoder demoMemoCoder()
         auto title = decoder.decodeObject();
         auto children = decoder.decodeObject();
         if (!id || !title || !children)
-            return Error{QStringLiteral("bad JWMemo")};
+            return Error{"bad JWMemo"};
         memo->id = id.value().toLongLong();
         memo->title = title.value().toString();
         for (const QVariant &child : children.value().toList())
@@ -143,7 +143,7 @@ QVariant unarchive(const QByteArray &bytes, const TypedStreamRegistry &registry 
 TEST(TypedStreamWriterTest, writesACustomClassWithASharedStringAsExampleA)
 {
     const TypedStreamRegistry registry = demoRegistry();
-    const QString hi = QStringLiteral("Hi");
+    const QString hi = "Hi";
     const Demo demo{hi, 300, -5, hi};
     const QByteArray expected = kHeader
         + hex("840140 84 8484064a5744656d6f05 8484084e534f626a65637400 85 92 84 8484084e53537472696e6701 94 84012b"
@@ -155,12 +155,12 @@ TEST(TypedStreamWriterTest, writesACustomClassWithASharedStringAsExampleA)
 
 TEST(TypedStreamWriterTest, decodesByTheClassVersionRecordedInTheArchive)
 {
-    const Demo demo{QStringLiteral("a"), 1, 2, QStringLiteral("b")};
+    const Demo demo{"a", 1, 2, "b"};
     const QByteArray oldBytes = archive(QVariant::fromValue(demo), demoRegistry(2));
     const QByteArray newBytes = archive(QVariant::fromValue(demo), demoRegistry(5));
     // A reader registered at version 5 takes both.
     const TypedStreamRegistry reader = demoRegistry(5);
-    EXPECT_EQ(unarchive(oldBytes, reader).value<Demo>(), (Demo{QStringLiteral("a"), 1, 2, QString()}));
+    EXPECT_EQ(unarchive(oldBytes, reader).value<Demo>(), (Demo{"a", 1, 2, QString()}));
     EXPECT_EQ(unarchive(newBytes, reader).value<Demo>(), demo);
     EXPECT_EQ(TypedStreamReader::read(oldBytes).value().versionForClassName("JWDemo"), 2);
     EXPECT_EQ(TypedStreamReader::read(newBytes).value().versionForClassName("JWDemo"), 5);
@@ -169,8 +169,8 @@ TEST(TypedStreamWriterTest, decodesByTheClassVersionRecordedInTheArchive)
 TEST(TypedStreamWriterTest, writesASettingsDictionaryAsExampleB)
 {
     ArchivedDictionary settings;
-    settings.entries.append({QStringLiteral("windowIDs"), QVariantList{qint64(1), qint64(12)}});
-    settings.entries.append({QStringLiteral("AutoSave"), true});
+    settings.entries.append({"windowIDs", QVariantList{qint64(1), qint64(12)}});
+    settings.entries.append({"AutoSave", true});
     const QByteArray expected = kHeader + hex("840140") + hex("848484") + hex("13") + ascii("NSMutableDictionary")
         + hex("00 8484 0c") + ascii("NSDictionary") + hex("00 8484 08") + ascii("NSObject") + hex("00 85")
         + hex("84016902") + hex("92848484 08") + ascii("NSString") + hex("01 95") + hex("84012b 09")
@@ -204,8 +204,8 @@ TEST(TypedStreamWriterTest, writesColoursAsExampleC)
 
 TEST(TypedStreamWriterTest, writesAMemoTreeAsExampleD)
 {
-    auto root = std::make_shared<DemoMemo>(DemoMemo{0, QStringLiteral("Notes"), {}});
-    root->children.push_back(std::make_shared<DemoMemo>(DemoMemo{1, QStringLiteral("Child"), {}}));
+    auto root = std::make_shared<DemoMemo>(DemoMemo{0, "Notes", {}});
+    root->children.push_back(std::make_shared<DemoMemo>(DemoMemo{1, "Child", {}}));
     const TypedStreamRegistry registry = demoRegistry();
     const QByteArray prefix = kHeader + hex("840140") + hex("848484 06") + ascii("JWMemo") + hex("05 8484 08")
         + ascii("NSObject") + hex("00 85") + hex("92848484 08") + ascii("NSNumber") + hex("00 8484 07")
@@ -218,12 +218,12 @@ TEST(TypedStreamWriterTest, writesAMemoTreeAsExampleD)
 
     const auto decoded = unarchive(bytes, registry).value<DemoMemoPtr>();
     ASSERT_TRUE(decoded && decoded->children.size() == 1u);
-    EXPECT_EQ(decoded->title, QStringLiteral("Notes"));
+    EXPECT_EQ(decoded->title, "Notes");
     EXPECT_EQ(decoded->children.front()->id, 1);
-    EXPECT_EQ(decoded->children.front()->title, QStringLiteral("Child"));
+    EXPECT_EQ(decoded->children.front()->title, "Child");
 
     // The same memo twice is one object; the second is a reference to it.
-    auto shared = std::make_shared<DemoMemo>(DemoMemo{7, QStringLiteral("Shared"), {}});
+    auto shared = std::make_shared<DemoMemo>(DemoMemo{7, "Shared", {}});
     const QVariantList twice{QVariant::fromValue(shared), QVariant::fromValue(shared)};
     const QVariantList back = unarchive(archive(twice, registry), registry).toList();
     ASSERT_EQ(back.size(), 2);
@@ -235,7 +235,7 @@ TEST(TypedStreamWriterTest, roundTripsEdgeValues)
     const QDateTime before1970(QDate(1912, 4, 15), QTime(2, 20, 0, 125), QTimeZone::utc());
     const QVariantMap values{
         {"empty", QString()},
-        {"nonBmp", QStringLiteral("Notes \U0001F600 \u00E4\u00DF")},
+        {"nonBmp", "Notes \U0001F600 \u00E4\u00DF"},
         {"int", 42},
         {"qMin", qint64(std::numeric_limits<qint32>::min())},
         {"qMax", qint64(std::numeric_limits<qint32>::max())},
@@ -296,7 +296,7 @@ TEST(TypedStreamWriterTest, writesAndReadsIntegersBeyond32BitsInTheEightByteForm
     // Other places that hold integers take the form too: a string's length and an array's count.
     const QByteArray string = kHeader + hex("840140 848484084e53537472696e67018484084e534f626a6563740085")
         + hex("84012b 870200000000000000 4869 86");
-    EXPECT_EQ(unarchive(string), QVariant(QStringLiteral("Hi")));
+    EXPECT_EQ(unarchive(string), QVariant("Hi"));
     const QByteArray list = kHeader + hex("840140 848484074e534172726179008484084e534f626a6563740085")
         + hex("840169 870000000000000000 86");
     EXPECT_EQ(unarchive(list), QVariant(QVariantList()));
@@ -329,7 +329,7 @@ TEST(TypedStreamWriterTest, writesIntegersAndRealsInTheirShortestForms)
 
 TEST(TypedStreamWriterTest, sharesOnlyTheSameInstanceAndDecodesItShared)
 {
-    const QString one = QStringLiteral("same");
+    const QString one = "same";
     const QString equal = QString::fromLatin1("same");
     const QByteArray bytes = archive(QVariantList{one, one, equal});
     EXPECT_EQ(bytes.count("same"), 2);

@@ -72,13 +72,13 @@ INSTANTIATE_TEST_SUITE_P(nominal, XmlValueTest,
         ValueCase{
             "dataWithWhiteSpace", "<data>\n\tPGJp\n\tbmFy\r\n\teSBndW5rPg==\n</data>", QByteArray("<binary gunk>")},
         ValueCase{"dataWithoutPadding", "<data>YWI</data>", QByteArray("ab")},
-        ValueCase{"entities", "<string>&lt;&amp;&gt;&quot;&apos;&#65;&#xE9;</string>", QStringLiteral("<&>\"'A\u00E9")},
-        ValueCase{"cdata", "<string><![CDATA[a <b> & c]]></string>", QStringLiteral("a <b> & c")},
+        ValueCase{"entities", "<string>&lt;&amp;&gt;&quot;&apos;&#65;&#xE9;</string>", "<&>\"'A\u00E9"},
+        ValueCase{"cdata", "<string><![CDATA[a <b> & c]]></string>", "a <b> & c"},
         ValueCase{"emptyString", "<string/>", QString()},
-        ValueCase{"nonBmp", "<string>\xF0\x9F\x98\x80</string>", QStringLiteral("\U0001F600")},
+        ValueCase{"nonBmp", "<string>\xF0\x9F\x98\x80</string>", "\U0001F600"},
         ValueCase{"uid", "<dict><key>CF$UID</key><integer>7</integer></dict>", QVariant::fromValue(PropertyListUid{7})},
-        ValueCase{"uidNeedsAnInteger", "<dict><key>CF$UID</key><string>7</string></dict>",
-            QVariantMap{{QStringLiteral("CF$UID"), QStringLiteral("7")}}},
+        ValueCase{
+            "uidNeedsAnInteger", "<dict><key>CF$UID</key><string>7</string></dict>", QVariantMap{{"CF$UID", "7"}}},
         ValueCase{
             "commentsAnywhere", "<array><!-- a --><integer>1</integer><!-- b --></array>", QVariantList{qint64(1)}}),
     [](const auto &info) { return std::string(info.param.name); });
@@ -93,30 +93,29 @@ TEST(XmlPropertyListReaderTest, keepsRawControlCharactersInStringsAndKeys)
                            "d\r\n"
                            "e\x0b"
                            "\xEF\xBF\xBE";
-    const QString expected = QStringLiteral("a\u0001b\u001Fc\rd\r\ne\u000B\uFFFE");
+    const QString expected = "a\u0001b\u001Fc\rd\r\ne\u000B\uFFFE";
     const QVariantMap map
         = readBody("<dict>\r\n\t<key>k\x02</key>\r\n\t<string>" + raw + "</string>\r\n</dict>").toMap();
-    EXPECT_EQ(map.value(QStringLiteral("k\u0002")).toString(), expected);
+    EXPECT_EQ(map.value("k\u0002").toString(), expected);
 
     // Private-use characters of the document itself stay what they are.
     const QVariantList list
         = readBody("<array><string>\xEE\x80\x80\x01\xEE\x80\xA1</string><string>\xEE\x81\x80</string></array>")
               .toList();
-    EXPECT_EQ(list.value(0).toString(), QStringLiteral("\uE000\u0001\uE021"));
-    EXPECT_EQ(list.value(1).toString(), QStringLiteral("\uE040"));
+    EXPECT_EQ(list.value(0).toString(), "\uE000\u0001\uE021");
+    EXPECT_EQ(list.value(1).toString(), "\uE040");
 }
 
 TEST(XmlPropertyListReaderTest, readsDocumentsOfOtherShapes)
 {
     const QString utf16 = QString::fromUtf8(document("<string>Gr\xC3\xBC\xC3\x9F"
                                                      "e</string>"))
-                              .replace(QStringLiteral("UTF-8"), QStringLiteral("UTF-16"));
+                              .replace("UTF-8", "UTF-16");
     QStringEncoder encoder(QStringEncoder::Utf16BE, QStringEncoder::Flag::WriteBom);
     const std::pair<const char *, std::pair<QByteArray, QVariant>> cases[]{
         {"declaredEntity",
-            {"<!DOCTYPE plist [<!ENTITY who \"world\">]><plist><string>hello &who;</string></plist>",
-                QStringLiteral("hello world")}},
-        {"utf16", {encoder.encode(utf16), QStringLiteral("Gr\u00FC\u00DFe")}},
+            {"<!DOCTYPE plist [<!ENTITY who \"world\">]><plist><string>hello &who;</string></plist>", "hello world"}},
+        {"utf16", {encoder.encode(utf16), "Gr\u00FC\u00DFe"}},
         {"noPlistElement", {"<array><integer>1</integer></array>", QVariantList{qint64(1)}}},
     };
     for (const auto &[name, test] : cases) {
@@ -135,7 +134,7 @@ TEST(XmlPropertyListReaderTest, nestingIsCapped)
     EXPECT_TRUE(XmlPropertyListReader::read(nested(XmlPropertyListReader::kMaxDepth)).ok());
     const auto tooDeep = XmlPropertyListReader::read(nested(XmlPropertyListReader::kMaxDepth + 1));
     ASSERT_FALSE(tooDeep.ok());
-    EXPECT_TRUE(tooDeep.errorMessage().contains(QStringLiteral("nested"))) << tooDeep.errorMessage().toStdString();
+    EXPECT_TRUE(tooDeep.errorMessage().contains("nested")) << tooDeep.errorMessage().toStdString();
 }
 
 struct ErrorCase
