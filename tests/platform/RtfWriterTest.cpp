@@ -1,4 +1,4 @@
-#include "common/FreshUserTest.h"
+#include "common/TestDataFiles.h"
 #include "common/TestImages.h"
 #include "platform/richtext/PointSizes.h"
 #include "platform/richtext/RtfReader.h"
@@ -98,12 +98,8 @@ TEST(RtfWriterTest, WritesThePlatformsStructureForPlainText)
         "{\\colortbl;\\red255\\green255\\blue255;}\n"
         "{\\*\\expandedcolortbl;;}\n"
             + kPlainPard + "\n\\f0\\fs24 \\cf0 Hello}");
-}
-
-TEST(RtfWriterTest, EmptyDocumentHasEmptyTables)
-{
-    QTextDocument document;
-    EXPECT_EQ(rtfOf(document),
+    QTextDocument empty;
+    EXPECT_EQ(rtfOf(empty),
         "{\\rtf1\\ansi\\ansicpg1252\\cocoartf2822\n"
         "\\cocoatextscaling0\\cocoaplatform0{\\fonttbl}\n"
         "{\\colortbl;\\red255\\green255\\blue255;}\n"
@@ -122,13 +118,6 @@ TEST(RtfWriterTest, EscapesEveryClassOfCharacter)
     EXPECT_EQ(textOf("\u4e2d\u6587!"), "\\uc0\\u20013 \\u25991 !");
     EXPECT_EQ(textOf(QString::fromUtf8("\xf0\x9f\x98\x80")), "\\uc0\\u55357 \\u56832 ");
     EXPECT_EQ(textOf("\u0416\u00e9\u0416"), "\\uc0\\u1046 \\'e9\\uc0\\u1046 ");
-}
-
-TEST(RtfWriterTest, ParagraphsAreSeparatedByBackslashNewline)
-{
-    Doc doc;
-    doc.add("one\ntwo\n\nfour");
-    EXPECT_EQ(bodyOf(doc.document), kPlainPard + "\n\\f0\\fs24 \\cf0 one\\\ntwo\\\n\\\nfour");
 }
 
 TEST(RtfWriterTest, WritesOnlyWhatChangesBetweenRuns)
@@ -375,19 +364,6 @@ QStringList describe(const QTextDocument &document)
     return lines;
 }
 
-// The first line where two descriptions differ, or nothing when they agree.
-std::string firstDifference(const QStringList &actual, const QStringList &expected)
-{
-    for (qsizetype i = 0; i < std::max(actual.size(), expected.size()); ++i) {
-        if (actual.value(i) != expected.value(i))
-            return QStringLiteral("line %1: got \"%2\", expected \"%3\"")
-                .arg(i)
-                .arg(actual.value(i), expected.value(i))
-                .toStdString();
-    }
-    return {};
-}
-
 // Written with attachments by name into @p read, which finds the original files.
 Status writeAndRead(const QTextDocument &document, QTextDocument &read)
 {
@@ -471,7 +447,7 @@ TEST(RtfWriterRoundTripTest, ReadingTheOutputGivesTheSameTextAndFormatting)
         QTextDocument document;
         document.setDefaultFont(QFont("Helvetica", 12));
         fillWithMixedFormatting(document, seed);
-        EXPECT_EQ(firstDifference(roundTrip(document), describe(document)), "") << "seed " << seed;
+        EXPECT_EQ(roundTrip(document), describe(document)) << "seed " << seed;
         // Every character outside ASCII is escaped, whatever its run.
         const QByteArray rtf = RtfWriter::write(document);
         EXPECT_TRUE(std::all_of(rtf.begin(), rtf.end(), [](char c) { return uchar(c) < 0x80; })) << "seed " << seed;
@@ -501,32 +477,22 @@ TEST(RtfWriterRoundTripTest, AttachmentsComeBackByName)
     doc.add(" after\n");
     TextAttachments::insert(doc.cursor, {"notes {1}.pdf", QByteArray("%PDF-1.4"), QSizeF(40, 60)});
     // With the files at hand, text, formatting, names, display sizes and bytes all come back.
-    EXPECT_EQ(firstDifference(roundTrip(doc.document), describe(doc.document)), "");
+    EXPECT_EQ(roundTrip(doc.document), describe(doc.document));
     QTextDocument withFiles;
     ASSERT_TRUE(writeAndRead(doc.document, withFiles));
     EXPECT_EQ(TextAttachments::all(withFiles), TextAttachments::all(doc.document));
 }
 
-QStringList rtfSamples()
-{
-    QDir folder(FreshUserTest::testDataPath("rtf"));
-    QStringList paths;
-    for (const QString &name : folder.entryList({"*.rtf"}, QDir::Files, QDir::Name))
-        paths.append(folder.filePath(name));
-    return paths;
-}
-
 TEST(RtfWriterRoundTripTest, SampleFilesKeepTextAndFormattingThroughWriting)
 {
-    const QStringList samples = rtfSamples();
+    const QStringList samples = QDir(FreshUserTest::testDataPath("rtf")).entryList({"*.rtf"}, QDir::Files);
     ASSERT_GE(samples.size(), 5);
-    for (const QString &path : samples) {
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
+    for (const QString &name : samples) {
+        SCOPED_TRACE(name.toStdString());
         QTextDocument first;
-        ASSERT_TRUE(RtfReader::read(file.readAll(), first)) << path.toStdString();
-        ASSERT_FALSE(first.isEmpty()) << path.toStdString();
-        EXPECT_EQ(firstDifference(roundTrip(first), describe(first)), "") << path.toStdString();
+        ASSERT_TRUE(RtfReader::read(readTestData("rtf/" + name), first));
+        ASSERT_FALSE(first.isEmpty());
+        EXPECT_EQ(roundTrip(first), describe(first));
     }
 }
 
