@@ -30,40 +30,26 @@ protected:
 
 TEST_F(UserDefaultsTest, valuesKeepTheirTypesAcrossARestart)
 {
-    const QByteArray color = QByteArrayLiteral("\x04\x0bstreamtyped\x81\xe8\x03\x00\x86");
+    // As they read back: a whole-number float stays a real, a string of digits a string.
+    const QVariantMap values{{"memoID", qint64(3'000'000'000)}, {"ApplicationVersion", 2.0}, {"DefaultFontSize", 13.5},
+        {"BGColor", QByteArrayLiteral("\x04\x0bstreamtyped\x81\xe8\x03\x00\x86")},
+        {"windowIDs", QVariantList{qint64(1), qint64(12)}}, {"AutoSave", false}, {"abGroupName", "12"}};
     {
         auto defaults = open();
-        defaults->setValue("memoID", qint64(3'000'000'000));
-        defaults->setValue("ApplicationVersion", 2.0f);
-        defaults->setValue("DefaultFontSize", 13.5);
-        defaults->setValue("BGColor", color);
+        for (auto it = values.cbegin(); it != values.cend(); ++it)
+            defaults->setValue(it.key(), it.key() == "ApplicationVersion" ? QVariant(2.0f) : it.value());
         defaults->setValue("windowIDs", QVariantList{1, qint64(12)});
-        defaults->setValue("AutoSave", false);
-        defaults->setValue("abGroupName", "12");
     } // destroyed: written
 
     auto defaults = open();
-    const QVariant memoID = defaults->objectForKey("memoID");
-    EXPECT_EQ(memoID.typeId(), QMetaType::LongLong);
-    EXPECT_EQ(memoID.toLongLong(), 3'000'000'000);
+    for (auto it = values.cbegin(); it != values.cend(); ++it) {
+        const QVariant back = defaults->objectForKey(it.key());
+        EXPECT_EQ(back.typeId(), it.value().typeId()) << it.key().toStdString();
+        EXPECT_EQ(back, it.value()) << it.key().toStdString();
+    }
+    EXPECT_EQ(defaults->arrayForKey("windowIDs").value(0).typeId(), QMetaType::LongLong);
     EXPECT_EQ(defaults->integerForKey("memoID"), 3'000'000'000);
-
-    const QVariant version = defaults->objectForKey("ApplicationVersion");
-    EXPECT_EQ(version.typeId(), QMetaType::Double) << "a whole-number float must not come back as an integer";
     EXPECT_DOUBLE_EQ(defaults->floatForKey("ApplicationVersion"), 2.0);
-    EXPECT_DOUBLE_EQ(defaults->floatForKey("DefaultFontSize"), 13.5);
-
-    EXPECT_EQ(defaults->dataForKey("BGColor"), color);
-
-    const QVariantList windowIDs = defaults->arrayForKey("windowIDs");
-    ASSERT_EQ(windowIDs.size(), 2);
-    EXPECT_EQ(windowIDs[0].typeId(), QMetaType::LongLong);
-    EXPECT_EQ(windowIDs[1].toLongLong(), 12);
-
-    EXPECT_EQ(defaults->objectForKey("AutoSave").typeId(), QMetaType::Bool);
-    EXPECT_FALSE(defaults->boolForKey("AutoSave"));
-    EXPECT_EQ(defaults->objectForKey("abGroupName").typeId(), QMetaType::QString)
-        << "a string of digits stays a string";
 }
 
 TEST_F(UserDefaultsTest, storedValuesWinOverRegisteredOnesUntilRemoved)
