@@ -23,11 +23,8 @@ struct StatementCase
     double expected;
 };
 
-class CalculatorTest : public ::testing::TestWithParam<StatementCase>
-{
-protected:
-    void SetUp() override { Localization::install(); }
-};
+class CalculatorTest : public NumberUtilityTest, public ::testing::WithParamInterface<StatementCase>
+{ };
 
 TEST_P(CalculatorTest, evaluates)
 {

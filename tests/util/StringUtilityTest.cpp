@@ -203,11 +203,7 @@ TEST(StringUtilityTest, filesAreDecodedStrictlyOrByDetection)
     EXPECT_EQ(stringFromUTF8DataFilePath(write("empty", QByteArray())), QString(""));
     EXPECT_EQ(stringFromUTF8DataFilePath(folder.filePath("missing")), std::nullopt);
 
-    EXPECT_EQ(stringFromUTF16DataFilePath(write("le",
-                  QByteArray("\xFF\xFE"
-                             "a\0b\0",
-                      6))),
-        "ab");
+    EXPECT_EQ(stringFromUTF16DataFilePath(write("le", QByteArray::fromHex("fffe61006200"))), "ab");
     EXPECT_EQ(stringFromUTF16DataFilePath(write("be", QByteArray("\xFE\xFF\0a\0b", 6))), "ab");
     EXPECT_EQ(stringFromUTF16DataFilePath(write("plain", QByteArray("\0a\0b", 4))), "ab");
     EXPECT_EQ(stringFromUTF16DataFilePath(write("odd", QByteArray("\0a\0", 3))), std::nullopt);
