@@ -16,13 +16,9 @@ TEST_F(LocalizationTest, keysThatAreNotTextsHaveAnEnglishTranslation)
     EXPECT_EQ(localizedString("PenSymbol"), "\u270E");
     EXPECT_EQ(localizedString("ClippingMemoParent title"), "Clippings");
     EXPECT_EQ(localizedString("Kuten Character", "StringUtility"), "\u3002");
-    EXPECT_EQ(localizedString("Space Character", "StringUtility"), "\u3000");
-}
 
-TEST_F(LocalizationTest, aKeyWithoutTranslationIsItsOwnText)
-{
+    // A key without translation is its own text; a key of one table is not found in another.
     EXPECT_EQ(localizedString("Page is locked"), "Page is locked");
-    // Tables are separate: a key of one table is not found in another.
     EXPECT_EQ(localizedString("Kuten Character"), "Kuten Character");
     EXPECT_EQ(localizedString("PenSymbol", "StringUtility"), "PenSymbol");
 }
