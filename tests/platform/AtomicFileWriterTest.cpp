@@ -16,7 +16,7 @@ class AtomicFileWriterTest : public ::testing::Test
 {
 protected:
     QTemporaryDir folder;
-    QString target() const { return folder.filePath(QStringLiteral("page.jw3page")); }
+    QString target() const { return folder.filePath("page.jw3page"); }
 
     QByteArray contents() const
     {
@@ -58,7 +58,7 @@ TEST_F(AtomicFileWriterTest, writesAndReplacesWithoutLeavingTemporaryFiles)
     EXPECT_EQ(contents(), "second, longer");
     ASSERT_TRUE(AtomicFileWriter::writeFile(target(), QByteArray()).ok());
     EXPECT_EQ(contents(), QByteArray());
-    EXPECT_EQ(entries(), QStringList{QStringLiteral("page.jw3page")});
+    EXPECT_EQ(entries(), QStringList{"page.jw3page"});
 }
 
 TEST_F(AtomicFileWriterTest, aWriteThatRunsOutOfSpaceLeavesThePreviousFileIntact)
@@ -74,7 +74,7 @@ TEST_F(AtomicFileWriterTest, aWriteThatRunsOutOfSpaceLeavesThePreviousFileIntact
         EXPECT_FALSE(status.ok()) << size;
         EXPECT_TRUE(status.errorMessage().contains(target())) << status.errorMessage().toStdString();
         EXPECT_EQ(contents(), "the old page");
-        EXPECT_EQ(entries(), QStringList{QStringLiteral("page.jw3page")}) << "no temporary file is left behind";
+        EXPECT_EQ(entries(), QStringList{"page.jw3page"}) << "no temporary file is left behind";
     }
 }
 
@@ -93,7 +93,7 @@ TEST_F(AtomicFileWriterTest, aReadOnlyFolderLeavesThePreviousFileIntact)
 
 TEST_F(AtomicFileWriterTest, aMissingFolderIsAnError)
 {
-    const Status status = AtomicFileWriter::writeFile(folder.filePath(QStringLiteral("no/such/page")), "x");
+    const Status status = AtomicFileWriter::writeFile(folder.filePath("no/such/page"), "x");
     EXPECT_FALSE(status.ok());
     EXPECT_FALSE(status.errorMessage().isEmpty());
 }

@@ -94,8 +94,7 @@ QVariant nestedLists(int depth)
 TEST(BinaryPropertyListWriterTest, writesTheMemoDictionaryLikeThePlatform)
 {
     // The platform's example, with the keys in QVariantMap order: memoID, title.
-    const QByteArray bytes
-        = written(QVariantMap{{QStringLiteral("title"), QStringLiteral("Hi")}, {QStringLiteral("memoID"), 12}});
+    const QByteArray bytes = written(QVariantMap{{"title", "Hi"}, {"memoID", 12}});
     EXPECT_EQ(bytes,
         hex("62706c6973743030"
             "d201020304"
@@ -155,12 +154,11 @@ INSTANTIATE_TEST_SUITE_P(forms, BinaryScalarTest,
         ScalarCase{"uidOneByte", QVariant::fromValue(PropertyListUid{5}), "8005"},
         ScalarCase{"uidTwoBytes", QVariant::fromValue(PropertyListUid{300}), "81012c"},
         ScalarCase{"uidFourBytes", QVariant::fromValue(PropertyListUid{70000}), "8300011170"},
-        ScalarCase{"ascii", QStringLiteral("abc"), "53616263"},
-        ScalarCase{
-            "fifteenCharactersTakeALength", QStringLiteral("abcdefghijklmno"), "5f100f6162636465666768696a6b6c6d6e6f"},
-        ScalarCase{"latinOneIsUtf16", QStringLiteral("\u00E9"), "6100e9"},
-        ScalarCase{"emojiCountsTwoCodeUnits", QStringLiteral("\U0001F600"), "62d83dde00"},
-        ScalarCase{"emptyString", QString(), "50"}, ScalarCase{"emptyData", QByteArray(), "40"},
+        ScalarCase{"ascii", "abc", "53616263"},
+        ScalarCase{"fifteenCharactersTakeALength", "abcdefghijklmno", "5f100f6162636465666768696a6b6c6d6e6f"},
+        ScalarCase{"latinOneIsUtf16", "\u00E9", "6100e9"},
+        ScalarCase{"emojiCountsTwoCodeUnits", "\U0001F600", "62d83dde00"}, ScalarCase{"emptyString", QString(), "50"},
+        ScalarCase{"emptyData", QByteArray(), "40"},
         ScalarCase{"fifteenBytesOfData", QByteArray(15, '\x01'), "4f100f010101010101010101010101010101"},
         ScalarCase{"emptyArray", QVariantList{}, "a0"}, ScalarCase{"emptyDictionary", QVariantMap{}, "d0"}),
     [](const auto &info) { return std::string(info.param.name); });
@@ -168,9 +166,9 @@ INSTANTIATE_TEST_SUITE_P(forms, BinaryScalarTest,
 TEST(BinaryPropertyListWriterTest, numbersObjectsDepthFirstWithKeysBeforeValues)
 {
     const QVariantMap value{
-        {QStringLiteral("a"), QVariantList{QStringLiteral("x"), QStringLiteral("y")}},
-        {QStringLiteral("b"), QVariantMap{{QStringLiteral("c"), QStringLiteral("x")}}},
-        {QStringLiteral("d"), QStringLiteral("y")},
+        {"a", QVariantList{"x", "y"}},
+        {"b", QVariantMap{{"c", "x"}}},
+        {"d", "y"},
     };
     const Layout layout = layoutOf(written(value));
     ASSERT_EQ(layout.count, 9u);
@@ -184,7 +182,7 @@ TEST(BinaryPropertyListWriterTest, storesEqualScalarsOnceAndContainersEachTime)
 {
     QVariantList value;
     for (int i = 0; i < 1000; ++i)
-        value.append(QStringLiteral("shared"));
+        value.append("shared");
     value << QVariantMap{} << QVariantMap{} << true << true << qint64(7) << quint64(7) << 7.0
           << QVariant::fromValue(PropertyListUid{7}) << QVariant::fromValue(PropertyListUid{7});
     // The array, "shared", two dictionaries, true, the integer 7, the real 7 and the UID 7.
@@ -215,7 +213,7 @@ TEST(BinaryPropertyListWriterTest, nestingIsCappedAtTheSameDepthTheReaderAccepts
     EXPECT_TRUE(BinaryPropertyList::read(deepest).ok());
     const auto tooDeep = BinaryPropertyList::write(nestedLists(BinaryPropertyList::kMaxDepth + 1));
     EXPECT_FALSE(tooDeep.ok());
-    EXPECT_TRUE(tooDeep.errorMessage().contains(QStringLiteral("nested"))) << tooDeep.errorMessage().toStdString();
+    EXPECT_TRUE(tooDeep.errorMessage().contains("nested")) << tooDeep.errorMessage().toStdString();
 }
 
 // Forms the writer never produces but other writers do.
@@ -242,7 +240,7 @@ TEST(BinaryPropertyListReaderTest, sharedObjectsComeBackImplicitlyShared)
 {
     QVariantList value;
     for (int i = 0; i < 10'000; ++i)
-        value.append(QStringLiteral("a string referenced from everywhere"));
+        value.append("a string referenced from everywhere");
     const QVariantList back = BinaryPropertyList::read(written(value)).value().toList();
     ASSERT_EQ(back.size(), 10'000);
     EXPECT_EQ(back.first().toString().constData(), back.last().toString().constData());
@@ -270,7 +268,7 @@ TEST(BinaryPropertyListReaderTest, sharedContainersAreReadOnceAndShared)
         first = first.toList().value(0);
         last = last.toList().value(1);
     }
-    EXPECT_EQ(first, QVariant(QStringLiteral("a")));
+    EXPECT_EQ(first, QVariant("a"));
     EXPECT_EQ(first.toString().constData(), last.toString().constData());
 }
 

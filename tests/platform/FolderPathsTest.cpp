@@ -17,65 +17,65 @@ UserDefaults &defaults()
 
 TEST_F(FolderPathsTest, theDataFolderDefaultsToTheApplicationSupportFolderAndIsRemembered)
 {
-    ASSERT_FALSE(defaults().hasStoredValue(QStringLiteral("dataFolderPath")));
+    ASSERT_FALSE(defaults().hasStoredValue("dataFolderPath"));
 
-    const QString expected = dataHome() + QStringLiteral("/Jotwell3");
+    const QString expected = dataHome() + "/Jotwell3";
     EXPECT_EQ(dataFolderPath(), expected);
     EXPECT_TRUE(QFileInfo(expected).isDir());
-    EXPECT_EQ(defaults().stringForKey(QStringLiteral("dataFolderPath")), expected);
+    EXPECT_EQ(defaults().stringForKey("dataFolderPath"), expected);
 
     // Remembered, so a later change of the XDG folders does not move the data.
-    qputenv("XDG_DATA_HOME", (home() + QStringLiteral("/elsewhere")).toLocal8Bit());
+    qputenv("XDG_DATA_HOME", (home() + "/elsewhere").toLocal8Bit());
     EXPECT_EQ(dataFolderPath(), expected);
 }
 
 TEST_F(FolderPathsTest, aChosenDataFolderIsUsedAndCreated)
 {
-    const QString chosen = home() + QStringLiteral("/My Notes/Data");
-    defaults().setValue(QStringLiteral("dataFolderPath"), chosen);
+    const QString chosen = home() + "/My Notes/Data";
+    defaults().setValue("dataFolderPath", chosen);
 
     EXPECT_EQ(dataFolderPath(), chosen);
     EXPECT_TRUE(QFileInfo(chosen).isDir());
-    EXPECT_EQ(dataFilePath(), chosen + QStringLiteral("/JW3Data.jw3datastore"));
-    EXPECT_EQ(dataDictionaryFilePath(), chosen + QStringLiteral("/JW3Data.jw3settings"));
-    EXPECT_FALSE(QFileInfo::exists(dataHome() + QStringLiteral("/Jotwell3")));
+    EXPECT_EQ(dataFilePath(), chosen + "/JW3Data.jw3datastore");
+    EXPECT_EQ(dataDictionaryFilePath(), chosen + "/JW3Data.jw3settings");
+    EXPECT_FALSE(QFileInfo::exists(dataHome() + "/Jotwell3"));
 }
 
 TEST_F(FolderPathsTest, theDocumentsFolderStandsInWhenApplicationSupportCannotBeMade)
 {
     // A file where the data home should be: no folder can be made inside it.
-    const QString blocked = home() + QStringLiteral("/blocked");
+    const QString blocked = home() + "/blocked";
     QFile file(blocked);
     ASSERT_TRUE(file.open(QIODevice::WriteOnly));
     file.close();
     qputenv("XDG_DATA_HOME", blocked.toLocal8Bit());
 
-    const QString expected = documentsFolder() + QStringLiteral("/Jotwell3");
+    const QString expected = documentsFolder() + "/Jotwell3";
     EXPECT_EQ(dataFolderPath(), expected);
     EXPECT_TRUE(QFileInfo(expected).isDir());
-    EXPECT_EQ(defaults().stringForKey(QStringLiteral("dataFolderPath")), expected);
+    EXPECT_EQ(defaults().stringForKey("dataFolderPath"), expected);
 }
 
 TEST_F(FolderPathsTest, pageFilesAreNamedByTheirIDInsideNoteData)
 {
     const QString data = dataFolderPath();
-    EXPECT_EQ(notePathForID(12), data + QStringLiteral("/Note Data/12.jw3page"));
-    EXPECT_EQ(QFileInfo(notePathForID(3'000'000'000)).fileName(), QStringLiteral("3000000000.jw3page"));
+    EXPECT_EQ(notePathForID(12), data + "/Note Data/12.jw3page");
+    EXPECT_EQ(QFileInfo(notePathForID(3'000'000'000)).fileName(), "3000000000.jw3page");
     EXPECT_TRUE(QFileInfo(noteDataFolderPath()).isDir());
 
-    EXPECT_EQ(trashFolderPath(), data + QStringLiteral("/Note Data/Unused Files"));
+    EXPECT_EQ(trashFolderPath(), data + "/Note Data/Unused Files");
     EXPECT_TRUE(QFileInfo(trashFolderPath()).isDir());
-    EXPECT_EQ(iPhoneDataBackupRootFolderPath(), data + QStringLiteral("/iPhone Data Backup"));
+    EXPECT_EQ(iPhoneDataBackupRootFolderPath(), data + "/iPhone Data Backup");
     EXPECT_TRUE(QFileInfo(iPhoneDataBackupRootFolderPath()).isDir());
 }
 
 TEST_F(FolderPathsTest, namedFoldersAreMadeInTheXdgFolders)
 {
-    EXPECT_EQ(applicationSupportPathForName(QStringLiteral("Backups")), dataHome() + QStringLiteral("/Backups"));
-    EXPECT_TRUE(QFileInfo(dataHome() + QStringLiteral("/Backups")).isDir());
-    EXPECT_EQ(userDocumentPathForName(QStringLiteral("Exports")), documentsFolder() + QStringLiteral("/Exports"));
-    EXPECT_TRUE(QFileInfo(documentsFolder() + QStringLiteral("/Exports")).isDir());
-    EXPECT_EQ(appName(), QStringLiteral("Jotwell3"));
+    EXPECT_EQ(applicationSupportPathForName("Backups"), dataHome() + "/Backups");
+    EXPECT_TRUE(QFileInfo(dataHome() + "/Backups").isDir());
+    EXPECT_EQ(userDocumentPathForName("Exports"), documentsFolder() + "/Exports");
+    EXPECT_TRUE(QFileInfo(documentsFolder() + "/Exports").isDir());
+    EXPECT_EQ(appName(), "Jotwell3");
 }
 
 } // namespace

@@ -13,26 +13,26 @@ namespace {
 
 TEST(FreeFileNameTest, theWantedNameOrTheFirstFreeOneOfTheSeries)
 {
-    const QSet<QString> used{QStringLiteral("a"), QStringLiteral("a 2"), QStringLiteral("a 4")};
+    const QSet<QString> used{"a", "a 2", "a 4"};
     const auto taken = [&used](const QString &name) {
         return used.contains(name);
     };
     const auto numbered = [](int n) {
         return QStringLiteral("a %1").arg(n);
     };
-    EXPECT_EQ(FreeFileName::firstFree(QStringLiteral("b"), numbered, 2, taken), QStringLiteral("b"));
-    EXPECT_EQ(FreeFileName::firstFree(QStringLiteral("a"), numbered, 2, taken), QStringLiteral("a 3"));
-    EXPECT_EQ(FreeFileName::firstFree(QStringLiteral("a"), numbered, 4, taken), QStringLiteral("a 5"));
+    EXPECT_EQ(FreeFileName::firstFree("b", numbered, 2, taken), "b");
+    EXPECT_EQ(FreeFileName::firstFree("a", numbered, 2, taken), "a 3");
+    EXPECT_EQ(FreeFileName::firstFree("a", numbered, 4, taken), "a 5");
 }
 
 TEST(FreeFileNameTest, filesAndDanglingLinksAreTaken)
 {
     QTemporaryDir folder;
-    const QString file = folder.filePath(QStringLiteral("file"));
-    const QString link = folder.filePath(QStringLiteral("link"));
+    const QString file = folder.filePath("file");
+    const QString link = folder.filePath("link");
     EXPECT_FALSE(FreeFileName::isTaken(file));
     QFile(file).open(QIODevice::WriteOnly);
-    ASSERT_TRUE(QFile::link(folder.filePath(QStringLiteral("nowhere")), link));
+    ASSERT_TRUE(QFile::link(folder.filePath("nowhere"), link));
     EXPECT_TRUE(FreeFileName::isTaken(file));
     EXPECT_TRUE(FreeFileName::isTaken(link));
 }
@@ -40,14 +40,14 @@ TEST(FreeFileNameTest, filesAndDanglingLinksAreTaken)
 TEST(FreeFileNameTest, filesSetAsideTwiceInOneSecondKeepBoth)
 {
     QTemporaryDir folder;
-    const QString path = folder.filePath(QStringLiteral("data"));
+    const QString path = folder.filePath("data");
     QStringList aside;
     for (const char *content : {"first", "second"}) {
         QFile file(path);
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
         file.write(content);
         file.close();
-        const auto moved = FileSetAside::moveAside(path, QStringLiteral("broken"));
+        const auto moved = FileSetAside::moveAside(path, "broken");
         ASSERT_TRUE(moved.has_value());
         aside.append(*moved);
     }
@@ -59,7 +59,7 @@ TEST(FreeFileNameTest, filesSetAsideTwiceInOneSecondKeepBoth)
     }
     // Unless the clock turned a second in between, the second one is numbered.
     if (aside[1].startsWith(aside[0])) {
-        EXPECT_EQ(aside[1], aside[0] + QStringLiteral("-2"));
+        EXPECT_EQ(aside[1], aside[0] + "-2");
     }
     EXPECT_FALSE(QFile::exists(path));
 }

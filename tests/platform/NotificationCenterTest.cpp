@@ -35,9 +35,9 @@ protected:
 TEST_F(NotificationCenterTest, deliversByNameAndBySender)
 {
     QObject anyReceiver, fromA, fromB, senderA, senderB;
-    center.addObserver(&anyReceiver, NotificationNames::JW3SaveData, nullptr, record(QStringLiteral("any")));
-    center.addObserver(&fromA, NotificationNames::JW3SaveData, &senderA, record(QStringLiteral("a")));
-    center.addObserver(&fromB, NotificationNames::JW3SaveData, &senderB, record(QStringLiteral("b")));
+    center.addObserver(&anyReceiver, NotificationNames::JW3SaveData, nullptr, record("any"));
+    center.addObserver(&fromA, NotificationNames::JW3SaveData, &senderA, record("a"));
+    center.addObserver(&fromB, NotificationNames::JW3SaveData, &senderB, record("b"));
 
     center.post(NotificationNames::JW3SaveData, &senderA);
     center.post(NotificationNames::JW3SaveData, nullptr);
@@ -50,30 +50,30 @@ TEST_F(NotificationCenterTest, passesSenderAndUserInfoAndKeepsTheOrderOfAdding)
 {
     QObject first, everything, last, sender;
     Notification received;
-    center.addObserver(&first, NotificationNames::JWSReportSyncProgress, nullptr, record(QStringLiteral("first")));
+    center.addObserver(&first, NotificationNames::JWSReportSyncProgress, nullptr, record("first"));
     center.addObserver(&everything, QString(), nullptr, [&](const Notification &n) {
         received = n;
-        log.append(QStringLiteral("everything:") + n.name);
+        log.append("everything:" + n.name);
     });
-    center.addObserver(&last, NotificationNames::JWSReportSyncProgress, nullptr, record(QStringLiteral("last")));
+    center.addObserver(&last, NotificationNames::JWSReportSyncProgress, nullptr, record("last"));
 
-    center.post(NotificationNames::JWSReportSyncProgress, &sender, {{QStringLiteral("progress"), 0.25}});
+    center.post(NotificationNames::JWSReportSyncProgress, &sender, {{"progress", 0.25}});
 
     EXPECT_EQ(log, expected("first:JWSReportSyncProgress everything:JWSReportSyncProgress last:JWSReportSyncProgress"));
     EXPECT_EQ(received.object, &sender);
-    EXPECT_DOUBLE_EQ(received.userInfo.value(QStringLiteral("progress")).toDouble(), 0.25);
+    EXPECT_DOUBLE_EQ(received.userInfo.value("progress").toDouble(), 0.25);
 }
 
 TEST_F(NotificationCenterTest, anObserverRemovedDuringDeliveryIsNotCalledAgain)
 {
     QObject remover, removed, self;
     center.addObserver(&remover, NotificationNames::JW3ReloadOutlineData, nullptr, [&](const Notification &) {
-        log.append(QStringLiteral("remover"));
+        log.append("remover");
         center.removeObserver(&removed);
     });
-    center.addObserver(&removed, NotificationNames::JW3ReloadOutlineData, nullptr, record(QStringLiteral("removed")));
+    center.addObserver(&removed, NotificationNames::JW3ReloadOutlineData, nullptr, record("removed"));
     center.addObserver(&self, NotificationNames::JW3ReloadOutlineData, nullptr, [&](const Notification &) {
-        log.append(QStringLiteral("self"));
+        log.append("self");
         center.removeObserver(&self, NotificationNames::JW3ReloadOutlineData);
     });
 
@@ -89,12 +89,12 @@ TEST_F(NotificationCenterTest, anObserverAddedDuringDeliveryHearsTheNextNotifica
     QObject adder, added;
     bool addedOnce = false;
     center.addObserver(&adder, NotificationNames::JW3SaveData, nullptr, [&](const Notification &) {
-        log.append(QStringLiteral("adder"));
+        log.append("adder");
         if (!addedOnce) {
             addedOnce = true;
-            center.addObserver(&added, NotificationNames::JW3SaveData, nullptr, record(QStringLiteral("added")));
+            center.addObserver(&added, NotificationNames::JW3SaveData, nullptr, record("added"));
             // A new name during delivery must not disturb the list being walked.
-            center.addObserver(&added, QStringLiteral("SomethingNew"), nullptr, record(QStringLiteral("added")));
+            center.addObserver(&added, "SomethingNew", nullptr, record("added"));
         }
     });
 
@@ -107,8 +107,8 @@ TEST_F(NotificationCenterTest, anObserverAddedDuringDeliveryHearsTheNextNotifica
 TEST_F(NotificationCenterTest, observersGoAwayWithTheirReceiver)
 {
     auto receiver = std::make_unique<QObject>();
-    center.addObserver(receiver.get(), NotificationNames::JW3SaveData, nullptr, record(QStringLiteral("gone")));
-    center.addObserver(receiver.get(), QString(), nullptr, record(QStringLiteral("gone")));
+    center.addObserver(receiver.get(), NotificationNames::JW3SaveData, nullptr, record("gone"));
+    center.addObserver(receiver.get(), QString(), nullptr, record("gone"));
     EXPECT_EQ(center.observerCount(), 2);
 
     receiver.reset();
@@ -122,10 +122,10 @@ TEST_F(NotificationCenterTest, aReceiverDestroyedByItsOwnHandlerIsSafe)
     auto *receiver = new QObject;
     QObject later;
     center.addObserver(receiver, NotificationNames::JW3SaveData, nullptr, [&, receiver](const Notification &) {
-        log.append(QStringLiteral("deleting"));
+        log.append("deleting");
         delete receiver;
     });
-    center.addObserver(&later, NotificationNames::JW3SaveData, nullptr, record(QStringLiteral("later")));
+    center.addObserver(&later, NotificationNames::JW3SaveData, nullptr, record("later"));
 
     center.post(NotificationNames::JW3SaveData);
     center.post(NotificationNames::JW3SaveData);
@@ -137,7 +137,7 @@ TEST_F(NotificationCenterTest, anObservationOfADestroyedSenderNeverBecomesAnyone
 {
     QObject receiver;
     auto sender = std::make_unique<QObject>();
-    center.addObserver(&receiver, NotificationNames::BDSReceivedPacket, sender.get(), record(QStringLiteral("r")));
+    center.addObserver(&receiver, NotificationNames::BDSReceivedPacket, sender.get(), record("r"));
     sender.reset();
 
     QObject otherSender;
@@ -149,9 +149,9 @@ TEST_F(NotificationCenterTest, anObservationOfADestroyedSenderNeverBecomesAnyone
 TEST_F(NotificationCenterTest, removalByNameAndSenderLeavesTheOtherObservations)
 {
     QObject receiver, senderA, senderB;
-    center.addObserver(&receiver, NotificationNames::JW3SaveData, &senderA, record(QStringLiteral("a")));
-    center.addObserver(&receiver, NotificationNames::JW3SaveData, &senderB, record(QStringLiteral("b")));
-    center.addObserver(&receiver, NotificationNames::JW3SaveMemoContent, nullptr, record(QStringLiteral("c")));
+    center.addObserver(&receiver, NotificationNames::JW3SaveData, &senderA, record("a"));
+    center.addObserver(&receiver, NotificationNames::JW3SaveData, &senderB, record("b"));
+    center.addObserver(&receiver, NotificationNames::JW3SaveMemoContent, nullptr, record("c"));
 
     center.removeObserver(&receiver, NotificationNames::JW3SaveData, &senderA);
     center.post(NotificationNames::JW3SaveData, &senderA);

@@ -1,4 +1,4 @@
-#include "common/FreshUserTest.h"
+#include "common/TestDataFiles.h"
 #include "common/TestImages.h"
 #include "platform/richtext/PointSizes.h"
 #include "platform/richtext/RtfReader.h"
@@ -25,7 +25,7 @@ const std::string kDefaultTabs
 const std::string kPlainPard = "\\pard" + kDefaultTabs + "\\ql\\qnatural\\pardirnatural\\partightenfactor0\n";
 
 // A run in @p family at @p size as the file states it.
-QTextCharFormat charFormat(const QString &family = QStringLiteral("Helvetica"), qreal size = 12)
+QTextCharFormat charFormat(const QString &family = "Helvetica", qreal size = 12)
 {
     QTextCharFormat format;
     format.setFontFamilies({family});
@@ -43,7 +43,7 @@ QFont storedFont(const QString &family, qreal size)
 // A document whose default font is Helvetica 12, the platform's default.
 struct Doc
 {
-    Doc() { document.setDefaultFont(storedFont(QStringLiteral("Helvetica"), 12)); }
+    Doc() { document.setDefaultFont(storedFont("Helvetica", 12)); }
 
     Doc &add(const QString &text, const QTextCharFormat &format = charFormat())
     {
@@ -91,19 +91,15 @@ QByteArray pngBytes(int width, int height)
 TEST(RtfWriterTest, WritesThePlatformsStructureForPlainText)
 {
     Doc doc;
-    doc.add(QStringLiteral("Hello"));
+    doc.add("Hello");
     EXPECT_EQ(rtfOf(doc.document),
         "{\\rtf1\\ansi\\ansicpg1252\\cocoartf2822\n"
         "\\cocoatextscaling0\\cocoaplatform0{\\fonttbl\\f0\\fswiss\\fcharset0 Helvetica;}\n"
         "{\\colortbl;\\red255\\green255\\blue255;}\n"
         "{\\*\\expandedcolortbl;;}\n"
             + kPlainPard + "\n\\f0\\fs24 \\cf0 Hello}");
-}
-
-TEST(RtfWriterTest, EmptyDocumentHasEmptyTables)
-{
-    QTextDocument document;
-    EXPECT_EQ(rtfOf(document),
+    QTextDocument empty;
+    EXPECT_EQ(rtfOf(empty),
         "{\\rtf1\\ansi\\ansicpg1252\\cocoartf2822\n"
         "\\cocoatextscaling0\\cocoaplatform0{\\fonttbl}\n"
         "{\\colortbl;\\red255\\green255\\blue255;}\n"
@@ -112,23 +108,16 @@ TEST(RtfWriterTest, EmptyDocumentHasEmptyTables)
 
 TEST(RtfWriterTest, EscapesEveryClassOfCharacter)
 {
-    EXPECT_EQ(textOf(QStringLiteral("a\\b{c}d")), "a\\\\b\\{c\\}d");
-    EXPECT_EQ(textOf(QStringLiteral("x\ty")), "x\ty");
-    EXPECT_EQ(textOf(QStringLiteral("caf\u00e9 \u00a0\u00ff")), "caf\\'e9 \\'a0\\'ff");
+    EXPECT_EQ(textOf("a\\b{c}d"), "a\\\\b\\{c\\}d");
+    EXPECT_EQ(textOf("x\ty"), "x\ty");
+    EXPECT_EQ(textOf("caf\u00e9 \u00a0\u00ff"), "caf\\'e9 \\'a0\\'ff");
     // The Windows-1252 letters between 0x80 and 0x9F, not their Latin-1 code points.
-    EXPECT_EQ(textOf(QStringLiteral("\u20ac\u2014\u2019\u0178\u017e")), "\\'80\\'97\\'92\\'9f\\'9e");
-    EXPECT_EQ(textOf(QStringLiteral("\u0081")), "\\uc0\\u129 ");
-    EXPECT_EQ(textOf(QStringLiteral("a\u2028b")), "a\\uc0\\u8232 b");
-    EXPECT_EQ(textOf(QStringLiteral("\u4e2d\u6587!")), "\\uc0\\u20013 \\u25991 !");
+    EXPECT_EQ(textOf("\u20ac\u2014\u2019\u0178\u017e"), "\\'80\\'97\\'92\\'9f\\'9e");
+    EXPECT_EQ(textOf("\u0081"), "\\uc0\\u129 ");
+    EXPECT_EQ(textOf("a\u2028b"), "a\\uc0\\u8232 b");
+    EXPECT_EQ(textOf("\u4e2d\u6587!"), "\\uc0\\u20013 \\u25991 !");
     EXPECT_EQ(textOf(QString::fromUtf8("\xf0\x9f\x98\x80")), "\\uc0\\u55357 \\u56832 ");
-    EXPECT_EQ(textOf(QStringLiteral("\u0416\u00e9\u0416")), "\\uc0\\u1046 \\'e9\\uc0\\u1046 ");
-}
-
-TEST(RtfWriterTest, ParagraphsAreSeparatedByBackslashNewline)
-{
-    Doc doc;
-    doc.add(QStringLiteral("one\ntwo\n\nfour"));
-    EXPECT_EQ(bodyOf(doc.document), kPlainPard + "\n\\f0\\fs24 \\cf0 one\\\ntwo\\\n\\\nfour");
+    EXPECT_EQ(textOf("\u0416\u00e9\u0416"), "\\uc0\\u1046 \\'e9\\uc0\\u1046 ");
 }
 
 TEST(RtfWriterTest, WritesOnlyWhatChangesBetweenRuns)
@@ -138,7 +127,7 @@ TEST(RtfWriterTest, WritesOnlyWhatChangesBetweenRuns)
     bold.setFontWeight(QFont::Bold);
     QTextCharFormat boldItalic = bold;
     boldItalic.setFontItalic(true);
-    QTextCharFormat big = charFormat(QStringLiteral("Menlo-Regular"), 18.5);
+    QTextCharFormat big = charFormat("Menlo-Regular", 18.5);
     QTextCharFormat underlined = charFormat();
     underlined.setFontUnderline(true);
     QTextCharFormat struck = underlined;
@@ -147,10 +136,10 @@ TEST(RtfWriterTest, WritesOnlyWhatChangesBetweenRuns)
     super.setVerticalAlignment(QTextCharFormat::AlignSuperScript);
     QTextCharFormat sub = charFormat();
     sub.setVerticalAlignment(QTextCharFormat::AlignSubScript);
-    doc.add(QStringLiteral("a")).add(QStringLiteral("b"), bold).add(QStringLiteral("c"), boldItalic);
-    doc.add(QStringLiteral("d")).add(QStringLiteral("e"), big).add(QStringLiteral("f"));
-    doc.add(QStringLiteral("g"), underlined).add(QStringLiteral("h"), struck).add(QStringLiteral("i"));
-    doc.add(QStringLiteral("j"), super).add(QStringLiteral("k"), sub).add(QStringLiteral("l"));
+    doc.add("a").add("b", bold).add("c", boldItalic);
+    doc.add("d").add("e", big).add("f");
+    doc.add("g", underlined).add("h", struck).add("i");
+    doc.add("j", super).add("k", sub).add("l");
     EXPECT_EQ(bodyOf(doc.document),
         kPlainPard
             + "\n\\f0\\fs24 \\cf0 a"
@@ -170,18 +159,18 @@ TEST(RtfWriterTest, WritesOnlyWhatChangesBetweenRuns)
 TEST(RtfWriterTest, TablesListOnlyWhatTheTextUses)
 {
     Doc doc;
-    QTextCharFormat red = charFormat(QStringLiteral("Times-Roman"));
+    QTextCharFormat red = charFormat("Times-Roman");
     red.setForeground(QColor(255, 0, 0));
     QTextCharFormat white = charFormat();
     white.setForeground(Qt::white);
-    QTextCharFormat highlighted = charFormat(QStringLiteral("Courier"));
+    QTextCharFormat highlighted = charFormat("Courier");
     highlighted.setForeground(QColor(255, 0, 0));
     highlighted.setBackground(QColor(0, 0, 238));
-    doc.add(QStringLiteral("gone"), charFormat(QStringLiteral("Unused-Font")));
+    doc.add("gone", charFormat("Unused-Font"));
     doc.cursor.select(QTextCursor::Document);
     doc.cursor.removeSelectedText();
-    doc.add(QStringLiteral("r"), red).add(QStringLiteral("w"), white).add(QStringLiteral("h"), highlighted);
-    doc.add(QStringLiteral("r"), red).add(QStringLiteral("p"));
+    doc.add("r", red).add("w", white).add("h", highlighted);
+    doc.add("r", red).add("p");
 
     const std::string rtf = rtfOf(doc.document);
     EXPECT_NE(rtf.find("{\\fonttbl\\f0\\froman\\fcharset0 Times-Roman;\\f1\\fswiss\\fcharset0 Helvetica;"
@@ -202,15 +191,15 @@ TEST(RtfWriterTest, TablesListOnlyWhatTheTextUses)
 TEST(RtfWriterTest, FontNamesAreEscapedInTheTable)
 {
     Doc doc;
-    doc.add(QStringLiteral("x"), charFormat(QStringLiteral("Odd;{Name}\u00e9")));
+    doc.add("x", charFormat("Odd;{Name}\u00e9"));
     EXPECT_NE(rtfOf(doc.document).find("\\f0\\fnil\\fcharset0 Odd\\'3b\\{Name\\}\\'e9;}"), std::string::npos);
 }
 
 TEST(RtfWriterTest, MissingFamilyAndSizeComeFromTheDocumentDefault)
 {
     QTextDocument document;
-    document.setDefaultFont(storedFont(QStringLiteral("Georgia"), 15));
-    QTextCursor(&document).insertText(QStringLiteral("x"));
+    document.setDefaultFont(storedFont("Georgia", 15));
+    QTextCursor(&document).insertText("x");
     const std::string rtf = rtfOf(document);
     EXPECT_NE(rtf.find("{\\fonttbl\\f0\\froman\\fcharset0 Georgia;}"), std::string::npos) << rtf;
     EXPECT_NE(rtf.find("\n\\f0\\fs30 \\cf0 x}"), std::string::npos) << rtf;
@@ -219,7 +208,7 @@ TEST(RtfWriterTest, MissingFamilyAndSizeComeFromTheDocumentDefault)
 TEST(RtfWriterTest, WritesParagraphAttributesWhenTheyChange)
 {
     Doc doc;
-    doc.add(QStringLiteral("plain\nsame\ncentred"));
+    doc.add("plain\nsame\ncentred");
     QTextBlockFormat centred;
     centred.setAlignment(Qt::AlignHCenter);
     doc.cursor.setBlockFormat(centred);
@@ -233,12 +222,12 @@ TEST(RtfWriterTest, WritesParagraphAttributesWhenTheyChange)
     indented.setTabPositions(
         {QTextOption::Tab(36, QTextOption::LeftTab), QTextOption::Tab(144, QTextOption::RightTab)});
     doc.cursor.insertBlock(indented);
-    doc.add(QStringLiteral("justified"));
+    doc.add("justified");
     QTextBlockFormat right;
     right.setAlignment(Qt::AlignRight);
     right.setPageBreakPolicy(QTextFormat::PageBreak_AlwaysBefore);
     doc.cursor.insertBlock(right);
-    doc.add(QStringLiteral("right"));
+    doc.add("right");
 
     EXPECT_EQ(bodyOf(doc.document),
         kPlainPard
@@ -255,11 +244,11 @@ TEST(RtfWriterTest, WritesParagraphAttributesWhenTheyChange)
 TEST(RtfWriterTest, EmptyParagraphsKeepTheirFont)
 {
     Doc doc;
-    doc.add(QStringLiteral("a\n"));
-    doc.cursor.setCharFormat(charFormat(QStringLiteral("Helvetica"), 30));
-    doc.cursor.setBlockCharFormat(charFormat(QStringLiteral("Helvetica"), 30));
+    doc.add("a\n");
+    doc.cursor.setCharFormat(charFormat("Helvetica", 30));
+    doc.cursor.setBlockCharFormat(charFormat("Helvetica", 30));
     doc.cursor.insertBlock();
-    doc.add(QStringLiteral("b"));
+    doc.add("b");
     EXPECT_EQ(bodyOf(doc.document), kPlainPard + "\n\\f0\\fs24 \\cf0 a\\\n\n\\fs60 \\\n\n\\fs24 b");
 }
 
@@ -268,15 +257,15 @@ TEST(RtfWriterTest, LinksBecomeFieldsAndRestoreTheStateAfterThem)
     Doc doc;
     QTextCharFormat link = charFormat();
     link.setAnchor(true);
-    link.setAnchorHref(QStringLiteral("https://example.org/a%20b?x={1}"));
+    link.setAnchorHref("https://example.org/a%20b?x={1}");
     QTextCharFormat boldLink = link;
     boldLink.setFontWeight(QFont::Bold);
     QTextCharFormat other = charFormat();
     other.setAnchor(true);
-    other.setAnchorHref(QStringLiteral("Jotwell3://pageid/12/"));
-    doc.add(QStringLiteral("see ")).add(QStringLiteral("th"), link).add(QStringLiteral("is"), boldLink);
-    doc.add(QStringLiteral(" and ")).add(QStringLiteral("that"), other);
-    doc.add(QStringLiteral("\nx"), boldLink);
+    other.setAnchorHref("Jotwell3://pageid/12/");
+    doc.add("see ").add("th", link).add("is", boldLink);
+    doc.add(" and ").add("that", other);
+    doc.add("\nx", boldLink);
 
     EXPECT_EQ(bodyOf(doc.document),
         kPlainPard
@@ -289,16 +278,16 @@ TEST(RtfWriterTest, LinksBecomeFieldsAndRestoreTheStateAfterThem)
 TEST(RtfWriterTest, AttachmentsAreReferencedOrOmitted)
 {
     Doc doc;
-    doc.add(QStringLiteral("a"));
-    TextAttachments::insert(doc.cursor, {QStringLiteral("Pasted Graphic.png"), pngBytes(30, 20), {}});
-    doc.add(QStringLiteral("b"));
+    doc.add("a");
+    TextAttachments::insert(doc.cursor, {"Pasted Graphic.png", pngBytes(30, 20), {}});
+    doc.add("b");
     // An image that is no attachment has no file to name and is dropped.
     QTextImageFormat image;
-    image.setName(QStringLiteral("data:nothing"));
+    image.setName("data:nothing");
     doc.cursor.insertImage(image);
-    TextAttachments::insert(doc.cursor, {QStringLiteral("Bild \u00e4{1}.png"), pngBytes(30, 20), QSizeF(100, 50.5)});
-    TextAttachments::insert(doc.cursor, {QStringLiteral("notes.pdf"), QByteArray("%PDF-1.4 broken"), {}});
-    doc.add(QStringLiteral("c"));
+    TextAttachments::insert(doc.cursor, {"Bild \u00e4{1}.png", pngBytes(30, 20), QSizeF(100, 50.5)});
+    TextAttachments::insert(doc.cursor, {"notes.pdf", QByteArray("%PDF-1.4 broken"), {}});
+    doc.add("c");
 
     EXPECT_EQ(bodyOf(doc.document, RtfWriter::Attachments::NeXTGraphic),
         kPlainPard
@@ -313,13 +302,13 @@ TEST(RtfWriterTest, AttachmentsAreReferencedOrOmitted)
 QString describeCharacter(const QTextDocument &document, const QTextCharFormat &format)
 {
     if (format.isImageFormat())
-        return QStringLiteral("image");
+        return "image";
     QString family = format.fontFamilies().toStringList().value(0);
     if (family.isEmpty())
         family = document.defaultFont().family();
     const qreal size = format.fontPointSize() > 0 ? format.fontPointSize() : document.defaultFont().pointSizeF();
     const auto colour = [](const QBrush &brush) {
-        return brush.style() == Qt::NoBrush ? QStringLiteral("-") : brush.color().name(QColor::HexArgb);
+        return brush.style() == Qt::NoBrush ? "-" : brush.color().name(QColor::HexArgb);
     };
     return QStringLiteral("%1 %2 b%3 i%4 u%5 s%6 fg%7 bg%8 v%9 %10")
         .arg(family)
@@ -375,19 +364,6 @@ QStringList describe(const QTextDocument &document)
     return lines;
 }
 
-// The first line where two descriptions differ, or nothing when they agree.
-std::string firstDifference(const QStringList &actual, const QStringList &expected)
-{
-    for (qsizetype i = 0; i < std::max(actual.size(), expected.size()); ++i) {
-        if (actual.value(i) != expected.value(i))
-            return QStringLiteral("line %1: got \"%2\", expected \"%3\"")
-                .arg(i)
-                .arg(actual.value(i), expected.value(i))
-                .toStdString();
-    }
-    return {};
-}
-
 // Written with attachments by name into @p read, which finds the original files.
 Status writeAndRead(const QTextDocument &document, QTextDocument &read)
 {
@@ -416,13 +392,11 @@ void fillWithMixedFormatting(QTextDocument &document, unsigned seed)
     const auto pick = [&random](int count) {
         return int(random() % unsigned(count));
     };
-    const QStringList families{QStringLiteral("Helvetica"), QStringLiteral("Menlo-Regular"),
-        QStringLiteral("Times-Roman"), QStringLiteral("HelveticaNeue-Bold")};
+    const QStringList families{"Helvetica", "Menlo-Regular", "Times-Roman", "HelveticaNeue-Bold"};
     const QList<qreal> sizes{9, 12, 13.5, 24, 36};
     const QList<QColor> colours{QColor(255, 0, 0), QColor(0, 0, 238), QColor(12, 34, 56), Qt::white, Qt::black};
-    const QStringList texts{QStringLiteral("plain"), QStringLiteral("a\\b {c}"), QStringLiteral("tab\there"),
-        QStringLiteral("caf\u00e9 \u20ac\u2014"), QStringLiteral("\u4e2d\u6587"),
-        QString::fromUtf8("\xf0\x9f\x98\x80 emoji"), QStringLiteral("line\u2028break"), QStringLiteral(" spaced  ")};
+    const QStringList texts{"plain", "a\\b {c}", "tab\there", "caf\u00e9 \u20ac\u2014", "\u4e2d\u6587",
+        QString::fromUtf8("\xf0\x9f\x98\x80 emoji"), "line\u2028break", " spaced  "};
     const QList<Qt::Alignment> alignments{Qt::AlignLeft, Qt::AlignHCenter, Qt::AlignRight, Qt::AlignJustify};
 
     QTextCursor cursor(&document);
@@ -471,9 +445,9 @@ TEST(RtfWriterRoundTripTest, ReadingTheOutputGivesTheSameTextAndFormatting)
 {
     for (const unsigned seed : {1u, 2u, 3u, 4u}) {
         QTextDocument document;
-        document.setDefaultFont(QFont(QStringLiteral("Helvetica"), 12));
+        document.setDefaultFont(QFont("Helvetica", 12));
         fillWithMixedFormatting(document, seed);
-        EXPECT_EQ(firstDifference(roundTrip(document), describe(document)), "") << "seed " << seed;
+        EXPECT_EQ(roundTrip(document), describe(document)) << "seed " << seed;
         // Every character outside ASCII is escaped, whatever its run.
         const QByteArray rtf = RtfWriter::write(document);
         EXPECT_TRUE(std::all_of(rtf.begin(), rtf.end(), [](char c) { return uchar(c) < 0x80; })) << "seed " << seed;
@@ -498,37 +472,27 @@ TEST(RtfWriterRoundTripTest, SizesReadFromAFileAreWrittenBackAsTheSameNumbers)
 TEST(RtfWriterRoundTripTest, AttachmentsComeBackByName)
 {
     Doc doc;
-    doc.add(QStringLiteral("before "));
-    TextAttachments::insert(doc.cursor, {QStringLiteral("Bild \u00e4.png"), pngBytes(30, 20), QSizeF(15, 10)});
-    doc.add(QStringLiteral(" after\n"));
-    TextAttachments::insert(doc.cursor, {QStringLiteral("notes {1}.pdf"), QByteArray("%PDF-1.4"), QSizeF(40, 60)});
+    doc.add("before ");
+    TextAttachments::insert(doc.cursor, {"Bild \u00e4.png", pngBytes(30, 20), QSizeF(15, 10)});
+    doc.add(" after\n");
+    TextAttachments::insert(doc.cursor, {"notes {1}.pdf", QByteArray("%PDF-1.4"), QSizeF(40, 60)});
     // With the files at hand, text, formatting, names, display sizes and bytes all come back.
-    EXPECT_EQ(firstDifference(roundTrip(doc.document), describe(doc.document)), "");
+    EXPECT_EQ(roundTrip(doc.document), describe(doc.document));
     QTextDocument withFiles;
     ASSERT_TRUE(writeAndRead(doc.document, withFiles));
     EXPECT_EQ(TextAttachments::all(withFiles), TextAttachments::all(doc.document));
 }
 
-QStringList rtfSamples()
-{
-    QDir folder(FreshUserTest::testDataPath(QStringLiteral("rtf")));
-    QStringList paths;
-    for (const QString &name : folder.entryList({QStringLiteral("*.rtf")}, QDir::Files, QDir::Name))
-        paths.append(folder.filePath(name));
-    return paths;
-}
-
 TEST(RtfWriterRoundTripTest, SampleFilesKeepTextAndFormattingThroughWriting)
 {
-    const QStringList samples = rtfSamples();
+    const QStringList samples = QDir(FreshUserTest::testDataPath("rtf")).entryList({"*.rtf"}, QDir::Files);
     ASSERT_GE(samples.size(), 5);
-    for (const QString &path : samples) {
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
+    for (const QString &name : samples) {
+        SCOPED_TRACE(name.toStdString());
         QTextDocument first;
-        ASSERT_TRUE(RtfReader::read(file.readAll(), first)) << path.toStdString();
-        ASSERT_FALSE(first.isEmpty()) << path.toStdString();
-        EXPECT_EQ(firstDifference(roundTrip(first), describe(first)), "") << path.toStdString();
+        ASSERT_TRUE(RtfReader::read(readTestData("rtf/" + name), first));
+        ASSERT_FALSE(first.isEmpty());
+        EXPECT_EQ(roundTrip(first), describe(first));
     }
 }
 

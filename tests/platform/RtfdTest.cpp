@@ -58,30 +58,29 @@ void fillSample(QTextDocument &document)
     QTextCharFormat bold;
     bold.setFontWeight(QFont::Bold);
     bold.setFontPointSize(PointSizes::qtFromStored(14));
-    cursor.insertText(QStringLiteral("Hello "), bold);
-    TextAttachments::insert(cursor, {QStringLiteral("red.png"), pngBytes(Qt::red), QSizeF(30, 20)});
+    cursor.insertText("Hello ", bold);
+    TextAttachments::insert(cursor, {"red.png", pngBytes(Qt::red), QSizeF(30, 20)});
     QTextCharFormat italic;
     italic.setFontItalic(true);
-    cursor.insertText(QStringLiteral(" world"), italic);
+    cursor.insertText(" world", italic);
     cursor.insertBlock();
-    cursor.insertText(QStringLiteral("Second "), QTextCharFormat());
-    TextAttachments::insert(cursor, {QStringLiteral("blue.png"), pngBytes(Qt::blue), {}});
+    cursor.insertText("Second ", QTextCharFormat());
+    TextAttachments::insert(cursor, {"blue.png", pngBytes(Qt::blue), {}});
 }
 
 // --- the container -------------------------------------------------------
 
 TEST(FileWrapperTest, thePlatformsFlatSampleReadsAndIsWrittenBackByteForByte)
 {
-    const QByteArray sample
-        = fileBytes(FreshUserTest::testDataPath(QStringLiteral("rtfd/flat/km-styledtext-example1.flatrtfd")));
+    const QByteArray sample = fileBytes(FreshUserTest::testDataPath("rtfd/flat/km-styledtext-example1.flatrtfd"));
     const auto wrapper = FileWrapper::fromSerialized(sample);
     ASSERT_TRUE(wrapper.ok()) << wrapper.errorMessage().toStdString();
-    EXPECT_EQ(wrapper.value().entryNames(), QStringList{QStringLiteral("TXT.rtf")});
-    const auto text = wrapper.value().fileContents(QStringLiteral("TXT.rtf"));
+    EXPECT_EQ(wrapper.value().entryNames(), QStringList{"TXT.rtf"});
+    const auto text = wrapper.value().fileContents("TXT.rtf");
     ASSERT_TRUE(text.has_value());
     EXPECT_EQ(text->size(), 356);
     EXPECT_TRUE(text->startsWith("{\\rtf1"));
-    EXPECT_FALSE(wrapper.value().fileContents(QStringLiteral(".")).has_value());
+    EXPECT_FALSE(wrapper.value().fileContents(".").has_value());
 
     // The "." entry records the time the platform wrote; with that time the
     // writer must reproduce the sample exactly.
@@ -92,9 +91,9 @@ TEST(FileWrapperTest, thePlatformsFlatSampleReadsAndIsWrittenBackByteForByte)
 TEST(FileWrapperTest, writesNamesThenSizesThenNodesWithTheAttributeTableLast)
 {
     FileWrapper wrapper;
-    wrapper.insert(QStringLiteral("TXT.rtf"), FileWrapper::regularFile("{\\rtf1 x}"));
-    wrapper.insert(QStringLiteral("a.png"), FileWrapper::regularFile("PNG"));
-    wrapper.insert(QStringLiteral("."), FileWrapper::regularFile("ignored"));
+    wrapper.insert("TXT.rtf", FileWrapper::regularFile("{\\rtf1 x}"));
+    wrapper.insert("a.png", FileWrapper::regularFile("PNG"));
+    wrapper.insert(".", FileWrapper::regularFile("ignored"));
 
     QByteArray attributes = word(2);
     for (const QByteArray &name : {QByteArray("TXT.rtf"), QByteArray("a.png")})
@@ -118,13 +117,13 @@ TEST(FileWrapperTest, readsPaddedFilesNestedFoldersAndLooksEntriesUpByName)
         + inner + preferred + padded;
     const auto wrapper = FileWrapper::fromSerialized(data);
     ASSERT_TRUE(wrapper.ok()) << wrapper.errorMessage().toStdString();
-    EXPECT_EQ(wrapper.value().entryNames(), (QStringList{QStringLiteral("folder"), QStringLiteral("file.bin")}));
-    EXPECT_EQ(wrapper.value().fileContents(QStringLiteral("file.bin")), QByteArray("abc"));
-    const FileWrapper *folder = wrapper.value().entry(QStringLiteral("folder"));
+    EXPECT_EQ(wrapper.value().entryNames(), (QStringList{"folder", "file.bin"}));
+    EXPECT_EQ(wrapper.value().fileContents("file.bin"), QByteArray("abc"));
+    const FileWrapper *folder = wrapper.value().entry("folder");
     ASSERT_NE(folder, nullptr);
     EXPECT_TRUE(folder->isDirectory());
-    EXPECT_EQ(folder->fileContents(QStringLiteral("deep")), QByteArray("hi"));
-    EXPECT_FALSE(wrapper.value().fileContents(QStringLiteral("folder")).has_value());
+    EXPECT_EQ(folder->fileContents("deep"), QByteArray("hi"));
+    EXPECT_FALSE(wrapper.value().fileContents("folder").has_value());
 
     // A folder that wraps one regular file as ".." is that file.
     const QByteArray single
@@ -138,8 +137,8 @@ TEST(FileWrapperTest, readsPaddedFilesNestedFoldersAndLooksEntriesUpByName)
 TEST(FileWrapperTest, damagedContainersAreErrorsNeverCrashes)
 {
     FileWrapper tree;
-    tree.insert(QStringLiteral("TXT.rtf"), FileWrapper::regularFile(QByteArray(40, 'r')));
-    tree.insert(QStringLiteral("b.bin"), FileWrapper::regularFile(QByteArray(10, 'b')));
+    tree.insert("TXT.rtf", FileWrapper::regularFile(QByteArray(40, 'r')));
+    tree.insert("b.bin", FileWrapper::regularFile(QByteArray(10, 'b')));
     const QByteArray good = tree.serialized(0);
     ASSERT_TRUE(FileWrapper::fromSerialized(good).ok());
     for (qsizetype cut = 0; cut < good.size(); ++cut)
@@ -164,7 +163,7 @@ TEST(FileWrapperTest, damagedContainersAreErrorsNeverCrashes)
         node = word(3) + word(1) + word(1) + "d" + word(quint32(node.size())) + node;
     const auto nested = FileWrapper::fromSerialized(header + node);
     EXPECT_FALSE(nested.ok());
-    EXPECT_TRUE(nested.errorMessage().contains(QStringLiteral("deep")));
+    EXPECT_TRUE(nested.errorMessage().contains("deep"));
 }
 
 // --- RTFD ----------------------------------------------------------------
@@ -178,22 +177,20 @@ TEST(RtfdTest, everyRealPackageReadsWithItsTextAndByteIdenticalAttachments)
         QStringList files;
     };
     const QList<Package> packages{
-        {"Denoise-ReadMe.rtfd", "\n\ufffc\nDenoise\n",
-            {QStringLiteral("lena_noisy_small.png"), QStringLiteral("GMT 2 Classes.pdf")}},
+        {"Denoise-ReadMe.rtfd", "\n\ufffc\nDenoise\n", {"lena_noisy_small.png", "GMT 2 Classes.pdf"}},
         {"MouseWarpBug-README.rtfd",
             "This program demonstrates an issue with warping the mouse cursor programatically.\n",
-            {QStringLiteral("Pasted Graphic.tiff")}},
+            {"Pasted Graphic.tiff"}},
         {"openthesaurus-finishup_en.rtfd",
             "\ufffc\n\n(Un-)Install Succeeded\nOpenThesaurus German Dictionary Plugin\n"
             "Version: 2025.03.24 \u2014 OS X 10.11 to macOS 15\n\ufffc Launch Dictionary",
-            {QStringLiteral("success.pdf"), QStringLiteral("Dictionary_44.png"), QStringLiteral("FAQ_44.png")}},
-        {"openthesaurus-readme_en.rtfd", "\ufffc\nIf you see a security warning during installation\n",
-            {QStringLiteral("tcc.png")}},
+            {"success.pdf", "Dictionary_44.png", "FAQ_44.png"}},
+        {"openthesaurus-readme_en.rtfd", "\ufffc\nIf you see a security warning during installation\n", {"tcc.png"}},
         {"solarized-description.rtfd", "", {}},
     };
     for (const Package &package : packages) {
         SCOPED_TRACE(package.folder);
-        const QDir folder(FreshUserTest::testDataPath(QStringLiteral("rtfd/") + QLatin1String(package.folder)));
+        const QDir folder(FreshUserTest::testDataPath("rtfd/" + QLatin1String(package.folder)));
         QTextDocument document;
         const Status read = Rtfd::readPackage(folder.path(), document);
         ASSERT_TRUE(read.ok()) << read.errorMessage().toStdString();
@@ -209,8 +206,8 @@ TEST(RtfdTest, everyRealPackageReadsWithItsTextAndByteIdenticalAttachments)
             EXPECT_EQ(attachments[i].second.fileName, package.files[i]);
             EXPECT_EQ(attachments[i].second.bytes, fileBytes(folder.filePath(package.files[i])));
         }
-        if (package.files == QStringList{QStringLiteral("tcc.png")}) {
-            EXPECT_TRUE(text.contains(QStringLiteral("If you don\u2019t trust this")));
+        if (package.files == QStringList{"tcc.png"}) {
+            EXPECT_TRUE(text.contains("If you don\u2019t trust this"));
             EXPECT_EQ(attachments[0].second.displaySize, QSizeF(64, 64));
         }
     }
@@ -218,31 +215,29 @@ TEST(RtfdTest, everyRealPackageReadsWithItsTextAndByteIdenticalAttachments)
 
 TEST(RtfdTest, thePastedTiffDecodesAsAPicture)
 {
-    const QByteArray tiff
-        = fileBytes(FreshUserTest::testDataPath(QStringLiteral("rtfd/MouseWarpBug-README.rtfd/Pasted Graphic.tiff")));
+    const QByteArray tiff = fileBytes(FreshUserTest::testDataPath("rtfd/MouseWarpBug-README.rtfd/Pasted Graphic.tiff"));
     EXPECT_FALSE(QImage::fromData(tiff).isNull()) << "is the TIFF image plugin installed?";
 }
 
 TEST(RtfdTest, theFlatSampleAndPlainRtfReadButOtherBytesDoNot)
 {
     QTextDocument document;
-    const QByteArray flat
-        = fileBytes(FreshUserTest::testDataPath(QStringLiteral("rtfd/flat/km-styledtext-example1.flatrtfd")));
+    const QByteArray flat = fileBytes(FreshUserTest::testDataPath("rtfd/flat/km-styledtext-example1.flatrtfd"));
     ASSERT_TRUE(Rtfd::isFlattenedRtfd(flat));
     ASSERT_TRUE(Rtfd::readFlattened(flat, document).ok());
-    EXPECT_EQ(textOf(document).trimmed(), QStringLiteral("ExampleRTFText1"));
+    EXPECT_EQ(textOf(document).trimmed(), "ExampleRTFText1");
 
     ASSERT_TRUE(Rtfd::readFlattened("{\\rtf1\\ansi plain {\\b bold}}", document).ok());
-    EXPECT_EQ(textOf(document), QStringLiteral("plain bold"));
+    EXPECT_EQ(textOf(document), "plain bold");
 
     EXPECT_FALSE(Rtfd::readFlattened("hello", document).ok());
     EXPECT_TRUE(document.isEmpty()) << "a failed read leaves the document empty";
     FileWrapper noText;
-    noText.insert(QStringLiteral("other.rtf"), FileWrapper::regularFile("{\\rtf1 x}"));
+    noText.insert("other.rtf", FileWrapper::regularFile("{\\rtf1 x}"));
     ASSERT_TRUE(Rtfd::readFlattened(flat, document).ok());
     const Status missing = Rtfd::readFlattened(noText.serialized(0), document);
     EXPECT_FALSE(missing.ok());
-    EXPECT_TRUE(missing.errorMessage().contains(QStringLiteral("TXT.rtf")));
+    EXPECT_TRUE(missing.errorMessage().contains("TXT.rtf"));
     EXPECT_TRUE(document.isEmpty());
 }
 
@@ -255,9 +250,8 @@ TEST(RtfdTest, aDocumentSurvivesFlatteningWithFormattingAndAttachmentBytes)
     // TXT.rtf first, then the pictures once each, under their names.
     const auto wrapper = FileWrapper::fromSerialized(flat);
     ASSERT_TRUE(wrapper.ok());
-    EXPECT_EQ(wrapper.value().entryNames(),
-        (QStringList{QStringLiteral("TXT.rtf"), QStringLiteral("red.png"), QStringLiteral("blue.png")}));
-    EXPECT_TRUE(wrapper.value().fileContents(QStringLiteral("TXT.rtf"))->contains("\\NeXTGraphic red.png"));
+    EXPECT_EQ(wrapper.value().entryNames(), (QStringList{"TXT.rtf", "red.png", "blue.png"}));
+    EXPECT_TRUE(wrapper.value().fileContents("TXT.rtf")->contains("\\NeXTGraphic red.png"));
 
     QTextDocument back;
     ASSERT_TRUE(Rtfd::readFlattened(flat, back).ok());
@@ -280,13 +274,12 @@ TEST(RtfdTest, aDocumentSurvivesFlatteningWithFormattingAndAttachmentBytes)
 TEST(RtfdTest, packagesAreWrittenWholeAndReplaceTheOldOneOnlyWhenComplete)
 {
     QTemporaryDir temporary;
-    const QString package = temporary.filePath(QStringLiteral("Note.rtfd"));
+    const QString package = temporary.filePath("Note.rtfd");
     QTextDocument original;
     fillSample(original);
     ASSERT_TRUE(Rtfd::writePackage(original, package).ok());
-    EXPECT_EQ(QDir(package).entryList(QDir::Files, QDir::Name),
-        (QStringList{QStringLiteral("TXT.rtf"), QStringLiteral("blue.png"), QStringLiteral("red.png")}));
-    EXPECT_EQ(fileBytes(QDir(package).filePath(QStringLiteral("red.png"))), pngBytes(Qt::red));
+    EXPECT_EQ(QDir(package).entryList(QDir::Files, QDir::Name), (QStringList{"TXT.rtf", "blue.png", "red.png"}));
+    EXPECT_EQ(fileBytes(QDir(package).filePath("red.png")), pngBytes(Qt::red));
 
     QTextDocument back;
     ASSERT_TRUE(Rtfd::readPackage(package, back).ok());
@@ -295,24 +288,24 @@ TEST(RtfdTest, packagesAreWrittenWholeAndReplaceTheOldOneOnlyWhenComplete)
 
     // Rewriting with other text drops files the new text no longer has.
     QTextDocument shorter;
-    shorter.setPlainText(QStringLiteral("Only text"));
+    shorter.setPlainText("Only text");
     ASSERT_TRUE(Rtfd::writePackage(shorter, package).ok());
-    EXPECT_EQ(QDir(package).entryList(QDir::Files), QStringList{QStringLiteral("TXT.rtf")});
+    EXPECT_EQ(QDir(package).entryList(QDir::Files), QStringList{"TXT.rtf"});
     EXPECT_EQ(QDir(temporary.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
-        QStringList{QStringLiteral("Note.rtfd")})
+        QStringList{"Note.rtfd"})
         << "no staging folder is left behind";
 
     // An attachment whose name would leave the folder fails before anything changes.
     QTextDocument hostile;
     QTextCursor cursor(&hostile);
-    TextAttachments::insert(cursor, {QStringLiteral("../escape.png"), pngBytes(Qt::green), {}});
+    TextAttachments::insert(cursor, {"../escape.png", pngBytes(Qt::green), {}});
     EXPECT_FALSE(Rtfd::writePackage(hostile, package).ok());
-    EXPECT_FALSE(QFile::exists(temporary.filePath(QStringLiteral("escape.png"))));
+    EXPECT_FALSE(QFile::exists(temporary.filePath("escape.png")));
     ASSERT_TRUE(Rtfd::readPackage(package, back).ok());
-    EXPECT_EQ(textOf(back), QStringLiteral("Only text"));
+    EXPECT_EQ(textOf(back), "Only text");
 
-    EXPECT_FALSE(Rtfd::readPackage(temporary.filePath(QStringLiteral("missing.rtfd")), back).ok());
-    EXPECT_FALSE(Rtfd::writePackage(original, temporary.filePath(QStringLiteral("no/such/folder.rtfd"))).ok());
+    EXPECT_FALSE(Rtfd::readPackage(temporary.filePath("missing.rtfd"), back).ok());
+    EXPECT_FALSE(Rtfd::writePackage(original, temporary.filePath("no/such/folder.rtfd")).ok());
 }
 
 // Recovering pages reads only their words; those must be the words the page shows.

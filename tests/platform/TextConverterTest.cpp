@@ -18,14 +18,14 @@ QByteArray pngBytes()
 TEST(TextConverterTest, plainStringsKeepParagraphsAndLineSeparatorsAndGiveTheirTopLine)
 {
     TextConverter converter;
-    const QString text = QStringLiteral("Groceries") + QChar::LineSeparator + QStringLiteral("milk\n\neggs");
+    const QString text = "Groceries" + QChar::LineSeparator + "milk\n\neggs";
     converter.setString(text);
     EXPECT_EQ(converter.string(), text);
     EXPECT_EQ(converter.plainString(), text);
-    EXPECT_EQ(converter.topLine(), QStringLiteral("Groceries"));
+    EXPECT_EQ(converter.topLine(), "Groceries");
 
-    converter.setString(QStringLiteral("Title\nbody"));
-    EXPECT_EQ(converter.topLine(), QStringLiteral("Title"));
+    converter.setString("Title\nbody");
+    EXPECT_EQ(converter.topLine(), "Title");
     converter.setString(QString());
     EXPECT_EQ(converter.topLine(), QString());
     EXPECT_EQ(converter.string(), QString());
@@ -35,22 +35,21 @@ TEST(TextConverterTest, attachmentsAreObjectCharactersInThePlainStringOnly)
 {
     TextConverter converter;
     QTextCursor cursor(&converter.document());
-    TextAttachments::insert(cursor, {QStringLiteral("Pasted Graphic.png"), pngBytes(), {}});
-    cursor.insertText(QStringLiteral("Caption\nMore "));
-    TextAttachments::insert(cursor, {QStringLiteral("notes.pdf"), QByteArray("%PDF-1.4 not really"), {}});
+    TextAttachments::insert(cursor, {"Pasted Graphic.png", pngBytes(), {}});
+    cursor.insertText("Caption\nMore ");
+    TextAttachments::insert(cursor, {"notes.pdf", QByteArray("%PDF-1.4 not really"), {}});
 
     EXPECT_EQ(converter.plainString(),
-        QChar(QChar::ObjectReplacementCharacter) + QStringLiteral("Caption\nMore ")
-            + QChar(QChar::ObjectReplacementCharacter));
-    EXPECT_EQ(converter.string(), QStringLiteral("Caption\nMore "));
-    EXPECT_EQ(converter.topLine(), QStringLiteral("Caption"));
+        QChar(QChar::ObjectReplacementCharacter) + "Caption\nMore " + QChar(QChar::ObjectReplacementCharacter));
+    EXPECT_EQ(converter.string(), "Caption\nMore ");
+    EXPECT_EQ(converter.topLine(), "Caption");
 
     const auto attachments = converter.attachments();
     ASSERT_EQ(attachments.size(), 2);
-    EXPECT_EQ(attachments[0].fileName, QStringLiteral("Pasted Graphic.png"));
+    EXPECT_EQ(attachments[0].fileName, "Pasted Graphic.png");
     EXPECT_EQ(attachments[0].bytes, pngBytes());
     EXPECT_EQ(attachments[0].image.size(), QSize(5, 7));
-    EXPECT_EQ(attachments[1].fileName, QStringLiteral("notes.pdf"));
+    EXPECT_EQ(attachments[1].fileName, "notes.pdf");
     EXPECT_EQ(attachments[1].bytes, QByteArray("%PDF-1.4 not really"));
     EXPECT_TRUE(attachments[1].image.isNull());
 }
@@ -61,13 +60,13 @@ TEST(TextConverterTest, rtfAndRtfdDataRoundTripThroughAFreshConverter)
     QTextCursor cursor(&source.document());
     QTextCharFormat bold;
     bold.setFontWeight(QFont::Bold);
-    cursor.insertText(QStringLiteral("Bold"), bold);
-    cursor.insertText(QStringLiteral(" plain "), QTextCharFormat());
-    TextAttachments::insert(cursor, {QStringLiteral("dot.png"), pngBytes(), {}});
+    cursor.insertText("Bold", bold);
+    cursor.insertText(" plain ", QTextCharFormat());
+    TextAttachments::insert(cursor, {"dot.png", pngBytes(), {}});
 
     TextConverter rtf;
     ASSERT_TRUE(rtf.setRTFData(source.RTFData()).ok());
-    EXPECT_EQ(rtf.plainString(), QStringLiteral("Bold plain ")) << "plain RTF drops attachments";
+    EXPECT_EQ(rtf.plainString(), "Bold plain ") << "plain RTF drops attachments";
     EXPECT_EQ(rtf.document().begin().begin().fragment().charFormat().fontWeight(), QFont::Bold);
 
     TextConverter rtfd;
@@ -78,24 +77,24 @@ TEST(TextConverterTest, rtfAndRtfdDataRoundTripThroughAFreshConverter)
 
     // Old data may hold plain RTF where RTFD is expected.
     ASSERT_TRUE(rtfd.setRTFDData(source.RTFData()).ok());
-    EXPECT_EQ(rtfd.string(), QStringLiteral("Bold plain "));
+    EXPECT_EQ(rtfd.string(), "Bold plain ");
 }
 
 TEST(TextConverterTest, unreadableDataIsAnErrorAndLeavesNoText)
 {
     TextConverter converter;
-    converter.setString(QStringLiteral("old text"));
+    converter.setString("old text");
     EXPECT_FALSE(converter.setRTFDData(QByteArray("rtfd\0\0\0\0\3\0\0\0\xff\xff\xff\x7f", 16)).ok());
     EXPECT_EQ(converter.string(), QString());
 
-    converter.setString(QStringLiteral("old text"));
+    converter.setString("old text");
     EXPECT_FALSE(converter.setRTFData("not rtf").ok());
     EXPECT_EQ(converter.string(), QString());
 
-    QFile flat(FreshUserTest::testDataPath(QStringLiteral("rtfd/flat/km-styledtext-example1.flatrtfd")));
+    QFile flat(FreshUserTest::testDataPath("rtfd/flat/km-styledtext-example1.flatrtfd"));
     ASSERT_TRUE(flat.open(QIODevice::ReadOnly));
     ASSERT_TRUE(converter.setRTFDData(flat.readAll()).ok());
-    EXPECT_EQ(converter.topLine(), QStringLiteral("ExampleRTFText1"));
+    EXPECT_EQ(converter.topLine(), "ExampleRTFText1");
 }
 
 } // namespace

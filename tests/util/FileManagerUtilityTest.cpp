@@ -25,39 +25,36 @@ QByteArray contents(const QString &path)
 TEST(FileManagerUtilityTest, CopiesAFolderWithEverythingInside)
 {
     QTemporaryDir temp;
-    const QString from = temp.filePath(QStringLiteral("from"));
-    ASSERT_TRUE(QDir().mkpath(from + QStringLiteral("/Note Data/Unused Files")));
-    writeFile(from + QStringLiteral("/JW3Data.jw3datastore"), "tree");
-    writeFile(from + QStringLiteral("/Note Data/1.jw3page"), "page");
-    writeFile(from + QStringLiteral("/.hidden"), "hidden");
-    ASSERT_TRUE(QFile::link(QStringLiteral("JW3Data.jw3datastore"), from + QStringLiteral("/link")));
+    const QString from = temp.filePath("from");
+    ASSERT_TRUE(QDir().mkpath(from + "/Note Data/Unused Files"));
+    writeFile(from + "/JW3Data.jw3datastore", "tree");
+    writeFile(from + "/Note Data/1.jw3page", "page");
+    writeFile(from + "/.hidden", "hidden");
+    ASSERT_TRUE(QFile::link("JW3Data.jw3datastore", from + "/link"));
 
-    const QString to = temp.filePath(QStringLiteral("to"));
+    const QString to = temp.filePath("to");
     ASSERT_TRUE(FileManagerUtility::copyFolderAndContents(from, to).ok());
-    EXPECT_EQ(contents(to + QStringLiteral("/Note Data/1.jw3page")), "page");
-    EXPECT_EQ(contents(to + QStringLiteral("/.hidden")), "hidden");
-    EXPECT_TRUE(QFileInfo(to + QStringLiteral("/Note Data/Unused Files")).isDir());
-    EXPECT_TRUE(QFileInfo(to + QStringLiteral("/link")).isSymLink());
+    EXPECT_EQ(contents(to + "/Note Data/1.jw3page"), "page");
+    EXPECT_EQ(contents(to + "/.hidden"), "hidden");
+    EXPECT_TRUE(QFileInfo(to + "/Note Data/Unused Files").isDir());
+    EXPECT_TRUE(QFileInfo(to + "/link").isSymLink());
 
     EXPECT_FALSE(FileManagerUtility::copyFolderAndContents(from, to).ok()) << "never copies over a folder";
-    EXPECT_FALSE(FileManagerUtility::copyFolderAndContents(
-        temp.filePath(QStringLiteral("none")), temp.filePath(QStringLiteral("x")))
-                     .ok());
+    EXPECT_FALSE(FileManagerUtility::copyFolderAndContents(temp.filePath("none"), temp.filePath("x")).ok());
 }
 
 TEST(FileManagerUtilityTest, RenamesAsideWithoutTakingAnExistingName)
 {
     QTemporaryDir temp;
-    ASSERT_TRUE(QDir().mkpath(temp.filePath(QStringLiteral("a"))));
-    ASSERT_TRUE(QDir().mkpath(temp.filePath(QStringLiteral("b"))));
-    auto first = FileManagerUtility::changeFileNameOfPath(temp.filePath(QStringLiteral("a")), QStringLiteral("Old"));
+    ASSERT_TRUE(QDir().mkpath(temp.filePath("a")));
+    ASSERT_TRUE(QDir().mkpath(temp.filePath("b")));
+    auto first = FileManagerUtility::changeFileNameOfPath(temp.filePath("a"), "Old");
     ASSERT_TRUE(first.ok());
-    EXPECT_EQ(first.value(), temp.filePath(QStringLiteral("Old")));
-    auto second = FileManagerUtility::changeFileNameOfPath(temp.filePath(QStringLiteral("b")), QStringLiteral("Old"));
+    EXPECT_EQ(first.value(), temp.filePath("Old"));
+    auto second = FileManagerUtility::changeFileNameOfPath(temp.filePath("b"), "Old");
     ASSERT_TRUE(second.ok());
-    EXPECT_EQ(second.value(), temp.filePath(QStringLiteral("Old 2")));
-    EXPECT_FALSE(
-        FileManagerUtility::changeFileNameOfPath(temp.filePath(QStringLiteral("gone")), QStringLiteral("x")).ok());
+    EXPECT_EQ(second.value(), temp.filePath("Old 2"));
+    EXPECT_FALSE(FileManagerUtility::changeFileNameOfPath(temp.filePath("gone"), "x").ok());
 }
 
 TEST(FileManagerUtilityTest, ReadsTheNumberANameStartsWith)

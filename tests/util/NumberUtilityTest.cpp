@@ -23,11 +23,8 @@ struct StatementCase
     double expected;
 };
 
-class CalculatorTest : public ::testing::TestWithParam<StatementCase>
-{
-protected:
-    void SetUp() override { Localization::install(); }
-};
+class CalculatorTest : public NumberUtilityTest, public ::testing::WithParamInterface<StatementCase>
+{ };
 
 TEST_P(CalculatorTest, evaluates)
 {
@@ -58,47 +55,46 @@ INSTANTIATE_TEST_SUITE_P(NumberUtility, CalculatorTest,
 
 TEST_F(NumberUtilityTest, divisionByZeroFollowsFloatingPoint)
 {
-    EXPECT_TRUE(std::isinf(numberWithCalcurationStatement(QStringLiteral("1/0"))));
-    EXPECT_TRUE(std::isnan(numberWithCalcurationStatement(QStringLiteral("0/0"))));
+    EXPECT_TRUE(std::isinf(numberWithCalcurationStatement("1/0")));
+    EXPECT_TRUE(std::isnan(numberWithCalcurationStatement("0/0")));
 }
 
 TEST_F(NumberUtilityTest, bracketExpansionResolvesInnermostGroups)
 {
-    const QString open = QStringLiteral("(");
-    const QString close = QStringLiteral(")");
-    EXPECT_EQ(expandBracketOfStatement(QStringLiteral("((1+2)*2)+1"), open, close), QStringLiteral("6.000000+1"));
-    EXPECT_EQ(expandBracketOfStatement(QStringLiteral("1+2"), open, close), QStringLiteral("1+2"));
-    EXPECT_EQ(expandBracketOfStatement(QStringLiteral("(1"), open, close), QStringLiteral("0"));
-    EXPECT_EQ(expandBracketOfStatement(QStringLiteral("(1+2)"), QString(), close), QStringLiteral("(1+2)"));
+    const QString open = "(";
+    const QString close = ")";
+    EXPECT_EQ(expandBracketOfStatement("((1+2)*2)+1", open, close), "6.000000+1");
+    EXPECT_EQ(expandBracketOfStatement("1+2", open, close), "1+2");
+    EXPECT_EQ(expandBracketOfStatement("(1", open, close), "0");
+    EXPECT_EQ(expandBracketOfStatement("(1+2)", QString(), close), "(1+2)");
     // Brackets that the values themselves are made of must not loop forever.
-    EXPECT_EQ(
-        expandBracketOfStatement(QStringLiteral("0."), QStringLiteral("0"), QStringLiteral(".")), QStringLiteral("0"));
+    EXPECT_EQ(expandBracketOfStatement("0.", "0", "."), "0");
 }
 
 TEST_F(NumberUtilityTest, durationsInOneUnitAreCutNotRounded)
 {
-    EXPECT_EQ(timeStringFromSecond(5400), QStringLiteral("1.5 Hours"));
-    EXPECT_EQ(timeStringFromSecond(45000), QStringLiteral("12 Hours"));
-    EXPECT_EQ(timeStringFromSecond(1e6), QStringLiteral("277 Hours"));
-    EXPECT_EQ(timeStringFromSecond(3600), QStringLiteral("60 Minutes"));
-    EXPECT_EQ(timeStringFromSecond(90), QStringLiteral("1.5 Minutes"));
-    EXPECT_EQ(timeStringFromSecond(119), QStringLiteral("1.9 Minutes"));
-    EXPECT_EQ(timeStringFromSecond(60), QStringLiteral("60 Seconds"));
-    EXPECT_EQ(timeStringFromSecond(7.4), QStringLiteral("7 Seconds"));
-    EXPECT_EQ(timeStringFromSecond(0.25), QStringLiteral("0.2 Seconds"));
-    EXPECT_EQ(timeStringFromSecond(0), QStringLiteral("0 Seconds"));
+    EXPECT_EQ(timeStringFromSecond(5400), "1.5 Hours");
+    EXPECT_EQ(timeStringFromSecond(45000), "12 Hours");
+    EXPECT_EQ(timeStringFromSecond(1e6), "277 Hours");
+    EXPECT_EQ(timeStringFromSecond(3600), "60 Minutes");
+    EXPECT_EQ(timeStringFromSecond(90), "1.5 Minutes");
+    EXPECT_EQ(timeStringFromSecond(119), "1.9 Minutes");
+    EXPECT_EQ(timeStringFromSecond(60), "60 Seconds");
+    EXPECT_EQ(timeStringFromSecond(7.4), "7 Seconds");
+    EXPECT_EQ(timeStringFromSecond(0.25), "0.2 Seconds");
+    EXPECT_EQ(timeStringFromSecond(0), "0 Seconds");
     EXPECT_EQ(timeStringFromSecond(-1), QString());
 }
 
 TEST_F(NumberUtilityTest, detailedDurationsPadAndKeepStrictThresholds)
 {
-    EXPECT_EQ(detailedTimeStringFromSecond(90061), QStringLiteral("1 Days01 Hours01 Minutes01.00 Seconds"));
-    EXPECT_EQ(detailedTimeStringFromSecond(2 * 86400 + 5), QStringLiteral("2 Days00 Hours00 Minutes05.00 Seconds"));
-    EXPECT_EQ(detailedTimeStringFromSecond(3725.5), QStringLiteral("01 Hours02 Minutes05.50 Seconds"));
-    EXPECT_EQ(detailedTimeStringFromSecond(12 * 3600 + 30), QStringLiteral("12 Hours00 Minutes30.00 Seconds"));
-    EXPECT_EQ(detailedTimeStringFromSecond(3600), QStringLiteral("60 Minutes00.00 Seconds"));
-    EXPECT_EQ(detailedTimeStringFromSecond(60), QStringLiteral("60.00 Seconds"));
-    EXPECT_EQ(detailedTimeStringFromSecond(9.999), QStringLiteral("010.00 Seconds"));
+    EXPECT_EQ(detailedTimeStringFromSecond(90061), "1 Days01 Hours01 Minutes01.00 Seconds");
+    EXPECT_EQ(detailedTimeStringFromSecond(2 * 86400 + 5), "2 Days00 Hours00 Minutes05.00 Seconds");
+    EXPECT_EQ(detailedTimeStringFromSecond(3725.5), "01 Hours02 Minutes05.50 Seconds");
+    EXPECT_EQ(detailedTimeStringFromSecond(12 * 3600 + 30), "12 Hours00 Minutes30.00 Seconds");
+    EXPECT_EQ(detailedTimeStringFromSecond(3600), "60 Minutes00.00 Seconds");
+    EXPECT_EQ(detailedTimeStringFromSecond(60), "60.00 Seconds");
+    EXPECT_EQ(detailedTimeStringFromSecond(9.999), "010.00 Seconds");
     EXPECT_EQ(detailedTimeStringFromSecond(-3), QString());
 }
 

@@ -18,134 +18,124 @@ const QString kNone = QString();
 
 TEST_F(StringMarkersTest, replacingAndRemovingIsLiteralAndTakesEveryOccurrence)
 {
-    EXPECT_EQ(
-        replaceStringFrom(QStringLiteral("a-b-c"), QStringLiteral("-"), QStringLiteral("+")), QStringLiteral("a+b+c"));
-    EXPECT_EQ(
-        replaceStringFrom(QStringLiteral("aAa"), QStringLiteral("a"), QStringLiteral("x")), QStringLiteral("xAx"));
-    EXPECT_EQ(replaceStringFrom(QStringLiteral("abc"), kNone, QStringLiteral("x")), QStringLiteral("abc"));
-    EXPECT_EQ(replaceStringFrom(kNone, QStringLiteral("a"), QStringLiteral("x")), QString());
-    EXPECT_EQ(removeString(QStringLiteral("a.b.c"), QStringLiteral(".")), QStringLiteral("abc"));
-    EXPECT_EQ(removeString(QStringLiteral("abc"), kNone), QStringLiteral("abc"));
+    EXPECT_EQ(replaceStringFrom("a-b-c", "-", "+"), "a+b+c");
+    EXPECT_EQ(replaceStringFrom("aAa", "a", "x"), "xAx");
+    EXPECT_EQ(replaceStringFrom("abc", kNone, "x"), "abc");
+    EXPECT_EQ(replaceStringFrom(kNone, "a", "x"), QString());
+    EXPECT_EQ(removeString("a.b.c", "."), "abc");
+    EXPECT_EQ(removeString("abc", kNone), "abc");
 }
 
 TEST_F(StringMarkersTest, rangeRunsFromTheFirstStartToTheNextEnd)
 {
-    const QString text = QStringLiteral("]x[a]y[b]");
-    EXPECT_EQ(rangeOfStringFrom(text, QStringLiteral("["), QStringLiteral("]")), (Range{2, 3}));
+    const QString text = "]x[a]y[b]";
+    EXPECT_EQ(rangeOfStringFrom(text, "[", "]"), (Range{2, 3}));
     // Misses and empty arguments give the empty range at 0.
-    EXPECT_EQ(rangeOfStringFrom(text, QStringLiteral("{"), QStringLiteral("]")), Range{});
-    EXPECT_EQ(rangeOfStringFrom(QStringLiteral("a[b"), QStringLiteral("["), QStringLiteral("]")), Range{});
-    EXPECT_EQ(rangeOfStringFrom(text, kNone, QStringLiteral("]")), Range{});
-    EXPECT_EQ(rangeOfStringFrom(kNone, QStringLiteral("["), QStringLiteral("]")), Range{});
+    EXPECT_EQ(rangeOfStringFrom(text, "{", "]"), Range{});
+    EXPECT_EQ(rangeOfStringFrom("a[b", "[", "]"), Range{});
+    EXPECT_EQ(rangeOfStringFrom(text, kNone, "]"), Range{});
+    EXPECT_EQ(rangeOfStringFrom(kNone, "[", "]"), Range{});
 
     // Within a range, the end has to lie inside it too.
-    EXPECT_EQ(rangeOfStringFrom(text, QStringLiteral("["), QStringLiteral("]"), Range{3, 6}), (Range{6, 3}));
-    EXPECT_EQ(rangeOfStringFrom(text, QStringLiteral("["), QStringLiteral("]"), Range{6, 2}), Range{});
-    EXPECT_EQ(rangeOfStringFrom(text, QStringLiteral("["), QStringLiteral("]"), Range{5, 50}), Range{});
-    EXPECT_EQ(rangeOfStringFrom(text, QStringLiteral("["), QStringLiteral("]"), Range{-1, 3}), Range{});
+    EXPECT_EQ(rangeOfStringFrom(text, "[", "]", Range{3, 6}), (Range{6, 3}));
+    EXPECT_EQ(rangeOfStringFrom(text, "[", "]", Range{6, 2}), Range{});
+    EXPECT_EQ(rangeOfStringFrom(text, "[", "]", Range{5, 50}), Range{});
+    EXPECT_EQ(rangeOfStringFrom(text, "[", "]", Range{-1, 3}), Range{});
 }
 
 TEST_F(StringMarkersTest, removingMarkedTextTakesEverySpanOrEveryCopy)
 {
     // removeStringFrom deletes every copy of the first span, not other spans.
-    EXPECT_EQ(removeStringFrom(QStringLiteral("<a>1<a>2<b>"), QStringLiteral("<"), QStringLiteral(">")),
-        QStringLiteral("12<b>"));
-    EXPECT_EQ(removeStringFrom(QStringLiteral("no marks"), QStringLiteral("<"), QStringLiteral(">")),
-        QStringLiteral("no marks"));
+    EXPECT_EQ(removeStringFrom("<a>1<a>2<b>", "<", ">"), "12<b>");
+    EXPECT_EQ(removeStringFrom("no marks", "<", ">"), "no marks");
 
-    EXPECT_EQ(removeAllStringStartFrom(QStringLiteral("a/*x*/b/*y*/c"), QStringLiteral("/*"), QStringLiteral("*/")),
-        QStringLiteral("abc"));
+    EXPECT_EQ(removeAllStringStartFrom("a/*x*/b/*y*/c", "/*", "*/"), "abc");
     // A start without an end, and all after it, stays.
-    EXPECT_EQ(removeAllStringStartFrom(QStringLiteral("a<b>c<d"), QStringLiteral("<"), QStringLiteral(">")),
-        QStringLiteral("ac<d"));
-    EXPECT_EQ(removeAllStringStartFrom(QStringLiteral("a<<b>c"), QStringLiteral("<"), QStringLiteral(">")),
-        QStringLiteral("ac"));
-    EXPECT_EQ(removeAllStringStartFrom(QStringLiteral("abc"), kNone, kNone), QStringLiteral("abc"));
+    EXPECT_EQ(removeAllStringStartFrom("a<b>c<d", "<", ">"), "ac<d");
+    EXPECT_EQ(removeAllStringStartFrom("a<<b>c", "<", ">"), "ac");
+    EXPECT_EQ(removeAllStringStartFrom("abc", kNone, kNone), "abc");
 }
 
 TEST_F(StringMarkersTest, htmlLosesItsTagsAndOnlyFiveEntities)
 {
-    EXPECT_EQ(removeAllHTMLTag(QStringLiteral("a<b>c</b>d")), QStringLiteral("acd"));
-    EXPECT_EQ(removeAllHTMLTag(QStringLiteral("a<b")), QStringLiteral("a<b"));
-    EXPECT_EQ(removeAllHTMLTag(QStringLiteral("x &amp;lt; y")), QStringLiteral("x &lt; y"));
-    EXPECT_EQ(arrangeHTMLString(QStringLiteral("&lt;p&gt; &quot;a&quot;&nbsp;&amp; &#38; &LT; &eacute;")),
-        QStringLiteral("<p> \"a\" & &#38; &LT; &eacute;"));
+    EXPECT_EQ(removeAllHTMLTag("a<b>c</b>d"), "acd");
+    EXPECT_EQ(removeAllHTMLTag("a<b"), "a<b");
+    EXPECT_EQ(removeAllHTMLTag("x &amp;lt; y"), "x &lt; y");
+    EXPECT_EQ(
+        arrangeHTMLString("&lt;p&gt; &quot;a&quot;&nbsp;&amp; &#38; &LT; &eacute;"), "<p> \"a\" & &#38; &LT; &eacute;");
 }
 
 TEST_F(StringMarkersTest, substringsBetweenMarkersIgnoreCase)
 {
-    const QString text = QStringLiteral("Title: <B>Bold</b> end");
-    EXPECT_EQ(substringFrom(text, QStringLiteral("<b>"), QStringLiteral("</B>")), QStringLiteral("Bold"));
-    EXPECT_EQ(substringFrom(text, QStringLiteral("<i>"), QStringLiteral("</i>")), std::nullopt);
-    EXPECT_EQ(substringFrom(text, QStringLiteral("<b>"), QStringLiteral("<i>")), std::nullopt);
-    EXPECT_EQ(substringFrom(QStringLiteral("<b></b>"), QStringLiteral("<b>"), QStringLiteral("</b>")), std::nullopt);
-    EXPECT_EQ(substringFrom(QStringLiteral("x<b>"), QStringLiteral("<b>"), QStringLiteral("<")), std::nullopt);
-    EXPECT_EQ(substringFrom(text, kNone, QStringLiteral("end")), std::nullopt);
+    const QString text = "Title: <B>Bold</b> end";
+    EXPECT_EQ(substringFrom(text, "<b>", "</B>"), "Bold");
+    EXPECT_EQ(substringFrom(text, "<i>", "</i>"), std::nullopt);
+    EXPECT_EQ(substringFrom(text, "<b>", "<i>"), std::nullopt);
+    EXPECT_EQ(substringFrom("<b></b>", "<b>", "</b>"), std::nullopt);
+    EXPECT_EQ(substringFrom("x<b>", "<b>", "<"), std::nullopt);
+    EXPECT_EQ(substringFrom(text, kNone, "end"), std::nullopt);
 
     // The start is looked for in the range, the end anywhere after it.
-    EXPECT_EQ(
-        substringFrom(text, QStringLiteral("<b>"), QStringLiteral("end"), Range{7, 3}), QStringLiteral("Bold</b> "));
-    EXPECT_EQ(substringFrom(text, QStringLiteral("<b>"), QStringLiteral("end"), Range{8, 10}), std::nullopt);
-    EXPECT_EQ(substringFrom(text, QStringLiteral("<b>"), QStringLiteral("end"), Range{7, 100}), std::nullopt);
+    EXPECT_EQ(substringFrom(text, "<b>", "end", Range{7, 3}), "Bold</b> ");
+    EXPECT_EQ(substringFrom(text, "<b>", "end", Range{8, 10}), std::nullopt);
+    EXPECT_EQ(substringFrom(text, "<b>", "end", Range{7, 100}), std::nullopt);
 }
 
 TEST_F(StringMarkersTest, substringsAfterAndBeforeAMarker)
 {
-    const QString path = QStringLiteral("a/B/c");
-    EXPECT_EQ(substringFrom(path, QStringLiteral("/")), QStringLiteral("B/c"));
-    EXPECT_EQ(substringFromBackward(path, QStringLiteral("/"), true), QStringLiteral("c"));
-    EXPECT_EQ(substringFromBackward(path, QStringLiteral("/"), false), QStringLiteral("B/c"));
-    EXPECT_EQ(substringFrom(path, QStringLiteral("b/")), QStringLiteral("c"));
-    EXPECT_EQ(substringFrom(path, QStringLiteral("c")), std::nullopt);
-    EXPECT_EQ(substringFrom(path, QStringLiteral("x")), std::nullopt);
+    const QString path = "a/B/c";
+    EXPECT_EQ(substringFrom(path, "/"), "B/c");
+    EXPECT_EQ(substringFromBackward(path, "/", true), "c");
+    EXPECT_EQ(substringFromBackward(path, "/", false), "B/c");
+    EXPECT_EQ(substringFrom(path, "b/"), "c");
+    EXPECT_EQ(substringFrom(path, "c"), std::nullopt);
+    EXPECT_EQ(substringFrom(path, "x"), std::nullopt);
 
-    EXPECT_EQ(substringTo(path, QStringLiteral("/")), QStringLiteral("a"));
-    EXPECT_EQ(substringToBackward(path, QStringLiteral("/"), true), QStringLiteral("a/B"));
-    EXPECT_EQ(substringTo(path, QStringLiteral("A")), std::nullopt);
-    EXPECT_EQ(substringToBackward(path, QStringLiteral("x"), true), std::nullopt);
+    EXPECT_EQ(substringTo(path, "/"), "a");
+    EXPECT_EQ(substringToBackward(path, "/", true), "a/B");
+    EXPECT_EQ(substringTo(path, "A"), std::nullopt);
+    EXPECT_EQ(substringToBackward(path, "x", true), std::nullopt);
 }
 
 TEST_F(StringMarkersTest, stringsFileEscapesAreUndoneInOrder)
 {
-    EXPECT_EQ(escapeForStringsFile(QStringLiteral("a\\\\b")), QStringLiteral("a\\b"));
+    EXPECT_EQ(escapeForStringsFile("a\\\\b"), "a\\b");
     // A quote comes out escaped whether it went in escaped or not.
-    EXPECT_EQ(escapeForStringsFile(QStringLiteral("say \\\"hi\" now")), QStringLiteral("say \\\"hi\\\" now"));
-    EXPECT_EQ(escapeForStringsFile(QStringLiteral("a\\;b;c")), QStringLiteral("a;b;c"));
+    EXPECT_EQ(escapeForStringsFile("say \\\"hi\" now"), "say \\\"hi\\\" now");
+    EXPECT_EQ(escapeForStringsFile("a\\;b;c"), "a;b;c");
     // Doubled backslashes are undone first: only a tripled one before "n" makes a line break.
-    EXPECT_EQ(escapeForStringsFile(QStringLiteral("a\\\\\\nb")), QStringLiteral("a\nb"));
-    EXPECT_EQ(escapeForStringsFile(QStringLiteral("a\\nb")), QStringLiteral("a\\nb"));
+    EXPECT_EQ(escapeForStringsFile("a\\\\\\nb"), "a\nb");
+    EXPECT_EQ(escapeForStringsFile("a\\nb"), "a\\nb");
 }
 
 TEST_F(StringMarkersTest, percentEscapingLeavesEscapedTextAlone)
 {
-    EXPECT_EQ(escapedStringWithPercent(QStringLiteral("a b")), QStringLiteral("a%20b"));
-    EXPECT_EQ(
-        escapedStringWithPercent(QStringLiteral("http://x.org/p?q=1&r=#f")), QStringLiteral("http://x.org/p?q=1&r=#f"));
-    EXPECT_EQ(escapedStringWithPercent(QString::fromUtf8("日本")), QStringLiteral("%E6%97%A5%E6%9C%AC"));
-    EXPECT_EQ(escapedStringWithPercent(QStringLiteral("<a|b>")), QStringLiteral("%3Ca%7Cb%3E"));
+    EXPECT_EQ(escapedStringWithPercent("a b"), "a%20b");
+    EXPECT_EQ(escapedStringWithPercent("http://x.org/p?q=1&r=#f"), "http://x.org/p?q=1&r=#f");
+    EXPECT_EQ(escapedStringWithPercent(QString::fromUtf8("日本")), "%E6%97%A5%E6%9C%AC");
+    EXPECT_EQ(escapedStringWithPercent("<a|b>"), "%3Ca%7Cb%3E");
     // Only "%" would change: taken as escaped already.
-    EXPECT_EQ(escapedStringWithPercent(QStringLiteral("a%20b")), QStringLiteral("a%20b"));
-    EXPECT_EQ(escapedStringWithPercent(QStringLiteral("100%")), QStringLiteral("100%"));
-    EXPECT_EQ(escapedStringWithPercent(QStringLiteral("50% off")), QStringLiteral("50%25%20off"));
+    EXPECT_EQ(escapedStringWithPercent("a%20b"), "a%20b");
+    EXPECT_EQ(escapedStringWithPercent("100%"), "100%");
+    EXPECT_EQ(escapedStringWithPercent("50% off"), "50%25%20off");
 }
 
 TEST_F(StringMarkersTest, backslashesGoBeforeTheCharacterButNotNearTheStart)
 {
-    const QString quote = QStringLiteral("\"");
-    EXPECT_EQ(
-        stringByAppendingBackSlashForCharacter(QStringLiteral("say \"hi\""), quote), QStringLiteral("say \\\"hi\\\""));
-    EXPECT_EQ(stringByAppendingBackSlashForCharacter(QStringLiteral("a\"b"), quote), QStringLiteral("a\"b"));
-    EXPECT_EQ(stringByAppendingBackSlashForCharacter(QStringLiteral("abc\\\"d"), quote), QStringLiteral("abc\\\"d"));
-    EXPECT_EQ(stringByAppendingBackSlashForCharacter(QStringLiteral("abc"), kNone), QStringLiteral("abc"));
+    const QString quote = "\"";
+    EXPECT_EQ(stringByAppendingBackSlashForCharacter("say \"hi\"", quote), "say \\\"hi\\\"");
+    EXPECT_EQ(stringByAppendingBackSlashForCharacter("a\"b", quote), "a\"b");
+    EXPECT_EQ(stringByAppendingBackSlashForCharacter("abc\\\"d", quote), "abc\\\"d");
+    EXPECT_EQ(stringByAppendingBackSlashForCharacter("abc", kNone), "abc");
 }
 
 TEST_F(StringMarkersTest, cutPositionPrefersLineBreaksThenStopsWithinTheWindow)
 {
-    const QString shortText = QStringLiteral("short");
+    const QString shortText = "short";
     EXPECT_EQ(dividePointUpToLength(shortText, 10), 5);
     EXPECT_EQ(dividePointUpToLength(shortText, 5), 5);
 
-    const QString text = QStringLiteral("line one\nmore. And a sentence. ") + QString(300, u'x');
+    const QString text = "line one\nmore. And a sentence. " + QString(300, u'x');
     EXPECT_EQ(dividePointUpToLength(text, 30), 9);         // the line break beats the nearer stops
     EXPECT_EQ(dividePointUpToLength(text, 8), 8);          // nothing before the limit
     EXPECT_EQ(dividePointUpToLength(text.mid(9), 25), 21); // the last stop before the limit
