@@ -6,14 +6,11 @@
 //
 // The moments are drawn from a seed (JW_CRASH_SEED, else a fixed one) that
 // every failure names, so a failing run can be repeated.
-#include "common/FreshUserTest.h"
-#include "model/ApplicationTree.h"
-#include "model/DataStore.h"
+#include "DataFolder.h"
 #include "platform/base/FileContents.h"
 #include "platform/settings/FolderPaths.h"
 #include "platform/archive/PropertyList.h"
 #include "platform/richtext/TextConverter.h"
-#include "platform/settings/UserDefaults.h"
 
 #include <gtest/gtest.h>
 
@@ -26,7 +23,6 @@
 #include <QProcess>
 #include <QRegularExpression>
 #include <QSet>
-#include <QTemporaryDir>
 #include <QThread>
 
 #include <signal.h>
@@ -80,32 +76,24 @@ std::optional<FileIdentity> identityOf(const QString &path)
         info.st_ino, qint64(info.st_size), qint64(info.st_ctim.tv_sec) * 1'000'000'000 + info.st_ctim.tv_nsec};
 }
 
-class CrashSafetyTest : public FreshUserTest
+class CrashSafetyTest : public DataFolderTest
 {
 protected:
     void SetUp() override
     {
-        FreshUserTest::SetUp();
-        ASSERT_TRUE(m_work.isValid());
-        m_folder = m_work.path() + QStringLiteral("/data");
-        m_journalPath = m_work.path() + QStringLiteral("/journal");
-        const QString childHome = m_work.path() + QStringLiteral("/child");
+        DataFolderTest::SetUp();
+        m_journalPath = home() + QStringLiteral("/journal");
+        const QString childHome = home() + QStringLiteral("/child");
         for (const QString &sub : {QStringLiteral("/config"), QStringLiteral("/data")})
             ASSERT_TRUE(QDir().mkpath(childHome + sub));
         m_environment = QProcessEnvironment::systemEnvironment();
         m_environment.insert(QStringLiteral("HOME"), childHome);
         m_environment.insert(QStringLiteral("XDG_CONFIG_HOME"), childHome + QStringLiteral("/config"));
         m_environment.insert(QStringLiteral("XDG_DATA_HOME"), childHome + QStringLiteral("/data"));
-        m_environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), m_work.path());
+        m_environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), home());
         m_environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
         const QByteArray seed = qgetenv("JW_CRASH_SEED");
         m_seed = seed.isEmpty() ? kDefaultSeed : seed.toUInt();
-    }
-
-    void TearDown() override
-    {
-        ApplicationTree::setRootMemo(nullptr);
-        FreshUserTest::TearDown();
     }
 
     // Starts the child for @p round and waits until its tree is loaded or made and saved.
@@ -113,7 +101,7 @@ protected:
     {
         child.setProcessEnvironment(m_environment);
         child.start(QCoreApplication::applicationDirPath() + QStringLiteral("/jw-save-loop"),
-            {m_folder, m_journalPath, QString::number(round), QString::number(kPages), QString::number(kTextBytes),
+            {folder(), m_journalPath, QString::number(round), QString::number(kPages), QString::number(kTextBytes),
                 QString::number(m_seed)});
         ASSERT_TRUE(child.waitForStarted())
             << "jw-save-loop, built with the tests, cannot be started: " << child.errorString().toStdString();
@@ -168,7 +156,7 @@ protected:
     void checkFiles(const QHash<Version, QByteArray> &journal)
     {
         static const QRegularExpression pageFileName(QStringLiteral("^(\\d+)\\.jw3page$"));
-        const QDir noteData(m_folder + QStringLiteral("/Note Data"));
+        const QDir noteData(folder() + QStringLiteral("/Note Data"));
         QHash<qint64, CheckedFile> present;
         for (const QFileInfo &entry : noteData.entryInfoList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot)) {
             const QString name = entry.fileName();
@@ -198,7 +186,7 @@ protected:
         }
         m_checkedFiles = present;
         const QStringList storeNames = {QStringLiteral("JW3Data.jw3datastore"), QStringLiteral("JW3Data.jw3settings")};
-        for (const QString &name : QDir(m_folder).entryList(QDir::Files | QDir::Hidden)) {
+        for (const QString &name : QDir(folder()).entryList(QDir::Files | QDir::Hidden)) {
             EXPECT_FALSE(!storeNames.contains(name)
                 && (name.endsWith(QStringLiteral(".jw3datastore")) || name.endsWith(QStringLiteral(".jw3settings"))))
                 << "a stray file looks like the data store's: " << name.toStdString();
@@ -212,14 +200,13 @@ protected:
         UserDefaults::resetStandardUserDefaults();
         QFile::remove(UserDefaults::standardFilePath());
         UserDefaults::resetStandardUserDefaults();
-        UserDefaults::standardUserDefaults().setValue(QStringLiteral("dataFolderPath"), m_folder);
+        defaults().setValue(QStringLiteral("dataFolderPath"), folder());
 
-        DataStore store;
-        store.loadNoteData();
-        ASSERT_TRUE(store.problems().isEmpty()) << store.problems().join(u'\n').toStdString();
-        ASSERT_TRUE(store.rootMemo());
+        const auto store = loadedStore();
+        ASSERT_TRUE(store->problems().isEmpty()) << store->problems().join(u'\n').toStdString();
+        ASSERT_TRUE(store->rootMemo());
         QSet<qint64> ids;
-        for (const MemoPtr &page : store.tree().arrayOfMemos(store.rootMemo())) {
+        for (const MemoPtr &page : store->tree().arrayOfMemos(store->rootMemo())) {
             const qint64 id = page->memoID();
             // Two pages with one ID would share, and overwrite, one page file.
             EXPECT_FALSE(ids.contains(id)) << "two pages have the ID " << id;
@@ -241,8 +228,6 @@ protected:
         m_knownIDs = ids;
     }
 
-    QTemporaryDir m_work;
-    QString m_folder;
     QString m_journalPath;
     QProcessEnvironment m_environment;
     quint32 m_seed = kDefaultSeed;

@@ -2,7 +2,6 @@
 #include "RecordArchives.h"
 #include "model/JWWindowAttribute.h"
 #include "model/WindowAttributeCoding.h"
-#include "platform/typedstream/TypedStreamDecoder.h"
 #include "platform/typedstream/TypedStreamReader.h"
 #include "platform/typedstream/TypedStreamWriter.h"
 
@@ -67,39 +66,15 @@ struct FakeMemo
 
 } // namespace
 
-TEST(JWWindowAttributeTest, exactlyTheRecordsKeysAreProperties)
-{
-    // The defaults are checked where a new record is archived byte for byte.
-    const JWWindowAttribute record;
-    EXPECT_FALSE(record.tabItems().has_value());
-    EXPECT_TRUE(record.value(QStringLiteral("tabItems")).isNull());
-
-    QStringList keys = propertyNames();
-    keys.sort();
-    QStringList wanted{"selectionID", "windowFrame", "windowFrameStr", "webWindowFrame", "showPageHandle", "floating",
-        "showDrawer", "drawerEdge", "drawerSize", "iconized", "iconWindowFrame", "iconFrameStr", "rulerIsVisible",
-        "continuousSpellChecking", "iconWindowChangeAlphaValue", "iconWindowAlphaValue", "iconWindowAlphaValueAtPoint",
-        "iconWindowMoveSpaces", "noteWindowChangeAlphaValue", "noteWindowAlphaValue", "noteWindowAlphaValueAtPoint",
-        "showWebControlBar", "tabItems", "selectedTabIndex"};
-    wanted.sort();
-    EXPECT_EQ(keys, wanted);
-}
-
-TEST(JWWindowAttributeTest, settingByKeyRunsTheSetterAndSignalsOnlyRealChanges)
+TEST(JWWindowAttributeTest, settingByKeyRunsTheSetterSignalsOnlyRealChangesAndTakesTabsAsNumbers)
 {
     JWWindowAttribute record;
     QSignalSpy floating(&record, &JWWindowAttribute::floatingChanged);
-    QSignalSpy frame(&record, &JWWindowAttribute::windowFrameChanged);
 
+    EXPECT_TRUE(record.setValue(QStringLiteral("floating"), true));
     EXPECT_TRUE(record.setValue(QStringLiteral("floating"), true));
     EXPECT_TRUE(record.floating());
     EXPECT_EQ(floating.count(), 1);
-    EXPECT_TRUE(record.setValue(QStringLiteral("floating"), true));
-    EXPECT_EQ(floating.count(), 1);
-
-    EXPECT_TRUE(record.setProperty("windowFrame", QRectF(1, 2, 3, 4)));
-    EXPECT_EQ(record.windowFrame(), QRectF(1, 2, 3, 4));
-    EXPECT_EQ(frame.count(), 1);
 
     // A double from a script lands in a float field.
     EXPECT_TRUE(record.setValue(QStringLiteral("noteWindowAlphaValue"), 0.25));
@@ -121,44 +96,22 @@ TEST(JWWindowAttributeTest, settingByKeyRunsTheSetterAndSignalsOnlyRealChanges)
     record.setValue(QStringLiteral("tabItems"), QVariant());
     EXPECT_FALSE(record.tabItems().has_value());
     EXPECT_EQ(tabs.count(), 2);
-}
 
-TEST(JWWindowAttributeTest, geometryStringSettersParseLeniently)
-{
-    JWWindowAttribute record;
-    record.setWindowRectString(QStringLiteral("{{10, 20}, {300, 400}}"));
-    EXPECT_EQ(record.windowFrame(), QRectF(10, 20, 300, 400));
-    record.setIconWindowRectString(QStringLiteral("{{1.5,-2},{3"));
-    EXPECT_EQ(record.iconWindowFrame(), QRectF(1.5, -2, 3, 0));
-    record.setDrawerSizeString(QStringLiteral("{250, 1e2}"));
-    EXPECT_EQ(record.drawerSize(), QSizeF(250, 100));
-    record.setDrawerSizeString(QStringLiteral("garbage"));
-    EXPECT_EQ(record.drawerSize(), QSizeF(0, 0));
-    record.setWindowRectString(QStringLiteral("{{1e999, 2}, {3, 4}}"));
-    EXPECT_EQ(record.windowFrame(), QRectF(0, 2, 3, 4));
-}
-
-TEST(JWWindowAttributeTest, tabDictGivesTheMemoIDsInValueOrder)
-{
-    JWWindowAttribute record;
-    QMap<QString, std::shared_ptr<FakeMemo>> tabs;
-    tabs.insert(QStringLiteral("b"), std::make_shared<FakeMemo>(FakeMemo{7}));
-    tabs.insert(QStringLiteral("a"), std::make_shared<FakeMemo>(FakeMemo{42}));
-    record.setTabDict(tabs);
+    // From the window's tabs: their pages' IDs in value order; no tabs is an empty list, not nil.
+    QMap<QString, std::shared_ptr<FakeMemo>> pages;
+    pages.insert(QStringLiteral("b"), std::make_shared<FakeMemo>(FakeMemo{7}));
+    pages.insert(QStringLiteral("a"), std::make_shared<FakeMemo>(FakeMemo{42}));
+    record.setTabDict(pages);
     EXPECT_EQ(record.tabItems(), (QList<qint64>{42, 7}));
-
     record.setTabDict(QMap<QString, std::shared_ptr<FakeMemo>>());
-    ASSERT_TRUE(record.tabItems().has_value());
-    EXPECT_TRUE(record.tabItems()->isEmpty());
-    EXPECT_FALSE(record.value(QStringLiteral("tabItems")).isNull());
+    EXPECT_EQ(record.tabItems(), std::optional<QList<qint64>>(QList<qint64>()));
 }
 
-TEST(JWWindowAttributeTest, copyCarriesTheListedFieldsAndStaysIndependent)
+TEST(JWWindowAttributeTest, copyCarriesTheListedFieldsOnly)
 {
     const WindowAttributePtr original = unusualRecord();
     const WindowAttributePtr copy = original->copy();
-    ASSERT_TRUE(copy);
-    ASSERT_NE(copy.get(), original.get());
+    ASSERT_TRUE(copy && copy.get() != original.get());
 
     const JWWindowAttribute defaults;
     const QStringList notCopied{QStringLiteral("drawerSize"), QStringLiteral("iconWindowFrame"),
@@ -167,12 +120,6 @@ TEST(JWWindowAttributeTest, copyCarriesTheListedFieldsAndStaysIndependent)
         const QVariant expected = notCopied.contains(key) ? defaults.value(key) : original->value(key);
         EXPECT_EQ(copy->value(key), expected) << key.toStdString();
     }
-    EXPECT_TRUE(copy->dynamicPropertyNames().isEmpty());
-
-    copy->setFloating(false);
-    copy->setWindowFrameStr(QStringLiteral("changed"));
-    EXPECT_TRUE(original->floating());
-    EXPECT_EQ(original->windowFrameStr(), QStringLiteral("10 -20 640 480 0 0 1920 1080"));
 }
 
 TEST(JWWindowAttributeTest, archivesADefaultRecordByteForByte)
@@ -217,29 +164,12 @@ TEST(JWWindowAttributeTest, archiveRoundTripKeepsEveryValueAndResetsTheLiveIconS
         EXPECT_EQ(decoded.value()->value(key), expected->value(key)) << key.toStdString();
 
     // nil and empty tabs stay apart.
-    original->setTabItems(QList<qint64>());
-    auto empty = kRecords.unarchive(kRecords.archive(original));
-    ASSERT_TRUE(empty.ok());
-    ASSERT_TRUE(empty.value()->tabItems().has_value());
-    EXPECT_TRUE(empty.value()->tabItems()->isEmpty());
-    original->setTabItems(std::nullopt);
-    auto none = kRecords.unarchive(kRecords.archive(original));
-    ASSERT_TRUE(none.ok());
-    EXPECT_FALSE(none.value()->tabItems().has_value());
-}
-
-TEST(JWWindowAttributeTest, oneRecordArchivedTwiceIsWrittenOnce)
-{
-    const WindowAttributePtr record = unusualRecord();
-    auto bytes = TypedStreamWriter::archivedDataWithRootObject(
-        QVariantList{QVariant::fromValue(record), QVariant::fromValue(record)}, kRecords.registryAt(4));
-    ASSERT_TRUE(bytes.ok());
-    auto decoded = TypedStreamDecoder::unarchiveObjectWithData(bytes.value(), kRecords.registryAt(4));
-    ASSERT_TRUE(decoded.ok()) << decoded.errorMessage().toStdString();
-    const QVariantList list = decoded.value().toList();
-    ASSERT_EQ(list.size(), 2);
-    EXPECT_EQ(list[0].value<WindowAttributePtr>(), list[1].value<WindowAttributePtr>());
-    EXPECT_EQ(list[0].value<WindowAttributePtr>()->selectionID(), 4711);
+    for (const auto &tabs : {std::optional(QList<qint64>()), std::optional<QList<qint64>>()}) {
+        original->setTabItems(tabs);
+        auto back = kRecords.unarchive(kRecords.archive(original));
+        ASSERT_TRUE(back.ok());
+        EXPECT_EQ(back.value()->tabItems(), tabs);
+    }
 }
 
 class OlderVersionTest : public ::testing::TestWithParam<int>

@@ -3,10 +3,7 @@
 // RTFD, of the current version and of two older ones. The application must
 // read every title, date, colour, tag, flag, window record and text of them,
 // reopen their windows, and keep all of it through its own save and reload.
-#include "common/FreshUserTest.h"
-#include "model/ApplicationTree.h"
-#include "model/DataStore.h"
-#include "model/DataStoreHost.h"
+#include "DataFolder.h"
 #include "model/JWMemo.h"
 #include "model/SettingsFile.h"
 #include "platform/richtext/TextConverter.h"
@@ -85,26 +82,6 @@ QString describe(const JWWindowAttribute &w, bool frameStrings)
     return fields.join(QStringLiteral(" | "));
 }
 
-/** Records what the loader asks of the rest of the application. */
-class StandInHost final : public DataStoreHost
-{
-public:
-    [[nodiscard]] QList<qint64> openWindowRootIDs() const override { return opened; }
-    void openWindowWithID(qint64 memoID) override { opened.append(memoID); }
-    void showMainWindow() override { mainWindowShown = true; }
-    [[nodiscard]] bool hasOpenWindow() const override { return !opened.isEmpty(); }
-    [[nodiscard]] bool isAnyWindowEdited() const override { return false; }
-    [[nodiscard]] bool isApplicationActive() const override { return false; }
-    void closeAllWindows() override { opened.clear(); }
-    void importOldUserDefaults() override { ++oldDefaultsImports; }
-    void reportProblem(const QString &message) override { problems.append(message); }
-
-    QList<qint64> opened;
-    bool mainWindowShown = false;
-    int oldDefaultsImports = 0;
-    QStringList problems;
-};
-
 /** What a folder must hold once read: its pages in pre-order, their windows and texts. */
 struct Expected
 {
@@ -114,29 +91,15 @@ struct Expected
     bool frameStrings = true;
 };
 
-class LegacyDataFolderTest : public FreshUserTest
+class LegacyDataFolderTest : public DataFolderTest
 {
 protected:
-    void SetUp() override
-    {
-        FreshUserTest::SetUp();
-        m_folder = home() + QStringLiteral("/Desktop Data Folder");
-        ASSERT_TRUE(QDir().mkpath(m_folder));
-        UserDefaults::standardUserDefaults().setValue(QStringLiteral("dataFolderPath"), m_folder);
-    }
-
-    void TearDown() override
-    {
-        ApplicationTree::setRootMemo(nullptr);
-        FreshUserTest::TearDown();
-    }
-
     // Copies the fixture folder @p name into the data folder.
     void copyFolder(const QString &name)
     {
         const QString from = testDataPath(QStringLiteral("legacy/") + name);
         for (QDirIterator it(from, QDir::Files, QDirIterator::Subdirectories); it.hasNext();) {
-            const QString to = m_folder + it.next().mid(from.size());
+            const QString to = folder() + it.next().mid(from.size());
             ASSERT_TRUE(QDir().mkpath(QFileInfo(to).absolutePath()));
             ASSERT_TRUE(QFile::copy(it.filePath(), to)) << to.toStdString();
         }
@@ -144,13 +107,13 @@ protected:
 
     QByteArray read(const QString &relativePath) const
     {
-        QFile file(m_folder + u'/' + relativePath);
+        QFile file(folder() + u'/' + relativePath);
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
 
     // Loads the folder and checks it against @p want; answers the windows the loader opened.
     QList<qint64> loadAndCheck(
-        const Expected &want, StandInHost &host, const std::function<void(DataStore &)> &then = {})
+        const Expected &want, StandInWindows &host, const std::function<void(DataStore &)> &then = {})
     {
         DataStore store;
         store.setHost(&host);
@@ -164,7 +127,7 @@ protected:
             EXPECT_EQ(pages[i], want.pages[i]);
         if (then)
             then(store);
-        return host.opened;
+        return host.open;
     }
 
     void checkPage(const MemoPtr &memo, int depth, const Expected &want, QStringList &pages)
@@ -191,8 +154,6 @@ protected:
         for (const MemoPtr &child : memo->children())
             checkPage(child, depth + 1, want, pages);
     }
-
-    QString m_folder;
 };
 
 // Every character of @p word in @p document has the bold weight, or the foreground @p color.
@@ -224,7 +185,7 @@ TEST_F(LegacyDataFolderTest, ReadsEveryPageSettingAndTextOfAPlatformWrittenFolde
 {
     ASSERT_NO_FATAL_FAILURE(copyFolder(QStringLiteral("folder-v5")));
     ASSERT_FALSE(QFile::exists(notePathForID(10))) << "one page has no page file";
-    const QStringList pageFiles = QDir(m_folder + QStringLiteral("/Note Data")).entryList(QDir::Files);
+    const QStringList pageFiles = QDir(folder() + QStringLiteral("/Note Data")).entryList(QDir::Files);
     ASSERT_EQ(pageFiles.size(), 10);
     std::map<QString, QByteArray> before;
     for (const QString &name : pageFiles)
@@ -294,9 +255,9 @@ TEST_F(LegacyDataFolderTest, ReadsEveryPageSettingAndTextOfAPlatformWrittenFolde
         EXPECT_EQ(colour(background.value().value<ArchivedColor>().toColor()), QStringLiteral("1.00 0.98 0.80 1.00"));
     };
 
-    StandInHost host;
+    StandInWindows host;
     const QList<qint64> opened = loadAndCheck(want, host, [&](DataStore &store) {
-        EXPECT_FALSE(host.mainWindowShown);
+        EXPECT_EQ(host.mainWindowShown, 0);
         EXPECT_EQ(host.oldDefaultsImports, 0) << "the settings brought the application version";
         EXPECT_EQ(UserDefaults::standardUserDefaults().integerForKey(QStringLiteral("memoID")), 13)
             << "new pages take IDs above the folder's largest";
@@ -331,7 +292,7 @@ TEST_F(LegacyDataFolderTest, ReadsEveryPageSettingAndTextOfAPlatformWrittenFolde
     // The preferences must now come from the settings file the application wrote.
     for (const QString &key : SettingsFile::preferenceKeys())
         UserDefaults::standardUserDefaults().removeObjectForKey(key);
-    StandInHost again;
+    StandInWindows again;
     EXPECT_EQ(loadAndCheck(want, again), (QList<qint64>{12, 2, 1}));
     checkPreferences();
 }
@@ -362,11 +323,11 @@ TEST_F(LegacyDataFolderTest, ReadsAStoreOfOlderPagesAndSavesItInTheCurrentVersio
                        "60 70 576 432 | 60 70 480 360 0 0 1280 778  | {{0, 0}, {0, 0}}";
     want.texts = {{20, "Tabs\tand rulers"}, {21, "Souvenirs"}, {22, "Petit texte"}}; // 22 has no tags, so no file text
 
-    StandInHost host;
+    StandInWindows host;
     EXPECT_EQ(loadAndCheck(want, host, [](DataStore &store) { ASSERT_TRUE(store.save().ok()); }), QList<qint64>{21});
     EXPECT_TRUE(read(QStringLiteral("JW3Data.jw3datastore")).contains(QByteArray("\x06JWMemo\x05", 8)))
         << "saved in the current version";
-    StandInHost again;
+    StandInWindows again;
     EXPECT_EQ(loadAndCheck(want, again), QList<qint64>{21});
 }
 
@@ -392,15 +353,15 @@ TEST_F(LegacyDataFolderTest, TakesAVersion2TreeKeptInThePreferencesAndWritesTheD
                            "5 6 360 240";
     want.windows[31] = window.arg(QStringLiteral("0 0 48 48"));
 
-    StandInHost host;
+    StandInWindows host;
     EXPECT_EQ(loadAndCheck(want, host), QList<qint64>{31}) << "no settings file: the windows of the preferences";
     EXPECT_EQ(host.oldDefaultsImports, 1) << "no application version yet: older preferences are imported";
     EXPECT_FALSE(defaults.objectForKey(QStringLiteral("rootMemo")).isValid());
-    EXPECT_TRUE(QFile::exists(m_folder + QStringLiteral("/JW3Data.jw3datastore")));
-    EXPECT_TRUE(QFile::exists(m_folder + QStringLiteral("/JW3Data.jw3settings")));
+    EXPECT_TRUE(QFile::exists(folder() + QStringLiteral("/JW3Data.jw3datastore")));
+    EXPECT_TRUE(QFile::exists(folder() + QStringLiteral("/JW3Data.jw3settings")));
 
     want.windows[31] = window.arg(QStringLiteral("0 0 0 0"));
-    StandInHost again;
+    StandInWindows again;
     loadAndCheck(want, again);
 }
 

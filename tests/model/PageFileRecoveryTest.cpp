@@ -1,58 +1,26 @@
 // A data store that cannot be read loses no text: every page file holds its
 // page's title and text, and the pages are rebuilt from them under
 // "Recovered pages".
-#include "common/FreshUserTest.h"
-#include "model/ApplicationTree.h"
-#include "model/DataStore.h"
+#include "DataFolder.h"
 #include "model/PageFile.h"
 #include "platform/settings/FolderPaths.h"
-#include "platform/settings/UserDefaults.h"
 
 #include <gtest/gtest.h>
 
 #include <QDir>
-#include <QFile>
 #include <QRandomGenerator>
 
 #include <map>
 
 namespace {
 
-class PageFileRecoveryTest : public FreshUserTest
-{
-protected:
-    void SetUp() override
-    {
-        FreshUserTest::SetUp();
-        UserDefaults::standardUserDefaults().setValue(
-            QStringLiteral("dataFolderPath"), QString(home() + QStringLiteral("/Data")));
-    }
-    void TearDown() override
-    {
-        ApplicationTree::setRootMemo(nullptr);
-        FreshUserTest::TearDown();
-    }
-
-    static std::unique_ptr<DataStore> loaded()
-    {
-        auto store = std::make_unique<DataStore>();
-        store->loadNoteData();
-        return store;
-    }
-
-    static void overwrite(const QString &path, const QByteArray &bytes)
-    {
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        ASSERT_EQ(file.write(bytes), bytes.size());
-    }
-};
+using PageFileRecoveryTest = DataFolderTest;
 
 TEST_F(PageFileRecoveryTest, PagesComeBackFromTheirFilesAfterTheDataStoreIsLost)
 {
     qint64 alphaID = 0;
     {
-        auto store = loaded();
+        auto store = loadedStore();
         MemoPtr parent = store->rootMemo();
         for (const QString &title : {QStringLiteral("Alpha"), QStringLiteral("Beta"), QStringLiteral("Gamma")}) {
             MemoPtr page = JWMemo::memo();
@@ -74,10 +42,10 @@ TEST_F(PageFileRecoveryTest, PagesComeBackFromTheirFilesAfterTheDataStoreIsLost)
 
     QByteArray noise(4096, '\0');
     QRandomGenerator(7).fillRange(reinterpret_cast<quint32 *>(noise.data()), noise.size() / 4);
-    overwrite(dataFilePath(), noise);
-    overwrite(noteDataFolderPath() + QStringLiteral("/999999.jw3page"), "garbage");
+    writeFile(dataFilePath(), noise);
+    writeFile(noteDataFolderPath() + QStringLiteral("/999999.jw3page"), "garbage");
 
-    auto store = loaded();
+    auto store = loadedStore();
     EXPECT_TRUE(store->setAsideDataFile().startsWith(dataFilePath() + QStringLiteral(".unreadable-")));
     // A page of the new tree holds one of the old IDs: the old page is renumbered, not lost.
     const MemoPtr newcomer = JWMemo::memo();
@@ -93,7 +61,7 @@ TEST_F(PageFileRecoveryTest, PagesComeBackFromTheirFilesAfterTheDataStoreIsLost)
 
     // Saved at once: a new start finds them flat under "Recovered pages", in ID order.
     store.reset();
-    store = loaded();
+    store = loadedStore();
     const MemoPtr parent = store->rootMemo()->children().back();
     EXPECT_EQ(parent->title(), QStringLiteral("Recovered pages"));
     ASSERT_EQ(parent->children().size(), files.size());

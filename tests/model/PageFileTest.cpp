@@ -1,7 +1,6 @@
 // A page's own file: what saving writes, what loading reads back lazily, and
 // when a page must not touch its file at all.
-#include "common/FreshUserTest.h"
-#include "model/ApplicationTree.h"
+#include "DataFolder.h"
 #include "model/JWMemo.h"
 #include "model/MemoCoding.h"
 #include "model/MemoTree.h"
@@ -12,7 +11,6 @@
 #include "platform/richtext/TextConverter.h"
 #include "platform/typedstream/TypedStreamDecoder.h"
 #include "platform/typedstream/TypedStreamWriter.h"
-#include "platform/settings/UserDefaults.h"
 
 #include <gtest/gtest.h>
 
@@ -22,15 +20,9 @@
 
 namespace {
 
-class PageFileTest : public FreshUserTest
+class PageFileTest : public DataFolderTest
 {
 protected:
-    void TearDown() override
-    {
-        ApplicationTree::setRootMemo(nullptr);
-        FreshUserTest::TearDown();
-    }
-
     // A root with one child, made the application's tree.
     MemoPtr treeWithChild()
     {
@@ -48,13 +40,6 @@ protected:
         auto parsed = PropertyList::fromData(bytes.valueOr(QByteArray()));
         EXPECT_TRUE(parsed.ok());
         return parsed.valueOr(QVariant()).toMap();
-    }
-
-    static void writeRaw(qint64 id, const QByteArray &bytes)
-    {
-        QFile file(notePathForID(id));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(bytes);
     }
 
     MemoPtr root;
@@ -126,7 +111,7 @@ TEST_F(PageFileTest, TextAndPlainFlagComeFromTheFileOnFirstUse)
     MemoPtr other = JWMemo::bareMemo();
     other->setMemoID(42);
     other->setPlainText(QStringLiteral("kept in the tree"));
-    writeRaw(42, "<?xml version=\"1.0\"?><plist><dict><key>memoData</key>");
+    writeFile(notePathForID(42), "<?xml version=\"1.0\"?><plist><dict><key>memoData</key>");
     EXPECT_FALSE(other->isPlainTextMemo());
     ASSERT_TRUE(back.setRTFDData(other->memoData()).ok());
     EXPECT_EQ(back.string(), QStringLiteral("kept in the tree"));
@@ -198,9 +183,7 @@ TEST_F(PageFileTest, ANewPageMovesAStaleFileUnderItsIDAside)
 TEST_F(PageFileTest, AStaleFileThatCannotBeMovedAsideStaysAndItsIDIsSkipped)
 {
     // Something that is no folder where the unused files go: nothing can move there.
-    QFile blocker(noteDataFolderPath() + QStringLiteral("/Unused Files"));
-    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
-    blocker.close();
+    writeFile(noteDataFolderPath() + QStringLiteral("/Unused Files"), {});
     ASSERT_TRUE(PageFile::write(10, {{QStringLiteral("title"), QStringLiteral("someone's only copy")}}).ok());
     const QByteArray before = FileContents::read(notePathForID(10)).valueOr({});
     UserDefaults::standardUserDefaults().setValue(QStringLiteral("memoID"), 9);

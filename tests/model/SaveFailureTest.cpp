@@ -2,66 +2,45 @@
 // could not be written stays edited and is written by the next save, the
 // store says why in plain words, and an unreadable page file goes aside
 // instead of being written over.
-#include "common/FreshUserTest.h"
+#include "DataFolder.h"
 #include "common/WriteFailures.h"
-#include "model/ApplicationTree.h"
-#include "model/DataStore.h"
-#include "model/DataStoreHost.h"
 #include "model/PageFile.h"
 #include "platform/base/FileContents.h"
 #include "platform/settings/FolderPaths.h"
-#include "platform/settings/UserDefaults.h"
 
 #include <gtest/gtest.h>
 
 #include <QDir>
-#include <QFile>
 #include <QSignalSpy>
 
 namespace {
 
-class QuietWindows : public DataStoreHost
-{
-public:
-    QList<qint64> openWindowRootIDs() const override { return {}; }
-    void openWindowWithID(qint64) override { }
-    void showMainWindow() override { }
-    bool hasOpenWindow() const override { return true; }
-    // No window holds unsaved text: only the failed save can make the timer save.
-    bool isAnyWindowEdited() const override { return false; }
-    bool isApplicationActive() const override { return false; }
-    void closeAllWindows() override { }
-};
-
-class SaveFailureTest : public FreshUserTest
+class SaveFailureTest : public DataFolderTest
 {
 protected:
     void SetUp() override
     {
-        FreshUserTest::SetUp();
-        UserDefaults::standardUserDefaults().setValue(QStringLiteral("dataFolderPath"), folder());
-        m_store = std::make_unique<DataStore>();
-        m_store->setHost(&m_windows);
-        m_store->loadNoteData();
+        DataFolderTest::SetUp();
+        // No window holds unsaved text: only the failed save can make the timer save.
+        m_windows.edited = false;
+        m_store = loadedStore(&m_windows);
         m_page = JWMemo::memo();
         m_page->setTitle(QStringLiteral("Kept"));
         m_page->setMemoDataWithPlainText(QStringLiteral("first version"));
         m_store->rootMemo()->appendChild(m_page);
         ASSERT_TRUE(m_store->save().ok());
-        m_saved = FileContents::read(notePathForID(m_page->memoID())).value();
+        m_saved = pageFile();
+        ASSERT_FALSE(m_saved.isEmpty());
     }
-
     void TearDown() override
     {
         m_store.reset();
-        ApplicationTree::setRootMemo(nullptr);
-        FreshUserTest::TearDown();
+        DataFolderTest::TearDown();
     }
 
-    QString folder() const { return home() + QStringLiteral("/Data"); }
     QByteArray pageFile() const { return FileContents::read(notePathForID(m_page->memoID())).valueOr({}); }
 
-    QuietWindows m_windows;
+    StandInWindows m_windows;
     std::unique_ptr<DataStore> m_store;
     MemoPtr m_page;
     QByteArray m_saved;
@@ -116,15 +95,9 @@ TEST_F(SaveFailureTest, AReadOnlyFolderIsRetriedOnceWriteAccessReturns)
 TEST_F(SaveFailureTest, AnUnreadablePageFileIsSetAsideBeforeTheNextWrite)
 {
     const QString path = notePathForID(m_page->memoID());
-    {
-        QFile damaged(path);
-        ASSERT_TRUE(damaged.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        damaged.write("\x01\x02 not a property list");
-    }
+    writeFile(path, "\x01\x02 not a property list");
     // A fresh start: the page's text is read from its file when first asked for.
-    m_store = std::make_unique<DataStore>();
-    m_store->setHost(&m_windows);
-    m_store->loadNoteData();
+    m_store = loadedStore(&m_windows);
     const MemoPtr page = m_store->rootMemo()->children().back();
     ASSERT_EQ(page->memoID(), m_page->memoID());
     page->setTitle(QStringLiteral("Renamed"));

@@ -31,24 +31,21 @@ TEST(AttributedTextTest, attachmentsAreFoundInOrderAndOnlyThoseWithFilesCount)
     TextAttachments::insert(cursor, {QStringLiteral("missing.pdf"), QByteArray(), {}});
     cursor.insertText(QStringLiteral(" end"));
 
-    const auto all = AttributedText::attachments(document);
-    ASSERT_EQ(all.size(), 2);
-    EXPECT_EQ(all[0].fileName, QStringLiteral("a.png"));
-    EXPECT_EQ(all[1].fileName, QStringLiteral("missing.pdf"));
-    EXPECT_TRUE(AttributedText::hasAttachment(document));
-
-    const auto second = AttributedText::attachmentsInRange(document, {7, 100});
-    ASSERT_EQ(second.size(), 1);
-    EXPECT_EQ(second[0].fileName, QStringLiteral("missing.pdf"));
+    const auto names = [&](TextRange range) {
+        QStringList list;
+        for (const auto &attachment : AttributedText::attachmentsInRange(document, range))
+            list << attachment.fileName;
+        return list;
+    };
+    EXPECT_EQ(names({0, 100}), (QStringList{QStringLiteral("a.png"), QStringLiteral("missing.pdf")}));
+    EXPECT_EQ(names({7, 100}), QStringList{QStringLiteral("missing.pdf")});
+    EXPECT_TRUE(names({6, 0}).isEmpty());
+    EXPECT_TRUE(names({0, 6}).isEmpty());
+    // Only attachments with a file's bytes count as attachments the text has.
     EXPECT_FALSE(AttributedText::hasAttachmentInRange(document, {7, 100}));
     EXPECT_TRUE(AttributedText::hasAttachmentInRange(document, {6, 1}));
-    EXPECT_TRUE(AttributedText::attachmentsInRange(document, {6, 0}).isEmpty());
-    EXPECT_TRUE(AttributedText::attachmentsInRange(document, {0, 6}).isEmpty());
-
-    QTextDocument plain;
-    plain.setPlainText(QStringLiteral("no pictures"));
-    EXPECT_FALSE(AttributedText::hasAttachment(plain));
-    EXPECT_TRUE(AttributedText::attachments(plain).isEmpty());
+    document.setPlainText(QStringLiteral("no pictures"));
+    EXPECT_FALSE(AttributedText::hasAttachment(document));
 }
 
 TEST(AttributedTextTest, insertedTextCarriesOnlyItsColourAndOutOfRangeIndexesAreCut)
@@ -101,14 +98,11 @@ TEST(AttributedTextTest, replacementTouchesOnlyTheLastOccurrenceAndKeepsItsForma
     // "\n" is a paragraph break.
     EXPECT_TRUE(AttributedText::replaceStringFrom(document, QStringLiteral("\n"), QStringLiteral(" ")));
     EXPECT_EQ(document.toPlainText(), QStringLiteral("a-b++c\nd e"));
-    EXPECT_EQ(document.blockCount(), 2);
     document.undo();
     EXPECT_EQ(document.toPlainText(), QStringLiteral("a-b++c\nd\ne"));
 
     EXPECT_FALSE(AttributedText::replaceStringFrom(document, QStringLiteral("zz"), QStringLiteral("y")));
     EXPECT_FALSE(AttributedText::replaceStringFrom(document, QString(), QStringLiteral("y")));
-    AttributedText::replaceReturnCode(document); // a document holds no "\r": nothing to do
-    EXPECT_EQ(document.toPlainText(), QStringLiteral("a-b++c\nd\ne"));
 }
 
 TEST(AttributedTextTest, splittingLeavesOutTheLastStretchAndStepsOneCharacter)
@@ -133,8 +127,6 @@ TEST(AttributedTextTest, splittingLeavesOutTheLastStretchAndStepsOneCharacter)
 
     EXPECT_EQ(texts(AttributedText::componentsSeparatedByString(document, QStringLiteral(";"))),
         QStringList{QStringLiteral("a,b,c")});
-    EXPECT_EQ(
-        texts(AttributedText::componentsSeparatedByString(document, QString())), QStringList{QStringLiteral("a,b,c")});
 
     document.setPlainText(QStringLiteral("xabyabz"));
     EXPECT_EQ(texts(AttributedText::componentsSeparatedByString(document, QStringLiteral("ab"))),
@@ -160,19 +152,14 @@ protected:
 
 TEST_F(LineJoiningTest, breaksInsideSentencesGoAndBreaksAfterThemStay)
 {
-    EXPECT_EQ(LineJoining::keepCharacters(),
-        (QStringList{QStringLiteral("\u3001"), QStringLiteral("."), QStringLiteral("!"), QStringLiteral("\uff01"),
-            QStringLiteral("\uff1f"), QStringLiteral("\n")}));
-
     EXPECT_EQ(joined(QStringLiteral("Hello\nworld.\nNext")), QStringLiteral("Helloworld.\nNext"));
     EXPECT_EQ(joined(QStringLiteral("one\n\ntwo\nthree")), QStringLiteral("one\n\ntwothree"));
     EXPECT_EQ(joined(QStringLiteral("Why?\nBecause")), QStringLiteral("Why?Because"));
-    EXPECT_EQ(joined(QStringLiteral("Why\uff1f\nSo\uff01\nAnd\u3001\nso!\nEnd")),
-        QStringLiteral("Why\uff1f\nSo\uff01\nAnd\u3001\nso!\nEnd"));
+    const QString kept = QStringLiteral("Why\uff1f\nSo\uff01\nAnd\u3001\nso!\nEnd");
+    EXPECT_EQ(joined(kept), kept);
     EXPECT_EQ(joined(QStringLiteral("\nabc\n")), QStringLiteral("abc"));
     EXPECT_EQ(joined(QStringLiteral("a\n.b")), QStringLiteral("a\n.b")); // the character after keeps it too
     EXPECT_EQ(joined(QStringLiteral("ab") + QChar::LineSeparator + QStringLiteral("cd")), QStringLiteral("abcd"));
-    EXPECT_EQ(joined(QString()), QString());
 
     // Only the breaks inside the range.
     EXPECT_EQ(joined(QStringLiteral("a\nb\nc\nd"), {2, 3}), QStringLiteral("a\nbc\nd"));
@@ -184,12 +171,10 @@ TEST_F(LineJoiningTest, paragraphsReadFromRtfJoinAsOneUndoStep)
     TextConverter converter;
     ASSERT_TRUE(converter.setRTFData("{\\rtf1\\ansi {\\b Hello}\\par world.\\par Next\\par line}"));
     QTextDocument &document = converter.document();
-    ASSERT_EQ(document.blockCount(), 4);
     document.setUndoRedoEnabled(true);
 
     EXPECT_EQ(LineJoining::removeUnusedReturnInRange(document, {}), 2);
     EXPECT_EQ(document.toPlainText(), QStringLiteral("Helloworld.\nNextline"));
-    EXPECT_EQ(document.blockCount(), 2);
     EXPECT_EQ(formatOf(document, 0).fontWeight(), QFont::Bold);
     EXPECT_EQ(formatOf(document, 5).fontWeight(), QFont::Normal);
 
