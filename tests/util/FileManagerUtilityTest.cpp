@@ -59,21 +59,8 @@ TEST(FileManagerUtilityTest, RenamesAsideWithoutTakingAnExistingName)
 
 TEST(FileManagerUtilityTest, ReadsTheNumberANameStartsWith)
 {
-    const std::pair<const char *, double> cases[] = {
-        {"12", 12},
-        {"12_mobile", 12},
-        {" 7abc", 7},
-        {"-3", -3},
-        {"1.5", 1.5},
-        {"2e3x", 2000},
-        {"2e", 2},
-        {"abc", 0},
-        {"", 0},
-        {".", 0},
-        {"+", 0},
-        {"Unused Files", 0},
-        {"007", 7},
-    };
+    const std::pair<const char *, double> cases[]{{"12", 12}, {"12_mobile", 12}, {" 7abc", 7}, {"-3", -3}, {"1.5", 1.5},
+        {"2e3x", 2000}, {"2e", 2}, {"abc", 0}, {"", 0}, {".", 0}, {"+", 0}, {"Unused Files", 0}, {"007", 7}};
     for (const auto &[text, expected] : cases)
         EXPECT_DOUBLE_EQ(FileManagerUtility::leadingNumber(QString::fromUtf8(text)), expected) << text;
 }
