@@ -27,18 +27,14 @@ TEST_F(FolderPathsTest, theDataFolderDefaultsToTheApplicationSupportFolderAndIsR
     // Remembered, so a later change of the XDG folders does not move the data.
     qputenv("XDG_DATA_HOME", (home() + "/elsewhere").toLocal8Bit());
     EXPECT_EQ(dataFolderPath(), expected);
-}
 
-TEST_F(FolderPathsTest, aChosenDataFolderIsUsedAndCreated)
-{
+    // A chosen folder is used and made.
     const QString chosen = home() + "/My Notes/Data";
     defaults().setValue("dataFolderPath", chosen);
-
     EXPECT_EQ(dataFolderPath(), chosen);
     EXPECT_TRUE(QFileInfo(chosen).isDir());
     EXPECT_EQ(dataFilePath(), chosen + "/JW3Data.jw3datastore");
     EXPECT_EQ(dataDictionaryFilePath(), chosen + "/JW3Data.jw3settings");
-    EXPECT_FALSE(QFileInfo::exists(dataHome() + "/Jotwell3"));
 }
 
 TEST_F(FolderPathsTest, theDocumentsFolderStandsInWhenApplicationSupportCannotBeMade)
@@ -65,17 +61,6 @@ TEST_F(FolderPathsTest, pageFilesAreNamedByTheirIDInsideNoteData)
 
     EXPECT_EQ(trashFolderPath(), data + "/Note Data/Unused Files");
     EXPECT_TRUE(QFileInfo(trashFolderPath()).isDir());
-    EXPECT_EQ(iPhoneDataBackupRootFolderPath(), data + "/iPhone Data Backup");
-    EXPECT_TRUE(QFileInfo(iPhoneDataBackupRootFolderPath()).isDir());
-}
-
-TEST_F(FolderPathsTest, namedFoldersAreMadeInTheXdgFolders)
-{
-    EXPECT_EQ(applicationSupportPathForName("Backups"), dataHome() + "/Backups");
-    EXPECT_TRUE(QFileInfo(dataHome() + "/Backups").isDir());
-    EXPECT_EQ(userDocumentPathForName("Exports"), documentsFolder() + "/Exports");
-    EXPECT_TRUE(QFileInfo(documentsFolder() + "/Exports").isDir());
-    EXPECT_EQ(appName(), "Jotwell3");
 }
 
 } // namespace
