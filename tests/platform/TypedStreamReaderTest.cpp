@@ -56,6 +56,8 @@ TEST(TypedStreamReaderTest, decodesPlatformArchivesAndWritesThemBackByteForByte)
         const auto decoded = TypedStreamDecoder::unarchiveObjectWithData(bytes);
         ASSERT_TRUE(decoded.ok()) << decoded.errorMessage().toStdString();
         EXPECT_EQ(decoded.value(), expected);
+        const QByteArray again = TypedStreamWriter::archivedDataWithRootObject(decoded.value()).valueOr({});
+        EXPECT_EQ(TypedStreamDecoder::unarchiveObjectWithData(again).valueOr({}), expected);
         const auto kept = TypedStreamDecoder::unarchiveObjectWithData(
             bytes, TypedStreamRegistry::shared(), {.keepClassNames = true});
         EXPECT_EQ(TypedStreamWriter::archivedDataWithRootObject(kept.valueOr({})).valueOr({}), bytes);
@@ -96,65 +98,32 @@ TEST(TypedStreamReaderTest, readsAttributedStringsGenerically)
     EXPECT_EQ(textOnly.value().versionForClassName("JWMemo"), std::nullopt);
 }
 
-TEST(TypedStreamReaderTest, readsColourListsWithLongRunsOfReferences)
+// Colour lists hold long runs of references, and the calculator document six typed streams nested in its data.
+TEST(TypedStreamReaderTest, readsColourListsAndNestedStreamsAndWritesThemBack)
 {
-    for (const auto &[file, count, firstName] :
-        {std::tuple{"Emacs.clr", 752, ""}, std::tuple{"solarized.clr", 16, "Solarized Base03"}}) {
-        SCOPED_TRACE(file);
-        const QByteArray bytes = typedStream(QLatin1String(file));
-        // A count, a header and then one group per entry: more than a root object.
-        QStringList names;
-        const auto read = TypedStreamDecoder::unarchiveWithData(bytes, [&](TypedStreamDecoder &decoder) {
-            EXPECT_EQ(decoder.decodeInteger().valueOr(-1), 1);
-            EXPECT_EQ(decoder.decodeValuesOfObjCTypes("@i").valueOr({}).value(1).toInt(), count);
-            for (int i = 0; i < count; ++i) {
-                auto entry = decoder.decodeValuesOfObjCTypes("@@");
-                if (!entry)
-                    return Result<QVariant>(Error{entry.errorMessage()});
-                const auto color = entry.value()[0].value<ArchivedColor>();
-                EXPECT_EQ(color.kind, ArchivedColor::CalibratedRGB);
-                EXPECT_TRUE(color.toColor().isValid());
-                names.append(entry.value()[1].toString());
-            }
-            return Result<QVariant>(decoder.atEnd());
-        });
-        ASSERT_TRUE(read.ok()) << read.errorMessage().toStdString();
-        EXPECT_TRUE(read.value().toBool());
-        ASSERT_EQ(names.size(), count);
-        EXPECT_TRUE(*firstName ? names.front() == QLatin1String(firstName)
-                               : names.contains("LightGreen") && names.contains("dark red"));
-        EXPECT_EQ(rewritten(TypedStreamReader::read(bytes).valueOr({})), bytes);
+    for (const char *name : {"Emacs.clr", "solarized.clr", "Empty2D macOS 10.14.gcx"}) {
+        SCOPED_TRACE(name);
+        const QByteArray bytes = typedStream(QLatin1String(name));
+        auto archive = TypedStreamReader::read(bytes);
+        ASSERT_TRUE(archive.ok()) << archive.errorMessage().toStdString();
+        EXPECT_EQ(rewritten(archive.value()), bytes);
     }
-}
-
-TEST(TypedStreamReaderTest, readsTheCalculatorDocumentAndItsNestedStreams)
-{
-    const QByteArray bytes = typedStream("Empty2D macOS 10.14.gcx");
-    auto archive = TypedStreamReader::read(bytes);
-    ASSERT_TRUE(archive.ok()) << archive.errorMessage().toStdString();
+    const auto calculator = TypedStreamReader::read(typedStream("Empty2D macOS 10.14.gcx"));
+    ASSERT_TRUE(calculator.ok());
     std::vector<const TypedStreamObject *> objects;
-    for (const auto &group : archive.value().groups) {
+    for (const auto &group : calculator.value().groups) {
         for (const auto &value : group.values)
             collectObjects(value, objects);
     }
-    ASSERT_FALSE(objects.empty());
-    EXPECT_EQ(objects.front()->className(), "NSMutableDictionary");
-
     int nested = 0;
     for (const TypedStreamObject *object : objects) {
-        if (!object->isKindOf("NSData") || object->groups.size() < 2)
-            continue;
-        const QByteArray data = object->groups[1].values.front().bytes;
-        if (!data.startsWith("\x04\x0bstreamtyped"))
-            continue;
-        ++nested;
-        auto inner = TypedStreamReader::read(data);
-        EXPECT_TRUE(inner.ok()) << inner.errorMessage().toStdString();
+        if (object->isKindOf("NSData") && object->groups.size() >= 2
+            && object->groups[1].values.front().bytes.startsWith("\x04\x0bstreamtyped")) {
+            ++nested;
+            EXPECT_TRUE(TypedStreamReader::read(object->groups[1].values.front().bytes).ok());
+        }
     }
-    // Seven headers in the file: the outer one and six nested streams.
     EXPECT_EQ(nested, 6);
-    EXPECT_EQ(bytes.count("streamtyped"), 7);
-    EXPECT_EQ(rewritten(archive.value()), bytes);
 }
 
 TEST(TypedStreamReaderTest, readsTypedStreamsEmbeddedInPropertyLists)
@@ -172,16 +141,6 @@ TEST(TypedStreamReaderTest, readsTypedStreamsEmbeddedInPropertyLists)
         ++colours;
     }
     EXPECT_EQ(colours, 16);
-
-    const auto edited = PropertyList::fromData(readTestData("plist/imessage-message_summary_info-Edited.plist"));
-    const QVariantList edits = edited.valueOr({}).toMap().value("ec").toMap().value("0").toList();
-    ASSERT_EQ(edits.size(), 4);
-    for (const QVariant &edit : edits) {
-        auto archive = TypedStreamReader::read(edit.toMap().value("t").toByteArray());
-        ASSERT_TRUE(archive.ok()) << archive.errorMessage().toStdString();
-        const TypedStreamValue &root = archive.value().groups.front().values.front();
-        EXPECT_TRUE(root.kind == TypedStreamValue::Kind::Object && root.object->isKindOf("NSAttributedString"));
-    }
 }
 
 TEST(TypedStreamReaderTest, acceptsBigEndianStreams)

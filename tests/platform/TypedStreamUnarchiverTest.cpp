@@ -5,7 +5,6 @@
 #include "platform/typedstream/TypedStreamDecoder.h"
 #include "platform/typedstream/TypedStreamWriter.h"
 
-#include <QDir>
 #include <QTimeZone>
 
 namespace {
@@ -71,33 +70,6 @@ QByteArray archiveOfTree(const TypedStreamObjectPtr &root)
     return TypedStreamWriter::archivedDataWithArchive(tree).valueOr({});
 }
 
-TEST(TypedStreamUnarchiverTest, decodesEveryTestArchiveStably)
-{
-    const QDir folder(FreshUserTest::testDataPath("typedstream"));
-    int decoded = 0;
-    for (const QString &name : folder.entryList(QDir::Files)) {
-        const QByteArray bytes = readTestData("typedstream/" + name);
-        ASSERT_FALSE(bytes.isEmpty()) << name.toStdString();
-        // A decoded value writes back to bytes that decode to a value writing the same.
-        for (const bool keepClassNames : {false, true}) {
-            SCOPED_TRACE(name.toStdString() + (keepClassNames ? " keeping class names" : ""));
-            const auto first
-                = TypedStreamDecoder::unarchiveObjectWithData(bytes, TypedStreamRegistry::shared(), {keepClassNames});
-            if (!first.ok())
-                continue;
-            const QByteArray once = written(first.value());
-            const auto again
-                = TypedStreamDecoder::unarchiveObjectWithData(once, TypedStreamRegistry::shared(), {keepClassNames});
-            ASSERT_TRUE(again.ok()) << again.errorMessage().toStdString();
-            EXPECT_EQ(written(again.value()), once);
-            decoded += keepClassNames ? 0 : 1;
-        }
-    }
-    // Colour lists hold more than a root object and attributed strings
-    // classes without coders; the six Foundation samples decode.
-    EXPECT_EQ(decoded, 6);
-}
-
 struct Hostile
 {
     const char *name;
@@ -140,7 +112,7 @@ INSTANTIATE_TEST_SUITE_P(robustness, TypedStreamHostileTest,
     ::testing::Values(Hostile{"empty", QByteArray(), "truncated"},
         Hostile{"version3", hex("030b73747265616d747970656481e803"), "version 3"},
         Hostile{"otherSignature", hex("040b73747265616d7479706578"), "signature"},
-        Hostile{"truncatedHeader", kHeader.left(9), "exceeds the data"}, Hostile{"noRoot", kHeader, "no root"},
+        Hostile{"noRoot", kHeader, "no root"},
         Hostile{"truncatedString", kRoot + kString + hex("84012b0c48656c"), "exceeds"},
         Hostile{"dataLength2e31", kRoot + kData + hex("84016982ffffff7f84045b32635d010286"), "does not match"},
         Hostile{"byteArray2e31", kRoot + kData + hex("8401698200000080840d5b32313437343833363438635d"),
@@ -153,16 +125,13 @@ INSTANTIATE_TEST_SUITE_P(robustness, TypedStreamHostileTest,
         Hostile{"union", kHeader + hex("840328696929"), "union"},
         Hostile{"unknownClass", kRoot + hex("848484054a57466f6f008586"), "JWFoo"},
         Hostile{"objectReferenceOutOfRange", kRoot + hex("9c"), "reference to object"},
-        Hostile{"objectReferenceFarOutOfRange", kRoot + hex("82ffffff7f"), "reference to object"},
         Hostile{"stringReferenceOutOfRange", kRoot + kArray + hex("99"), "reference to string"},
         Hostile{"superclassStillBeingRead", kRoot + hex("84848403414141009385"), "not complete yet"},
         Hostile{"classRefersToObject", kRoot + kArray + hex("840169019284928586"), "refers to object"},
         Hostile{"cStringRefersToClass", kRoot + kArray + hex("840169018401 2a 93"), "refers to an object or class"},
-        Hostile{"stringLength2e31", kRoot + kString + hex("84012b82ffffff7f41"), "exceeds the data"},
         Hostile{"negativeStringLength", kRoot + kString + hex("84012bff41"), "negative"},
         Hostile{"arrayCount2e31", kRoot + kArray + hex("840169827fffffff86"), "exceeds its contents"},
         Hostile{"arrayShorterThanItsCount", kRoot + kArray + hex("84016902 9285 86"), "ends before"},
-        Hostile{"byteRunBeyondData", kHeader + hex("8408 5b3939393939635d 00"), "more bytes than remain"},
         Hostile{"deeplyNestedArrays", nestedArrays(3000), "deeply"},
         Hostile{"deeplyNestedStructs", kHeader + hex("84 81 9101") + QByteArray(200, '{') + "i" + QByteArray(200, '}'),
             "nested too deeply"},
@@ -182,16 +151,9 @@ struct FirstOnly
     QString second;
 };
 
-// A record that exercises the calls coders make besides plain decoding.
-struct Probe
-{
-    QString log;
-};
-
 } // namespace
 
 Q_DECLARE_METATYPE(FirstOnly)
-Q_DECLARE_METATYPE(Probe)
 
 namespace {
 
@@ -237,61 +199,6 @@ TEST(TypedStreamUnarchiverTest, referencesToPlainValuesAndToWhatWasReadPastDecod
     ASSERT_EQ(back.size(), 2);
     EXPECT_EQ(back[0].value<FirstOnly>().first, "read");
     EXPECT_EQ(back[1], QVariant(second));
-}
-
-Result<QVariant> probe(TypedStreamDecoder &decoder)
-{
-    QStringList log{QString::fromLatin1(decoder.coderClassName()), decoder.isKindOf("NSObject") ? "kind" : "-"};
-    auto peeked = decoder.peekGroup();
-    if (!peeked)
-        return Error{peeked.errorMessage()};
-    log << QString::fromLatin1(peeked.value().types + "/" + peeked.value().classChain.front());
-    auto text = decoder.decodeObjectKeepingUtf8();
-    if (!text)
-        return text;
-    log << (text.value().metaType() == QMetaType::fromType<TypedStreamUtf8>()
-            ? QString("utf8:" + QString::fromUtf8(text.value().value<TypedStreamUtf8>().bytes))
-            : QString("string:" + text.value().toString()));
-    auto notAString = decoder.decodeObjectIfKindOf("NSString");
-    if (!notAString)
-        return Error{notAString.errorMessage()};
-    log << (notAString.value() ? "string?" : "skipped");
-    auto moment = decoder.decodeObjectWith(
-        [](TypedStreamDecoder &date) -> Result<QVariant> { return QVariant(QString::fromLatin1(date.className())); });
-    if (!moment)
-        return moment;
-    log << moment.value().toString();
-    // Taken whole from here on: the last two groups come from the node.
-    const TypedStreamObjectPtr whole = decoder.objectNode();
-    log << QString::number(whole ? whole->groups.size() : 0);
-    if (Status s = decoder.skipGroup(); !s)
-        return Error{s.errorMessage()};
-    auto six = decoder.decodeInteger();
-    if (!six)
-        return Error{six.errorMessage()};
-    log << QString::number(six.value()) << (decoder.atEnd() ? "end" : "more");
-    return QVariant::fromValue(Probe{log.join(u' ')});
-}
-
-TEST(TypedStreamUnarchiverTest, coderCallsReadInOrderAroundTheWholeObject)
-{
-    const TypedStreamRegistry registry = registryWith(
-        "JWProbe", probe,
-        [](TypedStreamWriter &writer, const QVariant &) -> Status {
-            for (const QVariant &value : {QVariant("one"), QVariant(qint64(2)),
-                     QVariant(QDateTime::fromSecsSinceEpoch(5, QTimeZone::utc())), QVariant(QVariantList{"x", "y"})}) {
-                if (Status s = writer.encodeObject(value); !s)
-                    return s;
-            }
-            writer.encodeInt(6);
-            return {};
-        },
-        qMetaTypeId<Probe>());
-    const auto streamed
-        = TypedStreamDecoder::unarchiveObjectWithData(written(QVariant::fromValue(Probe{}), registry), registry);
-    ASSERT_TRUE(streamed.ok()) << streamed.errorMessage().toStdString();
-    // After objectNode(), the calls go on from the fifth group.
-    EXPECT_EQ(streamed.value().value<Probe>().log, "JWProbe kind @/NSString utf8:one skipped NSDate 5 6 end");
 }
 
 TEST(TypedStreamUnarchiverTest, stringsKeptAsUtf8OnlyWhenTheyConvertBackUnchanged)
