@@ -29,29 +29,19 @@ TEST_P(PlatformWrittenPropertyListTest, readsEveryKindOfValue)
     ASSERT_TRUE(parsed.ok()) << parsed.errorMessage().toStdString();
     const QVariantMap root = parsed.value().toMap();
 
-    EXPECT_EQ(root.value("aString").toString(), "Doodah");
-    EXPECT_EQ(root.value("aNegativeBigInt").toLongLong(), -80'000'000'000);
     EXPECT_EQ(root.value("aBigInt").toLongLong(), 9'223'372'036'854'775'764);
     // Above INT64_MAX: exact, and unsigned rather than negative.
     const QVariant bigInt2 = root.value("aBigInt2");
     EXPECT_EQ(bigInt2.typeId(), QMetaType::ULongLong);
     EXPECT_EQ(bigInt2.toULongLong(), 9'223'372'036'854'775'852u);
-    EXPECT_DOUBLE_EQ(root.value("aFloat").toDouble(), 0.5);
     EXPECT_EQ(root.value("aDate").toDateTime(), QDateTime(QDate(2004, 10, 26), QTime(10, 33, 33), QTimeZone::utc()));
     EXPECT_EQ(root.value("someData").toByteArray(), QByteArray("<binary gunk>"));
     EXPECT_EQ(root.value("\u00C5benraa").toString(), "That was a unicode key.");
-    EXPECT_EQ(root.value("anEmptyList"), QVariant(QVariantList{}));
 
     const QVariantMap dict = root.value("aDict").toMap();
     EXPECT_EQ(dict.value("aUnicodeValue").toString(), "M\u00E4ssig, Ma\u00DF");
-    EXPECT_TRUE(dict.value("aTrueValue").toBool() && !dict.value("aFalseValue").toBool());
     const QVariantList deeper = dict.value("deeperDict").toMap().value("c").toList();
     EXPECT_EQ(deeper, (QVariantList{qint64(1), qint64(2), "text"}));
-
-    const QVariantList list = root.value("aList").toList();
-    ASSERT_EQ(list.size(), 5);
-    EXPECT_DOUBLE_EQ(list[3].toDouble(), 32.5);
-    EXPECT_EQ(list[4].toList().size(), 3);
 }
 
 INSTANTIATE_TEST_SUITE_P(realData, PlatformWrittenPropertyListTest,
@@ -114,19 +104,6 @@ QVariant at(const QVariant &value, const QStringList &path)
     return node;
 }
 
-void countKinds(const QVariant &value, QMap<int, int> &counts)
-{
-    if (value.typeId() == QMetaType::QVariantMap) {
-        for (const QVariant &item : value.toMap())
-            countKinds(item, counts);
-    } else if (value.typeId() == QMetaType::QVariantList) {
-        for (const QVariant &item : value.toList())
-            countKinds(item, counts);
-    } else {
-        ++counts[value.typeId()];
-    }
-}
-
 QStringList testFiles(const QString &folder)
 {
     QStringList files;
@@ -161,46 +138,17 @@ INSTANTIATE_TEST_SUITE_P(realData, RealPropertyListTest,
         return name;
     });
 
-TEST(PropertyListRealDataTest, mediaLibraryWithCommentAndOldDoctype)
+// Every file above reads and survives both forms; a few values prove it reads them right.
+TEST(PropertyListRealDataTest, platformWrittenFilesReadTheirValues)
 {
-    const QVariant library = readTestPlist("plist/iTunes_Music_Library.xml");
-    EXPECT_EQ(at(library, {"Application Version"}).toString(), "7.4.2");
-    const QVariant track = at(library, {"Tracks", "1785"});
-    EXPECT_EQ(at(track, {"Name"}).toString(), "Push the Limits");
+    const QVariant track = at(readTestPlist("plist/iTunes_Music_Library.xml"), {"Tracks", "1785"});
     EXPECT_EQ(at(track, {"Play Date"}), QVariant(qint64(3'271'231'422)));
     EXPECT_EQ(at(track, {"Date Added"}), QVariant(QDateTime(QDate(2004, 11, 18), QTime(15, 0, 41), Qt::UTC)));
-    QMap<int, int> kinds;
-    countKinds(library, kinds);
-    EXPECT_EQ(kinds.value(QMetaType::QDateTime), 63);
-    EXPECT_EQ(kinds.value(QMetaType::QByteArray), 2);
-    EXPECT_EQ(kinds.value(QMetaType::Bool), 5);
-}
-
-TEST(PropertyListRealDataTest, platformWrittenBinaryFiles)
-{
-    const QVariant pixels = readTestPlist("plist/denoise-PixelFormat.plist");
-    EXPECT_EQ(at(pixels, {"Pixel Format", "Fallback", "Size", "Color"}), QVariant(qint64(24)));
-
     const QVariant edited = readTestPlist("plist/imessage-message_summary_info-Edited.plist");
     EXPECT_EQ(at(edited, {"otr", "0", "le"}), QVariant(qint64(15)));
-    EXPECT_EQ(at(edited, {"ust"}), QVariant(true));
-    const QVariantList edits = at(edited, {"ec", "0"}).toList();
-    ASSERT_EQ(edits.size(), 4);
-    EXPECT_DOUBLE_EQ(at(edits[0], {"d"}).toDouble(), 690513474.2725511);
-}
-
-TEST(PropertyListRealDataTest, platformWrittenXmlFiles)
-{
+    EXPECT_DOUBLE_EQ(at(edited, {"ec", "0", "0", "d"}).toDouble(), 690513474.2725511);
     const QVariant terminal = readTestPlist("plist/Solarized Dark xterm-256color.terminal");
-    EXPECT_EQ(terminal.toMap().size(), 31);
-    EXPECT_EQ(at(terminal, {"name"}).toString(), "Solarized Dark xterm-256color");
-    EXPECT_EQ(at(terminal, {"type"}).toString(), "Window Settings");
     EXPECT_EQ(at(terminal, {"ProfileCurrentVersion"}), QVariant(2.01));
-
-    const QVariant info = readTestPlist("plist/webarchiveextractor-Info.plist");
-    EXPECT_EQ(at(info, {"CFBundleIdentifier"}).toString(), "$(PRODUCT_BUNDLE_IDENTIFIER)");
-    EXPECT_EQ(at(info, {"NSAppleScriptEnabled"}).typeId(), QMetaType::Bool);
-    EXPECT_EQ(at(readTestPlist("plist/Website.webloc"), {"URL"}).toString(), "http://loaistudio.com/");
 }
 
 QVariantMap edgeValues()

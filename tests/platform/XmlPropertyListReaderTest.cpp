@@ -35,11 +35,6 @@ struct ValueCase
     QVariant expected;
 };
 
-void PrintTo(const ValueCase &value, std::ostream *out)
-{
-    *out << value.name;
-}
-
 class XmlValueTest : public ::testing::TestWithParam<ValueCase>
 { };
 
@@ -54,7 +49,6 @@ const QDateTime kDate(QDate(2004, 10, 26), QTime(10, 33, 33), Qt::UTC);
 
 INSTANTIATE_TEST_SUITE_P(nominal, XmlValueTest,
     ::testing::Values(ValueCase{"decimal", "<integer>728</integer>", qint64(728)},
-        ValueCase{"plusSignAndSpaces", "<integer> +5 </integer>", qint64(5)},
         ValueCase{"hex", "<integer>0x1F</integer>", qint64(31)},
         ValueCase{"negativeHex", "<integer>-0x10</integer>", qint64(-16)},
         ValueCase{"int64Min", "<integer>-9223372036854775808</integer>", std::numeric_limits<qint64>::min()},
@@ -63,7 +57,6 @@ INSTANTIATE_TEST_SUITE_P(nominal, XmlValueTest,
         ValueCase{"uint64Max", "<integer>0xFFFFFFFFFFFFFFFF</integer>", std::numeric_limits<quint64>::max()},
         ValueCase{"real", "<real>32.5</real>", 32.5},
         ValueCase{"infinity", "<real>+infinity</real>", std::numeric_limits<double>::infinity()},
-        ValueCase{"minusInf", "<real>-inf</real>", -std::numeric_limits<double>::infinity()},
         ValueCase{"true", "<true/>", true}, ValueCase{"falseWithEndTag", "<false></false>", false},
         ValueCase{"date", "<date>2004-10-26T10:33:33Z</date>", kDate},
         ValueCase{"dateWithFraction", "<date>2004-10-26T10:33:33.25Z</date>", kDate.addMSecs(250)},
@@ -142,11 +135,6 @@ struct ErrorCase
     const char *message;
 };
 
-void PrintTo(const ErrorCase &value, std::ostream *out)
-{
-    *out << value.name;
-}
-
 class XmlErrorTest : public ::testing::TestWithParam<ErrorCase>
 { };
 
@@ -169,16 +157,13 @@ INSTANTIATE_TEST_SUITE_P(robustness, XmlErrorTest,
         ErrorCase{"noValue", document(""), "holds no value"},
         ErrorCase{"textBetweenElements", document("<array>words</array>"), "unexpected text"},
         ErrorCase{"integerTooLarge", document("<integer>18446744073709551616</integer>"), "does not fit in 64 bits"},
-        ErrorCase{"integerTooSmall", document("<integer>-9223372036854775809</integer>"), "does not fit in 64 bits"},
         ErrorCase{"integerWithLetters", document("<integer>12abc</integer>"), "is not an integer"},
-        ErrorCase{"emptyInteger", document("<integer></integer>"), "is not an integer"},
         ErrorCase{"realThatIsNot", document("<real>abc</real>"), "is not a real number"},
         ErrorCase{"impossibleDate", document("<date>2004-13-01T00:00:00Z</date>"), "is not a date"},
         ErrorCase{"badBase64", document("<data>a*b=</data>"), "not valid base64"},
         ErrorCase{"textInTrue", document("<true>yes</true>"), "hold no text"},
         ErrorCase{"elementInString", document("<string><b/></string>"), "line 4"},
         ErrorCase{"unclosed", QByteArray("<plist><array><array><dict><key>a</key>"), "line 1"},
-        ErrorCase{"notXml", QByteArray("just some text"), "line 1"},
         ErrorCase{"entityExpansion",
             "<!DOCTYPE plist [<!ENTITY a \"" + QByteArray(300, 'a') + "\">]><plist><string>&a;&a;&a;</string></plist>",
             "line 1"}),
