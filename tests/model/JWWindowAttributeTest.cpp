@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QMap>
 #include <QMetaProperty>
 #include <QSignalSpy>
 
@@ -58,12 +57,6 @@ QStringList propertyNames()
     return names;
 }
 
-struct FakeMemo
-{
-    qint64 id;
-    [[nodiscard]] qint64 memoID() const { return id; }
-};
-
 } // namespace
 
 TEST(JWWindowAttributeTest, settingByKeyRunsTheSetterSignalsOnlyRealChangesAndTakesTabsAsNumbers)
@@ -96,30 +89,6 @@ TEST(JWWindowAttributeTest, settingByKeyRunsTheSetterSignalsOnlyRealChangesAndTa
     record.setValue(QStringLiteral("tabItems"), QVariant());
     EXPECT_FALSE(record.tabItems().has_value());
     EXPECT_EQ(tabs.count(), 2);
-
-    // From the window's tabs: their pages' IDs in value order; no tabs is an empty list, not nil.
-    QMap<QString, std::shared_ptr<FakeMemo>> pages;
-    pages.insert(QStringLiteral("b"), std::make_shared<FakeMemo>(FakeMemo{7}));
-    pages.insert(QStringLiteral("a"), std::make_shared<FakeMemo>(FakeMemo{42}));
-    record.setTabDict(pages);
-    EXPECT_EQ(record.tabItems(), (QList<qint64>{42, 7}));
-    record.setTabDict(QMap<QString, std::shared_ptr<FakeMemo>>());
-    EXPECT_EQ(record.tabItems(), std::optional<QList<qint64>>(QList<qint64>()));
-}
-
-TEST(JWWindowAttributeTest, copyCarriesTheListedFieldsOnly)
-{
-    const WindowAttributePtr original = unusualRecord();
-    const WindowAttributePtr copy = original->copy();
-    ASSERT_TRUE(copy && copy.get() != original.get());
-
-    const JWWindowAttribute defaults;
-    const QStringList notCopied{QStringLiteral("drawerSize"), QStringLiteral("iconWindowFrame"),
-        QStringLiteral("tabItems"), QStringLiteral("selectedTabIndex")};
-    for (const QString &key : propertyNames()) {
-        const QVariant expected = notCopied.contains(key) ? defaults.value(key) : original->value(key);
-        EXPECT_EQ(copy->value(key), expected) << key.toStdString();
-    }
 }
 
 TEST(JWWindowAttributeTest, archivesADefaultRecordByteForByte)
