@@ -190,15 +190,14 @@ TEST_F(DataStoreTest, CleanUpMovesFilesOfRemovedPagesAside)
     writeFile(notes + QStringLiteral("/%1_mobile.webarchive").arg(kept), "web clip of a page that is no clip");
     writeFile(notes + QStringLiteral("/%1.webarchive").arg(kept), "same");
     writeFile(notes + QStringLiteral("/9999.jw3page"), "a removed page");
-    writeFile(notes + QStringLiteral("/9998_mobile.webarchive"), "a removed clip");
     writeFile(notes + QStringLiteral("/notes.txt"), "not a number: ID 0");
     writeFile(notes + QStringLiteral("/%1.jw3page.HYtawu").arg(kept), "a write cut off by a crash");
     writeFile(dataFile() + QStringLiteral(".Ab12Cd"), "a cut-off save of the tree");
 
     store->cleanUpRemovedMemoFiles();
     const QString trash = trashFolderPath();
-    for (const QString &moved : {QStringLiteral("9999.jw3page"), QStringLiteral("9998_mobile.webarchive"),
-             QStringLiteral("notes.txt"), QStringLiteral("%1.jw3page.HYtawu").arg(kept)}) {
+    for (const QString &moved :
+        {QStringLiteral("9999.jw3page"), QStringLiteral("notes.txt"), QStringLiteral("%1.jw3page.HYtawu").arg(kept)}) {
         EXPECT_TRUE(QFileInfo::exists(trash + u'/' + moved)) << moved.toStdString();
         EXPECT_FALSE(QFileInfo::exists(notes + u'/' + moved)) << moved.toStdString();
     }
@@ -228,7 +227,7 @@ TEST_F(DataStoreTest, SwitchingToAnEmptyFolderCopiesTheDataThere)
         << "the edit was saved into the old folder and came along";
 }
 
-TEST_F(DataStoreTest, SwitchingToAFolderWithDataLoadsItAndSavesTheOldOneUnlessToldNotTo)
+TEST_F(DataStoreTest, SwitchingToAFolderWithDataLoadsItAndSavesTheOldOneFirst)
 {
     saveSmallTree();
     const QString other = home() + QStringLiteral("/Other");
@@ -242,14 +241,6 @@ TEST_F(DataStoreTest, SwitchingToAFolderWithDataLoadsItAndSavesTheOldOneUnlessTo
     EXPECT_EQ(store->rootMemo()->children().back()->title(), QStringLiteral("B"));
     defaults().setValue(QStringLiteral("dataFolderPath"), folder());
     EXPECT_EQ(store->rootMemo()->children().back()->title(), QStringLiteral("B, edited before the switch"));
-
-    // With notToSave, the old folder is not written.
-    store->rootMemo()->children().back()->setTitle(QStringLiteral("not saved"));
-    store->setNotToSave(true);
-    defaults().setValue(QStringLiteral("dataFolderPath"), other);
-    defaults().setValue(QStringLiteral("dataFolderPath"), folder());
-    EXPECT_EQ(store->rootMemo()->children().back()->title(), QStringLiteral("B, edited before the switch"));
-    EXPECT_FALSE(store->notToSave());
 }
 
 } // namespace

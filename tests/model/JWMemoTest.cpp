@@ -207,7 +207,6 @@ TEST_F(JWMemoTest, aPageIsALeafUnlessItHasChildrenOrIsOpenAndAlwaysWhileLocked)
     const MemoPtr child = JWMemo::memo();
     memo->appendChild(child);
     EXPECT_TRUE(memo->removeChild(child.get()));
-    EXPECT_FALSE(memo->removeChild(child.get()));
     EXPECT_TRUE(memo->isLeaf());
     NotificationCenter::defaultCenter().post(
         NotificationNames::JW3OpenNoteLeaf, nullptr, {{QStringLiteral("status"), true}});

@@ -248,15 +248,11 @@ TEST_F(PageFileTest, APageWithAnEmptyTitleReadFromTheStoreKeepsItsTextInItsFile)
     EXPECT_TRUE(fileOf(page->memoID()).contains(QStringLiteral("memoData")));
 }
 
-TEST_F(PageFileTest, RemovingAndClearingTheFile)
+TEST_F(PageFileTest, RemovingTheFileKeepsTheTextInMemoryAndAWebClipsPageFile)
 {
     const MemoPtr page = inTree();
     page->setMemoDataWithPlainText(QStringLiteral("text"));
     ASSERT_TRUE(page->save());
-
-    page->clearMemoData();
-    EXPECT_FALSE(fileOf(page->memoID()).contains(QStringLiteral("memoData")));
-    EXPECT_TRUE(fileOf(page->memoID()).contains(QStringLiteral("tags")));
 
     page->removeNoteFile();
     EXPECT_FALSE(PageFile::exists(page->memoID()));
