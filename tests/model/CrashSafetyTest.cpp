@@ -1,11 +1,8 @@
-// Killing the application while it saves must never cost a page: a program
-// that edits and saves without pause (jw-save-loop) is killed with SIGKILL
-// again and again at random moments, and after each kill the data folder
-// must load, keep every page it had, and hold only whole files, each one a
-// version the program really wrote.
-//
-// The moments are drawn from a seed (JW_CRASH_SEED, else a fixed one) that
-// every failure names, so a failing run can be repeated.
+// Killing the application while it saves must never cost a page: jw-save-loop,
+// which edits and saves without pause, is killed with SIGKILL at random moments
+// (drawn from JW_CRASH_SEED, else a fixed seed, named by every failure), and
+// after each kill the folder must load, keep every page it had, and hold only
+// whole files, each one a version the program really wrote.
 #include "DataFolder.h"
 #include "platform/base/FileContents.h"
 #include "platform/settings/FolderPaths.h"
@@ -33,8 +30,7 @@
 namespace {
 
 constexpr int kKills = 100;
-// Smaller than a real tree so that a hundred kills and checks stay within
-// a minute on two cores; every save still rewrites the whole tree.
+// Small enough for a hundred kills in a minute; every save still rewrites the whole tree.
 constexpr int kPages = 1'000;
 constexpr int kTextBytes = 2'000;
 constexpr quint32 kDefaultSeed = 20'240'601;
@@ -56,8 +52,7 @@ qint64 generationInTitle(const QString &title, qint64 memoID)
     return match.captured(2).toLongLong();
 }
 
-// A file's identity: the same identity, the same bytes (an atomic write
-// makes a new file; a write in place moves the change time).
+// The same identity, the same bytes: an atomic write makes a new file, a write in place moves the change time.
 struct FileIdentity
 {
     ino_t inode = 0;
@@ -72,8 +67,7 @@ std::optional<FileIdentity> identityOf(const QString &path)
     { };
     if (::stat(QFile::encodeName(path).constData(), &info) != 0)
         return std::nullopt;
-    return FileIdentity{
-        info.st_ino, qint64(info.st_size), qint64(info.st_ctim.tv_sec) * 1'000'000'000 + info.st_ctim.tv_nsec};
+    return FileIdentity{info.st_ino, info.st_size, info.st_ctim.tv_sec * 1'000'000'000 + info.st_ctim.tv_nsec};
 }
 
 class CrashSafetyTest : public DataFolderTest
@@ -126,8 +120,7 @@ protected:
         return versions;
     }
 
-    // Checks one page file and notes the generation it holds in @p generation;
-    // answers an empty string or what is wrong with it.
+    // What is wrong with one page file, if anything; notes the generation it holds in @p generation.
     static QString problemWithPageFile(
         const QString &path, qint64 memoID, const QHash<Version, QByteArray> &journal, qint64 &generation)
     {
@@ -165,10 +158,8 @@ protected:
                 continue;
             }
             const QRegularExpressionMatch match = pageFileName.match(name);
-            if (!match.hasMatch()) {
-                // What the store takes for page files must be nothing else.
-                EXPECT_FALSE(name.endsWith(QStringLiteral(".jw3page")))
-                    << "a stray file looks like a page file: " << name.toStdString();
+            if (!match.hasMatch()) { // what the store takes for page files must be nothing else
+                EXPECT_FALSE(name.endsWith(QStringLiteral(".jw3page"))) << "a stray page file: " << name.toStdString();
                 continue;
             }
             const qint64 id = match.captured(1).toLongLong();
@@ -185,16 +176,13 @@ protected:
             present.insert(id, checked);
         }
         m_checkedFiles = present;
-        const QStringList storeNames = {QStringLiteral("JW3Data.jw3datastore"), QStringLiteral("JW3Data.jw3settings")};
-        for (const QString &name : QDir(folder()).entryList(QDir::Files | QDir::Hidden)) {
-            EXPECT_FALSE(!storeNames.contains(name)
-                && (name.endsWith(QStringLiteral(".jw3datastore")) || name.endsWith(QStringLiteral(".jw3settings"))))
-                << "a stray file looks like the data store's: " << name.toStdString();
-        }
+        for (const QString &name : QDir(folder()).entryList(
+                 {QStringLiteral("*.jw3datastore"), QStringLiteral("*.jw3settings")}, QDir::Files | QDir::Hidden))
+            EXPECT_TRUE(name == QStringLiteral("JW3Data.jw3datastore") || name == QStringLiteral("JW3Data.jw3settings"))
+                << "a stray store file: " << name.toStdString();
     }
 
-    // Loads the folder as the application would, with fresh preferences, and
-    // checks the tree against what was known before and against the journal.
+    // Loads the folder with fresh preferences; checks the tree against the pages known before and the journal.
     void checkTree(const QHash<Version, QByteArray> &journal)
     {
         UserDefaults::resetStandardUserDefaults();
@@ -216,9 +204,7 @@ protected:
                 << "page " << id << " has the title " << page->title().toStdString();
             EXPECT_EQ(textHash(page->plainText()), journal.value({id, generation}))
                 << "page " << id << ": the data store's text is not that of generation " << generation;
-            // Pages write their files before the tree is written, so a
-            // file is never older than the tree's copy of its page; else
-            // the newer version's rich text would be lost.
+            // Page files are written before the tree: one older than the tree's page would lose rich text.
             EXPECT_TRUE(m_checkedFiles.contains(id)) << "page " << id << " has no page file";
             EXPECT_GE(m_checkedFiles.value(id).generation, generation)
                 << "page " << id << ": the tree holds a newer version than its page file";

@@ -23,14 +23,21 @@ namespace {
 class PageFileTest : public DataFolderTest
 {
 protected:
-    // A root with one child, made the application's tree.
-    MemoPtr treeWithChild()
+    // @p page (a new one if none) as a child of the application's tree, made on first use.
+    MemoPtr inTree(MemoPtr page = JWMemo::memo())
     {
-        root = JWMemo::memo();
-        MemoPtr child = JWMemo::memo();
-        root->appendChild(child);
-        ApplicationTree::setRootMemo(root);
-        return child;
+        if (!root) {
+            root = JWMemo::memo();
+            ApplicationTree::setRootMemo(root);
+        }
+        root->appendChild(page);
+        return page;
+    }
+    static MemoPtr bare(qint64 id)
+    {
+        MemoPtr page = JWMemo::bareMemo();
+        page->setMemoID(id);
+        return page;
     }
 
     static QVariantMap fileOf(qint64 id)
@@ -47,7 +54,7 @@ protected:
 
 TEST_F(PageFileTest, SavingWritesEveryKeyWithTheProtectionFlagUnderOpen)
 {
-    const MemoPtr page = treeWithChild();
+    const MemoPtr page = inTree();
     page->setTitle(QStringLiteral("Groceries"));
     page->setMemoDataWithPlainText(QStringLiteral("milk\neggs"));
     page->setTags({QStringLiteral("home")});
@@ -78,8 +85,7 @@ TEST_F(PageFileTest, SavingWritesEveryKeyWithTheProtectionFlagUnderOpen)
 
 TEST_F(PageFileTest, AMissingValueIsLeftOutButTheTitleAndTextAreAlwaysWritten)
 {
-    MemoPtr page = JWMemo::bareMemo(); // as read from an archive without tags or dates
-    page->setMemoID(5);
+    MemoPtr page = bare(5); // as read from an archive without tags or dates
     page->setTitle(QStringLiteral("Old"));
     page->setMemoDataWithPlainText(QStringLiteral("old text"));
     const QVariantMap dictionary = PageFile::dictionaryForMemo(*page);
@@ -100,16 +106,14 @@ TEST_F(PageFileTest, TextAndPlainFlagComeFromTheFileOnFirstUse)
     (void)notePathForID(1);                              // makes the folder
     ASSERT_TRUE(PageFile::write(41, stored).ok());
 
-    MemoPtr page = JWMemo::bareMemo();
-    page->setMemoID(41);
+    MemoPtr page = bare(41);
     EXPECT_TRUE(page->isPlainTextMemo());
     TextConverter back;
     ASSERT_TRUE(back.setRTFDData(page->memoData()).ok());
     EXPECT_EQ(back.string(), QStringLiteral("from the file"));
 
     // Without a file (or with a damaged one), the text is made from the plain text.
-    MemoPtr other = JWMemo::bareMemo();
-    other->setMemoID(42);
+    MemoPtr other = bare(42);
     other->setPlainText(QStringLiteral("kept in the tree"));
     writeFile(notePathForID(42), "<?xml version=\"1.0\"?><plist><dict><key>memoData</key>");
     EXPECT_FALSE(other->isPlainTextMemo());
@@ -119,7 +123,7 @@ TEST_F(PageFileTest, TextAndPlainFlagComeFromTheFileOnFirstUse)
 
 TEST_F(PageFileTest, OnlyPagesOfTheApplicationsTreeWriteTheirFiles)
 {
-    const MemoPtr inTree = treeWithChild();
+    const MemoPtr member = inTree();
     const MemoPtr loose = JWMemo::memo(); // an import in progress, say
     EXPECT_FALSE(loose->save());
     EXPECT_FALSE(QFileInfo::exists(notePathForID(loose->memoID())));
@@ -129,14 +133,14 @@ TEST_F(PageFileTest, OnlyPagesOfTheApplicationsTreeWriteTheirFiles)
     EXPECT_TRUE(loose->save()) << "membership follows changes of the tree";
 
     const MemoPtr removed = root->takeChildAt(0);
-    ASSERT_EQ(removed, inTree);
+    ASSERT_EQ(removed, member);
     removed->setTitle(QStringLiteral("deleted, kept for undo"));
     EXPECT_FALSE(removed->save());
 }
 
 TEST_F(PageFileTest, ASaveThatFailsLeavesThePageEditedForTheNextTry)
 {
-    const MemoPtr page = treeWithChild();
+    const MemoPtr page = inTree();
     // A folder where the file should be makes the write fail.
     ASSERT_TRUE(QDir().mkpath(notePathForID(page->memoID())));
     EXPECT_FALSE(page->save());
@@ -149,12 +153,8 @@ TEST_F(PageFileTest, ASaveThatFailsLeavesThePageEditedForTheNextTry)
 TEST_F(PageFileTest, AnUnshownPageKeepsItsPlainFlagWhenSavedForAnotherEdit)
 {
     ASSERT_TRUE(PageFile::write(7, {{QStringLiteral("isPlainTextMemo"), true}}).ok());
-    root = JWMemo::memo();
-    MemoPtr page = JWMemo::bareMemo();
-    page->setMemoID(7);
+    const MemoPtr page = inTree(bare(7));
     page->setCreatedAt(QDateTime::currentDateTimeUtc());
-    root->appendChild(page);
-    ApplicationTree::setRootMemo(root);
 
     page->setTitle(QStringLiteral("renamed in the outline"));
     ASSERT_TRUE(page->save());
@@ -201,21 +201,17 @@ TEST_F(PageFileTest, RepairingADuplicateIDKeepsBothPagesTexts)
     TextConverter older;
     older.setString(QStringLiteral("older text"));
     ASSERT_TRUE(PageFile::write(7, {{QStringLiteral("memoData"), older.RTFDData()}}).ok());
-    root = JWMemo::memo();
     const auto page = [this](const QString &text, int daysAgo) {
-        MemoPtr memo = JWMemo::bareMemo();
-        memo->setMemoID(7);
+        const MemoPtr memo = inTree(bare(7));
         memo->setTitle(text);
         memo->setPlainText(text);
         memo->setTags({});
         memo->setCreatedAt(QDateTime::currentDateTimeUtc().addDays(-daysAgo));
         memo->setModifiedAt(memo->createdAt());
-        root->appendChild(memo);
         return memo;
     };
     const MemoPtr oldPage = page(QStringLiteral("older text"), 10);
     const MemoPtr newPage = page(QStringLiteral("newer text"), 1);
-    ApplicationTree::setRootMemo(root);
     MemoTree tree;
     tree.setRoot(root);
     tree.resetMemoID();
@@ -245,25 +241,18 @@ TEST_F(PageFileTest, APageWithAnEmptyTitleReadFromTheStoreKeepsItsTextInItsFile)
     auto decoded = TypedStreamDecoder::unarchiveObjectWithData(bytes.value(), registry);
     ASSERT_TRUE(decoded.ok());
 
-    root = JWMemo::memo();
-    const MemoPtr page = decoded.value().value<MemoPtr>();
-    root->appendChild(page);
-    ApplicationTree::setRootMemo(root);
+    const MemoPtr page = inTree(decoded.value().value<MemoPtr>());
     page->setIsEdited(true);
     ASSERT_TRUE(page->save());
     // An empty title is a title: the file must go on to hold the text.
     EXPECT_TRUE(fileOf(page->memoID()).contains(QStringLiteral("memoData")));
 }
 
-TEST_F(PageFileTest, RemovingAndClearingTheFile)
+TEST_F(PageFileTest, RemovingTheFileKeepsTheTextInMemoryAndAWebClipsPageFile)
 {
-    const MemoPtr page = treeWithChild();
+    const MemoPtr page = inTree();
     page->setMemoDataWithPlainText(QStringLiteral("text"));
     ASSERT_TRUE(page->save());
-
-    page->clearMemoData();
-    EXPECT_FALSE(fileOf(page->memoID()).contains(QStringLiteral("memoData")));
-    EXPECT_TRUE(fileOf(page->memoID()).contains(QStringLiteral("tags")));
 
     page->removeNoteFile();
     EXPECT_FALSE(PageFile::exists(page->memoID()));
@@ -282,7 +271,7 @@ TEST_F(PageFileTest, RemovingAndClearingTheFile)
 
 TEST_F(PageFileTest, ConvertingPutsTheTitleIntoTheTextAndBack)
 {
-    const MemoPtr page = treeWithChild();
+    const MemoPtr page = inTree();
     page->setTitle(QStringLiteral("Heading"));
     page->setMemoDataWithPlainText(QStringLiteral("body"));
     page->convertNoteTextToSetTitleAtFirstLine();

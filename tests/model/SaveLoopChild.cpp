@@ -1,18 +1,10 @@
-// jw-save-loop: a program that does nothing but edit and save, for the
-// crash-safety test to kill at random moments.
-//
-//     jw-save-loop FOLDER JOURNAL ROUND PAGES TEXT-BYTES SEED
-//
-// It opens the data folder FOLDER (its preferences are wherever its
-// XDG_CONFIG_HOME says), loads the tree there or makes one of PAGES pages, says
-// "ready" on its standard output and then, for ever: gives a few random pages
-// a new generation of title and text, now and then adds a page, and saves.
-//
-// Every version of a page it will write is first appended to the journal as
-// "<ID> <generation> <SHA-1 of the text>", in one write straight to the
-// kernel, so that a page file found after a kill can be matched against what
-// was really written. Titles are "Page <ID> gen <generation>"; generations
-// of round ROUND start at ROUND * 1,000,000, so no two runs write the same one.
+// jw-save-loop FOLDER JOURNAL ROUND PAGES TEXT-BYTES SEED: edits and saves
+// without pause, for the crash-safety test to kill. It loads the data folder
+// FOLDER or makes a tree of PAGES pages there, says "ready", then for ever
+// gives a few random pages a new generation of title ("Page <ID> gen <N>",
+// from ROUND * 1,000,000 on) and text, now and then adds a page, and saves.
+// Every version is appended to JOURNAL as "<ID> <generation> <SHA-1 of the
+// text>" in one write to the kernel before it can reach a file.
 #include "model/DataStore.h"
 #include "model/JWMemo.h"
 #include "platform/settings/UserDefaults.h"
@@ -36,7 +28,6 @@ namespace {
 constexpr int kFailed = 3;
 constexpr int kMaxDepth = 4;
 
-// The journal of versions; every line goes to the kernel before the version can reach a file.
 class Journal
 {
 public:

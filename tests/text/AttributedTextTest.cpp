@@ -1,10 +1,7 @@
 #include "common/QtPrinters.h"
 #include "common/TextFormats.h"
 #include "common/TestImages.h"
-#include "platform/base/Localization.h"
-#include "platform/richtext/TextConverter.h"
 #include "text/AttributedText.h"
-#include "text/LineJoining.h"
 
 #include <gtest/gtest.h>
 
@@ -46,40 +43,6 @@ TEST(AttributedTextTest, attachmentsAreFoundInOrderAndOnlyThoseWithFilesCount)
     EXPECT_TRUE(AttributedText::hasAttachmentInRange(document, {6, 1}));
     document.setPlainText(QStringLiteral("no pictures"));
     EXPECT_FALSE(AttributedText::hasAttachment(document));
-}
-
-TEST(AttributedTextTest, insertedTextCarriesOnlyItsColourAndOutOfRangeIndexesAreCut)
-{
-    QTextDocument document;
-    QTextCursor cursor(&document);
-    cursor.insertText(QStringLiteral("bold"), bold());
-
-    AttributedText::appendString(document, QStringLiteral(" plain"));
-    EXPECT_EQ(formatOf(document, 6).fontWeight(), QFont::Normal);
-    AttributedText::appendString(document, QStringLiteral(" red"), Qt::red);
-    AttributedText::insertString(document, QStringLiteral("> "), QColor(), -5);
-    AttributedText::insertString(document, QStringLiteral("!"), 1000);
-    EXPECT_EQ(document.toPlainText(), QStringLiteral("> bold plain red!"));
-    EXPECT_EQ(formatOf(document, 0).foreground().color(), QColor(Qt::black));
-    EXPECT_EQ(formatOf(document, 14).foreground().color(), QColor(Qt::red));
-    EXPECT_FALSE(formatOf(document, 16).hasProperty(QTextFormat::ForegroundBrush));
-    EXPECT_EQ(formatOf(document, 3).fontWeight(), QFont::Bold);
-
-    // Each insertion is one undo step.
-    document.undo();
-    EXPECT_EQ(document.toPlainText(), QStringLiteral("> bold plain red"));
-
-    EXPECT_FALSE(AttributedText::insertImage(document, QImage(), 0));
-    QImage image(4, 2, QImage::Format_RGB32);
-    image.fill(Qt::green);
-    ASSERT_TRUE(AttributedText::insertImage(document, image, 2));
-    ASSERT_TRUE(AttributedText::insertImage(document, image, 99));
-    const auto attachments = AttributedText::attachments(document);
-    ASSERT_EQ(attachments.size(), 2);
-    EXPECT_EQ(attachments[0].fileName, QStringLiteral("Pasted Graphic.png"));
-    EXPECT_EQ(attachments[1].fileName, QStringLiteral("Pasted Graphic 2.png"));
-    EXPECT_EQ(QImage::fromData(attachments[0].bytes).size(), QSize(4, 2));
-    EXPECT_EQ(document.toRawText().indexOf(QChar::ObjectReplacementCharacter), 2);
 }
 
 TEST(AttributedTextTest, replacementTouchesOnlyTheLastOccurrenceAndKeepsItsFormat)
@@ -134,53 +97,6 @@ TEST(AttributedTextTest, splittingLeavesOutTheLastStretchAndStepsOneCharacter)
     document.setPlainText(QStringLiteral("one\ntwo\nthree"));
     EXPECT_EQ(texts(AttributedText::componentsSeparatedByString(document, QStringLiteral("\n"))),
         (QStringList{QStringLiteral("one"), QStringLiteral("two")}));
-}
-
-class LineJoiningTest : public ::testing::Test
-{
-protected:
-    void SetUp() override { Localization::install(); }
-
-    static QString joined(const QString &text, TextRange range = {})
-    {
-        QTextDocument document;
-        document.setPlainText(text);
-        LineJoining::removeUnusedReturnInRange(document, range);
-        return document.toPlainText();
-    }
-};
-
-TEST_F(LineJoiningTest, breaksInsideSentencesGoAndBreaksAfterThemStay)
-{
-    EXPECT_EQ(joined(QStringLiteral("Hello\nworld.\nNext")), QStringLiteral("Helloworld.\nNext"));
-    EXPECT_EQ(joined(QStringLiteral("one\n\ntwo\nthree")), QStringLiteral("one\n\ntwothree"));
-    EXPECT_EQ(joined(QStringLiteral("Why?\nBecause")), QStringLiteral("Why?Because"));
-    const QString kept = QStringLiteral("Why\uff1f\nSo\uff01\nAnd\u3001\nso!\nEnd");
-    EXPECT_EQ(joined(kept), kept);
-    EXPECT_EQ(joined(QStringLiteral("\nabc\n")), QStringLiteral("abc"));
-    EXPECT_EQ(joined(QStringLiteral("a\n.b")), QStringLiteral("a\n.b")); // the character after keeps it too
-    EXPECT_EQ(joined(QStringLiteral("ab") + QChar::LineSeparator + QStringLiteral("cd")), QStringLiteral("abcd"));
-
-    // Only the breaks inside the range.
-    EXPECT_EQ(joined(QStringLiteral("a\nb\nc\nd"), {2, 3}), QStringLiteral("a\nbc\nd"));
-    EXPECT_EQ(joined(QStringLiteral("a\nb\nc"), {3, 999}), QStringLiteral("a\nbc"));
-}
-
-TEST_F(LineJoiningTest, paragraphsReadFromRtfJoinAsOneUndoStep)
-{
-    TextConverter converter;
-    ASSERT_TRUE(converter.setRTFData("{\\rtf1\\ansi {\\b Hello}\\par world.\\par Next\\par line}"));
-    QTextDocument &document = converter.document();
-    document.setUndoRedoEnabled(true);
-
-    EXPECT_EQ(LineJoining::removeUnusedReturnInRange(document, {}), 2);
-    EXPECT_EQ(document.toPlainText(), QStringLiteral("Helloworld.\nNextline"));
-    EXPECT_EQ(formatOf(document, 0).fontWeight(), QFont::Bold);
-    EXPECT_EQ(formatOf(document, 5).fontWeight(), QFont::Normal);
-
-    document.undo();
-    EXPECT_EQ(document.toPlainText(), QStringLiteral("Hello\nworld.\nNext\nline"));
-    EXPECT_FALSE(document.isUndoAvailable());
 }
 
 } // namespace
