@@ -9,11 +9,9 @@
 #include "windows/NoteMainWindow.h"
 #include "windows/WindowFrames.h"
 
-#include <QAction>
 #include <QDockWidget>
 #include <QGuiApplication>
 #include <QLabel>
-#include <QMenu>
 #include <QScreen>
 #include <QTest>
 
@@ -156,24 +154,6 @@ TEST_F(NoteWindowControllerTest, theFirstLineAndTheTitleFollowEachOtherWhenAsked
     EXPECT_EQ(ideas->title(), QStringLiteral("Plans"));
 }
 
-TEST_F(NoteWindowControllerTest, theFooterCountsAndTheListsShowAtMostFifteenPages)
-{
-    auto window = open(root);
-    window->selectMemo(recipes);
-    QTRY_VERIFY(window->wordsCounterText().contains(QStringLiteral("/4")));
-    EXPECT_TRUE(window->charactersCounterText().contains(QStringLiteral("/25")));
-
-    for (int i = 0; i < 20; ++i)
-        page(root, "Extra", "text")->setIsEdited(true);
-    QMenu menu;
-    window->updateRecentItems(menu);
-    const auto pages = std::count_if(
-        menu.actions().cbegin(), menu.actions().cend(), [](const QAction *item) { return !item->isSeparator(); });
-    EXPECT_EQ(pages, 15);
-    menu.actions().last()->trigger();
-    EXPECT_EQ(window->selectedMemo()->title(), QStringLiteral("Extra"));
-}
-
 TEST_F(NoteWindowControllerTest, webClipsShowTheirPlaceholderAndUnreadableTextItsNotice)
 {
     auto window = open(root);
@@ -197,28 +177,6 @@ TEST_F(NoteWindowControllerTest, webClipsShowTheirPlaceholderAndUnreadableTextIt
     EXPECT_FALSE(notice->isVisible());
     EXPECT_EQ(broken->memoData(), QByteArrayLiteral("this is not rich text"));
     EXPECT_FALSE(broken->isEdited());
-}
-
-TEST_F(NoteWindowControllerTest, thePageSwitchesFollowTheMenusAndThePage)
-{
-    auto window = open(root);
-    window->selectMemo(recipes);
-    window->action(QStringLiteral("lineNumbersAction"))->trigger();
-    EXPECT_TRUE(recipes->showLineNumbers());
-    EXPECT_TRUE(window->textView()->lineNumbersVisible());
-    window->selectMemo(ideas);
-    EXPECT_FALSE(window->textView()->lineNumbersVisible());
-    EXPECT_FALSE(window->action(QStringLiteral("lineNumbersAction"))->isChecked());
-
-    window->action(QStringLiteral("plainTextAction"))->trigger();
-    EXPECT_TRUE(ideas->isPlainTextMemo());
-    EXPECT_FALSE(window->textView()->isRichText());
-    window->action(QStringLiteral("backAction"))->trigger();
-    EXPECT_EQ(window->selectedMemo(), recipes);
-
-    root->windowAttribute()->setFloating(true);
-    EXPECT_TRUE(window->mainWindow().windowFlags().testFlag(Qt::WindowStaysOnTopHint));
-    EXPECT_TRUE(window->mainWindow().isVisible());
 }
 
 } // namespace
