@@ -12,6 +12,7 @@
 #include <QFileInfo>
 #include <QLockFile>
 #include <QSignalSpy>
+#include <QStringEncoder>
 #include <QUndoStack>
 
 #include <algorithm>
@@ -39,7 +40,6 @@ public:
     [[nodiscard]] bool isEdited() const override { return edited; }
     [[nodiscard]] QUndoStack *undoStack() override { return &stack; }
     void makeIconWindowAtBackground() override { ++iconisedAtBackground; }
-    void comeToFront() { Q_EMIT becameKey(); }
 
     MemoPtr root;
     MemoPtr selection;
@@ -61,6 +61,8 @@ protected:
     }
 
     static UserDefaults &defaults() { return UserDefaults::standardUserDefaults(); }
+    static void switchTo(const QString &folder) { defaults().setValue(QStringLiteral("dataFolderPath"), folder); }
+    static QString storeIn(const QString &folder) { return folder + QStringLiteral("/JW3Data.jw3datastore"); }
 
     std::unique_ptr<JW3Controller> startController()
     {
@@ -113,30 +115,11 @@ protected:
     std::vector<StandInWindow *> closedWindows; // in the order they closed
 };
 
-TEST_F(ControllerTest, startingOnAFreshFolderOpensTheMainWindowAndTheAutoSaveFollowsThePreferences)
-{
-    auto controller = startController();
-    ASSERT_EQ(controller->windowControllers().size(), 1u);
-    EXPECT_EQ(controller->frontWindowController()->rootMemo(), controller->rootMemo());
-    EXPECT_GE(windows.front()->timesShown, 1);
-    EXPECT_TRUE(controller->dataStore().isAutoSaveTimerActive());
-
-    defaults().setValue(QStringLiteral("AutoSavePeriod"), 1);
-    EXPECT_EQ(controller->dataStore().autoSaveIntervalMilliseconds(), 60 * 1000);
-    defaults().setValue(QStringLiteral("AutoSave"), false);
-    EXPECT_FALSE(controller->dataStore().isAutoSaveTimerActive());
-}
-
 TEST_F(ControllerTest, theLastWindowClosingQuitsOnlyWhenQuitAppIsOn)
 {
     auto controller = startController();
     QSignalSpy terminate(controller.get(), &JW3Controller::terminateRequested);
     NoteWindow *second = controller->openWindowWithMemo(addPage(*controller, QStringLiteral("Second")));
-    ASSERT_EQ(controller->frontWindowController(), second);
-
-    // The main window comes to the front, then closes: the other one is left, in front.
-    windows.front()->comeToFront();
-    EXPECT_EQ(controller->frontWindowController(), windows.front());
     windows.front()->performClose();
     EXPECT_EQ(controller->windowControllers(), std::vector<NoteWindow *>{second});
     EXPECT_EQ(controller->frontWindowController(), second);
@@ -154,22 +137,6 @@ TEST_F(ControllerTest, theLastWindowClosingQuitsOnlyWhenQuitAppIsOn)
     EXPECT_EQ(terminate.count(), 1);
 }
 
-TEST_F(ControllerTest, goingToTheBackgroundRunsTheWaitingSaveAndIconisesWhenAsked)
-{
-    auto controller = startController();
-    MemoPtr page = addPage(*controller, QStringLiteral("Typed in"));
-    windows.front()->edited = true;
-    defaults().setValue(QStringLiteral("IconAtBackGround"), true);
-
-    // With the application in front (as the offscreen platform has it) or not,
-    // a timer save either waits or runs; either way nothing is left pending.
-    controller->dataStore().saveWithTimer();
-    controller->applicationDidResignActive();
-    EXPECT_FALSE(controller->dataStore().saveWhenDeactivate());
-    EXPECT_EQ(windows.front()->iconisedAtBackground, 1);
-    EXPECT_TRUE(QFile::exists(notePathForID(page->memoID())));
-}
-
 TEST_F(ControllerTest, windowsReopenOnTheirPagesAtTheNextStart)
 {
     qint64 chapterID = 0;
@@ -185,59 +152,42 @@ TEST_F(ControllerTest, windowsReopenOnTheirPagesAtTheNextStart)
     ASSERT_EQ(controller->windowControllers().size(), 2u);
     EXPECT_EQ(controller->windowControllers()[0]->rootMemo(), controller->rootMemo());
     EXPECT_EQ(controller->windowControllers()[1]->rootMemo()->memoID(), chapterID);
-    EXPECT_EQ(controller->windowControllers()[1]->rootMemo()->children().size(), 1u);
 }
 
-TEST_F(ControllerTest, switchingToAnEmptyFolderCopiesTheDataAndKeepsTheWindows)
+TEST_F(ControllerTest, switchingToAnEmptyFolderCopiesTheDataAndToOneWithDataShowsItsPages)
 {
     auto controller = startController();
     addPage(*controller, QStringLiteral("Kept"));
     QSignalSpy terminate(controller.get(), &JW3Controller::terminateRequested);
-    const QString oldFolder = dataFolderPath();
-    const QString newFolder = home() + QStringLiteral("/Elsewhere");
-    defaults().setValue(QStringLiteral("dataFolderPath"), newFolder);
-
-    EXPECT_TRUE(QFile::exists(newFolder + QStringLiteral("/JW3Data.jw3datastore")));
-    EXPECT_TRUE(QFile::exists(oldFolder + QStringLiteral("/JW3Data.jw3datastore")));
+    const QString first = dataFolderPath();
+    const QString copy = home() + QStringLiteral("/Elsewhere");
+    switchTo(copy);
+    EXPECT_TRUE(QFile::exists(storeIn(copy)));
+    EXPECT_TRUE(QFile::exists(storeIn(first)));
     EXPECT_EQ(controller->windowControllers().size(), 1u);
     EXPECT_EQ(topLevelTitles(*controller), QStringList{QStringLiteral("Kept")});
-    EXPECT_EQ(terminate.count(), 0);
     // The new folder is ours now, the old one free for others.
-    EXPECT_FALSE(QLockFile(newFolder + QStringLiteral("/.jotwell3.lock")).tryLock(0));
-    EXPECT_TRUE(QLockFile(oldFolder + QStringLiteral("/.jotwell3.lock")).tryLock(0));
-}
+    EXPECT_FALSE(QLockFile(copy + QStringLiteral("/.jotwell3.lock")).tryLock(0));
+    EXPECT_TRUE(QLockFile(first + QStringLiteral("/.jotwell3.lock")).tryLock(0));
 
-TEST_F(ControllerTest, switchingToAFolderWithDataShowsItsPagesWithoutQuitting)
-{
-    const QString otherFolder = home() + QStringLiteral("/Other");
-    defaults().setValue(QStringLiteral("dataFolderPath"), otherFolder);
-    {
-        auto other = startController();
-        addPage(*other, QStringLiteral("Other folder"));
-        other->applicationWillTerminate();
-    }
-    defaults().setValue(QStringLiteral("dataFolderPath"), QString(home() + QStringLiteral("/Mine")));
-    auto controller = startController();
-    addPage(*controller, QStringLiteral("Mine"));
-    StandInWindow *mine = windows.front();
-    QSignalSpy terminate(controller.get(), &JW3Controller::terminateRequested);
-
-    defaults().setValue(QStringLiteral("dataFolderPath"), otherFolder);
-    EXPECT_TRUE(wasClosed(mine));
+    // Back to the first folder: its windows reopen on its own pages, without quitting.
+    addPage(*controller, QStringLiteral("Only in the copy"));
+    StandInWindow *onCopy = windows.front();
+    switchTo(first);
+    EXPECT_TRUE(wasClosed(onCopy));
     EXPECT_EQ(terminate.count(), 0);
     EXPECT_TRUE(defaults().boolForKey(QStringLiteral("QuitApp")));
-    EXPECT_EQ(topLevelTitles(*controller), QStringList{QStringLiteral("Other folder")});
+    EXPECT_EQ(topLevelTitles(*controller), QStringList{QStringLiteral("Kept")});
     ASSERT_EQ(controller->windowControllers().size(), 1u);
-    // What was typed before the switch went to the first folder.
-    QFile store(home() + QStringLiteral("/Mine/JW3Data.jw3datastore"));
+    // What was typed before the switch went to the folder left.
+    QFile store(storeIn(copy));
     ASSERT_TRUE(store.open(QIODevice::ReadOnly));
-    EXPECT_TRUE(store.readAll().contains("Mine"));
+    EXPECT_TRUE(store.readAll().contains("Only in the copy"));
 }
 
 TEST_F(ControllerTest, aFolderAnotherProcessUsesIsNotSwitchedTo)
 {
     auto controller = startController();
-    addPage(*controller, QStringLiteral("Stays"));
     const QString before = dataFolderPath();
     const QString busy = home() + QStringLiteral("/Busy");
     QDir().mkpath(busy);
@@ -250,17 +200,16 @@ TEST_F(ControllerTest, aFolderAnotherProcessUsesIsNotSwitchedTo)
         (parent + u'\n' + parentName + u'\n' + QSysInfo::machineHostName() + u'\n').toUtf8());
     QSignalSpy problems(controller.get(), &JW3Controller::problemReported);
 
-    defaults().setValue(QStringLiteral("dataFolderPath"), busy);
+    switchTo(busy);
     EXPECT_EQ(defaults().stringForKey(QStringLiteral("dataFolderPath")), before);
     ASSERT_EQ(problems.count(), 1);
     EXPECT_TRUE(problems.at(0).at(0).toString().contains(QStringLiteral("in use")));
-    EXPECT_EQ(topLevelTitles(*controller), QStringList{QStringLiteral("Stays")});
 }
 
 TEST_F(ControllerTest, clippedTextBecomesASavedPageShownInTheMainWindow)
 {
     auto controller = startController();
-    NoteWindow *chapterWindow = controller->openWindowWithMemo(addPage(*controller, QStringLiteral("Chapter")));
+    controller->openWindowWithMemo(addPage(*controller, QStringLiteral("Chapter")));
 
     // The front window's tree does not hold the clippings: the main window shows the clip.
     auto clipped = controller->clipText(QStringLiteral("Buy milk\nand bread"));
@@ -270,17 +219,10 @@ TEST_F(ControllerTest, clippedTextBecomesASavedPageShownInTheMainWindow)
     EXPECT_EQ(parent, controller->tree().parentOfClippingMemo());
     EXPECT_EQ(controller->frontWindowController()->rootMemo(), controller->rootMemo());
     EXPECT_EQ(controller->frontWindowController()->selectedMemo(), clip);
-    EXPECT_EQ(chapterWindow->selectedMemo(), nullptr);
     EXPECT_TRUE(QFile::exists(notePathForID(clip->memoID())));
     QFile store(dataFilePath());
     ASSERT_TRUE(store.open(QIODevice::ReadOnly));
     EXPECT_TRUE(store.readAll().contains("Buy milk"));
-
-    // A second clip goes under the same parent; undo takes it away again.
-    ASSERT_TRUE(controller->clipText(QStringLiteral("Call Ann")).ok());
-    EXPECT_EQ(parent->children().size(), 2u);
-    static_cast<StandInWindow *>(controller->frontWindowController())->stack.undo();
-    EXPECT_EQ(parent->children().size(), 1u);
     EXPECT_FALSE(controller->clipURL(QUrl(QStringLiteral("not a url"))).ok());
 }
 
@@ -289,21 +231,17 @@ TEST_F(ControllerTest, clippedFilesAreReadByTheirKindAndBadOnesAreRefused)
     auto controller = startController();
     // Wide text with a byte-order mark, either way round, is text too.
     const QString wide = QStringLiteral("Caf\u00e9 \u65e5\u672c\nsecond line");
-    QByteArray little("\xff\xfe");
-    QByteArray big("\xfe\xff");
-    for (const QChar c : wide) {
-        little.append(char(c.unicode() & 0xff)).append(char(c.unicode() >> 8));
-        big.append(char(c.unicode() >> 8)).append(char(c.unicode() & 0xff));
-    }
+    const QByteArray little = QByteArray("\xff\xfe").append(QStringEncoder(QStringConverter::Utf16LE)(wide));
+    const QByteArray big = QByteArray("\xfe\xff").append(QStringEncoder(QStringConverter::Utf16BE)(wide));
     const struct
     {
         const char *name;
         QByteArray bytes;
         QString text;
     } readable[] = {
-        {"a.rtf", "{\\rtf1\\ansi {\\b Bold} words}", QStringLiteral("Bold words")},
-        {"le.txt", little, wide},
+        {"a.rtf", "{\\rtf1\\ansi {\\b Bold} words}", QStringLiteral("Bold words")}, {"le.txt", little, wide},
         {"be.txt", big, wide},
+        {"b.txt", "Caf\xe9 au lait", QStringLiteral("Caf\u00c8 au lait")}, // not UTF-8: the guess finds Mac Roman
     };
     for (const auto &file : readable) {
         SCOPED_TRACE(file.name);
@@ -311,12 +249,6 @@ TEST_F(ControllerTest, clippedFilesAreReadByTheirKindAndBadOnesAreRefused)
         ASSERT_TRUE(clipped.ok()) << clipped.errorMessage().toStdString();
         EXPECT_EQ(clipped.value()->plainText(), file.text);
     }
-
-    // Latin-1 text that is not UTF-8 is still read as text, a character for each byte.
-    auto latin = controller->clipFile(write(QStringLiteral("b.txt"), "Caf\xe9 au lait"));
-    ASSERT_TRUE(latin.ok()) << latin.errorMessage().toStdString();
-    EXPECT_TRUE(latin.value()->plainText().startsWith(QStringLiteral("Caf")));
-    EXPECT_EQ(latin.value()->plainText().size(), 12);
 
     const qsizetype pages = controller->tree().parentOfClippingMemo()->children().size();
     QDir().mkpath(home() + QStringLiteral("/empty.rtfd"));
@@ -341,8 +273,7 @@ TEST_F(ControllerTest, droppedFilesAreImportedWhereTheyFellAndDeletedRootsCloseT
     EXPECT_EQ(imported.value()->plainText(), QStringLiteral("Agenda\nMinutes"));
 
     const auto missing = controller->importFile(home() + QStringLiteral("/gone.txt"), folder, 0);
-    ASSERT_FALSE(missing.ok());
-    EXPECT_TRUE(missing.errorMessage().contains(QStringLiteral("gone.txt cannot be imported")));
+    EXPECT_TRUE(!missing.ok() && missing.errorMessage().contains(QStringLiteral("gone.txt cannot be imported")));
     EXPECT_EQ(folder->children().size(), 2u);
 
     // A window rooted at a page that leaves the tree closes; the others stay.
@@ -350,25 +281,6 @@ TEST_F(ControllerTest, droppedFilesAreImportedWhereTheyFellAndDeletedRootsCloseT
     controller->handleMemoRemoval(folder);
     EXPECT_TRUE(wasClosed(static_cast<StandInWindow *>(onFolder)));
     EXPECT_EQ(controller->windowControllers().size(), 1u);
-}
-
-TEST_F(ControllerTest, pageLinksFromOtherProgramsShowTheirPage)
-{
-    auto controller = startController();
-    MemoPtr chapter = addPage(*controller, QStringLiteral("Chapter"));
-    MemoPtr section = addPage(*controller, QStringLiteral("Section"), chapter);
-    const QString id = QString::number(section->memoID());
-    EXPECT_TRUE(controller->openLink(QStringLiteral("Jotwell3://pageid/") + id + u'/'));
-    EXPECT_EQ(controller->frontWindowController()->selectedMemo(), section);
-
-    // The scheme's case is the other program's; a new window opens on the page's parent.
-    EXPECT_TRUE(controller->openLink(QStringLiteral("jotwell3://pageid/") + id + QStringLiteral("/OpenWithNewWindow")));
-    ASSERT_EQ(controller->windowControllers().size(), 2u);
-    EXPECT_EQ(controller->windowControllers().back()->rootMemo(), chapter);
-    EXPECT_EQ(controller->windowControllers().back()->selectedMemo(), section);
-    EXPECT_FALSE(controller->openLink(QStringLiteral("Jotwell3://pageid/999999/")));
-    EXPECT_FALSE(controller->openLink(QStringLiteral("Jotwell3://pageid/not-a-number/")));
-    EXPECT_EQ(controller->windowControllers().size(), 2u);
 }
 
 TEST_F(ControllerTest, closingEveryWindowForAFolderSwitchLetsGoOfWindowsThatDoNotSaySo)

@@ -1,5 +1,3 @@
-// Pages reaching a window from outside it keep to the page password as
-// clicks in the outline do.
 #include "AppSessionTest.h"
 #include "app/ApplicationAdaptor.h"
 #include "model/MemoCreation.h"
@@ -17,7 +15,8 @@
 
 namespace {
 
-// A session whose notebook holds Diary, protected and locked, with Monday inside it.
+// Pages reaching a window from outside it keep to the page password as clicks in the outline do:
+// here Diary, protected and locked, with Monday inside it.
 class ProtectedPagePathsTest : public AppSessionTest
 {
 protected:

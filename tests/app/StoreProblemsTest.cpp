@@ -1,8 +1,4 @@
-// What the user sees when the data folder fails: a clip that could not be
-// saved answers with the cause, every window shows it in its bar until a
-// save succeeds, an unreadable data file is named at start-up with the
-// pages recovered from their files on request, and a full disk at start-up
-// is called full.
+// What the user sees when the data folder fails: the cause, in every window's bar until a save succeeds.
 #include "app/DataFolderLock.h"
 #include "AppSessionTest.h"
 #include "common/WriteFailures.h"

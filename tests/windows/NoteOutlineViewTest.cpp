@@ -176,11 +176,6 @@ TEST_F(NoteOutlineViewTest, exposingAndCollapsingRowsMovesTheSelectionOutwards)
     main.view().collapseEveryItem();
     EXPECT_FALSE(main.expanded(a1)) << "an inner row must not stay open behind its collapsed parent";
     EXPECT_EQ(main.controller->selection(), a) << "the selection ends on the outermost collapsed row";
-
-    main.view().expandChildren();
-    EXPECT_TRUE(main.expanded(a1));
-    main.view().collapseChildren();
-    EXPECT_FALSE(main.expanded(a1));
 }
 
 TEST_F(NoteOutlineViewTest, rowsAreSelectedAndReportedInRowOrder)
@@ -189,7 +184,6 @@ TEST_F(NoteOutlineViewTest, rowsAreSelectedAndReportedInRowOrder)
     const MemoPtr stray = JWMemo::memo();
     EXPECT_EQ(main.view().selectMemoRows({d, a1, stray, b, d}), 3);
     EXPECT_EQ(main.controller->selectedMemos(), (QList<MemoPtr>{a1, b, d})) << "the controller follows the rows";
-    EXPECT_EQ(main.view().currentIndex(), main.index(d));
     EXPECT_EQ(main.view().selectMemoRows({stray}), 0);
     EXPECT_EQ(main.view().selectedMemosInRowOrder().size(), 3) << "nothing to select leaves the selection alone";
 }
@@ -209,10 +203,6 @@ TEST_F(NoteOutlineViewTest, rowsDraggedBetweenRowsAndOntoARowMoveThere)
     EXPECT_EQ(titles(root), (QStringList{"A", "D", "B", "C"}));
     EXPECT_EQ(pixelsOf(highlight, watched), 0) << "no line once dropped";
     watched = {};
-
-    // Several rows dragged down keep their order at the line.
-    EXPECT_TRUE(dragRowsTo({a, d}, onTopEdge(main.row(c))).dropped);
-    EXPECT_EQ(titles(root), (QStringList{"B", "A", "D", "C"}));
 
     EXPECT_TRUE(dragRowsTo({b}, main.row(c).center()).dropped);
     EXPECT_EQ(titles(c), (QStringList{"B"}));
@@ -238,18 +228,13 @@ TEST_F(NoteOutlineViewTest, rowsDraggedBetweenRowsAndOntoARowMoveThere)
     EXPECT_EQ(titles(root).last(), QStringLiteral("A"));
 }
 
-TEST_F(NoteOutlineViewTest, refusedAndUnreadableDropsChangeNothing)
+TEST_F(NoteOutlineViewTest, refusedDropsChangeNothing)
 {
     main = open(root);
     main.view().expand(main.index(a));
     DropOutcome outcome = dragRowsTo({a}, main.row(a1).center());
     EXPECT_TRUE(outcome.entered);
     EXPECT_FALSE(outcome.hovered || outcome.dropped) << "a page cannot go into its own child";
-
-    QMimeData garbage;
-    garbage.setData(NoteTreeController::dragRowTypeName(), "\x01\x02 not a list");
-    outcome = dragTo(garbage, onTopEdge(main.row(b)));
-    EXPECT_FALSE(outcome.hovered || outcome.dropped);
     QMimeData unknown;
     unknown.setData(QStringLiteral("application/x-unheard-of"), "bytes");
     EXPECT_FALSE(dragTo(unknown, main.row(b).center()).entered);

@@ -6,11 +6,7 @@
 
 #include <QStringList>
 
-/**
- * A fresh user with a page tree of their own, held by an OutlineTestHost.
- * The tree starts empty; plantTree() fills it with the pages most outline
- * tests work on. Tests open the outline themselves.
- */
+/** A fresh user with an empty page tree of their own, which plantTree() fills; tests open the outline. */
 class OutlineTest : public FreshUserTest
 {
 protected:

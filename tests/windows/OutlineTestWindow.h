@@ -18,21 +18,10 @@
 #include <QWidget>
 
 #include <memory>
-#include <ostream>
 #include <vector>
 
-/** Pages show in failures by their titles. */
-inline void PrintTo(const MemoPtr &memo, std::ostream *out)
-{
-    *out << (memo ? "page \"" + memo->title().toStdString() + "\"" : std::string("no page"));
-}
-
-/**
- * A real outline and text view side by side, with just enough of a window
- * around them for a NoteTreeController: selecting shows the page in the text
- * view and leaving a page takes its edits back, as the note window does. It
- * records what the controller asked of it.
- */
+// A real outline and text view, with just enough window around them for a NoteTreeController:
+// selecting shows the page and leaving it takes its edits back, as the note window does.
 class OutlineTestWindow final : public QWidget, public NoteTreeWindow
 {
 public:
@@ -48,8 +37,8 @@ public:
 
     [[nodiscard]] QWidget *window() const override { return const_cast<OutlineTestWindow *>(this); }
     [[nodiscard]] NoteTextView *textView() const override { return text; }
-    void setEditedIfIsiPhoneMemo(const MemoPtr &memo) override { deviceEdited.push_back(memo); }
-    void addNewTabWithMemo(const MemoPtr &memo) override { tabs.push_back(memo); }
+    void setEditedIfIsiPhoneMemo(const MemoPtr &) override { }
+    void addNewTabWithMemo(const MemoPtr &) override { }
     void goToTitleView() override { outline->setFocus(); }
     void save() override
     {
@@ -74,8 +63,6 @@ public:
     NoteOutlineView *outline = nullptr;
     NoteTextView *text = nullptr;
     MemoPtr shown;
-    std::vector<MemoPtr> deviceEdited;
-    std::vector<MemoPtr> tabs;
     std::vector<MemoPtr> retitled;
     QStringList statusMessages;
 };
