@@ -129,6 +129,7 @@ void DataStore::setRootMemo(const MemoPtr &root)
 {
     m_tree.setRoot(root);
     ApplicationTree::setRootMemo(root);
+    m_searchPreparation.start(m_tree.arrayOfMemos(root));
 }
 
 void DataStore::report(const QString &message)

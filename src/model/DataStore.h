@@ -2,6 +2,7 @@
 
 #include "JWMemo.h"
 #include "MemoTree.h"
+#include "SearchPreparation.h"
 
 #include "platform/base/Result.h"
 
@@ -172,6 +173,7 @@ private:
     DataStoreHost *m_host = nullptr;
     MemoTree m_tree;
     QTimer m_autoSaveTimer;
+    SearchPreparation m_searchPreparation;
     QStringList m_problems;
     QString m_saveFailure;
     QString m_setAsideDataFile;

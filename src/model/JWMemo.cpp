@@ -14,6 +14,7 @@
 #include "platform/richtext/TextConverter.h"
 #include "platform/settings/UserDefaults.h"
 #include "util/CalendarFormat.h"
+#include "util/CaseFolding.h"
 #include "util/StringUtility.h"
 
 #include <QMetaProperty>
@@ -504,21 +505,57 @@ void JWMemo::setPlainText(const QString &text)
             return;
         m_plainTextUtf8 = QByteArray();
         m_plainText = text;
+        m_foldedText = QByteArray();
         Q_EMIT plainTextChanged();
         return;
     }
-    if (assign(m_plainText, text))
+    if (assign(m_plainText, text)) {
+        m_foldedText = QByteArray();
         Q_EMIT plainTextChanged();
+    }
 }
+
+namespace {
+
+bool containsFolded(const QByteArray &haystack, const QString &word)
+{
+    const QByteArray key = CaseFolding::folded(word);
+    return !key.isEmpty() && haystack.contains(key);
+}
+
+// Folded text is never null, so that null can mean "not made yet".
+QByteArray nonNull(QByteArray folded)
+{
+    return folded.isNull() ? QByteArray("") : folded;
+}
+
+} // namespace
 
 bool JWMemo::containsWordInText(const QString &word) const
 {
-    return plainText().contains(word, Qt::CaseInsensitive);
+    return containsFolded(foldedText(), word);
 }
 
 bool JWMemo::containsWordInTitle(const QString &word) const
 {
-    return m_title.contains(word, Qt::CaseInsensitive);
+    return containsFolded(foldedTitle(), word);
+}
+
+const QByteArray &JWMemo::foldedTitle() const
+{
+    if (m_foldedTitle.isNull())
+        m_foldedTitle = nonNull(CaseFolding::folded(m_title));
+    return m_foldedTitle;
+}
+
+const QByteArray &JWMemo::foldedText() const
+{
+    if (m_foldedText.isNull()) {
+        // Pages fresh from the data store fold their archived UTF-8 as it lies.
+        m_foldedText = nonNull(
+            m_plainTextUtf8.isNull() ? CaseFolding::folded(m_plainText) : CaseFolding::foldedUtf8(m_plainTextUtf8));
+    }
+    return m_foldedText;
 }
 
 // --- Fields with side effects -------------------------------------------------
@@ -532,8 +569,10 @@ void JWMemo::setTitle(const QString &title)
     const QString pen = localizedString(penKey);
     if (!pen.isEmpty() && pen != penKey && stored.startsWith(pen.at(0)))
         stored.remove(0, 1);
-    if (assign(m_title, stored))
+    if (assign(m_title, stored)) {
+        m_foldedTitle = QByteArray();
         Q_EMIT titleChanged();
+    }
     setIsEdited(true);
     NotificationCenter::defaultCenter().post(NotificationNames::JW3MemoTitleHasChanged, this);
 }

@@ -279,10 +279,19 @@ public:
     [[nodiscard]] QString plainText() const;
     void setPlainText(const QString &text);
 
-    /** Case-insensitive search in the plain text. */
+    /** Case-insensitive search in the plain text, as CaseFolding compares. */
     [[nodiscard]] bool containsWordInText(const QString &word) const;
-    /** Case-insensitive search in the title. */
+    /** Case-insensitive search in the title, as CaseFolding compares. */
     [[nodiscard]] bool containsWordInTitle(const QString &word) const;
+    /**
+     * The title folded for searching (CaseFolding::folded()), made when
+     * first asked for and kept until the title changes: searching while
+     * typing reads it again and again. Main thread only, or one thread at a
+     * time while the main thread waits.
+     */
+    [[nodiscard]] const QByteArray &foldedTitle() const;
+    /** The plain text folded likewise, kept until the text changes. */
+    [[nodiscard]] const QByteArray &foldedText() const;
 
     // --- Fields with side effects --------------------------------------------
 
@@ -526,6 +535,9 @@ private:
     // tree. Exactly one of the two holds the text; the other is null.
     QString m_plainText;
     QByteArray m_plainTextUtf8;
+    // Null until a search asks; cleared when the title or text changes.
+    mutable QByteArray m_foldedTitle;
+    mutable QByteArray m_foldedText;
     QColor m_titleColor;
     QColor m_titleCharacterColor;
     bool m_locked = false;

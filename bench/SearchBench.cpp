@@ -1,0 +1,150 @@
+// Searching a window's pages while the user types, on the 10,000-page folder
+// (about 50 MB of plain text): the first keyword over every page, a keyword
+// grown by one character over the previous result, and a keyword found
+// nowhere, which reads every byte. BM_SearchNoMatch100k runs on a folder of
+// 100,000 pages made by jw-make-data-folder and named by JW_BENCH_DATA_100K.
+//
+// Pages keep a folded copy of their title and text once searched;
+// BM_FoldAllPages10k is what making those copies costs once after loading,
+// and every other benchmark here runs with them made.
+#include "BenchFolder.h"
+
+#include "model/DataStore.h"
+#include "model/MemoSearch.h"
+#include "platform/settings/UserDefaults.h"
+
+#include <benchmark/benchmark.h>
+
+#include <QFileInfo>
+
+#include <malloc.h>
+
+namespace {
+
+// Two words of the generator's vocabulary, found on some pages each.
+const QString kTwoKeys = QStringLiteral("contract music");
+const QString kNowhere = QStringLiteral("zqxjvkw");
+
+qint64 foldAll(const QList<MemoPtr> &pages)
+{
+    qint64 bytes = 0;
+    for (const MemoPtr &page : pages)
+        bytes += page->foldedTitle().size() + page->foldedText().size();
+    return bytes;
+}
+
+// The store of the 10,000-page folder, loaded and folded once for every benchmark here.
+struct SearchedStore
+{
+    std::unique_ptr<DataStore> store;
+    QList<MemoPtr> pages;
+    qint64 foldedBytes = 0;
+};
+
+SearchedStore *searchedStore(benchmark::State &state)
+{
+    static SearchedStore loaded;
+    if (!loaded.store) {
+        loaded.store = loadedStore(state);
+        if (!loaded.store)
+            return nullptr;
+        loaded.pages = loaded.store->tree().memoArrayWithoutRoot();
+        loaded.foldedBytes = foldAll(loaded.pages);
+    }
+    return &loaded;
+}
+
+void BM_FoldAllPages10k(benchmark::State &state)
+{
+    qint64 bytes = 0;
+    for (auto _ : state) {
+        state.PauseTiming();
+        auto store = loadedStore(state);
+        if (!store)
+            return;
+        const QList<MemoPtr> pages = store->tree().memoArrayWithoutRoot();
+        malloc_trim(0);
+        const double before = statusMegabytes("VmRSS:");
+        state.ResumeTiming();
+
+        bytes = foldAll(pages);
+
+        state.PauseTiming();
+        malloc_trim(0);
+        state.counters["folded_MB"] = double(bytes) / 1e6;
+        state.counters["added_RSS_MB"] = statusMegabytes("VmRSS:") - before;
+        state.counters["store_and_search_RSS_MB"] = statusMegabytes("VmRSS:");
+        state.ResumeTiming();
+    }
+    state.SetBytesProcessed(int64_t(state.iterations()) * bytes);
+}
+BENCHMARK(BM_FoldAllPages10k)->Unit(benchmark::kMillisecond)->Iterations(3);
+
+void BM_SearchAllPages10k(benchmark::State &state)
+{
+    SearchedStore *searched = searchedStore(state);
+    if (!searched)
+        return;
+    qsizetype found = 0;
+    // The list of every page is made anew for each search, as a window does.
+    for (auto _ : state)
+        found = MemoSearch::searchMemoWithKey(kTwoKeys, searched->store->tree().memoArrayWithoutRoot()).size();
+    state.counters["found"] = double(found);
+}
+BENCHMARK(BM_SearchAllPages10k)->Unit(benchmark::kMillisecond);
+
+void BM_SearchNarrowing10k(benchmark::State &state)
+{
+    SearchedStore *searched = searchedStore(state);
+    if (!searched)
+        return;
+    const auto all = [searched] {
+        return searched->pages;
+    };
+    qsizetype found = 0;
+    for (auto _ : state) {
+        state.PauseTiming();
+        MemoSearch search;
+        (void)search.resultFor(QStringLiteral("contract 26"), all);
+        state.ResumeTiming();
+        found = search.resultFor(QStringLiteral("contract 267"), all).size();
+    }
+    state.counters["found"] = double(found);
+}
+BENCHMARK(BM_SearchNarrowing10k)->Unit(benchmark::kMillisecond);
+
+void searchNowhere(benchmark::State &state, const QList<MemoPtr> &pages, qint64 foldedBytes)
+{
+    for (auto _ : state) {
+        if (!MemoSearch::searchMemoWithKey(kNowhere, pages).isEmpty())
+            state.SkipWithError("the keyword that occurs nowhere was found");
+    }
+    state.SetBytesProcessed(int64_t(state.iterations()) * foldedBytes);
+    state.counters["pages"] = double(pages.size());
+}
+
+void BM_SearchNoMatch10k(benchmark::State &state)
+{
+    if (SearchedStore *searched = searchedStore(state))
+        searchNowhere(state, searched->pages, searched->foldedBytes);
+}
+BENCHMARK(BM_SearchNoMatch10k)->Unit(benchmark::kMillisecond);
+
+void BM_SearchNoMatch100k(benchmark::State &state)
+{
+    const QString folder = qEnvironmentVariable("JW_BENCH_DATA_100K");
+    if (folder.isEmpty() || !QFileInfo::exists(folder + QStringLiteral("/JW3Data.jw3datastore"))) {
+        state.SkipWithError("JW_BENCH_DATA_100K names no folder made by jw-make-data-folder --pages 100000");
+        return;
+    }
+    UserDefaults::standardUserDefaults().setValue(QStringLiteral("dataFolderPath"), folder);
+    DataStore store;
+    store.loadNoteData();
+    const QList<MemoPtr> pages = store.tree().memoArrayWithoutRoot();
+    const qint64 bytes = foldAll(pages);
+    searchNowhere(state, pages, bytes);
+    reportPeakMemory(state);
+}
+BENCHMARK(BM_SearchNoMatch100k)->Unit(benchmark::kMillisecond);
+
+} // namespace
