@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-
 namespace {
 
 const QByteArray kHeader = QByteArray::fromHex("040b73747265616d747970656481e803");
