@@ -6,7 +6,12 @@
 #include <algorithm>
 #include <cstring>
 
+#include <QtConcurrent/QtConcurrentMap>
+
 namespace {
+
+// Enough text that handing a run to another thread costs little beside reading it.
+constexpr qsizetype kPagesPerRun = 512;
 
 bool holds(const QByteArray &folded, const QByteArray &key)
 {
@@ -26,13 +31,32 @@ MemoSearch::Pages MemoSearch::searchMemoWithKey(const QString &keyword, const Pa
     }
     if (keys.isEmpty())
         return pages;
-    Pages found;
-    for (const MemoPtr &page : pages) {
-        const bool all = std::all_of(keys.cbegin(), keys.cend(), [&page](const QByteArray &key) {
+    const auto matches = [&keys](const MemoPtr &page) {
+        return std::all_of(keys.cbegin(), keys.cend(), [&page](const QByteArray &key) {
             return holds(page->foldedTitle(), key) || holds(page->foldedText(), key);
         });
-        if (all)
-            found.append(page);
+    };
+
+    // A large notebook is read on every core, in runs of pages each thread
+    // owns alone (a page folds its copies on first use), while this thread
+    // waits; the matches are then collected in the list's order.
+    std::vector<char> matched(size_t(pages.size()), 0);
+    std::vector<std::pair<qsizetype, qsizetype>> runs;
+    for (qsizetype start = 0; start < pages.size(); start += kPagesPerRun)
+        runs.emplace_back(start, std::min(pages.size(), start + kPagesPerRun));
+    const auto matchRun = [&](const std::pair<qsizetype, qsizetype> &run) {
+        for (qsizetype i = run.first; i < run.second; ++i)
+            matched[size_t(i)] = matches(pages[i]);
+    };
+    if (runs.size() > 1)
+        QtConcurrent::blockingMap(runs, matchRun);
+    else if (!runs.empty())
+        matchRun(runs.front());
+
+    Pages found;
+    for (qsizetype i = 0; i < pages.size(); ++i) {
+        if (matched[size_t(i)])
+            found.append(pages[i]);
     }
     return found;
 }
