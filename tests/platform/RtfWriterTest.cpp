@@ -281,6 +281,8 @@ TEST(RtfWriterTest, FontNamesAreEscapedInTheTable)
     Doc doc;
     doc.add("x", charFormat("Odd;{Name}\u00e9"));
     EXPECT_NE(rtfOf(doc.document).find("\\f0\\fnil\\fcharset0 Odd\\'3b\\{Name\\}\\'e9;}"), std::string::npos);
+    // An escaped semicolon is part of the name, not its end.
+    EXPECT_EQ(roundTrip(doc.document), describe(doc.document));
 }
 
 TEST(RtfWriterTest, MissingFamilyAndSizeComeFromTheDocumentDefault)

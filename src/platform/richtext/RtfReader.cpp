@@ -496,6 +496,11 @@ void Parser::textBytes(QByteArrayView bytes)
 
 void Parser::hexByte(char byte)
 {
+    // An escaped byte in the font table is always part of a name, even a semicolon.
+    if (state().destination == Destination::FontTable) {
+        m_fontName.append(byte);
+        return;
+    }
     if (state().destination == Destination::Text && std::exchange(m_expectPlaceholder, false) && quint8(byte) == 0xac)
         return;
     textBytes(QByteArrayView(&byte, 1));
