@@ -6,12 +6,13 @@ namespace {
 
 // Well inside one frame, so that typing and scrolling stay smooth meanwhile.
 constexpr qint64 kSliceNanoseconds = 4'000'000;
+// Start-up paints its first window undisturbed before the folding begins.
+constexpr int kStartDelayMilliseconds = 1000;
 
 } // namespace
 
 SearchPreparation::SearchPreparation()
 {
-    m_timer.setInterval(0);
     QObject::connect(&m_timer, &QTimer::timeout, [this] { foldSlice(); });
 }
 
@@ -20,7 +21,7 @@ void SearchPreparation::start(const QList<MemoPtr> &pages)
     m_pending.assign(pages.cbegin(), pages.cend());
     m_next = 0;
     if (!m_pending.empty())
-        m_timer.start();
+        m_timer.start(kStartDelayMilliseconds);
 }
 
 void SearchPreparation::stop()
@@ -32,6 +33,7 @@ void SearchPreparation::stop()
 
 void SearchPreparation::foldSlice()
 {
+    m_timer.setInterval(0);
     QElapsedTimer slice;
     slice.start();
     while (m_next < m_pending.size() && slice.nsecsElapsed() < kSliceNanoseconds) {

@@ -10,8 +10,8 @@
 
 /**
  * Makes every page's folded title and text (JWMemo::foldedTitle(),
- * foldedText()) after loading, a few milliseconds at a time on the event
- * loop, so that the first search while typing reads copies that are ready
+ * foldedText()) a second after loading, a few milliseconds at a time on the
+ * event loop, so that the first search while typing reads copies that are ready
  * instead of folding 50 MB at the first keystroke. Pages deleted meanwhile
  * are skipped; a page searched meanwhile simply has its copies already.
  */
