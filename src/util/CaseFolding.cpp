@@ -8,7 +8,6 @@
 #include <unicode/unistr.h>
 
 #include <algorithm>
-#include <string>
 
 namespace CaseFolding {
 
@@ -41,33 +40,40 @@ const icu::Normalizer2 *caseFolder()
     return folder;
 }
 
-QByteArray foldedWithIcu(QStringView text)
+QString foldedWithIcu(QStringView text)
 {
     const icu::Normalizer2 *folder = caseFolder();
     // Without ICU's data, lower case as Qt knows it is the best there is.
     if (!folder)
-        return text.toString().toCaseFolded().toUtf8();
+        return text.toString().toCaseFolded();
     const icu::UnicodeString source(false, reinterpret_cast<const UChar *>(text.data()), int32_t(text.size()));
     UErrorCode status = U_ZERO_ERROR;
     const icu::UnicodeString result = folder->normalize(source, status);
     if (U_FAILURE(status))
-        return text.toString().toCaseFolded().toUtf8();
-    std::string utf8;
-    result.toUTF8String(utf8);
-    return QByteArray(utf8.data(), qsizetype(utf8.size()));
+        return text.toString().toCaseFolded();
+    return QString(reinterpret_cast<const QChar *>(result.getBuffer()), result.length());
+}
+
+bool isAscii(QStringView text)
+{
+    return std::all_of(text.begin(), text.end(), [](QChar c) { return c.unicode() < 0x80; });
 }
 
 } // namespace
 
 QByteArray folded(QStringView text)
 {
-    const bool ascii = std::all_of(text.begin(), text.end(), [](QChar c) { return c.unicode() < 0x80; });
-    return ascii ? lowerAscii(text.toLatin1()) : foldedWithIcu(text);
+    return isAscii(text) ? lowerAscii(text.toLatin1()) : foldedWithIcu(text).toUtf8();
 }
 
 QByteArray foldedUtf8(QByteArrayView utf8)
 {
-    return isAscii(utf8) ? lowerAscii(utf8) : foldedWithIcu(QString::fromUtf8(utf8));
+    return isAscii(utf8) ? lowerAscii(utf8) : foldedWithIcu(QString::fromUtf8(utf8)).toUtf8();
+}
+
+QString foldedString(QStringView text)
+{
+    return isAscii(text) ? QString::fromLatin1(lowerAscii(text.toLatin1())) : foldedWithIcu(text);
 }
 
 } // namespace CaseFolding

@@ -22,5 +22,7 @@ namespace CaseFolding {
 [[nodiscard]] QByteArray folded(QStringView text);
 /** UTF-8 @p utf8 folded; malformed sequences count as U+FFFD, as QString::fromUtf8 reads them. */
 [[nodiscard]] QByteArray foldedUtf8(QByteArrayView utf8);
+/** @p text folded, as UTF-16: for finding inside a text where positions matter. */
+[[nodiscard]] QString foldedString(QStringView text);
 
 } // namespace CaseFolding

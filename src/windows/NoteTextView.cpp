@@ -102,6 +102,8 @@ Status NoteTextView::setRTFDData(const QByteArray &data)
     fresh->setDefaultFont(defaultFont().value_or(document()->defaultFont()));
     fresh->setDocumentMargin(kTextMargin);
     const Status read = TextExport::setRTFDData(*fresh, data);
+    // Marks hold cursors into the document they were made on, which may go now.
+    setExtraSelections({});
     setDocument(fresh.get());
     m_ownDocument = std::move(fresh);
     if (m_scaleImages)
@@ -114,6 +116,7 @@ void NoteTextView::showDocument(QTextDocument *shared)
     QTextDocument *shown = shared ? shared : m_ownDocument.get();
     if (shown == document())
         return;
+    setExtraSelections({});
     setDocument(shown);
     if (m_scaleImages)
         applyImageScaling();

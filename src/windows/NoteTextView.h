@@ -71,6 +71,8 @@ public:
     [[nodiscard]] TextRange selectedRange() const override;
     void setSelectedRange(const TextRange &range) override;
     void setBoundMemo(JWMemo *memo) override { m_boundMemo = memo; }
+    /** The page whose text this view edits, or null. */
+    [[nodiscard]] JWMemo *boundMemo() const { return m_boundMemo; }
 
     /**
      * Shows the RTFD (or RTF) @p data as the view's own text. The text is

@@ -5,6 +5,7 @@
 #include "NoteTextView.h"
 #include "NoteTreeController.h"
 #include "NoteTreeHost.h"
+#include "SearchController.h"
 #include "WindowFrames.h"
 #include "model/JWMemo.h"
 #include "model/DataStore.h"
@@ -27,8 +28,10 @@
 #include <QGuiApplication>
 #include <QKeyEvent>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMenu>
 #include <QProcess>
+#include <QTabWidget>
 #include <QScreen>
 #include <QStackedWidget>
 #include <QStatusBar>
@@ -89,6 +92,10 @@ NoteWindowController::NoteWindowController(NoteTreeHost &host, QObject *parent)
 {
     buildWindow();
     m_treeController = std::make_unique<NoteTreeController>(m_host, *this, *m_outline);
+    m_searchController = std::make_unique<SearchController>(*m_treeController, *m_textView);
+    m_drawerTabs->addTab(m_searchController->pane(), tr("Search"));
+    connect(
+        m_searchController.get(), &SearchController::searchPaneRequested, this, &NoteWindowController::showSearchPane);
     connect(&m_treeController->undoStack(), &QUndoStack::indexChanged, this, [this] { m_pageEditIsLatest = true; });
     buildMenus();
     buildToolbar();
@@ -109,6 +116,7 @@ NoteWindowController::~NoteWindowController()
     // The page must not keep a view that is about to go.
     if (const MemoPtr shown = m_treeController ? m_treeController->selection() : nullptr)
         shown->resignText(m_textView);
+    m_searchController.reset();
     m_treeController.reset();
 }
 
@@ -197,9 +205,13 @@ void NoteWindowController::buildWindow()
     m_drawer = new QDockWidget(tr("Pages"), m_window.get());
     m_drawer->setObjectName(QStringLiteral("drawer"));
     m_drawer->setFeatures(QDockWidget::DockWidgetMovable | QDockWidget::DockWidgetClosable);
-    m_outline = new NoteOutlineView(m_drawer);
+    m_drawerTabs = new QTabWidget(m_drawer);
+    m_drawerTabs->setObjectName(QStringLiteral("drawerTabView"));
+    m_drawerTabs->setDocumentMode(true);
+    m_outline = new NoteOutlineView(m_drawerTabs);
     m_outline->setObjectName(QStringLiteral("titleOutline"));
-    m_drawer->setWidget(m_outline);
+    m_drawerTabs->addTab(m_outline, tr("Outline"));
+    m_drawer->setWidget(m_drawerTabs);
     m_window->addDockWidget(Qt::LeftDockWidgetArea, m_drawer);
 
     m_wordsCounter = new QLabel(m_window.get());
@@ -243,6 +255,7 @@ void NoteWindowController::registerMyNotifications()
             m_notice->hide();
             m_pageHandle->clear();
         }
+        m_searchController->highlightKeysInText();
         validateActions();
     });
     connect(&m_treeController->undoStack(), &QUndoStack::indexChanged, this, &NoteWindowController::validateActions);
@@ -270,6 +283,7 @@ void NoteWindowController::setRootMemo(const MemoPtr &root)
     defaults.setValue(PreferenceKeys::OpeningWindowHasProblem, true);
     (void)defaults.synchronize();
     m_treeController->setRootMemo(root);
+    m_searchController->clearKeyword();
     const MemoPtr show = setWindowAttribute();
     m_outline->restoreExpandedItems();
     // A page behind the password is asked for once the window is on screen.
@@ -800,9 +814,25 @@ void NoteWindowController::fillMemoMenu(QMenu &menu, const QString &heading, con
 void NoteWindowController::updateRecentItems(QMenu &menu)
 {
     fillMemoMenu(menu, tr("Recent Pages"), m_host.memoTree().recentMemos(m_rootMemo));
+    menu.addSeparator();
+    connect(menu.addAction(tr("List All in the Search Pane")), &QAction::triggered, m_searchController.get(),
+        &SearchController::showRecentItems);
 }
 
 void NoteWindowController::updateFavoriteItems(QMenu &menu)
 {
     fillMemoMenu(menu, tr("Favourite Pages"), m_host.memoTree().favoriteMemos(m_rootMemo));
+    menu.addSeparator();
+    connect(menu.addAction(tr("List All in the Search Pane")), &QAction::triggered, m_searchController.get(),
+        &SearchController::showFavoriteItems);
+}
+
+// --- Search -------------------------------------------------------------------------------------
+
+void NoteWindowController::showSearchPane()
+{
+    m_drawer->show();
+    m_drawerTabs->setCurrentWidget(m_searchController->pane());
+    m_searchController->searchField().setFocus(Qt::ShortcutFocusReason);
+    m_searchController->searchField().selectAll();
 }

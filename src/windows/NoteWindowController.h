@@ -23,6 +23,8 @@ class QDockWidget;
 class QLabel;
 class QMenu;
 class QStackedWidget;
+class QTabWidget;
+class SearchController;
 class QToolBar;
 class QToolButton;
 
@@ -57,8 +59,12 @@ public:
     [[nodiscard]] NoteTreeController &treeController() const { return *m_treeController; }
     [[nodiscard]] NoteOutlineView &outline() const { return *m_outline; }
     [[nodiscard]] NoteMainWindow &mainWindow() const { return *m_window; }
-    /** The side panel holding the outline. */
+    /** The side panel holding the outline and the search pane, as tabs. */
     [[nodiscard]] QDockWidget &drawer() const { return *m_drawer; }
+    [[nodiscard]] QTabWidget &drawerTabs() const { return *m_drawerTabs; }
+    [[nodiscard]] SearchController &searchController() const { return *m_searchController; }
+    /** Opens the side panel on the search pane with the keyboard in its field. */
+    void showSearchPane();
 
     // --- NoteWindow ---------------------------------------------------------------------
     [[nodiscard]] MemoPtr rootMemo() const override { return m_rootMemo; }
@@ -183,6 +189,7 @@ private:
     NoteTreeHost &m_host;
     std::unique_ptr<NoteMainWindow> m_window;
     QDockWidget *m_drawer = nullptr;
+    QTabWidget *m_drawerTabs = nullptr;
     NoteOutlineView *m_outline = nullptr;
     NoteTextView *m_textView = nullptr;
     QStackedWidget *m_pages = nullptr;
@@ -202,6 +209,7 @@ private:
     QToolButton *m_recentButton = nullptr;
     QToolButton *m_favoriteButton = nullptr;
     std::unique_ptr<NoteTreeController> m_treeController;
+    std::unique_ptr<SearchController> m_searchController;
     QPointer<LinkPanelController> m_linkPanelController;
 
     MemoPtr m_rootMemo;

@@ -11,6 +11,7 @@
 #include "NoteTextView.h"
 #include "NoteTreeController.h"
 #include "NoteTreeHost.h"
+#include "SearchController.h"
 #include "SetPassPanelController.h"
 #include "TitleColorPalette.h"
 #include "model/JWMemo.h"
@@ -131,6 +132,14 @@ void NoteWindowController::buildMenus()
     add(
         edit, "dateStampAction", tr("Insert Date and Time"), QKeySequence(tr("Ctrl+Shift+D")),
         [this] { m_textView->insertTimeStamp(); }, MenuTag::SinglePage);
+    edit->addSeparator();
+    add(edit, "searchPagesAction", tr("Search Pages"), QKeySequence(tr("Ctrl+Shift+F")), [this] { showSearchPane(); });
+    QAction *findNext = add(edit, "findNextAction", tr("Find Next"), QKeySequence(tr("Ctrl+G")),
+        [this] { m_searchController->findNext(); });
+    findNext->setShortcuts({QKeySequence(tr("Ctrl+G")), QKeySequence(Qt::Key_F3)});
+    QAction *findPrevious = add(edit, "findPreviousAction", tr("Find Previous"), QKeySequence(tr("Ctrl+Shift+G")),
+        [this] { m_searchController->findPrevious(); });
+    findPrevious->setShortcuts({QKeySequence(tr("Ctrl+Shift+G")), QKeySequence(Qt::SHIFT | Qt::Key_F3)});
 
     QMenu *page = bar->addMenu(tr("&Page"));
     add(
