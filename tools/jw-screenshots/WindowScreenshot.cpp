@@ -1,7 +1,8 @@
 // Opens the main window on the sample pages a new user finds and saves a
 // picture of it in a light and a dark theme, for looking at the window:
 //     xvfb-run -a build/tools/jw-screenshots/jw-window-screenshot OUTPUT_FOLDER
-// writes OUTPUT_FOLDER/window-light.png and OUTPUT_FOLDER/window-dark.png.
+// writes OUTPUT_FOLDER/window-light.png and OUTPUT_FOLDER/window-dark.png, and
+// OUTPUT_FOLDER/window-search.png with the search pane listing a keyword's pages.
 #include "common/FreshHome.h"
 #include "exchange/SampleBook.h"
 #include "model/JWMemo.h"
@@ -11,6 +12,7 @@
 #include "windows/NoteOutlineView.h"
 #include "windows/TreeOnlyHost.h"
 #include "windows/NoteWindowController.h"
+#include "windows/SearchController.h"
 #include "windows/TitleColorPalette.h"
 
 #include <QApplication>
@@ -46,8 +48,9 @@ QPalette darkPalette()
     return dark;
 }
 
-// The window on a notebook holding the sample pages, showing the page on formatting.
-bool shoot(const QString &path)
+// The window on a notebook holding the sample pages, showing the page on
+// formatting, or with @p keyword searched for and its first occurrence found.
+bool shoot(const QString &path, const QString &keyword = {})
 {
     MemoTree tree;
     tree.setRoot(JWMemo::memo());
@@ -68,6 +71,11 @@ bool shoot(const QString &path)
             page->setLocked(true);
         if (page->title().contains(QStringLiteral("ormat")))
             window.selectMemo(page);
+    }
+    if (!keyword.isEmpty()) {
+        window.showSearchPane();
+        window.searchController().setSearchKeyword(keyword);
+        window.searchController().findNext();
     }
     QCoreApplication::processEvents();
     return window.mainWindow().grab().save(path);
@@ -96,11 +104,13 @@ int main(int argc, char **argv)
     const bool light = shoot(folder.filePath(QStringLiteral("window-light.png")));
     QApplication::setPalette(darkPalette());
     const bool dark = shoot(folder.filePath(QStringLiteral("window-dark.png")));
-    if (!light || !dark) {
+    QApplication::setPalette(QApplication::style()->standardPalette());
+    const bool search = shoot(folder.filePath(QStringLiteral("window-search.png")), QStringLiteral("link"));
+    if (!light || !dark || !search) {
         QTextStream(stderr) << "the screenshots could not be made" << Qt::endl;
         return 1;
     }
-    QTextStream(stdout) << "wrote " << folder.filePath(QStringLiteral("window-light.png")) << " and "
-                        << folder.filePath(QStringLiteral("window-dark.png")) << Qt::endl;
+    QTextStream(stdout) << "wrote window-light.png, window-dark.png and window-search.png in " << folder.path()
+                        << Qt::endl;
     return 0;
 }
