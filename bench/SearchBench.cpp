@@ -10,10 +10,12 @@
 // BM_FoldAllPages10k is what making those copies costs once after loading,
 // and every other benchmark here runs with them made.
 #include "BenchFolder.h"
+#include "RealisticText.h"
 
 #include "model/DataStore.h"
 #include "model/MemoSearch.h"
 #include "platform/settings/UserDefaults.h"
+#include "text/TextFinding.h"
 
 #include <benchmark/benchmark.h>
 
@@ -160,5 +162,20 @@ void BM_SearchNoMatch100k(benchmark::State &state)
     reportPeakMemory(state);
 }
 BENCHMARK(BM_SearchNoMatch100k)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// Find Next in a 1 MB page whose only occurrence is at its very end: the
+// whole text is folded and scanned once.
+void BM_FindInText1MB(benchmark::State &state)
+{
+    const QString text = realisticText(1 << 20) + QStringLiteral(" Zqxjvkw");
+    const QStringList keys{kNowhere};
+    for (auto _ : state) {
+        const auto found = TextFinding::findFirst(text, keys, 0);
+        if (!found || found->start != text.size() - kNowhere.size())
+            state.SkipWithError("the key at the end was not found there");
+    }
+    state.SetBytesProcessed(int64_t(state.iterations()) * text.size() * 2);
+}
+BENCHMARK(BM_FindInText1MB)->Unit(benchmark::kMillisecond);
 
 } // namespace

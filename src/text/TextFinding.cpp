@@ -3,6 +3,7 @@
 #include "util/CaseFolding.h"
 
 #include <algorithm>
+#include <unordered_map>
 #include <vector>
 
 namespace TextFinding {
@@ -14,11 +15,14 @@ struct FoldedText
 {
     QString folded;
     // source[i]: where the character that gave folded[i] starts; one more
-    // entry holds the end of the text.
+    // entry holds the end of the text. Empty when the text is ASCII, whose
+    // folding keeps every position.
     std::vector<qsizetype> source;
 
     [[nodiscard]] Range rangeOf(qsizetype start, qsizetype length) const
     {
+        if (source.empty())
+            return {start, length};
         const qsizetype from = source[size_t(start)];
         // A key may end inside one character's folding ("s" of "ß" = "ss"):
         // the range then covers that whole character.
@@ -32,23 +36,48 @@ struct FoldedText
 FoldedText fold(QStringView text)
 {
     FoldedText out;
-    out.folded.reserve(text.size());
+    // The common case, and the fast one: lower ASCII letters in place.
+    if (std::all_of(text.begin(), text.end(), [](QChar c) { return c.unicode() < 0x80; })) {
+        out.folded = text.toString();
+        for (QChar &c : out.folded) {
+            if (c >= u'A' && c <= u'Z')
+                c = QChar(char16_t(c.unicode() + ('a' - 'A')));
+        }
+        return out;
+    }
+    // Written through a pointer, and each other character folded once: this
+    // runs over a whole page at every Find Next.
+    out.folded.resize(text.size());
     out.source.reserve(size_t(text.size()) + 1);
+    qsizetype length = 0;
+    const auto room = [&out, &length](qsizetype more) {
+        if (length + more > out.folded.size())
+            out.folded.resize(std::max(length + more, 2 * out.folded.size()));
+        return out.folded.data() + length;
+    };
+    std::unordered_map<char32_t, QString> foldedCharacters;
     for (qsizetype i = 0; i < text.size();) {
         const char16_t c = text[i].unicode();
         if (c < 0x80) {
-            out.folded.append(QChar(c >= 'A' && c <= 'Z' ? char16_t(c + ('a' - 'A')) : c));
+            *room(1) = QChar(c >= 'A' && c <= 'Z' ? char16_t(c + ('a' - 'A')) : c);
+            ++length;
             out.source.push_back(i);
             ++i;
             continue;
         }
-        const qsizetype width
-            = QChar::isHighSurrogate(c) && i + 1 < text.size() && text[i + 1].isLowSurrogate() ? 2 : 1;
-        const QString folded = CaseFolding::foldedString(text.sliced(i, width));
-        out.folded.append(folded);
+        const bool pair = QChar::isHighSurrogate(c) && i + 1 < text.size() && text[i + 1].isLowSurrogate();
+        const qsizetype width = pair ? 2 : 1;
+        const char32_t codePoint = pair ? QChar::surrogateToUcs4(c, text[i + 1].unicode()) : c;
+        auto known = foldedCharacters.find(codePoint);
+        if (known == foldedCharacters.end())
+            known = foldedCharacters.emplace(codePoint, CaseFolding::foldedString(text.sliced(i, width))).first;
+        const QString &folded = known->second;
+        std::copy(folded.cbegin(), folded.cend(), room(folded.size()));
+        length += folded.size();
         out.source.insert(out.source.end(), size_t(folded.size()), i);
         i += width;
     }
+    out.folded.truncate(length);
     out.source.push_back(text.size());
     return out;
 }
