@@ -1,5 +1,6 @@
 #include "NoteWindowController.h"
 
+#include "FindBar.h"
 #include "NoteMainWindow.h"
 #include "NoteOutlineView.h"
 #include "NoteTextView.h"
@@ -96,6 +97,9 @@ NoteWindowController::NoteWindowController(NoteTreeHost &host, QObject *parent)
     m_drawerTabs->addTab(m_searchController->pane(), tr("Search"));
     connect(
         m_searchController.get(), &SearchController::searchPaneRequested, this, &NoteWindowController::showSearchPane);
+    // The keyword searched for is what the find bar looks for in the page.
+    connect(m_searchController.get(), &SearchController::searchKeywordChanged, this,
+        [this] { m_findBar->setFindText(m_searchController->searchKeyword()); });
     connect(&m_treeController->undoStack(), &QUndoStack::indexChanged, this, [this] { m_pageEditIsLatest = true; });
     buildMenus();
     buildToolbar();
@@ -188,6 +192,8 @@ void NoteWindowController::buildWindow()
     column->addWidget(storeBar);
     column->addWidget(m_notice);
     column->addWidget(m_pages);
+    m_findBar = new FindBar(*m_textView, central);
+    column->addWidget(m_findBar);
     // The page handle: where the shown page stands, each step a link to that page.
     m_pageHandle = new QLabel(m_window.get());
     m_pageHandle->setObjectName(QStringLiteral("pageHandle"));

@@ -24,6 +24,7 @@ class QLabel;
 class QMenu;
 class QStackedWidget;
 class QTabWidget;
+class FindBar;
 class SearchController;
 class QToolBar;
 class QToolButton;
@@ -63,6 +64,8 @@ public:
     [[nodiscard]] QDockWidget &drawer() const { return *m_drawer; }
     [[nodiscard]] QTabWidget &drawerTabs() const { return *m_drawerTabs; }
     [[nodiscard]] SearchController &searchController() const { return *m_searchController; }
+    /** The find-and-replace bar under the text. */
+    [[nodiscard]] FindBar &findBar() const { return *m_findBar; }
     /** Opens the side panel on the search pane with the keyboard in its field. */
     void showSearchPane();
 
@@ -190,6 +193,7 @@ private:
     std::unique_ptr<NoteMainWindow> m_window;
     QDockWidget *m_drawer = nullptr;
     QTabWidget *m_drawerTabs = nullptr;
+    FindBar *m_findBar = nullptr;
     NoteOutlineView *m_outline = nullptr;
     NoteTextView *m_textView = nullptr;
     QStackedWidget *m_pages = nullptr;

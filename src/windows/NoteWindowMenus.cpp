@@ -11,6 +11,7 @@
 #include "NoteTextView.h"
 #include "NoteTreeController.h"
 #include "NoteTreeHost.h"
+#include "FindBar.h"
 #include "SearchController.h"
 #include "SetPassPanelController.h"
 #include "TitleColorPalette.h"
@@ -133,6 +134,9 @@ void NoteWindowController::buildMenus()
         edit, "dateStampAction", tr("Insert Date and Time"), QKeySequence(tr("Ctrl+Shift+D")),
         [this] { m_textView->insertTimeStamp(); }, MenuTag::SinglePage);
     edit->addSeparator();
+    add(edit, "findAction", tr("Find..."), QKeySequence::Find, [this] { m_findBar->open(false); });
+    add(edit, "replaceAction", tr("Find and Replace..."), QKeySequence(tr("Ctrl+H")),
+        [this] { m_findBar->open(true); });
     add(edit, "searchPagesAction", tr("Search Pages"), QKeySequence(tr("Ctrl+Shift+F")), [this] { showSearchPane(); });
     QAction *findNext = add(edit, "findNextAction", tr("Find Next"), QKeySequence(tr("Ctrl+G")),
         [this] { m_searchController->findNext(); });

@@ -2,7 +2,8 @@
 // picture of it in a light and a dark theme, for looking at the window:
 //     xvfb-run -a build/tools/jw-screenshots/jw-window-screenshot OUTPUT_FOLDER
 // writes OUTPUT_FOLDER/window-light.png and OUTPUT_FOLDER/window-dark.png, and
-// OUTPUT_FOLDER/window-search.png with the search pane listing a keyword's pages.
+// OUTPUT_FOLDER/window-search.png with the search pane listing a keyword's pages
+// and the find-and-replace bar open.
 #include "common/FreshHome.h"
 #include "exchange/SampleBook.h"
 #include "model/JWMemo.h"
@@ -11,6 +12,7 @@
 #include "windows/NoteMainWindow.h"
 #include "windows/NoteOutlineView.h"
 #include "windows/TreeOnlyHost.h"
+#include "windows/FindBar.h"
 #include "windows/NoteWindowController.h"
 #include "windows/SearchController.h"
 #include "windows/TitleColorPalette.h"
@@ -76,6 +78,7 @@ bool shoot(const QString &path, const QString &keyword = {})
         window.showSearchPane();
         window.searchController().setSearchKeyword(keyword);
         window.searchController().findNext();
+        window.findBar().open(true);
     }
     QCoreApplication::processEvents();
     return window.mainWindow().grab().save(path);
