@@ -28,6 +28,7 @@
 #include <QColorDialog>
 #include <QDockWidget>
 #include <QFontDialog>
+#include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
 #include <QPixmap>
@@ -313,6 +314,27 @@ void NoteWindowController::buildToolbar()
     };
     m_recentButton = popup(tr("Recent"), "recentButton", &NoteWindowController::updateRecentItems);
     m_favoriteButton = popup(tr("Favourites"), "favoriteButton", &NoteWindowController::updateFavoriteItems);
+
+    // The toolbar's search field drives the same search as the side panel's,
+    // which opens on its results while the keyboard stays here.
+    auto *spacer = new QWidget(toolbar);
+    spacer->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
+    toolbar->addWidget(spacer);
+    auto *field = new QLineEdit(toolbar);
+    field->setObjectName(QStringLiteral("toolbarSearchField"));
+    field->setPlaceholderText(tr("Search"));
+    field->setClearButtonEnabled(true);
+    field->setMaximumWidth(240);
+    toolbar->addWidget(field);
+    connect(field, &QLineEdit::textEdited, this, [this](const QString &keyword) {
+        m_drawer->show();
+        m_drawerTabs->setCurrentWidget(m_searchController->pane());
+        m_searchController->setSearchKeyword(keyword);
+    });
+    connect(m_searchController.get(), &SearchController::searchKeywordChanged, field, [this, field] {
+        if (field->text() != m_searchController->searchKeyword())
+            field->setText(m_searchController->searchKeyword());
+    });
 }
 
 void NoteWindowController::validateActions()

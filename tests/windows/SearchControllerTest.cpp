@@ -1,5 +1,6 @@
 #include "NoteWindowTest.h"
 #include "util/PagePassword.h"
+#include "windows/NoteMainWindow.h"
 #include "windows/NoteTextView.h"
 #include "windows/SearchController.h"
 
@@ -34,8 +35,10 @@ TEST_F(SearchControllerTest, lockedPagesAreNeverListedNotEvenFromAnEarlierResult
     auto window = open(root);
     SearchController &search = window->searchController();
 
-    // "Diary" and "Monday" hold an "a" but sit behind the password.
-    QTest::keyClicks(&search.searchField(), QStringLiteral("a"));
+    // "Diary" and "Monday" hold an "a" but sit behind the password. (Typed into the toolbar's field, which
+    // drives the same search.)
+    QTest::keyClicks(window->mainWindow().findChild<QLineEdit *>("toolbarSearchField"), QStringLiteral("a"));
+    EXPECT_EQ(search.searchField().text(), QStringLiteral("a"));
     EXPECT_EQ(titles(search.resultArray()), (QStringList{"Recipes", "Ideas"}));
     EXPECT_EQ(window->selectedMemo(), recipes);
 
