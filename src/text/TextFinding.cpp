@@ -92,42 +92,41 @@ QList<QString> foldedKeys(const QStringList &keys)
 
 } // namespace
 
-std::optional<Range> findFirst(QStringView text, const QStringList &keys, qsizetype from)
+namespace {
+
+// The occurrence that starts first (or, @p last, last) in @p text, whose
+// positions are shifted by @p offset.
+std::optional<Range> extremeOccurrence(QStringView text, const QStringList &keys, qsizetype offset, bool last)
 {
-    from = std::clamp<qsizetype>(from, 0, text.size());
-    const FoldedText folded = fold(text.sliced(from));
+    const FoldedText folded = fold(text);
     std::optional<Range> best;
     for (const QString &key : foldedKeys(keys)) {
         if (key.isEmpty())
             continue;
-        const qsizetype at = folded.folded.indexOf(key);
+        const qsizetype at = last ? folded.folded.lastIndexOf(key) : folded.folded.indexOf(key);
         if (at < 0)
             continue;
         const Range found = folded.rangeOf(at, key.size());
-        if (!best || found.start < best->start)
+        if (!best || (last ? found.start > best->start : found.start < best->start))
             best = found;
     }
     if (best)
-        best->start += from;
+        best->start += offset;
     return best;
+}
+
+} // namespace
+
+std::optional<Range> findFirst(QStringView text, const QStringList &keys, qsizetype from)
+{
+    from = std::clamp<qsizetype>(from, 0, text.size());
+    return extremeOccurrence(text.sliced(from), keys, from, false);
 }
 
 std::optional<Range> findLast(QStringView text, const QStringList &keys, qsizetype before)
 {
     before = std::clamp<qsizetype>(before, 0, text.size());
-    const FoldedText folded = fold(text.first(before));
-    std::optional<Range> best;
-    for (const QString &key : foldedKeys(keys)) {
-        if (key.isEmpty())
-            continue;
-        const qsizetype at = folded.folded.lastIndexOf(key);
-        if (at < 0)
-            continue;
-        const Range found = folded.rangeOf(at, key.size());
-        if (!best || found.start > best->start)
-            best = found;
-    }
-    return best;
+    return extremeOccurrence(text.first(before), keys, 0, true);
 }
 
 QList<Range> findAll(QStringView text, const QStringList &keys, qsizetype limit)

@@ -203,50 +203,48 @@ void SearchController::selectFirstRowIfNeeded()
     showRow(0);
 }
 
-void SearchController::selectNextMemo()
+void SearchController::stepRow(qsizetype step)
 {
     const qsizetype count = m_model->pages().size();
     const qsizetype row = selectedRow();
     if (row < 0)
         selectFirstRowIfNeeded();
     else if (count > 0)
-        showRow((row + 1) % count);
+        showRow((row + step + count) % count);
+}
+
+void SearchController::selectNextMemo()
+{
+    stepRow(1);
 }
 
 void SearchController::selectPreviousMemo()
 {
-    const qsizetype count = m_model->pages().size();
-    const qsizetype row = selectedRow();
-    if (row < 0)
-        selectFirstRowIfNeeded();
-    else if (count > 0)
-        showRow((row + count - 1) % count);
+    stepRow(-1);
+}
+
+void SearchController::findAcrossResults(bool backward)
+{
+    const QStringList keys = this->keys();
+    if (keys.isEmpty())
+        return;
+    selectFirstRowIfNeeded();
+    if (selectInText(keys, backward))
+        return;
+    // Once on to the neighbouring result, searched from its start (or, going back, its end).
+    stepRow(backward ? -1 : 1);
+    m_textView.moveCursor(backward ? QTextCursor::End : QTextCursor::Start);
+    (void)selectInText(keys, backward);
 }
 
 void SearchController::findNext()
 {
-    const QStringList keys = this->keys();
-    if (keys.isEmpty())
-        return;
-    selectFirstRowIfNeeded();
-    if (findWordsAndSelectInTextView(keys))
-        return;
-    selectNextMemo();
-    m_textView.moveCursor(QTextCursor::Start);
-    (void)findWordsAndSelectInTextView(keys);
+    findAcrossResults(false);
 }
 
 void SearchController::findPrevious()
 {
-    const QStringList keys = this->keys();
-    if (keys.isEmpty())
-        return;
-    selectFirstRowIfNeeded();
-    if (findPreviousInTextView(keys))
-        return;
-    selectPreviousMemo();
-    m_textView.moveCursor(QTextCursor::End);
-    (void)findPreviousInTextView(keys);
+    findAcrossResults(true);
 }
 
 namespace {
@@ -264,19 +262,16 @@ void selectInView(QTextEdit &view, const TextFinding::Range &range)
 
 bool SearchController::findWordsAndSelectInTextView(const QStringList &keys)
 {
-    // toPlainText() keeps the document's positions: one character a position.
-    const QString text = m_textView.document()->toPlainText();
-    const auto found = TextFinding::findFirst(text, keys, m_textView.textCursor().selectionEnd());
-    if (!found)
-        return false;
-    selectInView(m_textView, *found);
-    return true;
+    return selectInText(keys, false);
 }
 
-bool SearchController::findPreviousInTextView(const QStringList &keys)
+bool SearchController::selectInText(const QStringList &keys, bool backward)
 {
+    // toPlainText() keeps the document's positions: one character a position.
     const QString text = m_textView.document()->toPlainText();
-    const auto found = TextFinding::findLast(text, keys, m_textView.textCursor().selectionStart());
+    const QTextCursor selection = m_textView.textCursor();
+    const auto found = backward ? TextFinding::findLast(text, keys, selection.selectionStart())
+                                : TextFinding::findFirst(text, keys, selection.selectionEnd());
     if (!found)
         return false;
     selectInView(m_textView, *found);

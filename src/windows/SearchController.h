@@ -106,7 +106,9 @@ private:
     void showRow(qsizetype row);
     void resultChosen(qsizetype row);
     void setOrder(Order order);
-    bool findPreviousInTextView(const QStringList &keys);
+    bool selectInText(const QStringList &keys, bool backward);
+    void findAcrossResults(bool backward);
+    void stepRow(qsizetype step);
     [[nodiscard]] qsizetype selectedRow() const;
 
     NoteTreeController &m_treeController;
