@@ -1,6 +1,7 @@
 #include "JWWindowAttribute.h"
 
 #include "RecordValues.h"
+#include "platform/base/VariantKinds.h"
 #include "util/GeometryStrings.h"
 
 #include <QMetaProperty>
@@ -9,7 +10,7 @@
 
 namespace {
 
-using RecordValues::isNumber;
+using VariantKinds::isNumber;
 
 using RecordValues::assign;
 

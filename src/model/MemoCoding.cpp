@@ -3,6 +3,7 @@
 #include "ArchivedGeometry.h"
 #include "ModelLog.h"
 #include "RecordValues.h"
+#include "platform/base/VariantKinds.h"
 #include "WindowAttributeCoding.h"
 
 #include "platform/typedstream/ArchivedValues.h"
@@ -68,8 +69,8 @@ struct MemoArchiveAccess
 namespace MemoCoding {
 namespace {
 
-using RecordValues::isInteger;
 using RecordValues::unwrapped;
+using VariantKinds::isInteger;
 
 using Access = MemoArchiveAccess;
 

@@ -27,10 +27,6 @@ bool setValueForKey(QObject &record, const QString &key, const QVariant &value);
 
 /** @p value without ArchivedAs wrappers: a record cares about the value, not the class it was archived as. */
 [[nodiscard]] QVariant unwrapped(QVariant value);
-/** True for every integer type an archived number can arrive as (booleans included). */
-[[nodiscard]] bool isInteger(const QVariant &value);
-/** True for integers and floating-point numbers. */
-[[nodiscard]] bool isNumber(const QVariant &value);
 
 /**
  * Stores @p value in @p field and answers whether it changed, so that a

@@ -2,6 +2,7 @@
 
 #include "ArchivedGeometry.h"
 #include "RecordValues.h"
+#include "platform/base/VariantKinds.h"
 #include "platform/typedstream/ArchivedValues.h"
 #include "platform/typedstream/TypedStreamDecoder.h"
 #include "platform/typedstream/TypedStreamWriter.h"
@@ -11,8 +12,8 @@
 namespace WindowAttributeCoding {
 namespace {
 
-using RecordValues::isNumber;
 using RecordValues::unwrapped;
+using VariantKinds::isNumber;
 
 // Older windows are opened as web clips 1.2 times as large as their note window.
 constexpr double kWebFrameScale = 1.2;

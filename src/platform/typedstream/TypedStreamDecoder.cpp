@@ -32,21 +32,9 @@ struct TypedStreamDecoder::Context
     Result<QVariant> variantOf(TypedStreamDecoder &decoder, const TypedStreamType &type, const TypedStreamValue &value)
     {
         using Kind = TypedStreamValue::Kind;
-        switch (type.code) {
-        case 'c':
-        case 'C':
-        case 'B':
-        case 's':
-        case 'S':
-        case 'i':
-        case 'I':
-        case 'l':
-        case 'L':
-        case 'q':
-        case 'Q':
-        case 'f':
-        case 'd':
+        if (TypedStreamTypes::isNumberCode(type.code))
             return TypedStreamTypes::numberValue(type.code, value.integer, value.real);
+        switch (type.code) {
         case '*':
         case '+':
         case ':':

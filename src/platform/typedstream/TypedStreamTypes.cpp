@@ -52,20 +52,9 @@ private:
             return fail("a type is missing");
         TypedStreamType type;
         type.code = m_text[m_pos++];
+        if (TypedStreamTypes::isNumberCode(type.code))
+            return type;
         switch (type.code) {
-        case 'c':
-        case 'C':
-        case 'B':
-        case 's':
-        case 'S':
-        case 'i':
-        case 'I':
-        case 'l':
-        case 'L':
-        case 'q':
-        case 'Q':
-        case 'f':
-        case 'd':
         case '*':
         case '+':
         case '%':
@@ -169,6 +158,11 @@ bool TypedStreamTypes::standsFor(char wanted, char found)
     if (integers.contains(wanted) && integers.contains(found))
         return true;
     return (wanted == 'f' || wanted == 'd') && (found == 'f' || found == 'd');
+}
+
+bool TypedStreamTypes::isNumberCode(char code)
+{
+    return code != '\0' && QByteArrayView("cCBsSiIlLqQfd").contains(code);
 }
 
 QVariant TypedStreamTypes::numberValue(char code, qint64 integer, double real)

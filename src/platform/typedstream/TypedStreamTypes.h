@@ -47,5 +47,7 @@ namespace TypedStreamTypes {
  * A null QVariant for any other type.
  */
 [[nodiscard]] QVariant numberValue(char code, qint64 integer, double real);
+/** Whether @p code is one of the number types numberValue() reads (c C B s S i I l L q Q f d). */
+[[nodiscard]] bool isNumberCode(char code);
 
 } // namespace TypedStreamTypes

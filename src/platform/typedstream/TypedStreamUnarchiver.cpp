@@ -2,6 +2,7 @@
 
 #include "ArchivedValues.h"
 #include "TypedStreamTypes.h"
+#include "platform/base/VariantKinds.h"
 
 namespace {
 
@@ -21,26 +22,8 @@ Error groupError(QByteArrayView expected, QByteArrayView found)
 // time, so reading them again where they are referred to gives the same file.
 bool isPlainValue(const QVariant &value)
 {
-    switch (value.typeId()) {
-    case QMetaType::Bool:
-    case QMetaType::Char:
-    case QMetaType::SChar:
-    case QMetaType::UChar:
-    case QMetaType::Short:
-    case QMetaType::UShort:
-    case QMetaType::Int:
-    case QMetaType::UInt:
-    case QMetaType::Long:
-    case QMetaType::ULong:
-    case QMetaType::LongLong:
-    case QMetaType::ULongLong:
-    case QMetaType::Float:
-    case QMetaType::Double:
-    case QMetaType::QDateTime:
+    if (VariantKinds::isNumber(value) || value.typeId() == QMetaType::QDateTime)
         return true;
-    default:
-        break;
-    }
     const QMetaType type = value.metaType();
     return type == QMetaType::fromType<ArchivedColor>() || type == QMetaType::fromType<ArchivedCalendarDate>();
 }
