@@ -192,6 +192,82 @@ void BM_SaveOneEdit(benchmark::State &state)
 }
 BENCHMARK(BM_SaveOneEdit)->Unit(benchmark::kMillisecond)->Iterations(10);
 
+// The part of saving one edit that the main thread waits for: the data
+// store's file is written on a worker thread, waited for outside the timing.
+void BM_SaveOneEditMainThread(benchmark::State &state)
+{
+    const auto store = loadedStore(state);
+    if (!store)
+        return;
+    const QList<MemoPtr> pages = pagesOf(*store);
+    std::mt19937 random(kBenchFolderSeed);
+    const MemoPtr page = pages.at(std::uniform_int_distribution<qsizetype>(0, pages.size() - 1)(random));
+    (void)store->save(); // the first save after loading writes the whole archive
+    int edit = 0;
+    for (auto _ : state) {
+        state.PauseTiming();
+        typeInto(*page, ++edit);
+        state.ResumeTiming();
+        const Status started = store->saveInBackground();
+        state.PauseTiming();
+        if (Status written = store->finishWriting(); !started || !written) {
+            state.SkipWithError("the save failed");
+            break;
+        }
+        state.ResumeTiming();
+    }
+}
+BENCHMARK(BM_SaveOneEditMainThread)->Unit(benchmark::kMillisecond)->Iterations(10);
+
+// A save with nothing edited: it must write no file at all.
+void BM_SaveNothingEdited(benchmark::State &state)
+{
+    const auto store = loadedStore(state);
+    if (!store)
+        return;
+    (void)store->save();
+    const QHash<QString, FileIdentity> before = filesOfFolder(dataFolderPath());
+    for (auto _ : state) {
+        if (Status saved = store->save(); !saved) {
+            state.SkipWithError(saved.errorMessage().toStdString().c_str());
+            return;
+        }
+    }
+    if (const QStringList written = writtenFiles(before, filesOfFolder(dataFolderPath())); !written.isEmpty())
+        state.SkipWithError(QStringLiteral("wrote %1").arg(written.first()).toStdString().c_str());
+}
+BENCHMARK(BM_SaveNothingEdited)->Unit(benchmark::kMillisecond)->Iterations(100);
+
+// One page moved to another parent, then saved.
+void BM_SaveAfterMove(benchmark::State &state)
+{
+    const auto store = loadedStore(state);
+    if (!store)
+        return;
+    (void)store->save();
+    const MemoPtr root = store->rootMemo();
+    std::mt19937 random(kBenchFolderSeed);
+    for (auto _ : state) {
+        state.PauseTiming();
+        // A page of any top-level page but the first (whose pages name what every page uses) to another parent.
+        const auto topLevel = [&] {
+            return root->children().at(std::uniform_int_distribution<size_t>(1, root->children().size() - 1)(random));
+        };
+        const MemoPtr from = topLevel();
+        const MemoPtr to = topLevel();
+        if (!from->children().empty() && from != to) {
+            const MemoPtr page = from->takeChildAt(0);
+            to->insertChild(qsizetype(to->children().size() / 2), page);
+        }
+        state.ResumeTiming();
+        if (Status saved = store->save(); !saved) {
+            state.SkipWithError(saved.errorMessage().toStdString().c_str());
+            break;
+        }
+    }
+}
+BENCHMARK(BM_SaveAfterMove)->Unit(benchmark::kMillisecond)->Iterations(10);
+
 // --- BM_NoteDataWithID1000 --------------------------------------------------------
 
 void BM_NoteDataWithID1000(benchmark::State &state)

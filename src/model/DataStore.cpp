@@ -28,11 +28,14 @@
 #include <QRegularExpression>
 #include <QUrl>
 #include <QtConcurrent/QtConcurrentMap>
+#include <QtConcurrent/QtConcurrentRun>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <unordered_set>
+
+#include <sys/stat.h>
 
 namespace {
 
@@ -107,10 +110,12 @@ DataStore::DataStore(QObject *notificationObject, QObject *parent)
     MemoCoding::registerWithSharedRegistry();
     m_autoSaveTimer.setSingleShot(false);
     connect(&m_autoSaveTimer, &QTimer::timeout, this, &DataStore::saveWithTimer);
+    connect(&m_writing, &QFutureWatcher<Status>::finished, this, [this] { (void)finishWriting(); });
 }
 
 DataStore::~DataStore()
 {
+    (void)finishWriting();
     if (ApplicationTree::rootMemo() == m_tree.root())
         ApplicationTree::setRootMemo(nullptr);
 }
@@ -302,6 +307,15 @@ QString DataStore::plainWordsForSaveError(const QString &error)
 
 Status DataStore::save()
 {
+    const Status started = saveInBackground();
+    const Status written = finishWriting();
+    return started ? written : started;
+}
+
+Status DataStore::saveInBackground()
+{
+    // One write at a time, in order.
+    (void)finishWriting();
     const MemoPtr root = m_tree.root();
     if (!root)
         return Error{tr("There is no tree to save")};
@@ -313,12 +327,13 @@ Status DataStore::save()
     Status result;
     qsizetype unsaved = 0;
     QString firstPageError;
-    for (const MemoPtr &memo : m_tree.arrayOfMemos(root)) {
-        if (!memo->isEdited() || memo->saveError().isEmpty())
-            continue;
-        if (unsaved++ == 0)
-            firstPageError = memo->saveError();
-    }
+    const auto countUnsaved = [&](const auto &self, const JWMemo &memo) -> void {
+        if (memo.isEdited() && !memo.saveError().isEmpty() && unsaved++ == 0)
+            firstPageError = memo.saveError();
+        for (const MemoPtr &child : memo.children())
+            self(self, *child);
+    };
+    countUnsaved(countUnsaved, *root);
     if (unsaved > 0)
         result = Error{tr("%n page(s) could not be saved: %1", nullptr, int(unsaved)).arg(firstPageError)};
 
@@ -329,10 +344,8 @@ Status DataStore::save()
     if (m_keepDataStore) {
         if (result)
             result = Error{tr("The data file is not written: an unreadable one is in its place")};
-    } else if (auto archived = TypedStreamWriter::archivedDataWithRootObject(QVariant::fromValue(root)); !archived) {
-        result = Error{tr("The tree could not be archived: %1").arg(archived.errorMessage())};
-    } else if (Status written = AtomicFileWriter::writeFile(dataFilePath(), archived.value()); !written && result) {
-        result = written;
+    } else if (Status started = startWritingDataFile(root); !started && result) {
+        result = started;
     }
 
     const QList<qint64> windowIDs = m_host ? m_host->openWindowRootIDs() : QList<qint64>();
@@ -347,8 +360,83 @@ Status DataStore::save()
 
     if (!result)
         qCWarning(lcModel).noquote() << QStringLiteral("Saving failed: %1").arg(result.errorMessage());
-    setState(result ? QString() : plainWordsForSaveError(result.errorMessage()), m_setAsideDataFile);
+    // The state follows the whole save, so it changes once the file is written.
+    m_failureBeforeWrite = result ? QString() : plainWordsForSaveError(result.errorMessage());
+    if (m_writeHandled)
+        setState(m_failureBeforeWrite, m_setAsideDataFile);
     return result;
+}
+
+namespace {
+
+std::optional<struct stat> fileStatus(const QString &path)
+{
+    struct stat info
+    { };
+    if (::stat(QFile::encodeName(path).constData(), &info) != 0)
+        return std::nullopt;
+    return info;
+}
+
+} // namespace
+
+// Archives what changed since the last archive and starts writing the file.
+// The unchanged parts are copied from the file as the last write left it; a
+// file changed by anyone else is written whole.
+Status DataStore::startWritingDataFile(const MemoPtr &root)
+{
+    const auto info = fileStatus(dataFilePath());
+    const FileStamp now = info ? FileStamp{quint64(info->st_ino), qint64(info->st_size),
+                              qint64(info->st_mtim.tv_sec) * 1'000'000'000 + info->st_mtim.tv_nsec}
+                               : FileStamp{};
+    if (!info || now != m_writtenStamp)
+        m_archive.forget();
+    auto update = m_archive.update(root);
+    if (!update) {
+        m_archive.forget();
+        return Error{tr("The tree could not be archived: %1").arg(update.errorMessage())};
+    }
+    if (!update.value())
+        return {}; // the file holds this tree already
+    if (!update.value()->reason.isEmpty())
+        qCInfo(lcModel).noquote() << QStringLiteral("The data file is written whole: %1").arg(update.value()->reason);
+    std::vector<AtomicFileWriter::Piece> pieces;
+    pieces.reserve(update.value()->pieces.size());
+    for (const TreeArchive::Piece &piece : update.value()->pieces)
+        pieces.push_back({piece.offset, piece.length, piece.bytes});
+    m_writeHandled = false;
+    m_writing.setFuture(QtConcurrent::run(
+        [path = dataFilePath(), pieces = std::move(pieces)] { return AtomicFileWriter::writeFile(path, pieces); }));
+    return {};
+}
+
+Status DataStore::finishWriting()
+{
+    if (m_writeHandled)
+        return {};
+    m_writing.waitForFinished();
+    m_writeHandled = true;
+    return dataFileWritten(m_writing.future().result());
+}
+
+Status DataStore::dataFileWritten(const Status &written)
+{
+    if (!written) {
+        // What the file holds is not the last archive: the next save writes it whole.
+        m_archive.forget();
+        m_writtenStamp = {};
+        qCWarning(lcModel).noquote() << QStringLiteral("Saving failed: %1").arg(written.errorMessage());
+        const QString failure
+            = m_failureBeforeWrite.isEmpty() ? plainWordsForSaveError(written.errorMessage()) : m_failureBeforeWrite;
+        setState(failure, m_setAsideDataFile);
+        return written;
+    }
+    const auto info = fileStatus(dataFilePath());
+    m_writtenStamp = info ? FileStamp{quint64(info->st_ino), qint64(info->st_size),
+                         qint64(info->st_mtim.tv_sec) * 1'000'000'000 + info->st_mtim.tv_nsec}
+                          : FileStamp{};
+    setState(m_failureBeforeWrite, m_setAsideDataFile);
+    return written;
 }
 
 // --- Recovery ------------------------------------------------------------------
@@ -489,7 +577,7 @@ void DataStore::saveWithTimer()
         m_saveWhenDeactivate = true;
         return;
     }
-    (void)save();
+    (void)saveInBackground();
     m_saveWhenDeactivate = false;
 }
 
@@ -497,7 +585,7 @@ void DataStore::applicationDidResignActive()
 {
     if (!m_saveWhenDeactivate)
         return;
-    (void)save();
+    (void)saveInBackground();
     m_saveWhenDeactivate = false;
 }
 

@@ -3,9 +3,11 @@
 #include "JWMemo.h"
 #include "MemoTree.h"
 #include "SearchPreparation.h"
+#include "TreeArchive.h"
 
 #include "platform/base/Result.h"
 
+#include <QFutureWatcher>
 #include <QObject>
 #include <QStringList>
 #include <QTimer>
@@ -59,8 +61,23 @@ public:
      * Answers the first failure (a page file that could not be written
      * included); whatever could be written is written, and what could not
      * stays edited for the next save. saveFailure() follows the outcome.
+     *
+     * Only what changed is written: the pages edited, the parts of the data
+     * store that changed (see TreeArchive), the settings file when its bytes
+     * differ. With nothing changed, nothing is written.
      */
     Status save();
+
+    /**
+     * save() without waiting for the data store's file: it is written on
+     * another thread, and saveFailure() and stateChanged() report how that
+     * went. Answers the failures known before that write. The next save and
+     * finishWriting() wait for it.
+     */
+    Status saveInBackground();
+
+    /** Waits for the data store's file being written, and answers how that went. */
+    Status finishWriting();
 
     /**
      * Why the last save failed, in plain words for the window ("The disk is
@@ -115,7 +132,7 @@ public:
      * What the timer does: nothing unless a window is edited or the last
      * save failed (what it could not write is still waiting); with the
      * application in front and "AutoSaveAtBG" on, the save waits for the
-     * application to go to the background.
+     * application to go to the background. Saves in the background (saveInBackground()).
      */
     void saveWithTimer();
     /** True while an autosave waits for the application to go to the background. */
@@ -167,6 +184,8 @@ private:
     void reopenWindows(const QList<qint64> &windowIDs);
     void postToWindowsAndPages();
     void setState(const QString &saveFailure, const QString &setAsideDataFile);
+    Status startWritingDataFile(const MemoPtr &root);
+    Status dataFileWritten(const Status &written);
     [[nodiscard]] QObject *notificationObject();
 
     QObject *m_notificationObject;
@@ -174,6 +193,20 @@ private:
     MemoTree m_tree;
     QTimer m_autoSaveTimer;
     SearchPreparation m_searchPreparation;
+    // The data store's file as the last archive left it, so that a save can
+    // copy what did not change; written on a worker thread.
+    TreeArchive m_archive;
+    QFutureWatcher<Status> m_writing;
+    bool m_writeHandled = true;
+    QString m_failureBeforeWrite;
+    struct FileStamp
+    {
+        quint64 inode = 0;
+        qint64 size = -1;
+        qint64 modified = 0;
+        friend bool operator==(const FileStamp &, const FileStamp &) = default;
+    };
+    FileStamp m_writtenStamp;
     QStringList m_problems;
     QString m_saveFailure;
     QString m_setAsideDataFile;

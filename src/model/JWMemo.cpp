@@ -304,7 +304,7 @@ void JWMemo::assignNewIDWithConvertDictionary(QHash<qint64, qint64> &convert)
 
 void JWMemo::setMemoID(qint64 memoID)
 {
-    if (assign(m_memoID, memoID)) {
+    if (assignArchived(m_memoID, memoID)) {
         m_pageFileRead = false;
         m_pageFileUnreadable = false;
         structureChanged();
@@ -332,6 +332,7 @@ void JWMemo::setChildrenValue(const QVariantList &children)
             list.push_back(std::move(child));
     }
     m_children = std::move(list);
+    m_archiveRevision = ArchiveRevision::next();
     structureChanged();
     Q_EMIT childrenChanged();
     changeIsLeaf();
@@ -344,6 +345,7 @@ void JWMemo::insertChild(qsizetype index, MemoPtr child)
         return;
     index = std::clamp<qsizetype>(index, 0, qsizetype(m_children.size()));
     m_children.insert(m_children.begin() + index, std::move(child));
+    m_archiveRevision = ArchiveRevision::next();
     structureChanged();
     Q_EMIT childrenChanged();
     changeIsLeaf();
@@ -370,6 +372,7 @@ MemoPtr JWMemo::takeChildAt(qsizetype index)
         return nullptr;
     MemoPtr child = std::move(m_children[size_t(index)]);
     m_children.erase(m_children.begin() + index);
+    m_archiveRevision = ArchiveRevision::next();
     structureChanged();
     Q_EMIT childrenChanged();
     changeIsLeaf();
@@ -505,11 +508,12 @@ void JWMemo::setPlainText(const QString &text)
             return;
         m_plainTextUtf8 = QByteArray();
         m_plainText = text;
+        m_archiveRevision = ArchiveRevision::next();
         m_foldedText = QByteArray();
         Q_EMIT plainTextChanged();
         return;
     }
-    if (assign(m_plainText, text)) {
+    if (assignArchived(m_plainText, text)) {
         m_foldedText = QByteArray();
         Q_EMIT plainTextChanged();
     }
@@ -569,7 +573,7 @@ void JWMemo::setTitle(const QString &title)
     const QString pen = localizedString(penKey);
     if (!pen.isEmpty() && pen != penKey && stored.startsWith(pen.at(0)))
         stored.remove(0, 1);
-    if (assign(m_title, stored)) {
+    if (assignArchived(m_title, stored)) {
         m_foldedTitle = QByteArray();
         Q_EMIT titleChanged();
     }
@@ -587,7 +591,7 @@ void JWMemo::setIsEdited(bool edited)
 
 void JWMemo::setLocked(bool locked)
 {
-    if (assign(m_locked, locked))
+    if (assignArchived(m_locked, locked))
         Q_EMIT lockedChanged();
     markEditedAndReload();
 }
@@ -612,21 +616,21 @@ void JWMemo::setIsPlainTextMemo(bool plain)
 
 void JWMemo::setTitleColor(const QColor &color)
 {
-    if (assign(m_titleColor, color.toRgb()))
+    if (assignArchived(m_titleColor, color.toRgb()))
         Q_EMIT titleColorChanged();
     markEditedAndReload();
 }
 
 void JWMemo::setTitleCharacterColor(const QColor &color)
 {
-    if (assign(m_titleCharacterColor, color.toRgb()))
+    if (assignArchived(m_titleCharacterColor, color.toRgb()))
         Q_EMIT titleCharacterColorChanged();
     markEditedAndReload();
 }
 
 void JWMemo::setProtectWithPassword(bool protect)
 {
-    if (assign(m_protectWithPassword, protect))
+    if (assignArchived(m_protectWithPassword, protect))
         Q_EMIT protectWithPasswordChanged();
     // Edited, so the page file is rewritten, but the content date stays.
     if (assign(m_isEdited, true))
@@ -694,7 +698,7 @@ QDateTime JWMemo::modifiedAt() const
 // the same moment in local time.
 void JWMemo::setCreatedAt(const QDateTime &date)
 {
-    if (assign(m_createdAt, date)) {
+    if (assignArchived(m_createdAt, date)) {
         m_createdAtInUtc = false;
         Q_EMIT createdAtChanged();
     }
@@ -702,7 +706,7 @@ void JWMemo::setCreatedAt(const QDateTime &date)
 
 void JWMemo::setModifiedAt(const QDateTime &date)
 {
-    if (assign(m_modifiedAt, date)) {
+    if (assignArchived(m_modifiedAt, date)) {
         m_modifiedAtInUtc = false;
         Q_EMIT modifiedAtChanged();
     }
@@ -710,20 +714,22 @@ void JWMemo::setModifiedAt(const QDateTime &date)
 
 void JWMemo::setReferenceNumber(int count)
 {
-    if (assign(m_referenceNumber, count))
+    if (assignArchived(m_referenceNumber, count))
         Q_EMIT referenceNumberChanged();
 }
 
 void JWMemo::setTags(const QStringList &tags)
 {
+    if (!m_hasTags)
+        m_archiveRevision = ArchiveRevision::next();
     m_hasTags = true;
-    if (assign(m_tags, tags))
+    if (assignArchived(m_tags, tags))
         Q_EMIT tagsChanged();
 }
 
 void JWMemo::setScrollRange(const TextRange &range)
 {
-    if (assign(m_scrollRange, range))
+    if (assignArchived(m_scrollRange, range))
         Q_EMIT scrollRangeChanged();
 }
 
@@ -739,7 +745,7 @@ void JWMemo::setScrollRangeString(const QString &text)
 
 void JWMemo::setSelectedRange(const TextRange &range)
 {
-    if (assign(m_selectedRange, range))
+    if (assignArchived(m_selectedRange, range))
         Q_EMIT selectedRangeChanged();
 }
 
@@ -755,7 +761,7 @@ void JWMemo::setSelectedRangeString(const QString &text)
 
 void JWMemo::setScaleImages(bool scale)
 {
-    if (!assign(m_scaleImages, scale))
+    if (!assignArchived(m_scaleImages, scale))
         return;
     // The views showing the page follow at once.
     if (m_focusText)
@@ -767,25 +773,25 @@ void JWMemo::setScaleImages(bool scale)
 
 void JWMemo::setShowRuler(bool show)
 {
-    if (assign(m_showRuler, show))
+    if (assignArchived(m_showRuler, show))
         Q_EMIT showRulerChanged();
 }
 
 void JWMemo::setShowLineNumbers(bool show)
 {
-    if (assign(m_showLineNumbers, show))
+    if (assignArchived(m_showLineNumbers, show))
         Q_EMIT showLineNumbersChanged();
 }
 
 void JWMemo::setVerticalLayout(bool vertical)
 {
-    if (assign(m_verticalLayout, vertical))
+    if (assignArchived(m_verticalLayout, vertical))
         Q_EMIT verticalLayoutChanged();
 }
 
 void JWMemo::setWebURLStr(const QString &url)
 {
-    if (assign(m_webURLStr, url.isNull() ? QStringLiteral("") : url))
+    if (assignArchived(m_webURLStr, url.isNull() ? QStringLiteral("") : url))
         Q_EMIT webURLStrChanged();
 }
 
@@ -793,7 +799,7 @@ void JWMemo::setWebIconImage(const QVariant &image)
 {
     const QVariant stored
         = image.metaType() == QMetaType::fromType<ArchivedImage>() ? image : QVariant::fromValue(nullptr);
-    if (assign(m_webIconImage, stored))
+    if (assignArchived(m_webIconImage, stored))
         Q_EMIT webIconImageChanged();
 }
 
@@ -801,7 +807,7 @@ void JWMemo::setWindowAttribute(WindowAttributePtr attribute)
 {
     if (!attribute)
         attribute = std::make_shared<JWWindowAttribute>();
-    if (assign(m_windowAttribute, attribute))
+    if (assignArchived(m_windowAttribute, attribute))
         Q_EMIT windowAttributeChanged();
 }
 

@@ -401,6 +401,13 @@ public:
 
     /** The window state used when this page is the root of a window; never null. */
     [[nodiscard]] const WindowAttributePtr &windowAttribute() const { return m_windowAttribute; }
+    /**
+     * Changes with every value the page archives (its children's order and
+     * count included, its window record's values not: see ArchiveRevision).
+     */
+    [[nodiscard]] quint64 archiveRevision() const { return m_archiveRevision; }
+    /** False when a date is unknown (archived as the time of writing). */
+    [[nodiscard]] bool hasDates() const { return m_createdAt.isValid() && m_modifiedAt.isValid(); }
     [[nodiscard]] JWWindowAttribute *windowAttributeObject() const { return m_windowAttribute.get(); }
     /** Replaces the window record; null gives a new default record. */
     void setWindowAttribute(WindowAttributePtr attribute);
@@ -525,6 +532,12 @@ private:
     void postReloadOutlineData();
 
     qint64 m_memoID = 0;
+    template<typename T> bool assignArchived(T &field, const T &value)
+    {
+        return ArchiveRevision::assign(field, value, m_archiveRevision);
+    }
+
+    quint64 m_archiveRevision = ArchiveRevision::next();
     QString m_title;
     // Null until set or first read from the page file.
     mutable QByteArray m_memoData;

@@ -75,13 +75,13 @@ QVariant JWWindowAttribute::value(const QString &key) const
 
 void JWWindowAttribute::setSelectionID(qint64 memoID)
 {
-    if (assign(m_selectionID, memoID))
+    if (assignArchived(m_selectionID, memoID))
         Q_EMIT selectionIDChanged();
 }
 
 void JWWindowAttribute::setWindowFrame(const QRectF &frame)
 {
-    if (assign(m_windowFrame, frame))
+    if (assignArchived(m_windowFrame, frame))
         Q_EMIT windowFrameChanged();
 }
 
@@ -92,43 +92,43 @@ void JWWindowAttribute::setWindowRectString(const QString &text)
 
 void JWWindowAttribute::setWindowFrameStr(const QString &text)
 {
-    if (assign(m_windowFrameStr, text))
+    if (assignArchived(m_windowFrameStr, text))
         Q_EMIT windowFrameStrChanged();
 }
 
 void JWWindowAttribute::setWebWindowFrame(const QRectF &frame)
 {
-    if (assign(m_webWindowFrame, frame))
+    if (assignArchived(m_webWindowFrame, frame))
         Q_EMIT webWindowFrameChanged();
 }
 
 void JWWindowAttribute::setShowPageHandle(bool show)
 {
-    if (assign(m_showPageHandle, show))
+    if (assignArchived(m_showPageHandle, show))
         Q_EMIT showPageHandleChanged();
 }
 
 void JWWindowAttribute::setFloating(bool floating)
 {
-    if (assign(m_floating, floating))
+    if (assignArchived(m_floating, floating))
         Q_EMIT floatingChanged();
 }
 
 void JWWindowAttribute::setShowDrawer(bool show)
 {
-    if (assign(m_showDrawer, show))
+    if (assignArchived(m_showDrawer, show))
         Q_EMIT showDrawerChanged();
 }
 
 void JWWindowAttribute::setDrawerEdge(int edge)
 {
-    if (assign(m_drawerEdge, edge))
+    if (assignArchived(m_drawerEdge, edge))
         Q_EMIT drawerEdgeChanged();
 }
 
 void JWWindowAttribute::setDrawerSize(const QSizeF &size)
 {
-    if (assign(m_drawerSize, size))
+    if (assignArchived(m_drawerSize, size))
         Q_EMIT drawerSizeChanged();
 }
 
@@ -139,13 +139,13 @@ void JWWindowAttribute::setDrawerSizeString(const QString &text)
 
 void JWWindowAttribute::setIconized(bool iconized)
 {
-    if (assign(m_iconized, iconized))
+    if (assignArchived(m_iconized, iconized))
         Q_EMIT iconizedChanged();
 }
 
 void JWWindowAttribute::setIconWindowFrame(const QRectF &frame)
 {
-    if (assign(m_iconWindowFrame, frame))
+    if (assignArchived(m_iconWindowFrame, frame))
         Q_EMIT iconWindowFrameChanged();
 }
 
@@ -156,73 +156,73 @@ void JWWindowAttribute::setIconWindowRectString(const QString &text)
 
 void JWWindowAttribute::setIconFrameStr(const QString &text)
 {
-    if (assign(m_iconFrameStr, text))
+    if (assignArchived(m_iconFrameStr, text))
         Q_EMIT iconFrameStrChanged();
 }
 
 void JWWindowAttribute::setRulerIsVisible(bool visible)
 {
-    if (assign(m_rulerIsVisible, visible))
+    if (assignArchived(m_rulerIsVisible, visible))
         Q_EMIT rulerIsVisibleChanged();
 }
 
 void JWWindowAttribute::setContinuousSpellChecking(bool on)
 {
-    if (assign(m_continuousSpellChecking, on))
+    if (assignArchived(m_continuousSpellChecking, on))
         Q_EMIT continuousSpellCheckingChanged();
 }
 
 void JWWindowAttribute::setIconWindowChangeAlphaValue(bool on)
 {
-    if (assign(m_iconWindowChangeAlphaValue, on))
+    if (assignArchived(m_iconWindowChangeAlphaValue, on))
         Q_EMIT iconWindowChangeAlphaValueChanged();
 }
 
 void JWWindowAttribute::setIconWindowAlphaValue(float alpha)
 {
-    if (assign(m_iconWindowAlphaValue, alpha))
+    if (assignArchived(m_iconWindowAlphaValue, alpha))
         Q_EMIT iconWindowAlphaValueChanged();
 }
 
 void JWWindowAttribute::setIconWindowAlphaValueAtPoint(float alpha)
 {
-    if (assign(m_iconWindowAlphaValueAtPoint, alpha))
+    if (assignArchived(m_iconWindowAlphaValueAtPoint, alpha))
         Q_EMIT iconWindowAlphaValueAtPointChanged();
 }
 
 void JWWindowAttribute::setIconWindowMoveSpaces(bool on)
 {
-    if (assign(m_iconWindowMoveSpaces, on))
+    if (assignArchived(m_iconWindowMoveSpaces, on))
         Q_EMIT iconWindowMoveSpacesChanged();
 }
 
 void JWWindowAttribute::setNoteWindowChangeAlphaValue(bool on)
 {
-    if (assign(m_noteWindowChangeAlphaValue, on))
+    if (assignArchived(m_noteWindowChangeAlphaValue, on))
         Q_EMIT noteWindowChangeAlphaValueChanged();
 }
 
 void JWWindowAttribute::setNoteWindowAlphaValue(float alpha)
 {
-    if (assign(m_noteWindowAlphaValue, alpha))
+    if (assignArchived(m_noteWindowAlphaValue, alpha))
         Q_EMIT noteWindowAlphaValueChanged();
 }
 
 void JWWindowAttribute::setNoteWindowAlphaValueAtPoint(float alpha)
 {
-    if (assign(m_noteWindowAlphaValueAtPoint, alpha))
+    if (assignArchived(m_noteWindowAlphaValueAtPoint, alpha))
         Q_EMIT noteWindowAlphaValueAtPointChanged();
 }
 
 void JWWindowAttribute::setShowWebControlBar(bool show)
 {
-    if (assign(m_showWebControlBar, show))
+    if (assignArchived(m_showWebControlBar, show))
         Q_EMIT showWebControlBarChanged();
 }
 
 void JWWindowAttribute::setTabItems(const std::optional<QList<qint64>> &memoIDs)
 {
-    if (assign(m_tabItems, memoIDs))
+    if (assignArchived(m_tabItems, memoIDs))
         Q_EMIT tabItemsChanged();
 }
 
@@ -262,6 +262,6 @@ void JWWindowAttribute::setTabItemsValue(const QVariant &value)
 
 void JWWindowAttribute::setSelectedTabIndex(int index)
 {
-    if (assign(m_selectedTabIndex, index))
+    if (assignArchived(m_selectedTabIndex, index))
         Q_EMIT selectedTabIndexChanged();
 }

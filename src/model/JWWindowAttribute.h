@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ArchiveRevision.h"
+
 #include <QList>
 #include <QObject>
 #include <QRectF>
@@ -197,6 +199,9 @@ public:
     }
 
     [[nodiscard]] int selectedTabIndex() const { return m_selectedTabIndex; }
+
+    /** Changes with every archived value (see ArchiveRevision). */
+    [[nodiscard]] quint64 archiveRevision() const { return m_archiveRevision; }
     void setSelectedTabIndex(int index);
 
 Q_SIGNALS:
@@ -227,6 +232,12 @@ Q_SIGNALS:
     void selectedTabIndexChanged();
 
 private:
+    template<typename T> bool assignArchived(T &field, const T &value)
+    {
+        return ArchiveRevision::assign(field, value, m_archiveRevision);
+    }
+
+    quint64 m_archiveRevision = ArchiveRevision::next();
     qint64 m_selectionID = 0;
     QRectF m_windowFrame{kDefaultWindowFrame};
     QString m_windowFrameStr;

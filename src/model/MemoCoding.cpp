@@ -364,70 +364,108 @@ Result<QVariant> decode(TypedStreamDecoder &decoder)
     return QVariant::fromValue(memo);
 }
 
-Status encode(TypedStreamWriter &writer, const QVariant &value, qint64 version)
+Status failed(const JWMemo &memo, const Status &status)
 {
-    const MemoPtr memo = value.value<MemoPtr>();
-    if (!memo)
-        return Error{QStringLiteral("%1: no page to archive").arg(QLatin1String(kClassName))};
+    return Error{
+        QStringLiteral("%1 %2: %3").arg(QLatin1String(kClassName)).arg(memo.memoID()).arg(status.errorMessage())};
+}
+
+QVariant string(const QString &text)
+{
+    return QVariant(text.isNull() ? QStringLiteral("") : text);
+}
+
+QVariant color(const QColor &c)
+{
+    return QVariant::fromValue(ArchivedColor::fromColor(c));
+}
+
+// The page's values up to its children: the ID, the title, and the start of
+// the children's array with their count.
+Status encodeHeadValues(TypedStreamWriter &writer, const JWMemo &memo)
+{
+    if (Status s = writer.encodeObject(QVariant::fromValue(memo.memoID())); !s)
+        return failed(memo, s);
+    if (Status s = writer.encodeObject(string(memo.title())); !s)
+        return failed(memo, s);
+    if (Status s = writer.beginObject(QByteArrayLiteral("NSMutableArray")); !s)
+        return failed(memo, s);
+    writer.encodeInt(qint32(memo.children().size()));
+    return {};
+}
+
+// The end of the children's array and the page's values after it.
+Status encodeTailValues(TypedStreamWriter &writer, JWMemo &memo, qint64 version)
+{
+    writer.endObject();
     const auto date = [](const QDateTime &when) {
         // A page whose date is unknown is written as now: the format has no "no date".
         return QVariant::fromValue(
             ArchivedCalendarDate::fromDateTime((when.isValid() ? when : QDateTime::currentDateTime()).toUTC()));
     };
-    const auto color = [](const QColor &c) {
-        return QVariant::fromValue(ArchivedColor::fromColor(c));
-    };
-    const auto string = [](const QString &text) {
-        return QVariant(text.isNull() ? QStringLiteral("") : text);
-    };
     // A text still in the UTF-8 it was read in is written from those bytes.
-    const QByteArray &plainTextUtf8 = Access::plainTextUtf8(*memo);
-    constexpr qsizetype kPlainText = 10;
+    const QByteArray &plainTextUtf8 = Access::plainTextUtf8(memo);
+    constexpr qsizetype kPlainText = 7;
 
-    if (!memo->hasTags())
-        qCWarning(lcModel, "Problem! Page %lld has no tag list", memo->memoID());
-    const QVariantList objects14 = {
-        QVariant::fromValue(memo->memoID()),
-        string(memo->title()),
-        memo->childrenValue(),
-        date(Access::createdAtAsKept(*memo)),
-        date(Access::modifiedAtAsKept(*memo)),
-        QVariant::fromValue(memo->referenceNumber()),
-        memo->hasTags() ? QVariant::fromValue(memo->tags()) : QVariant(),
-        color(memo->titleColor()),
-        QVariant::fromValue(memo->locked()),
-        QVariant::fromValue(memo->protectWithPassword()),
-        plainTextUtf8.isNull() ? string(memo->plainText()) : QVariant(),
-        GeometryStrings::stringFromRange(memo->scrollRange()),
-        GeometryStrings::stringFromRange(memo->selectedRange()),
-        QVariant::fromValue(memo->windowAttribute()),
+    if (!memo.hasTags())
+        qCWarning(lcModel, "Problem! Page %lld has no tag list", memo.memoID());
+    const QVariantList objects = {
+        date(Access::createdAtAsKept(memo)),
+        date(Access::modifiedAtAsKept(memo)),
+        QVariant::fromValue(memo.referenceNumber()),
+        memo.hasTags() ? QVariant::fromValue(memo.tags()) : QVariant(),
+        color(memo.titleColor()),
+        QVariant::fromValue(memo.locked()),
+        QVariant::fromValue(memo.protectWithPassword()),
+        plainTextUtf8.isNull() ? string(memo.plainText()) : QVariant(),
+        GeometryStrings::stringFromRange(memo.scrollRange()),
+        GeometryStrings::stringFromRange(memo.selectedRange()),
+        QVariant::fromValue(memo.windowAttribute()),
     };
-    for (qsizetype i = 0; i < objects14.size(); ++i) {
+    for (qsizetype i = 0; i < objects.size(); ++i) {
         const Status s = i == kPlainText && !plainTextUtf8.isNull() ? writer.encodeStringBytes(plainTextUtf8)
-                                                                    : writer.encodeObject(objects14[i]);
+                                                                    : writer.encodeObject(objects[i]);
         if (!s)
-            return Error{
-                QStringLiteral("%1 %2: %3").arg(QLatin1String(kClassName)).arg(memo->memoID()).arg(s.errorMessage())};
+            return failed(memo, s);
     }
     if (version >= 2)
-        writer.encodeBool(memo->scaleImages());
+        writer.encodeBool(memo.scaleImages());
     if (version >= 3) {
-        writer.encodeBool(memo->showRuler());
-        writer.encodeBool(memo->showLineNumbers());
-        if (Status s = writer.encodeObject(color(memo->titleCharacterColor())); !s)
+        writer.encodeBool(memo.showRuler());
+        writer.encodeBool(memo.showLineNumbers());
+        if (Status s = writer.encodeObject(color(memo.titleCharacterColor())); !s)
             return s;
     }
     if (version >= 4)
-        writer.encodeBool(memo->verticalLayout());
+        writer.encodeBool(memo.verticalLayout());
     if (version >= 5) {
-        if (Status s = writer.encodeObject(string(memo->webURLStr())); !s)
+        if (Status s = writer.encodeObject(string(memo.webURLStr())); !s)
             return s;
-        if (Status s = writer.encodeObject(memo->webIconImage()); !s)
+        if (Status s = writer.encodeObject(memo.webIconImage()); !s)
             return s;
     }
     // Archiving the tree is when edited pages write their files.
-    memo->save();
+    memo.save();
     return {};
+}
+
+// A writer that tracks spans gets one for the page's values up to its
+// children (the head), one per child's subtree, and one from the end of the
+// children to the page's end (the tail): the pieces TreeArchive rewrites.
+Status encode(TypedStreamWriter &writer, const QVariant &value, qint64 version)
+{
+    const MemoPtr memo = value.value<MemoPtr>();
+    if (!memo)
+        return Error{QStringLiteral("%1: no page to archive").arg(QLatin1String(kClassName))};
+    if (Status s = encodeHeadValues(writer, *memo); !s)
+        return s;
+    for (const MemoPtr &child : memo->children()) {
+        writer.markSpan();
+        if (Status s = writer.encodeObject(QVariant::fromValue(child)); !s)
+            return s;
+    }
+    writer.markSpan();
+    return encodeTailValues(writer, *memo, version);
 }
 
 } // namespace
@@ -442,6 +480,20 @@ void registerWith(TypedStreamRegistry &registry)
     WindowAttributeCoding::registerWith(registry);
     registry.registerCoder(coder(kClassVersion));
     registry.setDefaultClassName(qMetaTypeId<MemoPtr>(), kClassName);
+}
+
+Status encodeHead(TypedStreamWriter &writer, const MemoPtr &memo)
+{
+    if (Status s = writer.beginObject(kClassName, memo.get(), QVariant::fromValue(memo)); !s)
+        return failed(*memo, s);
+    return encodeHeadValues(writer, *memo);
+}
+
+Status encodeTail(TypedStreamWriter &writer, const MemoPtr &memo)
+{
+    Status status = encodeTailValues(writer, *memo, kClassVersion);
+    writer.endObject();
+    return status;
 }
 
 void registerWithSharedRegistry()

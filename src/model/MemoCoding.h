@@ -3,6 +3,7 @@
 #include "JWMemo.h"
 
 #include "platform/typedstream/TypedStreamRegistry.h"
+#include "platform/typedstream/TypedStreamWriter.h"
 
 /**
  * How a JWMemo is archived in typed streams: the data store holds the root
@@ -38,6 +39,15 @@ inline constexpr qint64 kClassVersion = 5;
  * values that version holds, decoding reads by the version the archive records.
  */
 [[nodiscard]] TypedStreamCoder coder(qint64 version = kClassVersion);
+
+/**
+ * The page as the current version writes it, in two pieces around its
+ * children: encodeHead() writes the '@' group up to the children's count,
+ * encodeTail() the rest after the last child. A stream with the head, each
+ * child's '@' group and the tail is the page's '@' group.
+ */
+[[nodiscard]] Status encodeHead(TypedStreamWriter &writer, const MemoPtr &memo);
+[[nodiscard]] Status encodeTail(TypedStreamWriter &writer, const MemoPtr &memo);
 
 /**
  * Registers the coder at the current version together with the window

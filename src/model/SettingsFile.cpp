@@ -98,6 +98,9 @@ Status write(const QString &path, const QVariantMap &dictionary)
     auto bytes = TypedStreamWriter::archivedDataWithRootObject(dictionary);
     if (!bytes)
         return Error{bytes.errorMessage()};
+    // A save with nothing changed writes nothing.
+    if (const auto current = FileContents::read(path); current && current.value() == bytes.value())
+        return {};
     return AtomicFileWriter::writeFile(path, bytes.value());
 }
 

@@ -44,7 +44,7 @@ void copyPreferencesTo(const QVariantMap &dictionary, UserDefaults &defaults);
  */
 [[nodiscard]] Result<std::optional<QVariantMap>> read(const QString &path);
 
-/** Archives @p dictionary and writes it to @p path atomically. */
+/** Archives @p dictionary and writes it to @p path atomically, unless the file holds those bytes already. */
 [[nodiscard]] Status write(const QString &path, const QVariantMap &dictionary);
 
 } // namespace SettingsFile

@@ -66,6 +66,7 @@ TEST_F(SaveFailureTest, AFullDiskKeepsTheOldFileAndThePageEditedUntilASaveSuccee
 
     // Room again: the timer's save writes what waited, though no window is edited.
     m_store->saveWithTimer();
+    EXPECT_TRUE(m_store->finishWriting().ok());
     EXPECT_FALSE(m_page->isEdited());
     EXPECT_TRUE(m_store->saveFailure().isEmpty());
     EXPECT_EQ(changes.count(), 2);
@@ -87,6 +88,7 @@ TEST_F(SaveFailureTest, AReadOnlyFolderIsRetriedOnceWriteAccessReturns)
 
     readOnly.giveAccessBack();
     m_store->saveWithTimer();
+    EXPECT_TRUE(m_store->finishWriting().ok());
     EXPECT_FALSE(m_page->isEdited());
     EXPECT_TRUE(m_store->saveFailure().isEmpty()) << m_store->saveFailure().toStdString();
     EXPECT_EQ(PageFile::memoDataIn(*PageFile::read(m_page->memoID())), m_page->memoData());

@@ -5,6 +5,8 @@
 #include <QByteArray>
 #include <QString>
 
+#include <vector>
+
 /**
  * The one way the application writes a file.
  *
@@ -19,4 +21,19 @@ class AtomicFileWriter
 public:
     /** Writes @p bytes to @p path; the folder must exist. */
     static Status writeFile(const QString &path, const QByteArray &bytes);
+
+    /** A stretch of the new file: bytes, or a stretch of the file it replaces. */
+    struct Piece
+    {
+        qint64 offset = -1; ///< where the stretch is in the file at the path; -1 for @c bytes
+        qint64 length = 0;
+        QByteArray bytes;
+    };
+
+    /**
+     * Writes the @p pieces in order to @p path, copying the stretches of the
+     * file there now inside the kernel (shared on file systems that can).
+     * Fails, leaving the file as it was, when a stretch is not in it.
+     */
+    static Status writeFile(const QString &path, const std::vector<Piece> &pieces);
 };

@@ -82,7 +82,143 @@ TypedStreamWriter::TypedStreamWriter(const TypedStreamRegistry &registry)
     writeInt(1000);
 }
 
+TypedStreamWriter::TypedStreamWriter(const Continuation &continuation, const TypedStreamRegistry &registry)
+    : m_registry(registry)
+    , m_continuation(continuation)
+    , m_objectCount(continuation.objects)
+    , m_stringCount(continuation.strings)
+    , m_depth(continuation.depth)
+{
+    trackSpans();
+}
+
 TypedStreamWriter::~TypedStreamWriter() = default;
+
+// --- Spans -------------------------------------------------------------------
+
+void TypedStreamWriter::trackSpans()
+{
+    m_tracking = true;
+    m_span = Span{};
+    m_span.offset = m_out.size();
+    m_span.firstObject = m_objectCount;
+    m_span.firstString = m_stringCount;
+}
+
+void TypedStreamWriter::closeSpan()
+{
+    m_span.length = m_out.size() - m_span.offset;
+    m_span.objects = m_objectCount - m_span.firstObject;
+    m_span.strings = m_stringCount - m_span.firstString;
+}
+
+QByteArray TypedStreamWriter::takeData()
+{
+    // What a continuing writer reads of this one is its names: the objects
+    // and what kept their addresses alive go.
+    m_objects.clear();
+    m_keepAlive.clear();
+    m_keepAlive.shrink_to_fit();
+    return std::exchange(m_out, QByteArray());
+}
+
+void TypedStreamWriter::markSpan()
+{
+    if (!m_tracking)
+        return;
+    closeSpan();
+    m_spans.push_back(std::move(m_span));
+    trackSpans();
+}
+
+std::vector<TypedStreamWriter::Span> TypedStreamWriter::takeSpans()
+{
+    if (m_tracking) {
+        closeSpan();
+        m_spans.push_back(std::move(m_span));
+        m_tracking = false;
+    }
+    return std::exchange(m_spans, {});
+}
+
+TypedStreamWriter::Span TypedStreamWriter::continuedSpan()
+{
+    closeSpan();
+    return m_span;
+}
+
+void TypedStreamWriter::noteReference(char table, qint64 number, bool hasIdentity)
+{
+    if (!m_tracking)
+        return;
+    const bool strings = table == 's';
+    if (number >= (strings ? m_span.firstString : m_span.firstObject)) {
+        m_span.refersToItself = true;
+        return;
+    }
+    qint64 &highest = strings ? m_span.maxStringReference : m_span.maxObjectReference;
+    highest = std::max(highest, number);
+    if (hasIdentity)
+        m_span.identityReferences.push_back(number);
+}
+
+void TypedStreamWriter::defined(char table, QByteArrayView name, qint64 number)
+{
+    if (m_tracking)
+        m_span.definitions.push_back({table, name.toByteArray(), number});
+}
+
+// The number to refer to for a name already in a table; none when the name is
+// written literally here. A continuing writer also looks into its base's
+// tables: below the visible limits a name stands where the base put it;
+// beyond them it can only be defined again where the base defined it.
+std::optional<qint64> TypedStreamWriter::knownName(char table, std::string_view name)
+{
+    const auto tableOf
+        = [table](const TypedStreamWriter &writer) -> const std::unordered_map<std::string_view, qint64> & {
+        return table == 's' ? writer.m_strings : table == 'c' ? writer.m_classes : writer.m_cstrings;
+    };
+    const auto &mine = tableOf(*this);
+    if (auto it = mine.find(name); it != mine.end())
+        return it->second;
+    if (!m_continuation)
+        return std::nullopt;
+    const Continuation &c = *m_continuation;
+    const auto &theirs = tableOf(*c.base);
+    const bool strings = table == 's';
+    const auto it = theirs.find(name);
+    if (it != theirs.end() && it->second < (strings ? c.visibleStrings : c.visibleObjects))
+        return it->second;
+    if (!c.redefine || (it != theirs.end() && it->second != (strings ? m_stringCount : m_objectCount)))
+        m_continuationFailed = true;
+    return std::nullopt;
+}
+
+// --- Objects written by the caller ---------------------------------------------
+
+Status TypedStreamWriter::beginObject(const QByteArray &className, const void *identity, const QVariant &keepAlive)
+{
+    writeSharedString("@");
+    const TypedStreamCoder *coder = m_registry.coder(className);
+    if (!coder)
+        return Error{QStringLiteral("No archived class %1 is known").arg(QString::fromLatin1(className))};
+    if (writeKnownObject(identity))
+        return Error{QStringLiteral("An object of class %1 is written twice").arg(QString::fromLatin1(className))};
+    if (m_depth >= TypedStreamReader::maxDepth)
+        return Error{QStringLiteral("Objects nested too deeply to archive")};
+    m_out.append(kTagNew);
+    ++m_objectCount;
+    remember(identity, keepAlive);
+    writeClassChain(*coder);
+    ++m_depth;
+    return {};
+}
+
+void TypedStreamWriter::endObject()
+{
+    --m_depth;
+    m_out.append(kTagEnd);
+}
 
 Result<QByteArray> TypedStreamWriter::archivedDataWithRootObject(
     const QVariant &root, const TypedStreamRegistry &registry)
@@ -166,21 +302,24 @@ void TypedStreamWriter::writeReference(qint64 index)
 
 void TypedStreamWriter::writeSharedString(QByteArrayView text)
 {
-    if (auto it = m_strings.find(view(text)); it != m_strings.end()) {
-        writeReference(it->second);
+    if (const auto known = knownName('s', view(text))) {
+        writeReference(*known);
+        noteReference('s', *known, false);
         return;
     }
     m_out.append(kTagNew);
     writeByteString(text);
     m_stringStore.push_back(text.toByteArray());
-    const qint64 index = qint64(m_strings.size());
+    const qint64 index = m_stringCount++;
     m_strings.emplace(view(m_stringStore.back()), index);
+    defined('s', text, index);
 }
 
 void TypedStreamWriter::writeCString(QByteArrayView text)
 {
-    if (auto it = m_cstrings.find(view(text)); it != m_cstrings.end()) {
-        writeReference(it->second);
+    if (const auto known = knownName('*', view(text))) {
+        writeReference(*known);
+        noteReference('*', *known, false);
         return;
     }
     m_out.append(kTagNew);
@@ -188,20 +327,24 @@ void TypedStreamWriter::writeCString(QByteArrayView text)
     writeSharedString(text);
     m_stringStore.push_back(text.toByteArray());
     m_cstrings.emplace(view(m_stringStore.back()), index);
+    defined('*', text, index);
 }
 
 void TypedStreamWriter::writeClassChain(const TypedStreamCoder &coder)
 {
     const auto literal = [this](const QByteArray &name, qint64 version) {
-        if (auto it = m_classes.find(view(name)); it != m_classes.end()) {
-            writeReference(it->second);
+        if (const auto known = knownName('c', view(name))) {
+            writeReference(*known);
+            noteReference('c', *known, false);
             return false;
         }
         m_out.append(kTagNew);
         writeSharedString(name);
         writeInt(version);
         m_stringStore.push_back(name);
-        m_classes.emplace(view(m_stringStore.back()), m_objectCount++);
+        const qint64 index = m_objectCount++;
+        m_classes.emplace(view(m_stringStore.back()), index);
+        defined('c', name, index);
         return true;
     };
     if (!literal(coder.className, coder.version))
@@ -216,15 +359,18 @@ void TypedStreamWriter::writeClassChain(const TypedStreamCoder &coder)
 void TypedStreamWriter::writeClassChain(const TypedStreamClass *cls)
 {
     for (; cls; cls = cls->superclass.get()) {
-        if (auto it = m_classes.find(view(cls->name)); it != m_classes.end()) {
-            writeReference(it->second);
+        if (const auto known = knownName('c', view(cls->name))) {
+            writeReference(*known);
+            noteReference('c', *known, false);
             return;
         }
         m_out.append(kTagNew);
         writeSharedString(cls->name);
         writeInt(cls->version);
         m_stringStore.push_back(cls->name);
-        m_classes.emplace(view(m_stringStore.back()), m_objectCount++);
+        const qint64 index = m_objectCount++;
+        m_classes.emplace(view(m_stringStore.back()), index);
+        defined('c', cls->name, index);
     }
     m_out.append(kTagNil);
 }
@@ -233,10 +379,21 @@ bool TypedStreamWriter::writeKnownObject(const void *identity)
 {
     if (!identity)
         return false;
-    const auto it = m_objects.find(identity);
-    if (it == m_objects.end())
+    qint64 number = 0;
+    if (const auto it = m_objects.find(identity); it != m_objects.end()) {
+        number = it->second;
+    } else if (m_continuation && m_continuation->earlier) {
+        const Earlier earlier = m_continuation->earlier(identity);
+        if (earlier.kind == Earlier::Conflict)
+            m_continuationFailed = true;
+        if (earlier.kind != Earlier::At)
+            return false;
+        number = earlier.number;
+    } else {
         return false;
-    writeReference(it->second);
+    }
+    writeReference(number);
+    noteReference('@', number, true);
     return true;
 }
 
@@ -247,6 +404,8 @@ void TypedStreamWriter::remember(const void *identity, const QVariant &keepAlive
     m_objects.emplace(identity, m_objectCount - 1);
     // Holding the value keeps its address from being reused by another object.
     m_keepAlive.push_back(keepAlive);
+    if (m_tracking)
+        m_span.identities.push_back({identity, m_objectCount - 1, keepAlive});
 }
 
 Result<std::shared_ptr<const TypedStreamWriter::Types>> TypedStreamWriter::typesOf(QByteArrayView text)
