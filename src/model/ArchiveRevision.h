@@ -12,6 +12,8 @@ namespace ArchiveRevision {
 
 /** A stamp no object has had before. */
 [[nodiscard]] quint64 next();
+/** The last stamp taken: while it stays the same, no archived value changed anywhere. */
+[[nodiscard]] quint64 latest();
 
 /** Stores @p value in @p field; a change takes a new stamp into @p revision. True when it changed. */
 template<typename T> bool assign(T &field, const T &value, quint64 &revision)

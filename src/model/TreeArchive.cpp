@@ -1,5 +1,6 @@
 #include "TreeArchive.h"
 
+#include "ArchiveRevision.h"
 #include "MemoCoding.h"
 
 #include "platform/typedstream/TypedStreamReader.h"
@@ -169,14 +170,20 @@ Result<std::optional<TreeArchive::Update>> TreeArchive::update(const MemoPtr &ro
     if (!root)
         return Error{QStringLiteral("There is no tree to archive")};
     QString reason;
+    // No page or window record anywhere has changed since the last archive.
+    if (m_root == root && ArchiveRevision::latest() == m_latestRevision)
+        return std::optional<Update>();
+    const quint64 latest = ArchiveRevision::latest();
     if (m_root != root) {
         reason = m_root ? QStringLiteral("another tree") : QString();
     } else if (auto spliced = splice(root, reason)) {
+        m_latestRevision = latest;
         return std::move(*spliced);
     }
     auto whole = encodeWhole(root, reason);
     if (!whole)
         return Error{whole.errorMessage()};
+    m_latestRevision = latest;
     return std::optional<Update>(std::move(whole).value());
 }
 

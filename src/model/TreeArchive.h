@@ -106,5 +106,6 @@ private:
     };
     std::unordered_map<const void *, Home> m_homes;
     qint64 m_headerSize = 0;
+    quint64 m_latestRevision = 0;
     quint64 m_walk = 0;
 };
