@@ -369,13 +369,16 @@ Status DataStore::saveInBackground()
 
 namespace {
 
-std::optional<struct stat> fileStatus(const QString &path)
+// What tells the file the last write left from one written since: a new
+// file (each write makes one), a new size or a new time.
+DataStore::FileStamp stampOf(const QString &path)
 {
     struct stat info
     { };
     if (::stat(QFile::encodeName(path).constData(), &info) != 0)
-        return std::nullopt;
-    return info;
+        return {};
+    return {
+        quint64(info.st_ino), qint64(info.st_size), qint64(info.st_mtim.tv_sec) * 1'000'000'000 + info.st_mtim.tv_nsec};
 }
 
 } // namespace
@@ -385,11 +388,8 @@ std::optional<struct stat> fileStatus(const QString &path)
 // file changed by anyone else is written whole.
 Status DataStore::startWritingDataFile(const MemoPtr &root)
 {
-    const auto info = fileStatus(dataFilePath());
-    const FileStamp now = info ? FileStamp{quint64(info->st_ino), qint64(info->st_size),
-                              qint64(info->st_mtim.tv_sec) * 1'000'000'000 + info->st_mtim.tv_nsec}
-                               : FileStamp{};
-    if (!info || now != m_writtenStamp)
+    const FileStamp now = stampOf(dataFilePath());
+    if (now.size < 0 || now != m_writtenStamp)
         m_archive.forget();
     auto update = m_archive.update(root);
     if (!update) {
@@ -431,10 +431,7 @@ Status DataStore::dataFileWritten(const Status &written)
         setState(failure, m_setAsideDataFile);
         return written;
     }
-    const auto info = fileStatus(dataFilePath());
-    m_writtenStamp = info ? FileStamp{quint64(info->st_ino), qint64(info->st_size),
-                         qint64(info->st_mtim.tv_sec) * 1'000'000'000 + info->st_mtim.tv_nsec}
-                          : FileStamp{};
+    m_writtenStamp = stampOf(dataFilePath());
     setState(m_failureBeforeWrite, m_setAsideDataFile);
     return written;
 }

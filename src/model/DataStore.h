@@ -79,6 +79,15 @@ public:
     /** Waits for the data store's file being written, and answers how that went. */
     Status finishWriting();
 
+    /** What tells one version of a file from another. */
+    struct FileStamp
+    {
+        quint64 inode = 0;
+        qint64 size = -1;
+        qint64 modified = 0;
+        friend bool operator==(const FileStamp &, const FileStamp &) = default;
+    };
+
     /**
      * Why the last save failed, in plain words for the window ("The disk is
      * full", "Permission denied: <folder>"); empty once a save succeeds.
@@ -199,13 +208,6 @@ private:
     QFutureWatcher<Status> m_writing;
     bool m_writeHandled = true;
     QString m_failureBeforeWrite;
-    struct FileStamp
-    {
-        quint64 inode = 0;
-        qint64 size = -1;
-        qint64 modified = 0;
-        friend bool operator==(const FileStamp &, const FileStamp &) = default;
-    };
     FileStamp m_writtenStamp;
     QStringList m_problems;
     QString m_saveFailure;
