@@ -391,22 +391,35 @@ Status DataStore::startWritingDataFile(const MemoPtr &root)
     const FileStamp now = stampOf(dataFilePath());
     if (now.size < 0 || now != m_writtenStamp)
         m_archive.forget();
-    auto update = m_archive.update(root);
-    if (!update) {
+    auto step = m_archive.begin(root);
+    if (!step) {
         m_archive.forget();
-        return Error{tr("The tree could not be archived: %1").arg(update.errorMessage())};
+        return Error{tr("The tree could not be archived: %1").arg(step.errorMessage())};
     }
-    if (!update.value())
+    TreeArchive::Step next = std::move(step).value();
+    if (const std::optional<TreeArchive::Update> &update = next.update) {
+        std::vector<AtomicFileWriter::Piece> pieces;
+        pieces.reserve(update->pieces.size());
+        for (const TreeArchive::Piece &piece : update->pieces)
+            pieces.push_back({piece.offset, piece.length, piece.bytes});
+        m_writeHandled = false;
+        m_writing.setFuture(QtConcurrent::run(
+            [path = dataFilePath(), pieces = std::move(pieces)] { return AtomicFileWriter::writeFile(path, pieces); }));
+        return {};
+    }
+    if (!next.whole)
         return {}; // the file holds this tree already
-    if (!update.value()->reason.isEmpty())
-        qCInfo(lcModel).noquote() << QStringLiteral("The data file is written whole: %1").arg(update.value()->reason);
-    std::vector<AtomicFileWriter::Piece> pieces;
-    pieces.reserve(update.value()->pieces.size());
-    for (const TreeArchive::Piece &piece : update.value()->pieces)
-        pieces.push_back({piece.offset, piece.length, piece.bytes});
+    // The whole tree: encoded from a copy of it on the worker thread too, so
+    // that the first save after start-up does not stop the window either.
+    m_whole = std::move(next.whole);
+    if (!m_whole->reason.isEmpty())
+        qCInfo(lcModel).noquote() << QStringLiteral("The data file is written whole: %1").arg(m_whole->reason);
     m_writeHandled = false;
-    m_writing.setFuture(QtConcurrent::run(
-        [path = dataFilePath(), pieces = std::move(pieces)] { return AtomicFileWriter::writeFile(path, pieces); }));
+    m_writing.setFuture(QtConcurrent::run([path = dataFilePath(), whole = m_whole.get()]() -> Status {
+        if (Status encoded = TreeArchive::encode(*whole); !encoded)
+            return Error{tr("The tree could not be archived: %1").arg(encoded.errorMessage())};
+        return AtomicFileWriter::writeFile(path, whole->bytes);
+    }));
     return {};
 }
 
@@ -421,6 +434,10 @@ Status DataStore::finishWriting()
 
 Status DataStore::dataFileWritten(const Status &written)
 {
+    // The copy of the tree is let go here, on the main thread, where its pages live.
+    const std::shared_ptr<TreeArchive::Whole> whole = std::exchange(m_whole, nullptr);
+    if (whole && written)
+        (void)m_archive.adopt(*whole);
     if (!written) {
         // What the file holds is not the last archive: the next save writes it whole.
         m_archive.forget();

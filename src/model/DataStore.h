@@ -205,6 +205,7 @@ private:
     // The data store's file as the last archive left it, so that a save can
     // copy what did not change; written on a worker thread.
     TreeArchive m_archive;
+    std::shared_ptr<TreeArchive::Whole> m_whole; // being encoded and written
     QFutureWatcher<Status> m_writing;
     bool m_writeHandled = true;
     QString m_failureBeforeWrite;

@@ -166,6 +166,12 @@ JWMemo::JWMemo(BareKey)
     observeNotifications();
 }
 
+JWMemo::JWMemo(BareKey, std::nullptr_t)
+    : m_titleColor(clearColor())
+    , m_titleCharacterColor(blackColor())
+    , m_webIconImage(QVariant::fromValue(nullptr))
+{ }
+
 JWMemo::~JWMemo()
 {
     releaseTextViews();
@@ -181,6 +187,11 @@ MemoPtr JWMemo::memo()
 MemoPtr JWMemo::bareMemo()
 {
     return std::make_shared<JWMemo>(BareKey{});
+}
+
+MemoPtr JWMemo::unobservedMemo()
+{
+    return std::make_shared<JWMemo>(BareKey{}, nullptr);
 }
 
 MemoPtr JWMemo::initWithMemo(const JWMemo &other)

@@ -108,12 +108,19 @@ public:
     JWMemo();
     /** A page with no ID and nothing set, for the archive reader (see MemoCoding). */
     explicit JWMemo(BareKey);
+    /** A bare page that observes no notification (see unobservedMemo()). */
+    JWMemo(BareKey, std::nullptr_t);
     ~JWMemo() override;
 
     /** A new page, as JWMemo() describes, held by its pointer. */
     [[nodiscard]] static MemoPtr memo();
     /** A page that takes no ID and sets no field, for readers that fill every field themselves. */
     [[nodiscard]] static MemoPtr bareMemo();
+    /**
+     * A bare page that no notification reaches, so that nothing on the main
+     * thread changes it while another thread reads it (see MemoCoding::snapshot).
+     */
+    [[nodiscard]] static MemoPtr unobservedMemo();
 
     /**
      * A duplicate of @p other without children: a new page (new ID, fresh

@@ -50,6 +50,36 @@ JWWindowAttribute::JWWindowAttribute(QObject *parent)
 
 JWWindowAttribute::~JWWindowAttribute() = default;
 
+WindowAttributePtr JWWindowAttribute::archivedCopy() const
+{
+    auto copy = std::make_shared<JWWindowAttribute>();
+    copy->m_selectionID = m_selectionID;
+    copy->m_windowFrame = m_windowFrame;
+    copy->m_windowFrameStr = m_windowFrameStr;
+    copy->m_webWindowFrame = m_webWindowFrame;
+    copy->m_showPageHandle = m_showPageHandle;
+    copy->m_floating = m_floating;
+    copy->m_showDrawer = m_showDrawer;
+    copy->m_drawerEdge = m_drawerEdge;
+    copy->m_drawerSize = m_drawerSize;
+    copy->m_iconized = m_iconized;
+    copy->m_iconWindowFrame = m_iconWindowFrame;
+    copy->m_iconFrameStr = m_iconFrameStr;
+    copy->m_rulerIsVisible = m_rulerIsVisible;
+    copy->m_continuousSpellChecking = m_continuousSpellChecking;
+    copy->m_iconWindowChangeAlphaValue = m_iconWindowChangeAlphaValue;
+    copy->m_iconWindowAlphaValue = m_iconWindowAlphaValue;
+    copy->m_iconWindowAlphaValueAtPoint = m_iconWindowAlphaValueAtPoint;
+    copy->m_iconWindowMoveSpaces = m_iconWindowMoveSpaces;
+    copy->m_noteWindowChangeAlphaValue = m_noteWindowChangeAlphaValue;
+    copy->m_noteWindowAlphaValue = m_noteWindowAlphaValue;
+    copy->m_noteWindowAlphaValueAtPoint = m_noteWindowAlphaValueAtPoint;
+    copy->m_showWebControlBar = m_showWebControlBar;
+    copy->m_tabItems = m_tabItems;
+    copy->m_selectedTabIndex = m_selectedTabIndex;
+    return copy;
+}
+
 WindowAttributePtr JWWindowAttribute::copy() const
 {
     auto copy = std::make_shared<JWWindowAttribute>();

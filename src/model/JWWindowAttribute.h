@@ -86,6 +86,8 @@ public:
      * carried over: the copy has the defaults there.
      */
     [[nodiscard]] WindowAttributePtr copy() const;
+    /** A record with every archived value of this one (for archiving a snapshot on another thread). */
+    [[nodiscard]] WindowAttributePtr archivedCopy() const;
 
     /**
      * Sets the field named @p key through its property, so that the setter's

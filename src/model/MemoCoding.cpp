@@ -482,6 +482,46 @@ void registerWith(TypedStreamRegistry &registry)
     registry.setDefaultClassName(qMetaTypeId<MemoPtr>(), kClassName);
 }
 
+MemoPtr snapshot(JWMemo &memo)
+{
+    const MemoPtr copy = JWMemo::unobservedMemo();
+    JWMemo &c = *copy;
+    JWMemo &m = memo;
+    Access::memoID(c) = memo.memoID();
+    Access::title(c) = Access::title(m);
+    Access::children(c).reserve(memo.children().size());
+    for (const MemoPtr &child : memo.children())
+        Access::children(c).push_back(snapshot(*child));
+    Access::setArchivedDates(c, Access::createdAtAsKept(memo), Access::modifiedAtAsKept(memo));
+    Access::referenceNumber(c) = memo.referenceNumber();
+    Access::tags(c) = Access::tags(m);
+    Access::hasTags(c) = memo.hasTags();
+    Access::titleColor(c) = Access::titleColor(m);
+    Access::titleCharacterColor(c) = Access::titleCharacterColor(m);
+    Access::locked(c) = Access::locked(m);
+    Access::protectWithPassword(c) = Access::protectWithPassword(m);
+    if (Access::plainTextUtf8(memo).isNull())
+        Access::setPlainText(c, memo.plainText());
+    else
+        Access::setPlainTextUtf8(c, Access::plainTextUtf8(memo));
+    Access::scrollRange(c) = Access::scrollRange(m);
+    Access::selectedRange(c) = Access::selectedRange(m);
+    if (const WindowAttributePtr &window = memo.windowAttribute()) {
+        Access::windowAttribute(c) = window->archivedCopy();
+        // The page changes as archiving it would have changed it.
+        WindowAttributeCoding::settleAfterArchiving(*window);
+    } else {
+        Access::windowAttribute(c) = nullptr;
+    }
+    Access::scaleImages(c) = Access::scaleImages(m);
+    Access::showRuler(c) = Access::showRuler(m);
+    Access::showLineNumbers(c) = Access::showLineNumbers(m);
+    Access::verticalLayout(c) = Access::verticalLayout(m);
+    Access::webURLStr(c) = Access::webURLStr(m);
+    Access::webIconImage(c) = Access::webIconImage(m);
+    return copy;
+}
+
 Status encodeHead(TypedStreamWriter &writer, const MemoPtr &memo)
 {
     if (Status s = writer.beginObject(kClassName, memo.get(), QVariant::fromValue(memo)); !s)

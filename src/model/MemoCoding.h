@@ -50,6 +50,14 @@ inline constexpr qint64 kClassVersion = 5;
 [[nodiscard]] Status encodeTail(TypedStreamWriter &writer, const MemoPtr &memo);
 
 /**
+ * A copy of @p memo and its subtree with every value the archive holds,
+ * sharing its strings, that no notification reaches: it archives to the same
+ * bytes, and another thread may archive it while the pages change. The pages
+ * change as archiving them would (see WindowAttributeCoding::settleAfterArchiving).
+ */
+[[nodiscard]] MemoPtr snapshot(JWMemo &memo);
+
+/**
  * Registers the coder at the current version together with the window
  * record's coder it needs, and makes MemoPtr values archive as JWMemo.
  */

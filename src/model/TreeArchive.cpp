@@ -165,35 +165,32 @@ void TreeArchive::addHomesOf(Slot &slot)
         m_homes[identity.identity] = {slot.page, slot.tail, identity.relative};
 }
 
-Result<std::optional<TreeArchive::Update>> TreeArchive::update(const MemoPtr &root)
+TreeArchive::Whole::Whole() = default;
+TreeArchive::Whole::~Whole() = default;
+
+Result<TreeArchive::Step> TreeArchive::begin(const MemoPtr &root)
 {
     if (!root)
         return Error{QStringLiteral("There is no tree to archive")};
-    QString reason;
     // No page or window record anywhere has changed since the last archive.
     if (m_root == root && ArchiveRevision::latest() == m_latestRevision)
-        return std::optional<Update>();
+        return Step{};
     const quint64 latest = ArchiveRevision::latest();
+    QString reason;
     if (m_root != root) {
         reason = m_root ? QStringLiteral("another tree") : QString();
     } else if (auto spliced = splice(root, reason)) {
         m_latestRevision = latest;
-        return std::move(*spliced);
+        return Step{std::move(*spliced), nullptr};
     }
-    auto whole = encodeWhole(root, reason);
-    if (!whole)
-        return Error{whole.errorMessage()};
-    m_latestRevision = latest;
-    return std::optional<Update>(std::move(whole).value());
-}
-
-Result<TreeArchive::Update> TreeArchive::encodeWhole(const MemoPtr &root, const QString &reason)
-{
     forget();
+    auto whole = std::make_shared<Whole>();
+    whole->root = root;
+    whole->reason = reason;
+    whole->latest = latest;
+    // The pages as they are now: what changes from here on is seen by the next update.
     std::vector<Entry> entries;
-    const bool kept = walkTree(root, 0, entries);
-    if (kept) {
-        ++m_walk;
+    if (walkTree(root, 0, entries)) {
         for (const Entry &entry : entries) {
             if (entry.tail)
                 continue;
@@ -201,42 +198,67 @@ Result<TreeArchive::Update> TreeArchive::encodeWhole(const MemoPtr &root, const 
             page->memo = *entry.memo;
             page->stamp();
             page->dirty = false;
-            page->seen = m_walk;
             page->head.page = page->tail.page = page.get();
             page->tail.tail = true;
-            m_pages.emplace(entry.memo->get(), std::move(page));
+            whole->pages.push_back(std::move(page));
         }
     }
+    whole->copy = MemoCoding::snapshot(*root);
+    return Step{std::nullopt, std::move(whole)};
+}
+
+Status TreeArchive::encode(Whole &whole)
+{
     auto writer = std::make_unique<TypedStreamWriter>();
     writer->trackSpans();
-    if (Status s = writer->encodeObject(QVariant::fromValue(root)); !s) {
-        forget();
-        return Error{s.errorMessage()};
-    }
-    std::vector<TypedStreamWriter::Span> spans = writer->takeSpans();
+    if (Status s = writer->encodeObject(QVariant::fromValue(whole.copy)); !s)
+        return s;
+    whole.spans = writer->takeSpans();
+    whole.bytes = writer->takeData();
+    whole.names = std::move(writer);
+    return {};
+}
+
+TreeArchive::Update TreeArchive::adopt(Whole &whole)
+{
+    forget();
     Update update;
     update.complete = true;
-    update.reason = reason;
-    update.size = writer->data().size();
-    update.pieces.push_back({-1, update.size, writer->takeData()});
+    update.reason = whole.reason;
+    update.size = whole.bytes.size();
+    update.pieces.push_back({-1, update.size, whole.bytes});
+    update.pagesEncoded = qsizetype(whole.pages.size());
+    // The spans of the copy, in archive order, are those of the pages it was taken from.
+    std::vector<Entry> entries;
+    if (whole.pages.empty() || !walkTree(whole.copy, 0, entries) || entries.size() != whole.spans.size())
+        return update; // archived, but not kept in spans: the next update writes it whole again
 
-    update.pagesEncoded = qsizetype(entries.size() / 2);
-    if (!kept || entries.size() != spans.size()) {
-        forget(); // archived, but not kept in spans: the next update writes it whole again
-        return update;
-    }
-
+    ++m_walk;
+    std::vector<Page *> heads;
+    size_t nextPage = 0;
     m_order.reserve(entries.size());
     for (size_t k = 0; k < entries.size(); ++k) {
-        Page &page = *m_pages.at(entries[k].memo->get());
-        Slot &slot = entries[k].tail ? page.tail : page.head;
-        slot.offset = spans[k].offset;
-        slot.take(spans[k]);
+        Page *page = nullptr;
+        if (!entries[k].tail) {
+            page = whole.pages[nextPage++].get();
+            heads.push_back(page);
+        } else {
+            page = heads.back();
+            heads.pop_back();
+        }
+        page->seen = m_walk;
+        Slot &slot = entries[k].tail ? page->tail : page->head;
+        slot.offset = whole.spans[k].offset;
+        slot.take(whole.spans[k]);
         addHomesOf(slot);
         m_order.push_back(&slot);
     }
+    for (std::unique_ptr<Page> &page : whole.pages) {
+        const JWMemo *memo = page->memo.get();
+        m_pages.emplace(memo, std::move(page));
+    }
     // Which objects others refer to: the span that holds each number referred to.
-    for (const TypedStreamWriter::Span &span : spans) {
+    for (const TypedStreamWriter::Span &span : whole.spans) {
         for (qint64 number : span.identityReferences) {
             auto it = std::upper_bound(m_order.begin(), m_order.end(), number,
                 [](qint64 n, const Slot *slot) { return n < slot->firstObject; });
@@ -250,10 +272,24 @@ Result<TreeArchive::Update> TreeArchive::encodeWhole(const MemoPtr &root, const 
             }
         }
     }
-    m_headerSize = spans.front().offset;
-    m_names = std::move(writer);
-    m_root = root;
+    m_headerSize = whole.spans.front().offset;
+    m_names = std::move(whole.names);
+    m_root = whole.root;
+    m_latestRevision = whole.latest;
     return update;
+}
+
+Result<std::optional<TreeArchive::Update>> TreeArchive::update(const MemoPtr &root)
+{
+    auto step = begin(root);
+    if (!step)
+        return Error{step.errorMessage()};
+    if (!step.value().whole)
+        return std::move(step.value().update);
+    Whole &whole = *step.value().whole;
+    if (Status encoded = encode(whole); !encoded)
+        return Error{encoded.errorMessage()};
+    return std::optional<Update>(adopt(whole));
 }
 
 std::optional<std::optional<TreeArchive::Update>> TreeArchive::splice(const MemoPtr &root, QString &reason)

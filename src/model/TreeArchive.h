@@ -76,6 +76,39 @@ public:
      */
     [[nodiscard]] Result<std::optional<Update>> update(const MemoPtr &root);
 
+    struct Page;
+
+    /**
+     * A whole archive in the making: begin() takes a snapshot of the tree
+     * (MemoCoding::snapshot) on the main thread, encode() writes it on any
+     * thread, adopt() makes it the last archive on the main thread again.
+     */
+    struct Whole
+    {
+        Whole();
+        ~Whole();
+        MemoPtr root;
+        MemoPtr copy;
+        QString reason;
+        quint64 latest = 0;
+        std::vector<std::unique_ptr<Page>> pages; ///< the tree's pages in archive order, as they were
+        QByteArray bytes;
+        std::unique_ptr<TypedStreamWriter> names;
+        std::vector<TypedStreamWriter::Span> spans;
+    };
+
+    /** update() in steps: a spliced update, a whole archive to encode, or neither when nothing changed. */
+    struct Step
+    {
+        std::optional<Update> update;
+        std::shared_ptr<Whole> whole;
+    };
+    [[nodiscard]] Result<Step> begin(const MemoPtr &root);
+    /** Encodes @p whole's snapshot into its bytes; touches nothing else. */
+    [[nodiscard]] static Status encode(Whole &whole);
+    /** Makes @p whole, encoded, the last archive (its bytes are what the file now holds). */
+    Update adopt(Whole &whole);
+
     /** The last archive is not what the file holds: the next update() writes it whole. */
     void forget();
     /** True while there is a last archive to copy from. */
@@ -83,10 +116,8 @@ public:
 
 private:
     struct Slot;
-    struct Page;
     struct Entry;
 
-    Result<Update> encodeWhole(const MemoPtr &root, const QString &reason);
     /** The update, or an empty reason when the archive must be written whole (@p reason says why). */
     std::optional<std::optional<Update>> splice(const MemoPtr &root, QString &reason);
     static bool walkTree(const MemoPtr &memo, int depth, std::vector<Entry> &entries);

@@ -247,9 +247,7 @@ Status encode(TypedStreamWriter &writer, const QVariant &value, qint64 version)
     const QRectF iconFrame = record->iconWindowFrame();
     if (Status s = geometry(GeometryStrings::stringFromRect(iconFrame)); !s)
         return s;
-    // The archive keeps the icon frame as it was; the live record goes back
-    // to the icon size, so the next time the icon form opens it is 48 by 48.
-    record->setIconWindowFrame(QRectF(iconFrame.topLeft(), QSizeF(kIconSide, kIconSide)));
+    settleAfterArchiving(*record);
     writer.encodeBool(record->rulerIsVisible());
     writer.encodeBool(record->continuousSpellChecking());
     writer.encodeBool(record->iconWindowChangeAlphaValue());
@@ -279,6 +277,13 @@ Status encode(TypedStreamWriter &writer, const QVariant &value, qint64 version)
 }
 
 } // namespace
+
+void settleAfterArchiving(JWWindowAttribute &record)
+{
+    // The archive keeps the icon frame as it was; the live record goes back
+    // to the icon size, so the next time the icon form opens it is 48 by 48.
+    record.setIconWindowFrame(QRectF(record.iconWindowFrame().topLeft(), QSizeF(kIconSide, kIconSide)));
+}
 
 TypedStreamCoder coder(qint64 version)
 {

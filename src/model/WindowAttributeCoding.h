@@ -45,4 +45,7 @@ inline constexpr qint64 kClassVersion = 4;
 /** Registers the coder at the current version and makes WindowAttributePtr values archive as it. */
 void registerWith(TypedStreamRegistry &registry);
 
+/** What archiving a record does to it afterwards: its icon frame goes back to the icon's size. */
+void settleAfterArchiving(JWWindowAttribute &record);
+
 } // namespace WindowAttributeCoding

@@ -4,10 +4,11 @@
 #include "common/FreshUserTest.h"
 #include "model/MemoCoding.h"
 #include "model/TreeArchive.h"
-#include "platform/typedstream/ArchivedValues.h"
 #include "platform/typedstream/TypedStreamWriter.h"
 
 #include <gtest/gtest.h>
+
+#include <QMetaProperty>
 
 #include <random>
 
@@ -86,7 +87,7 @@ TEST_F(TreeArchiveTest, EveryUpdateHasTheBytesOfAWholeArchive)
 
     int spliced = 0;
     const QStringList kinds = {"add", "delete", "move", "retitle", "text", "protect", "colour", "window", "tags",
-        "share a title", "duplicate", "web address", "nothing"};
+        "share a title", "duplicate", "web address", "flags", "nothing"};
     for (edits = 0; edits < 1000; ++edits) {
         const QString kind = kinds.at(std::uniform_int_distribution<qsizetype>(0, kinds.size() - 1)(random));
         const MemoPtr page = anyPage();
@@ -124,6 +125,16 @@ TEST_F(TreeArchiveTest, EveryUpdateHasTheBytesOfAWholeArchive)
             page->setTitle(other->title()); // one string in two pages: written once, then referred to
         } else if (kind == "duplicate") {
             other->appendChild(JWMemo::initWithMemo(*page));
+        } else if (kind == "flags") {
+            page->setScaleImages(!page->scaleImages());
+            page->setShowRuler(!page->showRuler());
+            page->setVerticalLayout(!page->verticalLayout());
+            page->setLocked(!page->locked());
+            page->setReferenceNumber(edits);
+            page->setTitleCharacterColor(QColor::fromRgb(10, random() % 256, 30));
+            page->setSelectedRange({edits, 2});
+            page->windowAttribute()->setFloating(!page->windowAttribute()->floating());
+            page->windowAttribute()->setIconWindowAlphaValue(0.25f);
         } else if (kind == "web address") {
             page->setWebURLStr(QStringLiteral("https://example.org/%1").arg(edits));
         }
@@ -166,6 +177,52 @@ TEST_F(TreeArchiveTest, ATextEditOrAMoveRewritesOnlyThePagesItTouches)
     root->removeChild(later.get());
     root->insertChild(1, later);
     checkUpdate(QStringLiteral("move in front"));
+}
+
+// Whole archives are written from a copy of the tree on another thread: the
+// copy must archive as the tree does, whatever its values.
+TEST_F(TreeArchiveTest, ASnapshotArchivesAsTheTreeDoes)
+{
+    const MemoPtr page = anyPage();
+    JWWindowAttribute &window = *page->windowAttribute();
+    const QMetaObject *meta = window.metaObject();
+    for (int i = meta->propertyOffset(); i < meta->propertyCount(); ++i) {
+        const QMetaProperty property = meta->property(i);
+        const QVariant value = property.read(&window);
+        QVariant changed;
+        switch (value.typeId()) {
+        case QMetaType::Bool:
+            changed = !value.toBool();
+            break;
+        case QMetaType::Int:
+        case QMetaType::LongLong:
+        case QMetaType::Float:
+            changed = QVariant(value.toInt() + 3).value<int>();
+            break;
+        case QMetaType::QRectF:
+            changed = QRectF(1, 2, 333, 444);
+            break;
+        case QMetaType::QSizeF:
+            changed = QSizeF(55, 66);
+            break;
+        case QMetaType::QString:
+            changed = QStringLiteral("{{1, 2}, {3, 4}}");
+            break;
+        default:
+            changed = QVariantList{qint64(7), qint64(8)}; // the tabs
+        }
+        property.write(&window, changed);
+    }
+    page->setWebIconImage(QVariant::fromValue(nullptr));
+    const auto archived = [](const MemoPtr &memo) {
+        return TypedStreamWriter::archivedDataWithRootObject(QVariant::fromValue(memo)).value();
+    };
+    // Archiving also sets the icon frame back to the icon's size; so does taking the copy.
+    const QByteArray expected = archived(root);
+    window.setIconWindowFrame(QRectF(1, 2, 333, 444));
+    const MemoPtr copy = MemoCoding::snapshot(*root);
+    EXPECT_TRUE(archived(copy) == expected);
+    EXPECT_EQ(window.iconWindowFrame().size(), QSizeF(48, 48));
 }
 
 } // namespace
