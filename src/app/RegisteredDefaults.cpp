@@ -48,6 +48,7 @@ QVariantMap RegisteredDefaults::table()
         {PreferenceKeys::TabBarStyle, QStringLiteral("Aqua")},
         {PreferenceKeys::autoBackupData, true},
         {PreferenceKeys::TextMagnification, 100.0},
+        {PreferenceKeys::SyncAskBeforeNewDevice, true},
     };
 }
 

@@ -51,5 +51,11 @@ inline constexpr QLatin1StringView Password{"Password"};
 inline constexpr QLatin1StringView abGroupName{"abGroupName"};
 inline constexpr QLatin1StringView iPodPath{"iPodPath"};
 inline constexpr QLatin1StringView LastSynchronizedDate{"LastSynchronizedDate"};
+/** A fixed port for the sync server (for firewalls); absent or 0 lets the system pick. */
+inline constexpr QLatin1StringView SyncPort{"SyncPort"};
+/** Ask before a device syncs for the first time (default YES). */
+inline constexpr QLatin1StringView SyncAskBeforeNewDevice{"SyncAskBeforeNewDevice"};
+/** The answers given for devices: a dictionary from device key to YES or NO. */
+inline constexpr QLatin1StringView SyncDeviceAnswers{"SyncDeviceAnswers"};
 
 } // namespace PreferenceKeys

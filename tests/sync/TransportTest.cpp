@@ -1,0 +1,257 @@
+// The frame protocol on the wire: a raw TCP peer on loopback writes and reads
+// the exact bytes a companion would.
+#include "sync/BonjourDataServer.h"
+#include "sync/Frames.h"
+#include "sync/Server.h"
+
+#include "common/FreshUserTest.h"
+
+#include <QSignalSpy>
+#include <QTcpSocket>
+#include <QTest>
+
+namespace {
+
+QByteArray message(const QString &text, qint32 header = -1)
+{
+    return Frames::frame(header, text.toUtf8());
+}
+
+class WirePeer
+{
+public:
+    explicit WirePeer(quint16 port)
+    {
+        m_socket.connectToHost(QHostAddress::LocalHost, port);
+        EXPECT_TRUE(m_socket.waitForConnected(5000));
+    }
+
+    void write(const QByteArray &bytes)
+    {
+        m_socket.write(bytes);
+        m_socket.flush();
+    }
+
+    /** The next @p expected bytes the server writes, compared as they come. */
+    void expect(const QByteArray &expected)
+    {
+        EXPECT_TRUE(QTest::qWaitFor(
+            [&] {
+                m_read += m_socket.readAll();
+                return m_read.size() >= expected.size();
+            },
+            5000))
+            << "got " << m_read.toHex().constData();
+        EXPECT_EQ(m_read.first(qMin(m_read.size(), expected.size())).toHex(), expected.toHex());
+        m_read.remove(0, expected.size());
+    }
+
+    [[nodiscard]] bool waitForDisconnected()
+    {
+        return QTest::qWaitFor([&] { return m_socket.state() == QAbstractSocket::UnconnectedState; }, 5000);
+    }
+
+private:
+    QTcpSocket m_socket;
+    QByteArray m_read;
+};
+
+class TransportTest : public FreshUserTest
+{
+protected:
+    void SetUp() override
+    {
+        FreshUserTest::SetUp();
+        qputenv("JW_SYNC_PORT", "0");
+        m_server.startServer();
+        ASSERT_TRUE(m_server.server() && m_server.server()->isListening()) << m_server.lastError().toStdString();
+    }
+
+    [[nodiscard]] quint16 port() const { return m_server.server()->port(); }
+
+    [[nodiscard]] bool waitForPeer() const
+    {
+        return QTest::qWaitFor([&] { return m_server.server()->hasPeer(); }, 5000);
+    }
+
+    // Sends @p payload from the peer as a transfer and checks every answer.
+    void transferFromPeer(WirePeer &peer, const QByteArray &payload)
+    {
+        const int packets = int((payload.size() + Frames::sliceSize - 1) / Frames::sliceSize);
+        peer.write(message(QStringLiteral("BDSSendPacket_%1").arg(packets)));
+        peer.expect(message(QStringLiteral("BDSReadyToReceivePacket")));
+        for (int n = 0; n < packets; ++n) {
+            peer.write(Frames::frame(n, payload.mid(n * Frames::sliceSize, Frames::sliceSize)));
+            peer.expect(message(QStringLiteral("BDSReceivedPacket")));
+        }
+        peer.write(message(QStringLiteral("BDSSendingPacketWasCompleted")));
+    }
+
+    BonjourDataServer m_server;
+};
+
+TEST_F(TransportTest, SendsShortPayloadsBareFirstAndEveryPayloadInAcknowledgedSlices)
+{
+    WirePeer peer(port());
+    ASSERT_TRUE(waitForPeer());
+
+    const struct
+    {
+        int size;
+        bool bare;
+    } cases[] = {{1020, true}, {1021, false}, {0, true}, {2500, false}};
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.size);
+        QByteArray payload(c.size, Qt::Uninitialized);
+        for (int i = 0; i < c.size; ++i)
+            payload[i] = char('a' + i % 26);
+        const int packets = int((c.size + Frames::sliceSize - 1) / Frames::sliceSize);
+        const qint32 before = m_server.remainedPacketToSend() - 1;
+
+        ASSERT_TRUE(m_server.sendData(payload));
+        if (c.bare)
+            peer.expect(Frames::frame(before, payload));
+        peer.expect(message(QStringLiteral("BDSSendPacket_%1").arg(packets)));
+        peer.write(message(QStringLiteral("BDSReadyToReceivePacket")));
+        for (int n = 0; n < packets; ++n) {
+            peer.expect(Frames::frame(n, payload.mid(n * Frames::sliceSize, Frames::sliceSize)));
+            peer.write(message(QStringLiteral("BDSReceivedPacket")));
+        }
+        peer.expect(message(QStringLiteral("BDSSendingPacketWasCompleted"), packets - 1));
+    }
+
+    // A packet asked for again is sent again, and the transfer goes on from it.
+    const QByteArray payload(3000, 'x');
+    ASSERT_TRUE(m_server.sendData(payload));
+    peer.expect(message(QStringLiteral("BDSSendPacket_3")));
+    peer.write(message(QStringLiteral("BDSReadyToReceivePacket")));
+    peer.expect(Frames::frame(0, payload.first(1020)));
+    peer.write(message(QStringLiteral("BDSReceivedPacket")));
+    peer.expect(Frames::frame(1, payload.sliced(1020, 1020)));
+    peer.write(message(QStringLiteral("BDSRequestPacketNumber_1")));
+    peer.expect(Frames::frame(1, payload.sliced(1020, 1020)));
+    peer.write(message(QStringLiteral("BDSReceivedPacket")));
+    peer.expect(Frames::frame(2, payload.sliced(2040)));
+}
+
+TEST_F(TransportTest, ReceivesPacketsInOrderAskingAgainForOneOutOfOrder)
+{
+    QSignalSpy received(&m_server, &BonjourDataServer::dataReceived);
+    QSignalSpy messages(&m_server, &BonjourDataServer::messageReceived);
+    WirePeer peer(port());
+    ASSERT_TRUE(waitForPeer());
+
+    QByteArray payload(2100, Qt::Uninitialized);
+    for (int i = 0; i < payload.size(); ++i)
+        payload[i] = char(i * 7);
+    peer.write(message(QStringLiteral("BDSSendPacket_3")));
+    peer.expect(message(QStringLiteral("BDSReadyToReceivePacket")));
+    peer.write(Frames::frame(1, payload.sliced(1020, 1020)));
+    peer.expect(message(QStringLiteral("BDSRequestPacketNumber_0")));
+    peer.write(Frames::frame(0, payload.first(1020)));
+    peer.expect(message(QStringLiteral("BDSReceivedPacket")));
+    // While packets are due, a message is a packet in the wrong place.
+    peer.write(message(QStringLiteral("hello")));
+    peer.expect(message(QStringLiteral("BDSRequestPacketNumber_1")));
+    // TCP may cut a whole packet frame in two: the halves make one packet.
+    const QByteArray second = Frames::frame(1, payload.sliced(1020, 1020));
+    peer.write(second.first(300));
+    QTest::qWait(50);
+    peer.write(second.sliced(300));
+    peer.expect(message(QStringLiteral("BDSReceivedPacket")));
+    peer.write(Frames::frame(2, payload.sliced(2040)));
+    peer.expect(message(QStringLiteral("BDSReceivedPacket")));
+    peer.write(message(QStringLiteral("BDSSendingPacketWasCompleted")));
+
+    ASSERT_TRUE(received.wait(5000));
+    EXPECT_EQ(received.at(0).at(0).toByteArray(), payload);
+    EXPECT_TRUE(messages.isEmpty());
+
+    // Short messages are read whole, header and all.
+    peer.write("Hi");
+    ASSERT_TRUE(messages.wait(5000));
+    EXPECT_EQ(messages.at(0).at(0).toString(), QStringLiteral("Hi"));
+}
+
+// A sender writes a short payload bare and "BDSSendPacket_<n>" straight after
+// it: when both arrive in one read they are two frames, and the transfer goes on.
+TEST_F(TransportTest, SplitsABareFrameFromTheTransferThatFollowsIt)
+{
+    QSignalSpy received(&m_server, &BonjourDataServer::dataReceived);
+    QSignalSpy messages(&m_server, &BonjourDataServer::messageReceived);
+    WirePeer peer(port());
+    ASSERT_TRUE(waitForPeer());
+
+    for (const QByteArray &payload : {QByteArray("bplist00 a short tree"), QByteArray()}) {
+        received.clear();
+        messages.clear();
+        peer.write(Frames::frame(-1, payload) + message(QStringLiteral("BDSSendPacket_1")));
+        peer.expect(message(QStringLiteral("BDSReadyToReceivePacket")));
+        ASSERT_EQ(messages.size(), 1);
+        if (!payload.isEmpty()) {
+            EXPECT_EQ(messages.at(0).at(0).toString().toUtf8(), payload);
+        }
+        peer.write(Frames::frame(0, payload));
+        peer.expect(message(QStringLiteral("BDSReceivedPacket")));
+        peer.write(message(QStringLiteral("BDSSendingPacketWasCompleted")));
+        ASSERT_TRUE(received.wait(5000));
+        EXPECT_EQ(received.at(0).at(0).toByteArray(), payload);
+    }
+}
+
+TEST_F(TransportTest, RefusesHostilePeersAndServesTheNextOne)
+{
+    QSignalSpy refused(&m_server, &BonjourDataServer::transferRefused);
+    m_server.setStallTimeout(300);
+    const QByteArray hostile[] = {
+        message(QStringLiteral("BDSSendPacket_2147483647")), message(QStringLiteral("BDSSendPacket_-4")),
+        message(QStringLiteral("BDSRequestPacketNumber_-1")),
+        message(QStringLiteral("BDSSendPacket_2")), // then silence
+    };
+    for (const QByteArray &frame : hostile) {
+        SCOPED_TRACE(frame.toHex().constData());
+        refused.clear();
+        WirePeer peer(port());
+        ASSERT_TRUE(waitForPeer());
+        peer.write(frame);
+        ASSERT_TRUE(refused.wait(5000));
+        EXPECT_TRUE(peer.waitForDisconnected());
+        EXPECT_EQ(m_server.remainedPacket(), 0);
+    }
+
+    // Garbage is only an unknown message; then a well-behaved peer is served in full.
+    WirePeer peer(port());
+    ASSERT_TRUE(waitForPeer());
+    peer.write(QByteArray(700, '\xff'));
+    QSignalSpy received(&m_server, &BonjourDataServer::dataReceived);
+    transferFromPeer(peer, QByteArray(5000, 'k'));
+    ASSERT_TRUE(received.wait(5000));
+    EXPECT_EQ(received.at(0).at(0).toByteArray(), QByteArray(5000, 'k'));
+}
+
+TEST_F(TransportTest, ASecondPeerReplacesTheFirstAndFindsNoTransferUnderWay)
+{
+    WirePeer first(port());
+    ASSERT_TRUE(waitForPeer());
+    first.write(message(QStringLiteral("BDSSendPacket_4")));
+    first.expect(message(QStringLiteral("BDSReadyToReceivePacket")));
+
+    WirePeer second(port());
+    EXPECT_TRUE(first.waitForDisconnected());
+    ASSERT_TRUE(waitForPeer());
+    QSignalSpy received(&m_server, &BonjourDataServer::dataReceived);
+    transferFromPeer(second, QByteArray("short"));
+    ASSERT_TRUE(received.wait(5000));
+    EXPECT_EQ(received.at(0).at(0).toByteArray(), QByteArray("short"));
+}
+
+TEST(FramesTest, ReadsNumbersAsThePeerWritesThem)
+{
+    EXPECT_EQ(Frames::numberAfter(u"xx bdssendpacket_ 42abc", u"BDSSendPacket_"), 42);
+    EXPECT_EQ(Frames::numberAfter(u"BDSSendPacket_", u"BDSSendPacket_"), 0);
+    EXPECT_EQ(Frames::numberAfter(u"BDSSendPacket_-7", u"BDSSendPacket_"), -7);
+    EXPECT_EQ(Frames::intValue(u"99999999999999"), INT_MAX);
+    EXPECT_EQ(Frames::splitMessages(message(QStringLiteral("BDSSendPacket_12"))).size(), 1);
+}
+
+} // namespace
