@@ -54,8 +54,8 @@ struct QtAvahiPollCallbacks
         w->fired = AvahiWatchEvent(0);
     }
 
-    static AvahiWatch *watchNew(const ::AvahiPoll *api, int fd, AvahiWatchEvent event, AvahiWatchCallback callback,
-                                void *userdata)
+    static AvahiWatch *watchNew(
+        const ::AvahiPoll *api, int fd, AvahiWatchEvent event, AvahiWatchCallback callback, void *userdata)
     {
         QtAvahiPoll *poll = owner(api);
         auto w = std::make_unique<AvahiWatch>();
@@ -69,10 +69,10 @@ struct QtAvahiPollCallbacks
         raw->write = std::make_unique<QSocketNotifier>(fd, QSocketNotifier::Write);
         raw->exception = std::make_unique<QSocketNotifier>(fd, QSocketNotifier::Exception);
         QObject::connect(raw->read.get(), &QSocketNotifier::activated, poll, [raw] { activate(raw, AVAHI_WATCH_IN); });
-        QObject::connect(raw->write.get(), &QSocketNotifier::activated, poll,
-                         [raw] { activate(raw, AVAHI_WATCH_OUT); });
-        QObject::connect(raw->exception.get(), &QSocketNotifier::activated, poll,
-                         [raw] { activate(raw, AVAHI_WATCH_ERR); });
+        QObject::connect(
+            raw->write.get(), &QSocketNotifier::activated, poll, [raw] { activate(raw, AVAHI_WATCH_OUT); });
+        QObject::connect(
+            raw->exception.get(), &QSocketNotifier::activated, poll, [raw] { activate(raw, AVAHI_WATCH_ERR); });
         applyWanted(raw);
         poll->m_watches.push_back(std::move(w));
         return raw;
@@ -113,8 +113,8 @@ struct QtAvahiPollCallbacks
             t->timer->start(msecondsUntil(tv));
     }
 
-    static AvahiTimeout *timeoutNew(const ::AvahiPoll *api, const struct timeval *tv, AvahiTimeoutCallback callback,
-                                    void *userdata)
+    static AvahiTimeout *timeoutNew(
+        const ::AvahiPoll *api, const struct timeval *tv, AvahiTimeoutCallback callback, void *userdata)
     {
         QtAvahiPoll *poll = owner(api);
         auto t = std::make_unique<AvahiTimeout>();

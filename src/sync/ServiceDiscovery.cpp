@@ -62,8 +62,8 @@ struct ServiceDiscoveryCallbacks
     }
 
     static void browser(AvahiServiceBrowser *browser, AvahiIfIndex interface, AvahiProtocol protocol,
-                        AvahiBrowserEvent event, const char *name, const char *, const char *domain,
-                        AvahiLookupResultFlags, void *userdata)
+        AvahiBrowserEvent event, const char *name, const char *, const char *domain, AvahiLookupResultFlags,
+        void *userdata)
     {
         auto *self = static_cast<ServiceDiscovery *>(userdata);
         if (browser != self->m_browser)
@@ -73,8 +73,8 @@ struct ServiceDiscoveryCallbacks
         case AVAHI_BROWSER_REMOVE: {
             // The type is reported in Avahi's normalised form ("\032" for a
             // space); the one asked for is the one the caller knows.
-            const DiscoveredService service{fromAvahi(name), self->m_browseType, fromAvahi(domain), interface,
-                                            protocol};
+            const DiscoveredService service{
+                fromAvahi(name), self->m_browseType, fromAvahi(domain), interface, protocol};
             if (event == AVAHI_BROWSER_NEW)
                 self->serviceAppeared(service);
             else
@@ -93,9 +93,9 @@ struct ServiceDiscoveryCallbacks
         }
     }
 
-    static void resolver(AvahiServiceResolver *resolver, AvahiIfIndex interface, AvahiProtocol, AvahiResolverEvent event,
-                         const char *, const char *, const char *, const char *, const AvahiAddress *address,
-                         uint16_t port, AvahiStringList *, AvahiLookupResultFlags, void *userdata)
+    static void resolver(AvahiServiceResolver *resolver, AvahiIfIndex interface, AvahiProtocol,
+        AvahiResolverEvent event, const char *, const char *, const char *, const char *, const AvahiAddress *address,
+        uint16_t port, AvahiStringList *, AvahiLookupResultFlags, void *userdata)
     {
         auto *self = static_cast<ServiceDiscovery *>(userdata);
         if (resolver != self->m_resolver || !self->m_resolving)
@@ -108,8 +108,8 @@ struct ServiceDiscoveryCallbacks
         if (event == AVAHI_RESOLVER_FOUND)
             Q_EMIT self->resolved(service, hostAddress(address, interface), port);
         else
-            Q_EMIT self->resolveFailed(service, ServiceDiscovery::tr("“%1” could not be reached on the network (%2).")
-                                                    .arg(service.name, error));
+            Q_EMIT self->resolveFailed(service,
+                ServiceDiscovery::tr("“%1” could not be reached on the network (%2).").arg(service.name, error));
     }
 };
 
@@ -157,10 +157,11 @@ void ServiceDiscovery::connectToDaemon()
         m_group = nullptr;
         m_browser = nullptr;
         m_resolver = nullptr;
-        setAvailable(false, tr("No Avahi daemon can be reached, because the system message bus is not running (%1). "
-                               "Without it this computer can neither be announced on the network nor find other "
-                               "devices.")
-                                .arg(fromAvahi(avahi_strerror(error))));
+        setAvailable(false,
+            tr("No Avahi daemon can be reached, because the system message bus is not running (%1). "
+               "Without it this computer can neither be announced on the network nor find other "
+               "devices.")
+                .arg(fromAvahi(avahi_strerror(error))));
         m_retryTimer->start();
         return;
     }
@@ -215,8 +216,9 @@ void ServiceDiscovery::clientStateChanged(AvahiClient *client, int state)
         }
         break;
     case AVAHI_CLIENT_CONNECTING:
-        setAvailable(false, tr("No Avahi daemon is running, so this computer can neither be announced on the network "
-                               "nor find other devices. Start the service “avahi-daemon”."));
+        setAvailable(false,
+            tr("No Avahi daemon is running, so this computer can neither be announced on the network "
+               "nor find other devices. Start the service “avahi-daemon”."));
         break;
     case AVAHI_CLIENT_FAILURE:
     default:
@@ -302,9 +304,9 @@ void ServiceDiscovery::registerService()
     // A name taken by another service of this computer is refused at once,
     // one taken elsewhere on the network later, through the group's state.
     for (int attempt = 0; attempt < 100; ++attempt) {
-        result = avahi_entry_group_add_service_strlst(m_group, AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC,
-                                                      AvahiPublishFlags(0), m_registeringName.toUtf8().constData(),
-                                                      type.constData(), nullptr, nullptr, m_port, nullptr);
+        result
+            = avahi_entry_group_add_service_strlst(m_group, AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, AvahiPublishFlags(0),
+                m_registeringName.toUtf8().constData(), type.constData(), nullptr, nullptr, m_port, nullptr);
         if (result != AVAHI_ERR_COLLISION)
             break;
         m_registeringName = alternativeName(m_registeringName);
@@ -314,8 +316,8 @@ void ServiceDiscovery::registerService()
     if (result == AVAHI_ERR_INVALID_SERVICE_TYPE)
         failPublication(tr("The service type “%1” cannot be announced on the network.").arg(m_type));
     else if (result != AVAHI_OK)
-        failPublication(tr("The service could not be announced on the network (%1).")
-                            .arg(fromAvahi(avahi_strerror(result))));
+        failPublication(
+            tr("The service could not be announced on the network (%1).").arg(fromAvahi(avahi_strerror(result))));
 }
 
 void ServiceDiscovery::groupStateChanged(AvahiEntryGroup *group, int state)
@@ -383,8 +385,8 @@ void ServiceDiscovery::stopBrowsing()
 
 void ServiceDiscovery::startBrowser()
 {
-    m_browser = avahi_service_browser_new(m_client, AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, m_browseType.toUtf8().constData(),
-                                          "local", AvahiLookupFlags(0), &ServiceDiscoveryCallbacks::browser, this);
+    m_browser = avahi_service_browser_new(m_client, AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC,
+        m_browseType.toUtf8().constData(), "local", AvahiLookupFlags(0), &ServiceDiscoveryCallbacks::browser, this);
     if (!m_browser)
         qCWarning(lcDiscovery) << "cannot browse for" << m_browseType << ":" << daemonError();
 }
@@ -438,9 +440,8 @@ void ServiceDiscovery::resolve(const DiscoveredService &service)
     m_resolving = service;
     if (m_client && avahi_client_get_state(m_client) == AVAHI_CLIENT_S_RUNNING)
         m_resolver = avahi_service_resolver_new(m_client, service.interface, service.protocol,
-                                                service.name.toUtf8().constData(), service.type.toUtf8().constData(),
-                                                service.domain.toUtf8().constData(), AVAHI_PROTO_UNSPEC,
-                                                AvahiLookupFlags(0), &ServiceDiscoveryCallbacks::resolver, this);
+            service.name.toUtf8().constData(), service.type.toUtf8().constData(), service.domain.toUtf8().constData(),
+            AVAHI_PROTO_UNSPEC, AvahiLookupFlags(0), &ServiceDiscoveryCallbacks::resolver, this);
     if (m_resolver)
         return;
     // Reported from the event loop, like every other outcome of resolve().
@@ -450,7 +451,8 @@ void ServiceDiscovery::resolve(const DiscoveredService &service)
         [this, service, error] {
             if (m_resolving == service && !m_resolver) {
                 m_resolving.reset();
-                Q_EMIT resolveFailed(service, tr("“%1” could not be reached on the network (%2).").arg(service.name, error));
+                Q_EMIT resolveFailed(
+                    service, tr("“%1” could not be reached on the network (%2).").arg(service.name, error));
             }
         },
         Qt::QueuedConnection);

@@ -52,7 +52,8 @@ Result<QString> forProtocol(const QString &protocolName)
     if (protocolName.isEmpty())
         return Error{tr("A service needs a name to be announced on the network.")};
     if (!survivesUtf8(protocolName) || protocolName.contains(QChar(0)))
-        return Error{tr("The name “%1” contains characters that cannot be announced on the network.").arg(protocolName)};
+        return Error{
+            tr("The name “%1” contains characters that cannot be announced on the network.").arg(protocolName)};
     const qsizetype bytes = protocolName.toUtf8().size();
     if (bytes > MaxLabelBytes - 1)
         return Error{tr("The name “%1” is too long to be announced on the network: at most %2 bytes are allowed, "
@@ -64,7 +65,8 @@ Result<QString> forProtocol(const QString &protocolName)
     // Avahi's own verdict catches what the checks above do not name, such as
     // Unicode noncharacters.
     if (!avahi_is_valid_service_type_strict(type.toUtf8().constData()))
-        return Error{tr("The name “%1” contains characters that cannot be announced on the network.").arg(protocolName)};
+        return Error{
+            tr("The name “%1” contains characters that cannot be announced on the network.").arg(protocolName)};
     return type;
 }
 
