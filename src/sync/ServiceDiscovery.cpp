@@ -357,9 +357,9 @@ void ServiceDiscovery::failPublication(const QString &error)
 
 bool ServiceDiscovery::isOwnName(const QString &name) const
 {
-    // While the group is registering, our own service may be seen before
-    // Avahi says it is established.
-    return (m_published && name == m_publishedName) || (m_group && name == m_registeringName);
+    // Our own service may be seen while the group is still registering, and
+    // again from the cache just after it was withdrawn.
+    return (!m_publishedName.isEmpty() && name == m_publishedName) || (m_group && name == m_registeringName);
 }
 
 // -- browsing

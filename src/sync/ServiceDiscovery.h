@@ -39,7 +39,8 @@ struct DiscoveredService
  *
  * A service is reported once however many interfaces it is seen on, with the
  * interface and protocol of its first sighting; it is reported removed when it
- * has gone from all of them. Services named like our own published service are
+ * has gone from all of them. Services named like our own service (the name it
+ * is being registered under, or the last name it was published under) are
  * never reported. moreComing is always false: Avahi does not say whether more
  * results follow.
  */

@@ -15,36 +15,21 @@
 
 namespace {
 
-// Runs the event loop until done() or two seconds have passed.
-template<typename Done> bool spinUntil(Done done)
+// Runs the event loop until done() or for the time given.
+template<typename Done> bool spinUntil(Done done, int milliseconds = 2000)
 {
-    QDeadlineTimer deadline(2000);
+    QDeadlineTimer deadline(milliseconds);
     while (!done() && !deadline.hasExpired())
         QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
     return done();
 }
 
-// Gives the event loop time in which nothing is expected to happen.
 void settle()
 {
-    QDeadlineTimer deadline(300);
-    while (!deadline.hasExpired())
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    spinUntil([] { return false; }, 300);
 }
 
-struct Pipe
-{
-    int fds[2] = {-1, -1};
-    Pipe() { EXPECT_EQ(::pipe(fds), 0); }
-    ~Pipe()
-    {
-        ::close(fds[0]);
-        ::close(fds[1]);
-    }
-    void put() const { EXPECT_EQ(::write(fds[1], "x", 1), 1); }
-};
-
-struct WatchLog
+struct Log
 {
     const ::AvahiPoll *api = nullptr;
     int calls = 0;
@@ -55,7 +40,7 @@ struct WatchLog
 
 void onWatch(AvahiWatch *watch, int, AvahiWatchEvent event, void *userdata)
 {
-    auto *log = static_cast<WatchLog *>(userdata);
+    auto *log = static_cast<Log *>(userdata);
     ++log->calls;
     log->event = event;
     log->reported = log->api->watch_get_events(watch);
@@ -63,79 +48,65 @@ void onWatch(AvahiWatch *watch, int, AvahiWatchEvent event, void *userdata)
         log->api->watch_free(watch);
 }
 
-TEST(QtAvahiPoll, watchReportsReadinessAndMayFreeItselfInItsCallback)
-{
-    QtAvahiPoll poll;
-    const ::AvahiPoll *api = poll.api();
-    Pipe pipe;
-    WatchLog log{api};
-    log.freeInCallback = true;
-    AvahiWatch *watch = api->watch_new(api, pipe.fds[0], AVAHI_WATCH_IN, &onWatch, &log);
-    EXPECT_EQ(poll.liveWatchCount(), 1);
-    EXPECT_EQ(api->watch_get_events(watch), 0) << "events are reported only during the callback";
-
-    pipe.put();
-    ASSERT_TRUE(spinUntil([&] { return log.calls > 0; }));
-    EXPECT_EQ(log.event, AVAHI_WATCH_IN);
-    EXPECT_EQ(log.reported, AVAHI_WATCH_IN);
-    EXPECT_EQ(poll.liveWatchCount(), 0);
-
-    // The byte is still unread: a watch that lived on would fire again.
-    settle();
-    EXPECT_EQ(log.calls, 1);
-}
-
-TEST(QtAvahiPoll, watchFollowsUpdatedEvents)
-{
-    QtAvahiPoll poll;
-    const ::AvahiPoll *api = poll.api();
-    Pipe pipe;
-    WatchLog log{api};
-    AvahiWatch *watch = api->watch_new(api, pipe.fds[1], AvahiWatchEvent(0), &onWatch, &log);
-    settle();
-    EXPECT_EQ(log.calls, 0) << "a watch without events must stay silent";
-
-    api->watch_update(watch, AVAHI_WATCH_OUT);
-    ASSERT_TRUE(spinUntil([&] { return log.calls > 0; }));
-    EXPECT_EQ(log.event, AVAHI_WATCH_OUT);
-
-    api->watch_update(watch, AvahiWatchEvent(0));
-    const int calls = log.calls;
-    settle();
-    EXPECT_EQ(log.calls, calls);
-    api->watch_free(watch);
-}
-
-struct TimeoutLog
-{
-    const ::AvahiPoll *api = nullptr;
-    int calls = 0;
-    bool freeInCallback = false;
-};
-
 void onTimeout(AvahiTimeout *timeout, void *userdata)
 {
-    auto *log = static_cast<TimeoutLog *>(userdata);
+    auto *log = static_cast<Log *>(userdata);
     ++log->calls;
     if (log->freeInCallback)
         log->api->timeout_free(timeout);
+}
+
+TEST(QtAvahiPoll, watchesFollowTheirEventsAndMayFreeThemselves)
+{
+    QtAvahiPoll poll;
+    const ::AvahiPoll *api = poll.api();
+    int fds[2];
+    ASSERT_EQ(::pipe(fds), 0);
+
+    Log reader{api};
+    reader.freeInCallback = true;
+    AvahiWatch *watch = api->watch_new(api, fds[0], AVAHI_WATCH_IN, &onWatch, &reader);
+    EXPECT_EQ(api->watch_get_events(watch), 0) << "events are reported only during the callback";
+    ASSERT_EQ(::write(fds[1], "x", 1), 1);
+    ASSERT_TRUE(spinUntil([&] { return reader.calls > 0; }));
+    EXPECT_EQ(reader.event, AVAHI_WATCH_IN);
+    EXPECT_EQ(reader.reported, AVAHI_WATCH_IN);
+    // The byte is still unread: a watch that lived on would fire again.
+    settle();
+    EXPECT_EQ(reader.calls, 1);
+    EXPECT_EQ(poll.liveWatchCount(), 0);
+
+    Log writer{api};
+    watch = api->watch_new(api, fds[1], AvahiWatchEvent(0), &onWatch, &writer);
+    settle();
+    EXPECT_EQ(writer.calls, 0) << "a watch without events stays silent";
+    api->watch_update(watch, AVAHI_WATCH_OUT);
+    ASSERT_TRUE(spinUntil([&] { return writer.calls > 0; }));
+    EXPECT_EQ(writer.event, AVAHI_WATCH_OUT);
+    api->watch_update(watch, AvahiWatchEvent(0));
+    const int calls = writer.calls;
+    settle();
+    EXPECT_EQ(writer.calls, calls);
+    api->watch_free(watch);
+    ::close(fds[0]);
+    ::close(fds[1]);
 }
 
 TEST(QtAvahiPoll, timeoutsFireOnceAtTheirTime)
 {
     QtAvahiPoll poll;
     const ::AvahiPoll *api = poll.api();
+    struct timeval now = {};
+    avahi_elapse_time(&now, 0, 0);
 
-    TimeoutLog now{api};
-    now.freeInCallback = true;
-    struct timeval past = {};
-    avahi_elapse_time(&past, 0, 0);
-    api->timeout_new(api, &past, &onTimeout, &now);
-    EXPECT_EQ(now.calls, 0) << "a zero time fires on the next pass of the loop, not inside timeout_new";
-    ASSERT_TRUE(spinUntil([&] { return now.calls > 0; }));
+    Log once{api};
+    once.freeInCallback = true;
+    api->timeout_new(api, &now, &onTimeout, &once);
+    EXPECT_EQ(once.calls, 0) << "a zero time fires on the next pass of the loop, not inside timeout_new";
+    ASSERT_TRUE(spinUntil([&] { return once.calls > 0; }));
     EXPECT_EQ(poll.liveTimeoutCount(), 0);
 
-    TimeoutLog later{api};
+    Log later{api};
     struct timeval soon = {};
     avahi_elapse_time(&soon, 150, 0);
     AvahiTimeout *timeout = api->timeout_new(api, &soon, &onTimeout, &later);
@@ -145,12 +116,11 @@ TEST(QtAvahiPoll, timeoutsFireOnceAtTheirTime)
     settle();
     EXPECT_EQ(later.calls, 1) << "a timeout fires once until it is updated";
 
-    api->timeout_update(timeout, &past);
+    api->timeout_update(timeout, &now);
     api->timeout_update(timeout, nullptr);
     settle();
     EXPECT_EQ(later.calls, 1) << "a null time disables the timeout";
-
-    api->timeout_update(timeout, &past);
+    api->timeout_update(timeout, &now);
     ASSERT_TRUE(spinUntil([&] { return later.calls == 2; }));
     api->timeout_free(timeout);
 }

@@ -11,38 +11,23 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 
+#include <utility>
+
 namespace {
 
 // libdbus reads the system bus address once per process, so each test that
-// sets one must run in a process of its own, as ctest runs them.
-class SystemBusAddress
+// chooses one must run in a process of its own, as ctest runs them.
+bool chooseSystemBus(const QByteArray &address)
 {
-public:
-    static bool alreadyChosen() { return s_chosen; }
+    static bool chosen = false;
+    if (std::exchange(chosen, true))
+        return false;
+    qputenv("DBUS_SYSTEM_BUS_ADDRESS", address);
+    return true;
+}
 
-    explicit SystemBusAddress(const QByteArray &address)
-        : m_old(qgetenv("DBUS_SYSTEM_BUS_ADDRESS"))
-        , m_hadOld(qEnvironmentVariableIsSet("DBUS_SYSTEM_BUS_ADDRESS"))
-    {
-        qputenv("DBUS_SYSTEM_BUS_ADDRESS", address);
-        s_chosen = true;
-    }
-    ~SystemBusAddress()
-    {
-        if (m_hadOld)
-            qputenv("DBUS_SYSTEM_BUS_ADDRESS", m_old);
-        else
-            qunsetenv("DBUS_SYSTEM_BUS_ADDRESS");
-    }
-
-private:
-    QByteArray m_old;
-    bool m_hadOld;
-    static inline bool s_chosen = false;
-};
-
-#define SKIP_UNLESS_FIRST_BUS()                                                                                        \
-    if (SystemBusAddress::alreadyChosen())                                                                             \
+#define SKIP_UNLESS_BUS_CHOSEN(address)                                                                                \
+    if (!chooseSystemBus(address))                                                                                     \
     GTEST_SKIP() << "this process has already chosen its system bus; run the test on its own"
 
 // What a ServiceDiscovery without a daemon must do, whatever the reason.
@@ -75,9 +60,8 @@ void expectRequestsWait(ServiceDiscovery &discovery)
 
 TEST(ServiceDiscovery, withoutSystemBusIsUnavailableAndSaysWhy)
 {
-    SKIP_UNLESS_FIRST_BUS();
     QTemporaryDir nowhere;
-    SystemBusAddress bus("unix:path=" + nowhere.path().toUtf8() + "/no-bus");
+    SKIP_UNLESS_BUS_CHOSEN("unix:path=" + nowhere.path().toUtf8() + "/no-bus");
     ServiceDiscovery discovery;
     EXPECT_FALSE(discovery.isAvailable());
     EXPECT_TRUE(discovery.unavailableReason().contains(u"No Avahi daemon"))
@@ -88,7 +72,6 @@ TEST(ServiceDiscovery, withoutSystemBusIsUnavailableAndSaysWhy)
 
 TEST(ServiceDiscovery, onABusWithoutDaemonIsUnavailableAndSaysWhy)
 {
-    SKIP_UNLESS_FIRST_BUS();
     const QString dbusDaemon = QStandardPaths::findExecutable(QStringLiteral("dbus-daemon"));
     if (dbusDaemon.isEmpty())
         GTEST_SKIP() << "dbus-daemon is not installed";
@@ -102,14 +85,12 @@ TEST(ServiceDiscovery, onABusWithoutDaemonIsUnavailableAndSaysWhy)
         address += bus.readAllStandardOutput();
     ASSERT_FALSE(address.trimmed().isEmpty()) << "dbus-daemon gave no address";
 
-    {
-        SystemBusAddress systemBus(address.trimmed());
-        ServiceDiscovery discovery;
-        EXPECT_FALSE(discovery.isAvailable());
-        EXPECT_TRUE(discovery.unavailableReason().contains(u"No Avahi daemon is running"))
-            << discovery.unavailableReason().toStdString();
-        expectRequestsWait(discovery);
-    }
+    SKIP_UNLESS_BUS_CHOSEN(address.trimmed());
+    ServiceDiscovery discovery;
+    EXPECT_FALSE(discovery.isAvailable());
+    EXPECT_TRUE(discovery.unavailableReason().contains(u"No Avahi daemon is running"))
+        << discovery.unavailableReason().toStdString();
+    expectRequestsWait(discovery);
     bus.terminate();
     bus.waitForFinished(5000);
 }
