@@ -1,0 +1,131 @@
+// Publication, browsing and resolution against a real Avahi daemon. Runs only
+// inside the private network made by avahi-netns-test.sh, which sets
+// JW_AVAHI_NETNS; anywhere else it skips, so that it never talks to the
+// machine's own daemon.
+#include "sync/ServiceDiscovery.h"
+#include "sync/ServiceType.h"
+
+#include <gtest/gtest.h>
+
+#include <QSignalSpy>
+#include <QStringList>
+
+namespace {
+
+constexpr int kWait = 15000;
+
+bool waitFor(QSignalSpy &spy, int count = 1)
+{
+    while (spy.count() < count)
+        if (!spy.wait(kWait))
+            return false;
+    return true;
+}
+
+bool waitAvailable(ServiceDiscovery &discovery)
+{
+    QSignalSpy available(&discovery, &ServiceDiscovery::availabilityChanged);
+    return discovery.isAvailable() || waitFor(available);
+}
+
+QStringList names(const QList<DiscoveredService> &services)
+{
+    QStringList result;
+    for (const DiscoveredService &service : services)
+        result << service.name;
+    return result;
+}
+
+TEST(AvahiNetwork, publishesBrowsesResolvesAndWithdraws)
+{
+    if (qEnvironmentVariableIntValue("JW_AVAHI_NETNS") != 1)
+        GTEST_SKIP() << "runs only inside the private network of avahi-netns-test.sh";
+
+    const Result<QString> type = ServiceType::forGroup(QStringLiteral("Team notes v2.1"));
+    ASSERT_TRUE(type.ok());
+    ASSERT_EQ(type.value(), QStringLiteral("_JotwellSync_Team notes v2\\.1._tcp"));
+
+    ServiceDiscovery desk;
+    ServiceDiscovery phone;
+    ASSERT_TRUE(waitAvailable(desk)) << desk.unavailableReason().toStdString();
+    ASSERT_TRUE(waitAvailable(phone)) << phone.unavailableReason().toStdString();
+
+    // An empty name stands for the computer's name.
+    QSignalSpy deskPublished(&desk, &ServiceDiscovery::published);
+    QSignalSpy deskFailed(&desk, &ServiceDiscovery::publicationFailed);
+    desk.publish(type.value(), QString(), 4242);
+    ASSERT_TRUE(waitFor(deskPublished)) << deskFailed.value(0).value(0).toString().toStdString();
+    const QString deskName = deskPublished.at(0).at(0).toString();
+    EXPECT_FALSE(deskName.isEmpty());
+    EXPECT_EQ(desk.publishedName(), deskName);
+    EXPECT_TRUE(desk.isPublished());
+
+    QSignalSpy phonePublished(&phone, &ServiceDiscovery::published);
+    phone.publish(type.value(), QStringLiteral("Phone of Ann"), 4343);
+    ASSERT_TRUE(waitFor(phonePublished));
+
+    QSignalSpy deskFound(&desk, &ServiceDiscovery::serviceFound);
+    QSignalSpy phoneFound(&phone, &ServiceDiscovery::serviceFound);
+    QSignalSpy phoneRemoved(&phone, &ServiceDiscovery::serviceRemoved);
+    desk.browse(type.value());
+    phone.browse(type.value());
+    ASSERT_TRUE(waitFor(phoneFound));
+    ASSERT_TRUE(waitFor(deskFound));
+    const auto found = phoneFound.at(0).at(0).value<DiscoveredService>();
+    EXPECT_EQ(found.name, deskName);
+    EXPECT_EQ(found.type, type.value());
+    EXPECT_EQ(found.domain, QStringLiteral("local"));
+    EXPECT_EQ(deskFound.at(0).at(0).value<DiscoveredService>().name, QStringLiteral("Phone of Ann"));
+
+    // Each sees the other, once, and never itself.
+    QSignalSpy(&desk, &ServiceDiscovery::serviceFound).wait(1500);
+    EXPECT_EQ(names(desk.services()), QStringList{QStringLiteral("Phone of Ann")});
+    EXPECT_EQ(names(phone.services()), QStringList{deskName});
+    EXPECT_EQ(deskFound.count(), 1);
+    EXPECT_EQ(phoneFound.count(), 1);
+
+    QSignalSpy resolved(&phone, &ServiceDiscovery::resolved);
+    QSignalSpy resolveFailed(&phone, &ServiceDiscovery::resolveFailed);
+    phone.resolve(found);
+    ASSERT_TRUE(waitFor(resolved)) << resolveFailed.value(0).value(1).toString().toStdString();
+    EXPECT_EQ(resolved.at(0).at(0).value<DiscoveredService>(), found);
+    EXPECT_FALSE(resolved.at(0).at(1).value<QHostAddress>().isNull());
+    EXPECT_EQ(resolved.at(0).at(2).value<quint16>(), 4242);
+
+    // Withdrawn while a peer is connected, published again when it leaves.
+    desk.withdraw();
+    EXPECT_FALSE(desk.isPublished());
+    ASSERT_TRUE(waitFor(phoneRemoved));
+    EXPECT_EQ(phoneRemoved.at(0).at(0).value<DiscoveredService>().name, deskName);
+    EXPECT_TRUE(phone.services().isEmpty());
+
+    desk.publish(type.value(), deskName, 4242);
+    ASSERT_TRUE(waitFor(phoneFound, 2));
+    EXPECT_EQ(phoneFound.at(1).at(0).value<DiscoveredService>().name, deskName);
+    EXPECT_EQ(desk.publishedName(), deskName);
+
+    // A name already taken is replaced by Avahi's alternative.
+    ServiceDiscovery second;
+    ASSERT_TRUE(waitAvailable(second));
+    QSignalSpy secondPublished(&second, &ServiceDiscovery::published);
+    second.publish(type.value(), QStringLiteral("Phone of Ann"), 4444);
+    ASSERT_TRUE(waitFor(secondPublished));
+    EXPECT_EQ(second.publishedName(), QStringLiteral("Phone of Ann #2"));
+}
+
+TEST(AvahiNetwork, refusesATypeAvahiCannotPublish)
+{
+    if (qEnvironmentVariableIntValue("JW_AVAHI_NETNS") != 1)
+        GTEST_SKIP() << "runs only inside the private network of avahi-netns-test.sh";
+
+    ServiceDiscovery desk;
+    ASSERT_TRUE(waitAvailable(desk));
+    QSignalSpy failed(&desk, &ServiceDiscovery::publicationFailed);
+    desk.publish(QStringLiteral("_JotwellSync_Team notes v2.1._tcp"), QStringLiteral("Desk"), 4242);
+    ASSERT_TRUE(failed.count() == 1 || waitFor(failed));
+    EXPECT_TRUE(failed.at(0).at(0).toString().contains(u"cannot be announced"))
+        << failed.at(0).at(0).toString().toStdString();
+    EXPECT_FALSE(desk.isPublished());
+}
+
+} // namespace
