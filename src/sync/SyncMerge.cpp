@@ -138,13 +138,16 @@ MemoPtr SyncMerge::memoDataWithDictionary(const QVariantMap &dictionary, bool is
         if (memo && m_placed.contains(memo.get()))
             memo = nullptr;
     }
-    if (!memo) {
+    const bool made = !memo;
+    if (made) {
         memo = JWMemo::memo();
         // Older than anything the phone sends, so that every value of the phone is taken.
         memo->setModifiedAt(distantPast());
     }
     m_placed.insert(memo.get());
     copyPropertyFromDict(dictionary, *memo);
+    if (made && memo->modifiedAt() == distantPast())
+        memo->setModifiedAt(QDateTime::currentDateTime());
 
     const QVariantList childDictionaries = dictionary.value(QStringLiteral("children")).toList();
     QList<MemoPtr> children;
@@ -174,8 +177,12 @@ void SyncMerge::copyPropertyFromDict(const QVariantMap &dictionary, JWMemo &memo
     if (ours.isValid() && ours > theirs)
         return;
 
-    const auto has = [&dictionary](const char *key) { return dictionary.contains(QLatin1String(key)); };
-    const auto get = [&dictionary](const char *key) { return dictionary.value(QLatin1String(key)); };
+    const auto has = [&dictionary](const char *key) {
+        return dictionary.contains(QLatin1String(key));
+    };
+    const auto get = [&dictionary](const char *key) {
+        return dictionary.value(QLatin1String(key));
+    };
 
     // With "hasImage" the desktop's rich text holds pictures the phone's plain text cannot.
     // The same plain text keeps the rich text and its formatting.
@@ -190,15 +197,17 @@ void SyncMerge::copyPropertyFromDict(const QVariantMap &dictionary, JWMemo &memo
         if (label != SyncPayload::labelColorString(memo.titleColor()))
             labelColor = SyncPayload::colorFromString(label);
     }
-    const auto differs = [&](const char *key, const QVariant &mine) { return has(key) && get(key) != mine; };
+    const auto differs = [&](const char *key, const QVariant &mine) {
+        return has(key) && get(key) != mine;
+    };
     const bool titleChanged = has("title") && get("title").toString() != memo.title();
     const bool lockedChanged = has("locked") && get("locked").toBool() != memo.locked();
     const bool protectChanged
         = has("protectWithPassword") && get("protectWithPassword").toBool() != memo.protectWithPassword();
     const bool createdChanged = has("createdAt") && get("createdAt").toDateTime() != memo.createdAt();
     const bool modifiedChanged = theirDate.isValid() && theirs != ours;
-    const auto referenceNumber = int(std::clamp<qint64>(get("referenceNumber").toLongLong(),
-        std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
+    const auto referenceNumber = int(std::clamp<qint64>(
+        get("referenceNumber").toLongLong(), std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
     const bool referenceChanged = has("referenceNumber") && referenceNumber != memo.referenceNumber();
     const bool webURLChanged = differs("webURLStr", memo.webURLStr());
     if (!text && !labelColor && !titleChanged && !lockedChanged && !protectChanged && !createdChanged

@@ -111,8 +111,8 @@ Status validate(const QVariantMap &tree)
             if (it.key() == QLatin1String("children"))
                 continue;
             if (const QString expected = wrongValue(it.key(), it.value()); !expected.isEmpty()) {
-                return refused(QStringLiteral("\"%1\" of %2 is not %3")
-                                   .arg(it.key(), describePage(page, depth), expected));
+                return refused(
+                    QStringLiteral("\"%1\" of %2 is not %3").arg(it.key(), describePage(page, depth), expected));
             }
         }
         const auto children = page.constFind(QStringLiteral("children"));
@@ -123,8 +123,8 @@ Status validate(const QVariantMap &tree)
         const QVariantList list = children.value().toList();
         for (auto child = list.crbegin(); child != list.crend(); ++child) {
             if (child->typeId() != QMetaType::QVariantMap) {
-                return refused(
-                    QStringLiteral("\"children\" of %1 holds something other than pages").arg(describePage(page, depth)));
+                return refused(QStringLiteral("\"children\" of %1 holds something other than pages")
+                                   .arg(describePage(page, depth)));
             }
             pending.emplace_back(child->toMap(), depth + 1);
         }
@@ -155,9 +155,10 @@ Result<QByteArray> encode(const QVariantMap &tree)
 QString colorString(const QColor &color)
 {
     const QColor rgb = color.toRgb();
-    const auto number = [](float component) { return QString::number(double(component), 'g', 6); };
-    return QStringList{number(rgb.redF()), number(rgb.greenF()), number(rgb.blueF()), number(rgb.alphaF())}.join(
-        u' ');
+    const auto number = [](float component) {
+        return QString::number(double(component), 'g', 6);
+    };
+    return QStringList{number(rgb.redF()), number(rgb.greenF()), number(rgb.blueF()), number(rgb.alphaF())}.join(u' ');
 }
 
 std::optional<QColor> colorFromString(const QString &text)

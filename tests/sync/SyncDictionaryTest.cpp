@@ -117,15 +117,6 @@ TEST_F(SyncDictionaryTest, PicturesTravelAsJpeg)
     const QImage first = QImage::fromData(images.first().toByteArray(), "JPEG");
     EXPECT_GT(qRed(first.pixel(1, 1)), 90);
     EXPECT_EQ(sent->value(QStringLiteral("plainText")).toString().count(QChar::ObjectReplacementCharacter), 3);
-
-    TextConverter converter;
-    QTextCursor cursor(&converter.document());
-    TextAttachments::insert(cursor, {QStringLiteral("notes.txt"), QByteArray("no picture"), {}});
-    plain->setMemoData(converter.RTFDData());
-    plain->setPlainText(converter.plainString());
-    const auto withFile = SyncDictionary(tree, SyncDictionary::Device::iPad).dictionaryWithMemo(plain);
-    ASSERT_TRUE(withFile->contains(QStringLiteral("imageDataArray")));
-    EXPECT_TRUE(withFile->value(QStringLiteral("imageDataArray")).toList().isEmpty());
 }
 
 } // namespace

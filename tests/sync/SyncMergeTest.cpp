@@ -68,8 +68,8 @@ TEST_F(SyncMergeTest, LaterDesktopDateKeepsValuesButTakesPlace)
     // Nothing changed on either side: no page is touched.
     a->setIsEdited(false);
     a->setModifiedAt(day(20));
-    EXPECT_TRUE(merge(entry(2, QStringLiteral("Group"), 0, {entry(4, QStringLiteral("Phone B"), 5,
-                                                                {entry(3, QStringLiteral("A"), 20)})})));
+    EXPECT_TRUE(merge(entry(
+        2, QStringLiteral("Group"), 0, {entry(4, QStringLiteral("Phone B"), 5, {entry(3, QStringLiteral("A"), 20)})})));
     EXPECT_FALSE(a->isEdited());
 }
 
@@ -92,7 +92,8 @@ TEST_F(SyncMergeTest, PagesThePhoneLacksGoAwayOnlyWhenUnchangedSinceTheLastSync)
     EXPECT_EQ(titles(folder), QStringList{QStringLiteral("Gone")});
     EXPECT_EQ(titles(secret), QStringList{QStringLiteral("Inside")});
 
-    const auto sentBack = SyncDictionary(tree, SyncDictionary::Device::iPhone).dictionaryForGroup(QStringLiteral("Group"));
+    const auto sentBack
+        = SyncDictionary(tree, SyncDictionary::Device::iPhone).dictionaryForGroup(QStringLiteral("Group"));
     const QVariantMap sentParent = sentBack->value(QStringLiteral("children")).toList().first().toMap();
     EXPECT_EQ(sentParent.value(QStringLiteral("children")).toList().first().toMap().value(QStringLiteral("memoID")), 5);
     EXPECT_EQ(sentBack->value(QStringLiteral("children")).toList().size(), 2);
@@ -109,7 +110,8 @@ TEST_F(SyncMergeTest, UnknownPagesAreMadeWithFreshIDsAndAMissingGroupIsCreated)
 {
     tree.replaceChildren({outside}, tree.root());
     const QVariantMap phone = entry(77, QStringLiteral("Whatever"), 1,
-        {entry(50, QStringLiteral("Collides"), 3), entry(999, QStringLiteral("New"), 4), entry(999, QStringLiteral("Twice"), 4)});
+        {entry(50, QStringLiteral("Collides"), 3), entry(999, QStringLiteral("New"), 4),
+            entry(999, QStringLiteral("Twice"), 4)});
     const MemoPtr made = merge(phone);
     ASSERT_TRUE(made);
     EXPECT_EQ(made->title(), QStringLiteral("Group"));
@@ -128,7 +130,9 @@ TEST_F(SyncMergeTest, RandomMergesNeverLoseOrDuplicatePages)
 {
     for (unsigned seed = 1; seed <= 40; ++seed) {
         std::mt19937 random(seed);
-        const auto below = [&random](int n) { return int(random() % unsigned(n)); };
+        const auto below = [&random](int n) {
+            return int(random() % unsigned(n));
+        };
         tree.replaceChildren({}, group);
         QList<MemoPtr> pages{group};
         for (qint64 id = 100; id < 100 + 30; ++id) {

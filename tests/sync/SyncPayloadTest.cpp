@@ -36,8 +36,9 @@ QByteArray chainArchive(int levels)
     QVariantList objects{QStringLiteral("$null"), QStringLiteral("children"), dictionaryClass, arrayClass};
     for (int level = 0; level < levels; ++level) {
         const auto dictionary = quint64(objects.size());
-        objects.append(QVariantMap{{QStringLiteral("$class"), uid(2)}, {QStringLiteral("NS.keys"), QVariantList{uid(1)}},
-            {QStringLiteral("NS.objects"), QVariantList{uid(dictionary + 1)}}});
+        objects.append(
+            QVariantMap{{QStringLiteral("$class"), uid(2)}, {QStringLiteral("NS.keys"), QVariantList{uid(1)}},
+                {QStringLiteral("NS.objects"), QVariantList{uid(dictionary + 1)}}});
         objects.append(QVariantMap{{QStringLiteral("$class"), uid(3)},
             {QStringLiteral("NS.objects"), level + 1 < levels ? QVariantList{uid(dictionary + 2)} : QVariantList{}}});
     }
@@ -63,10 +64,10 @@ TEST(SyncPayloadTest, RefusesWhatIsNoPageTree)
     expectRefused(archived(QVariantMap{{QStringLiteral("children"), QVariantList{QStringLiteral("page")}}}),
         "children hold a string");
     const QVariantMap good = entry(1, QStringLiteral("Group"), 0);
-    for (const auto &[key, wrong] : std::initializer_list<std::pair<QString, QVariant>>{
-             {QStringLiteral("locked"), QStringLiteral("yes")}, {QStringLiteral("memoID"), QStringLiteral("12")},
-             {QStringLiteral("modifiedAt"), 12.5}, {QStringLiteral("title"), 3},
-             {QStringLiteral("imageDataArray"), QVariantList{QStringLiteral("jpeg")}}}) {
+    for (const auto &[key, wrong] :
+        std::initializer_list<std::pair<QString, QVariant>>{{QStringLiteral("locked"), QStringLiteral("yes")},
+            {QStringLiteral("memoID"), QStringLiteral("12")}, {QStringLiteral("modifiedAt"), 12.5},
+            {QStringLiteral("title"), 3}, {QStringLiteral("imageDataArray"), QVariantList{QStringLiteral("jpeg")}}}) {
         QVariantMap child = good;
         child.insert(key, wrong);
         QVariantMap root = good;

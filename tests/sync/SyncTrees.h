@@ -22,7 +22,6 @@ inline MemoPtr page(const QString &title, qint64 id, int dayNumber, const MemoPt
     memo->setTitle(title);
     memo->setMemoDataWithPlainText(title + QStringLiteral(" text"));
     memo->setCreatedAt(day(dayNumber));
-    memo->setModifiedAt(day(dayNumber));
     memo->setIsEdited(false);
     memo->setModifiedAt(day(dayNumber));
     if (parent)
