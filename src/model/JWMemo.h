@@ -401,6 +401,8 @@ public:
 
     /** The URL of a web clip; "" for an ordinary page. */
     [[nodiscard]] QString webURLStr() const { return m_webURLStr; }
+    /** True for a web clip: a page with a source URL. */
+    [[nodiscard]] bool isWebClipMemo() const { return !m_webURLStr.isEmpty(); }
     void setWebURLStr(const QString &url);
     [[nodiscard]] QVariant webIconImage() const { return m_webIconImage; }
     /** An ArchivedImage; anything else (an invalid value included) stores "no icon". */

@@ -149,7 +149,7 @@ QVariant Encoder::wrapped(char tag, const QByteArray &bytes, const QVariant &pla
 
 Result<QVariant> Encoder::encode(const QVariant &value, int depth)
 {
-    if (depth > KeyedArchiver::maximumDepth)
+    if (depth > m_options.maximumDepth)
         return Error{QStringLiteral("Keyed archive: the value is nested too deeply")};
     if (!value.isValid())
         return uid(0);

@@ -49,9 +49,11 @@ public:
         bool wrapData = false;
         /** The property-list form; the platform writes binary. */
         PropertyList::Format format = PropertyList::Format::Binary;
+        /** Values nested deeper than this are refused (formats that nest deeply raise it). */
+        int maximumDepth = 256;
     };
 
-    /** Values deeper than this are refused. */
+    /** Values deeper than this are refused, unless Options::maximumDepth says otherwise. */
     static constexpr int maximumDepth = 256;
 
     KeyedArchiver() = default;

@@ -77,6 +77,9 @@ bool isUid(const QVariant &value)
 class Decoder
 {
 public:
+    explicit Decoder(int maximumDepth = KeyedUnarchiver::maximumDepth)
+        : m_maximumDepth(maximumDepth)
+    { }
     Status load(const QByteArray &data);
     Result<QVariantMap> decodeTop();
     [[nodiscard]] const QVariantMap &top() const { return m_top; }
@@ -108,6 +111,7 @@ private:
     Result<QVariant> decodeUrl(quint64 uid, const QVariantMap &object, int depth);
     Result<QVariant> decodeGeneric(quint64 uid, const ClassInfo &info, const QVariantMap &object, int depth);
 
+    int m_maximumDepth;
     QVariantMap m_top;
     QVariantList m_objects;
     std::vector<State> m_state;
@@ -171,7 +175,7 @@ Result<QVariant> Decoder::decodeUid(quint64 uid, int depth)
     case State::Unvisited:
         break;
     }
-    if (depth > KeyedUnarchiver::maximumDepth)
+    if (depth > m_maximumDepth)
         return fail(uid, QStringLiteral("objects are nested too deeply"));
 
     m_state[uid] = State::InProgress;
@@ -287,7 +291,7 @@ Result<QVariant> Decoder::decodeInline(const QVariant &value, int depth)
 {
     if (isUid(value))
         return decodeUid(value.value<PropertyListUid>().value, depth + 1);
-    if (depth > KeyedUnarchiver::maximumDepth)
+    if (depth > m_maximumDepth)
         return Error{QStringLiteral("Keyed archive: inline values are nested too deeply")};
     if (value.typeId() == QMetaType::QVariantList) {
         QVariantList items;
@@ -451,7 +455,12 @@ Result<QVariant> Decoder::decodeGeneric(quint64 uid, const ClassInfo &info, cons
 
 Result<QVariant> KeyedUnarchiver::unarchiveObjectWithData(const QByteArray &data)
 {
-    Decoder decoder;
+    return unarchiveObjectWithData(data, maximumDepth);
+}
+
+Result<QVariant> KeyedUnarchiver::unarchiveObjectWithData(const QByteArray &data, int maximumDepth)
+{
+    Decoder decoder(maximumDepth);
     if (auto loaded = decoder.load(data); !loaded)
         return Error{loaded.errorMessage()};
     // Only the root is decoded: other top-level entries may be of no interest.

@@ -42,6 +42,8 @@ public:
 
     /** The root object: "$top"/"root", or "$0" for archives that have no "root". */
     [[nodiscard]] static Result<QVariant> unarchiveObjectWithData(const QByteArray &data);
+    /** As above, refusing objects nested deeper than @p maximumDepth instead. */
+    [[nodiscard]] static Result<QVariant> unarchiveObjectWithData(const QByteArray &data, int maximumDepth);
 
     /** Every "$top" entry, decoded. */
     [[nodiscard]] static Result<QVariantMap> unarchiveTopLevelObjectsWithData(const QByteArray &data);

@@ -97,3 +97,25 @@ QString notePathForID(qint64 memoID)
 {
     return noteDataFolderPath() + u'/' + QString::number(memoID) + QStringLiteral(".jw3page");
 }
+
+namespace {
+
+// The page file's path without its extension: web archives sit beside it.
+QString notePathStemForID(qint64 memoID)
+{
+    QString path = notePathForID(memoID);
+    path.chop(qsizetype(sizeof(".jw3page") - 1));
+    return path;
+}
+
+} // namespace
+
+QString webarchivePathForID(qint64 memoID)
+{
+    return notePathStemForID(memoID) + QStringLiteral(".webarchive");
+}
+
+QString mobileWebarchivePathForID(qint64 memoID)
+{
+    return notePathStemForID(memoID) + QStringLiteral("_mobile.webarchive");
+}

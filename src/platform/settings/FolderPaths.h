@@ -38,3 +38,7 @@
 [[nodiscard]] QString dataDictionaryFilePath();
 /** The page file of the page with @p memoID: "Note Data/12.jw3page" for 12. */
 [[nodiscard]] QString notePathForID(qint64 memoID);
+/** The desktop web archive of the web clip with @p memoID: "Note Data/12.webarchive" for 12. */
+[[nodiscard]] QString webarchivePathForID(qint64 memoID);
+/** The phone's smaller web archive of that clip: "Note Data/12_mobile.webarchive" for 12. */
+[[nodiscard]] QString mobileWebarchivePathForID(qint64 memoID);
