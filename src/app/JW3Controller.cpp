@@ -1,5 +1,6 @@
 #include "JW3Controller.h"
 
+#include "exchange/DeviceDataBackup.h"
 #include "exchange/SampleBook.h"
 #include "model/JWMemo.h"
 #include "platform/base/NotificationCenter.h"
@@ -8,10 +9,12 @@
 #include "platform/richtext/PasteboardTypes.h"
 #include "platform/richtext/Rtfd.h"
 #include "platform/settings/UserDefaults.h"
+#include "sync/SyncService.h"
 #include "text/LinkClick.h"
 #include "util/StringUtility.h"
 #include "windows/NoteTreeController.h"
 #include "windows/NoteWindow.h"
+#include "windows/SyncWindow.h"
 
 #include <QDBusConnection>
 #include <QDesktopServices>
@@ -19,11 +22,13 @@
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QLoggingCategory>
+#include <QMessageBox>
 #include <QMimeData>
 #include <QProcess>
 #include <QStringDecoder>
 #include <QTextDocument>
 #include <QTimer>
+#include <QUndoStack>
 
 #include <algorithm>
 
@@ -64,6 +69,7 @@ JW3Controller::JW3Controller(WindowFactory windowFactory, QObject *parent)
     : QObject(parent)
     , m_windowFactory(std::move(windowFactory))
     , m_store(this)
+    , m_sync(std::make_unique<SyncService>(*this))
 {
     m_store.setHost(this);
     m_store.tree().setHost(this);
@@ -317,8 +323,60 @@ void JW3Controller::showMemoInWindow(const MemoPtr &memo)
 
 void JW3Controller::restartServer()
 {
-    // The sync layer has no server to stop or start: only the count is kept.
     ++m_serverRestarts;
+    m_sync->restartServer();
+}
+
+void JW3Controller::showSyncWindow()
+{
+    if (!m_syncWindow) {
+        QStringList titles;
+        if (const MemoPtr root = rootMemo()) {
+            for (const MemoPtr &child : root->children())
+                titles.append(child->title());
+        }
+        titles.removeDuplicates();
+        m_syncWindow = new SyncWindow(*m_sync, titles);
+        m_syncWindow->setAttribute(Qt::WA_DeleteOnClose);
+    }
+    m_syncWindow->show();
+    m_syncWindow->raise();
+    m_syncWindow->activateWindow();
+}
+
+Status JW3Controller::backUpBeforeMerge(const MemoPtr &group)
+{
+    Result<QString> archive = DeviceDataBackup().backupJotwell3Data(*group);
+    if (!archive)
+        return Error{archive.errorMessage()};
+    return {};
+}
+
+void JW3Controller::syncMerged(const MemoPtr &)
+{
+    for (const auto &window : m_windows) {
+        if (QUndoStack *stack = window->undoStack())
+            stack->clear();
+    }
+}
+
+void JW3Controller::askToAllowDevice(
+    const QString &device, const QString &pageTitle, std::function<void(bool allowed)> answer)
+{
+    if (m_deviceQuestion) {
+        m_deviceQuestion(device, pageTitle, std::move(answer));
+        return;
+    }
+    auto *question
+        = new QMessageBox(QMessageBox::Question, tr("Sync"), tr("Allow this device to sync with %1?").arg(pageTitle),
+            QMessageBox::NoButton, m_frontWindow ? m_frontWindow->windowWidget() : nullptr);
+    question->setInformativeText(tr("A device at %1 asks to sync. The answer is remembered.").arg(device));
+    QPushButton *allow = question->addButton(tr("Allow"), QMessageBox::AcceptRole);
+    question->addButton(tr("Don't Allow"), QMessageBox::RejectRole);
+    question->setAttribute(Qt::WA_DeleteOnClose);
+    connect(question, &QMessageBox::finished, this,
+        [question, allow, answer = std::move(answer)] { answer(question->clickedButton() == allow); });
+    question->open();
 }
 
 void JW3Controller::refreshFontMenu()

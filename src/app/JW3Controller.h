@@ -5,6 +5,7 @@
 #include "model/DataStoreHost.h"
 #include "model/MemoTreeHost.h"
 #include "platform/base/Result.h"
+#include "sync/SyncHost.h"
 #include "windows/NoteTreeHost.h"
 #include "windows/NoteWindow.h"
 
@@ -17,6 +18,8 @@
 #include <vector>
 
 class QMimeData;
+class SyncService;
+class SyncWindow;
 
 /**
  * The application's owner of the data: the page tree and its data folder,
@@ -32,7 +35,11 @@ class QMimeData;
  * Windows are made by a factory, so that the controller never depends on how
  * a window looks; tests hand it stand-ins.
  */
-class JW3Controller final : public QObject, public DataStoreHost, public MemoTreeHost, public NoteTreeHost
+class JW3Controller final : public QObject,
+                            public DataStoreHost,
+                            public MemoTreeHost,
+                            public NoteTreeHost,
+                            public SyncHost
 {
     Q_OBJECT
 public:
@@ -131,6 +138,23 @@ public:
     [[nodiscard]] QString setAsideDataFile() const override { return m_store.setAsideDataFile(); }
     /** Runs DataStore::recoverPagesFromPageFiles() and shows the new pages. */
     Result<QString> recoverPagesFromPageFiles() override;
+    void showSyncWindow() override;
+
+    // --- SyncHost -------------------------------------------------------------------------
+    [[nodiscard]] MemoTree &syncMemoTree() override { return tree(); }
+    Status saveBeforeSync() override { return save(); }
+    /** Packs the synchronised page's pages into "iPhone Data Backup". */
+    Status backUpBeforeMerge(const MemoPtr &group) override;
+    /** Undo cannot step back over a merge: every window's history ends there. */
+    void syncMerged(const MemoPtr &group) override;
+    void askToAllowDevice(
+        const QString &device, const QString &pageTitle, std::function<void(bool allowed)> answer) override;
+
+    /** Asks about a new device instead of the question window; for tests and scripts. */
+    using DeviceQuestion = std::function<void(
+        const QString &device, const QString &pageTitle, std::function<void(bool allowed)> answer)>;
+    void setDeviceQuestion(DeviceQuestion question) { m_deviceQuestion = std::move(question); }
+    [[nodiscard]] SyncService &syncService() { return *m_sync; }
 
     // --- Sync server and menus ----------------------------------------------------------
     /**
@@ -173,6 +197,9 @@ private:
     std::vector<std::unique_ptr<NoteWindow>> m_windows;
     QPointer<NoteWindow> m_frontWindow;
     int m_serverRestarts = 0;
+    std::unique_ptr<SyncService> m_sync;
+    QPointer<SyncWindow> m_syncWindow;
+    DeviceQuestion m_deviceQuestion;
     bool m_started = false;
     bool m_closingAll = false;
     // The outcome of the last save, which a clip answers with.

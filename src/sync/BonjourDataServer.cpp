@@ -2,6 +2,7 @@
 
 #include "Frames.h"
 #include "Server.h"
+#include "ServiceType.h"
 #include "SyncLog.h"
 
 #include "platform/base/NotificationCenter.h"
@@ -41,8 +42,12 @@ QString BonjourDataServer::protocolName() const
 void BonjourDataServer::prepareBonjourServer()
 {
     m_server.reset();
+    // A name the network cannot carry still gets a server: devices can be
+    // given its address by hand.
+    const Result<QString> type = ServiceType::forProtocol(protocolName());
+    m_serviceTypeProblem = type ? QString() : type.errorMessage();
     ServerDelegate &delegate = *this;
-    m_server = std::make_unique<Server>(QStringLiteral("_%1._tcp").arg(protocolName()), QString(), delegate);
+    m_server = std::make_unique<Server>(type ? type.value() : QString(), QString(), delegate);
     connect(m_server.get(), &Server::stateChanged, this, &BonjourDataServer::stateChanged);
 }
 
@@ -56,7 +61,7 @@ void BonjourDataServer::startServer()
         Q_EMIT stateChanged();
         return;
     }
-    m_lastError.clear();
+    m_lastError = m_serviceTypeProblem;
     qCInfo(lcSync) << "sync server listening on port" << m_server->port() << "as" << m_server->serviceType();
 }
 

@@ -146,5 +146,6 @@ private:
     int m_totalPacket = 0;
     int m_numOfReceivedPacket = 0;
     QString m_lastError;
+    QString m_serviceTypeProblem;
     QTimer m_stallTimer;
 };

@@ -1,5 +1,7 @@
 #include "JWSyncServer.h"
 
+#include "ServiceType.h"
+
 #include "platform/base/NotificationCenter.h"
 #include "platform/base/NotificationNames.h"
 #include "platform/settings/UserDefaults.h"
@@ -9,7 +11,7 @@ JWSyncServer::JWSyncServer(const QString &groupNameKey, QObject *parent)
     , m_groupNameKey(groupNameKey)
     , m_groupName(groupNameKey.isEmpty() ? QString() : UserDefaults::standardUserDefaults().stringForKey(groupNameKey))
 {
-    setProtocolName(m_groupName.isEmpty() ? QStringLiteral("") : QStringLiteral("JotwellSync_%1").arg(m_groupName));
+    setProtocolName(m_groupName.isEmpty() ? QStringLiteral("") : ServiceType::protocolName(m_groupName));
 }
 
 void JWSyncServer::reportSyncProgress()

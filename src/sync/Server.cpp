@@ -178,7 +178,7 @@ QString Server::discoveryProblem() const
 void Server::publish()
 {
     // A connected peer keeps the service withdrawn; the server republishes when it leaves.
-    if (m_discovery && isListening() && !hasPeer())
+    if (m_discovery && !m_serviceType.isEmpty() && isListening() && !hasPeer())
         m_discovery->publish(m_serviceType, m_name, m_port);
 }
 

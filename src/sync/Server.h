@@ -40,8 +40,8 @@ public:
 
     /**
      * A server for the DNS-SD type @p serviceType ("_Name._tcp") reporting to
-     * @p delegate. @p name is the service name; empty lets the system use the
-     * computer's name.
+     * @p delegate; an empty type is never published. @p name is the service
+     * name; empty lets the system use the computer's name.
      */
     Server(const QString &serviceType, const QString &name, ServerDelegate &delegate, QObject *parent = nullptr);
     ~Server() override;

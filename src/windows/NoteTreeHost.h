@@ -48,4 +48,6 @@ public:
     [[nodiscard]] virtual QString setAsideDataFile() const { return {}; }
     /** Rebuilds pages from the data folder's page files; what was done, in words for the user, or why not. */
     virtual Result<QString> recoverPagesFromPageFiles() { return Error{QStringLiteral("Recovery is not available")}; }
+    /** Shows the window of the sync with the phone. */
+    virtual void showSyncWindow() { }
 };

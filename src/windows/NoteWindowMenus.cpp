@@ -116,6 +116,8 @@ void NoteWindowController::buildMenus()
     });
     add(file, "recoverPagesAction", tr("Recover Pages From Page Files"), {}, [this] { recoverPagesFromPageFiles(); });
     file->addSeparator();
+    add(file, "syncWindowAction", tr("Sync with Phone..."), {}, [this] { m_host.showSyncWindow(); });
+    file->addSeparator();
     add(file, "closeAction", tr("Close Window"), QKeySequence::Close, [this] { performClose(); });
     QAction *quit = add(file, "quitAction", tr("Quit"), QKeySequence::Quit, [] { QCoreApplication::quit(); });
     quit->setMenuRole(QAction::QuitRole);
