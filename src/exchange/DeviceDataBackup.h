@@ -36,21 +36,23 @@ public:
     [[nodiscard]] static QString folderNameForTime(const QDateTime &time);
 
     /**
-     * A new, empty folder for a backup made at @p time in the backup folder:
-     * named by folderNameForTime(), or, when a folder or archive of that name
-     * is there already (two backups within a second), that name with "_2",
-     * "_3"… appended, which still sorts after it.
+     * The path of the backup made at @p time, without ".tar.gz": the archive
+     * is that path plus ".tar.gz", and its entries start with the path's last
+     * component. Named by folderNameForTime(), or, when a file or folder of
+     * that name, or its archive, is there already (two backups within a
+     * second), that name with "_2", "_3"… appended, which sorts after it.
      */
-    [[nodiscard]] Result<QString> iPhoneCurrentDataBackupFolderPath(const QDateTime &time) const;
+    [[nodiscard]] QString iPhoneCurrentDataBackupFolderPath(const QDateTime &time) const;
 
     /**
-     * Backs up @p memo and its subtree: exported as plain text into a new
-     * folder (iPhoneCurrentDataBackupFolderPath()), with "<title>_backup" in
-     * place of @p memo's title (the page itself is left alone), packed with
-     * compressFile() into the archive beside it, the folder then removed, and
-     * the backup folder cut down to kKeptBackups entries
-     * (removeOldFilesInDirectory()). Answers the archive's path. On failure
-     * nothing of this backup is left behind and no old backup is removed.
+     * Backs up @p memo and its subtree into a new archive named by
+     * iPhoneCurrentDataBackupFolderPath(): the archive holds, under that
+     * folder's name, what PlainTextHierarchy::exportMemosASPlainText() writes
+     * for @p memo titled "<title>_backup" (the page itself is left alone).
+     * The archive is written atomically; afterwards the backup folder is cut
+     * down to kKeptBackups entries (removeOldFilesInDirectory()). Answers the
+     * archive's path. On failure nothing of this backup is left behind and
+     * no old backup is removed.
      */
     [[nodiscard]] Result<QString> backupJotwell3Data(
         const JWMemo &memo, const QDateTime &time = QDateTime::currentDateTimeUtc()) const;

@@ -28,29 +28,42 @@ Status HierarchyExport::exportMemo(
 {
     if (!QFileInfo(folderPath).isDir())
         return Error{QStringLiteral("Cannot export into \"%1\": there is no such folder").arg(folderPath)};
-    return exportPage(memo, folderPath, title.value_or(memo.title()));
-}
-
-Status HierarchyExport::exportPage(const JWMemo &memo, const QString &folderPath, const QString &title) const
-{
-    const QString base = fileBaseName(title, m_extension);
-    QString filePath = folderPath + u'/' + base + u'.' + m_extension;
-    if (m_uniqueFileNames)
-        filePath = PathUtility::uniqueFileName(filePath);
-    if (Status written = m_writer(memo, filePath); !written)
-        return written;
-
-    if (memo.children().empty())
-        return {};
-    const QString childFolder = folderPath + u'/' + base;
-    // mkdir rather than mkpath: a file of that name must fail here, not later.
-    if (!QFileInfo(childFolder).isDir() && !QDir().mkdir(childFolder))
-        return Error{QStringLiteral("Cannot create the folder \"%1\"").arg(childFolder)};
-    for (const MemoPtr &child : memo.children()) {
-        if (Status written = exportPage(*child, childFolder, child->title()); !written)
-            return written;
+    for (const Item &item : layout(memo, title.value_or(memo.title()), m_extension)) {
+        const QString path = folderPath + u'/' + item.path;
+        if (item.page) {
+            if (Status written = m_writer(*item.page, m_uniqueFileNames ? PathUtility::uniqueFileName(path) : path);
+                !written)
+                return written;
+        } else if (!QFileInfo(path).isDir() && !QDir().mkdir(path)) {
+            // mkdir rather than mkpath: a file of that name must fail here, not later.
+            return Error{QStringLiteral("Cannot create the folder \"%1\"").arg(path)};
+        }
     }
     return {};
+}
+
+namespace {
+
+void addToLayout(std::vector<HierarchyExport::Item> &items, const JWMemo &memo, const QString &title,
+    const QString &folder, const QString &extension)
+{
+    const QString path = folder + HierarchyExport::fileBaseName(title, extension);
+    items.push_back({path + u'.' + extension, &memo});
+    if (memo.children().empty())
+        return;
+    items.push_back({path, nullptr});
+    for (const MemoPtr &child : memo.children())
+        addToLayout(items, *child, child->title(), path + u'/', extension);
+}
+
+} // namespace
+
+std::vector<HierarchyExport::Item> HierarchyExport::layout(
+    const JWMemo &memo, const QString &title, const QString &extension)
+{
+    std::vector<Item> items;
+    addToLayout(items, memo, title, QString(), extension);
+    return items;
 }
 
 QString HierarchyExport::fileBaseName(const QString &title, const QString &extension)

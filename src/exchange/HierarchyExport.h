@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <optional>
+#include <vector>
 
 class JWMemo;
 
@@ -30,6 +31,15 @@ public:
      */
     using PageWriter = std::function<Status(const JWMemo &memo, const QString &path)>;
 
+    /** A file or folder of an export, in the order the export makes them. */
+    struct Item
+    {
+        /** Relative to the export's folder, components separated by "/". */
+        QString path;
+        /** The page whose file this is; null for a folder. */
+        const JWMemo *page = nullptr;
+    };
+
     /** @p extension without the dot ("txt"). */
     HierarchyExport(QString extension, PageWriter writer);
 
@@ -51,6 +61,14 @@ public:
         const JWMemo &memo, const QString &folderPath, const std::optional<QString> &title = std::nullopt) const;
 
     /**
+     * The files and folders an export of @p memo titled @p title makes, before
+     * any unique naming: each page's file, then, when it has children, its
+     * folder followed by what its children make. Pages of the same title in
+     * one folder give the same path, the later replacing the earlier.
+     */
+    [[nodiscard]] static std::vector<Item> layout(const JWMemo &memo, const QString &title, const QString &extension);
+
+    /**
      * The name, without extension, of the file and folder of a page titled
      * @p title: the title with every "/" made "-" and every NUL dropped;
      * "Untitled" (localised) when that leaves "", "." or ".."; cut at a
@@ -61,8 +79,6 @@ public:
     [[nodiscard]] static QString fileBaseName(const QString &title, const QString &extension);
 
 private:
-    [[nodiscard]] Status exportPage(const JWMemo &memo, const QString &folderPath, const QString &title) const;
-
     QString m_extension;
     PageWriter m_writer;
     bool m_uniqueFileNames = false;
