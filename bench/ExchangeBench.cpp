@@ -1,0 +1,86 @@
+// The backup of a synchronised subtree that runs before every merge of pages
+// from the phone companion: 1,000 pages of about 1 KB of formatted text each,
+// read from their page files as after start-up, written as text files,
+// packed into a .tar.gz and rotated.
+#include "RealisticText.h"
+
+#include "exchange/DeviceDataBackup.h"
+#include "model/JWMemo.h"
+#include "platform/richtext/TextConverter.h"
+
+#include <benchmark/benchmark.h>
+
+#include <QFileInfo>
+#include <QTextCharFormat>
+#include <QTextCursor>
+
+#include <algorithm>
+#include <vector>
+
+namespace {
+
+constexpr int kChapters = 9;
+constexpr int kPagesPerChapter = 110; // with the chapters and the top page, 1,000 pages
+
+// A page with @p text and its first words in bold, saved to its page file and
+// then dropped from memory, so that the backup reads it as after start-up.
+MemoPtr savedPage(const QString &text)
+{
+    TextConverter converter;
+    converter.setString(text);
+    QTextCursor cursor(&converter.document());
+    cursor.movePosition(QTextCursor::NextWord, QTextCursor::KeepAnchor, 3);
+    QTextCharFormat bold;
+    bold.setFontWeight(QFont::Bold);
+    cursor.mergeCharFormat(bold);
+
+    MemoPtr memo = JWMemo::memo();
+    memo->setTitle(JWMemo::titleFromText(text));
+    memo->setPlainText(converter.plainString());
+    memo->setMemoData(converter.RTFDData());
+    memo->save();
+    memo->setMemoData(QByteArray());
+    return memo;
+}
+
+void BM_DeviceDataBackup1000(benchmark::State &state)
+{
+    const QString text = realisticText(1000 * 1024);
+    qsizetype at = 0;
+    std::vector<MemoPtr> pages;
+    auto next = [&]() {
+        // Cut at a space so that no word, and no surrogate pair, is split.
+        const qsizetype end = std::max(text.indexOf(u' ', at + 1000), at + 1);
+        pages.push_back(savedPage(text.mid(at, end - at)));
+        at = end;
+        return pages.back();
+    };
+    MemoPtr top = next();
+    for (int c = 0; c < kChapters; ++c) {
+        MemoPtr chapter = next();
+        for (int p = 0; p < kPagesPerChapter; ++p)
+            chapter->appendChild(next());
+        top->appendChild(chapter);
+    }
+
+    const DeviceDataBackup backup;
+    qint64 archiveBytes = 0;
+    for (auto _ : state) {
+        const Result<QString> made = backup.backupJotwell3Data(*top);
+        state.PauseTiming();
+        if (!made) {
+            state.SkipWithError(made.errorMessage().toUtf8().constData());
+            break;
+        }
+        archiveBytes = QFileInfo(made.value()).size();
+        for (const MemoPtr &page : pages)
+            page->setMemoData(QByteArray());
+        state.ResumeTiming();
+    }
+    state.counters["pages"] = double(pages.size());
+    state.counters["text_KB"] = double(text.toUtf8().size()) / 1024;
+    state.counters["archive_KB"] = double(archiveBytes) / 1024;
+}
+BENCHMARK(BM_DeviceDataBackup1000)->Unit(benchmark::kMillisecond)->Iterations(10);
+
+} // namespace

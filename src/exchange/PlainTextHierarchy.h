@@ -1,0 +1,34 @@
+#pragma once
+
+#include "platform/base/Result.h"
+
+#include <QString>
+
+#include <optional>
+
+class JWMemo;
+
+/**
+ * Pages as plain UTF-8 text files: the text a reader of the page sees, with
+ * no formatting and no pictures.
+ */
+namespace PlainTextHierarchy {
+
+/**
+ * The page's text as a plain string (TextExport::string of its rich text).
+ * A page whose rich text is missing or cannot be read gives its kept plain
+ * text instead, as a note window would show it.
+ */
+[[nodiscard]] QString pageText(const JWMemo &memo);
+
+/**
+ * Writes @p memo and its subtree into the existing @p folderPath as
+ * "<title>.txt" files, each page's children in the folder "<title>" beside
+ * its file (see HierarchyExport). Existing files of the same name are
+ * replaced; each file is written atomically. @p title, when given, is used
+ * in place of @p memo's own title without changing the page.
+ */
+[[nodiscard]] Status exportMemosASPlainText(
+    const JWMemo &memo, const QString &folderPath, const std::optional<QString> &title = std::nullopt);
+
+} // namespace PlainTextHierarchy
