@@ -25,6 +25,7 @@
 #include <QMessageBox>
 #include <QMimeData>
 #include <QProcess>
+#include <QPushButton>
 #include <QStringDecoder>
 #include <QTextDocument>
 #include <QTimer>
@@ -375,7 +376,7 @@ void JW3Controller::askToAllowDevice(
     question->addButton(tr("Don't Allow"), QMessageBox::RejectRole);
     question->setAttribute(Qt::WA_DeleteOnClose);
     connect(question, &QMessageBox::finished, this,
-        [question, allow, answer = std::move(answer)] { answer(question->clickedButton() == allow); });
+        [question, allow, answer = std::move(answer)] { answer(question->clickedButton() == static_cast<QAbstractButton *>(allow)); });
     question->open();
 }
 

@@ -2,6 +2,8 @@
 
 #include "JWSyncServer.h"
 
+#include "model/JWMemo.h"
+
 #include <QDateTime>
 
 class SyncHost;

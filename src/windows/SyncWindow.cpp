@@ -51,7 +51,7 @@ SyncWindow::SyncWindow(SyncService &service, const QStringList &pageTitles, QWid
     m_groupProblem = wrappingLabel(this);
     m_groupProblem->setObjectName(QStringLiteral("groupProblemLabel"));
 
-    m_service = wrappingLabel(this);
+    m_serviceLabel = wrappingLabel(this);
     m_address = wrappingLabel(this);
     m_address->setObjectName(QStringLiteral("addressLabel"));
     m_discovery = wrappingLabel(this);
@@ -75,7 +75,7 @@ SyncWindow::SyncWindow(SyncService &service, const QStringList &pageTitles, QWid
     auto *form = new QFormLayout;
     form->addRow(tr("Synchronised page:"), group);
     form->addRow(QString(), m_groupProblem);
-    form->addRow(tr("Service:"), m_service);
+    form->addRow(tr("Service:"), m_serviceLabel);
     form->addRow(tr("Address:"), m_address);
     form->addRow(QString(), m_discovery);
     form->addRow(tr("Device:"), m_device);
@@ -120,11 +120,11 @@ void SyncWindow::refresh()
     m_groupProblem->setVisible(!m_groupProblem->text().isEmpty());
 
     if (!status.listening)
-        m_service->setText(tr("Not running"));
+        m_serviceLabel->setText(tr("Not running"));
     else if (status.published)
-        m_service->setText(tr("Announced on the network as %1").arg(status.serviceType));
+        m_serviceLabel->setText(tr("Announced on the network as %1").arg(status.serviceType));
     else
-        m_service->setText(tr("Listening, not announced (%1)").arg(status.serviceType));
+        m_serviceLabel->setText(tr("Listening, not announced (%1)").arg(status.serviceType));
 
     QStringList addresses;
     for (const QString &address : status.addresses)

@@ -35,7 +35,7 @@ private:
     QComboBox *m_groupName = nullptr;
     QPushButton *m_apply = nullptr;
     QLabel *m_groupProblem = nullptr;
-    QLabel *m_service = nullptr;
+    QLabel *m_serviceLabel = nullptr;
     QLabel *m_address = nullptr;
     QLabel *m_discovery = nullptr;
     QLabel *m_device = nullptr;

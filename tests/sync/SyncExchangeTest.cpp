@@ -12,6 +12,7 @@
 #include "sync/JW3SyncServer.h"
 #include "sync/Server.h"
 #include "sync/SyncHost.h"
+#include "sync/SyncPayload.h"
 
 #include <QFile>
 #include <QSignalSpy>
@@ -213,7 +214,7 @@ TEST_F(SyncExchangeTest, BrokenPhonesLeaveTheStoreAsItWas)
     TestCompanion pushy;
     pushy.tree = phonePage(10, QStringLiteral("Phone"), QString(), onPhone);
     ASSERT_TRUE(pushy.connectTo(port()));
-    ASSERT_TRUE(pushy.sendData(*SyncPayload::encode(pushy.tree)));
+    ASSERT_TRUE(pushy.sendData(SyncPayload::encode(pushy.tree).value()));
     EXPECT_TRUE(pushy.waitForDisconnect());
 
     // A phone that goes away in the middle of its transfer.
