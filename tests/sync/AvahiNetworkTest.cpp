@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <QFile>
+#include <QProcess>
 #include <QSignalSpy>
 #include <QStringList>
 
@@ -122,6 +123,35 @@ TEST(AvahiNetwork, publishesBrowsesResolvesAndWithdraws)
     second.publish(type.value(), QStringLiteral("Phone of Ann"), 4444);
     ASSERT_TRUE(waitFor(secondPublished));
     EXPECT_EQ(second.publishedName(), QStringLiteral("Phone of Ann #2"));
+
+    // The daemon goes away: nothing is available, what was found is gone.
+    // When it returns, the service is announced and found again.
+    QSignalSpy phoneAvailability(&phone, &ServiceDiscovery::availabilityChanged);
+    deskPublished.clear();
+    phoneFound.clear();
+    phoneRemoved.clear();
+    ASSERT_EQ(QProcess::execute(QStringLiteral("avahi-daemon"), {QStringLiteral("--kill")}), 0);
+    ASSERT_TRUE(waitFor(phoneAvailability));
+    EXPECT_FALSE(phone.isAvailable());
+    EXPECT_FALSE(phone.unavailableReason().isEmpty());
+    EXPECT_FALSE(desk.isPublished());
+    EXPECT_TRUE(phone.services().isEmpty());
+    QStringList removed;
+    for (const QList<QVariant> &signal : phoneRemoved)
+        removed << signal.at(0).value<DiscoveredService>().name;
+    QStringList expected{deskName, QStringLiteral("Phone of Ann #2")};
+    removed.sort();
+    expected.sort();
+    EXPECT_EQ(removed, expected);
+
+    ASSERT_EQ(QProcess::execute(QStringLiteral("avahi-daemon"),
+                  {QStringLiteral("--daemonize"), QStringLiteral("--no-drop-root"), QStringLiteral("--no-chroot"),
+                      QStringLiteral("--no-rlimits"), QStringLiteral("-f"), qEnvironmentVariable("JW_AVAHI_CONFIG")}),
+        0);
+    ASSERT_TRUE(waitFor(deskPublished));
+    EXPECT_EQ(deskPublished.at(0).at(0).toString(), deskName);
+    for (int seen = 1; !names(phone.services()).contains(deskName); ++seen)
+        ASSERT_TRUE(waitFor(phoneFound, seen)) << "the desk is not found again";
 }
 
 TEST(AvahiNetwork, refusesATypeAvahiCannotPublish)

@@ -36,6 +36,8 @@ avahi_pid=
 cleanup() {
     status=$?
     [ -n "$avahi_pid" ] && kill "$avahi_pid" 2>/dev/null && wait "$avahi_pid" 2>/dev/null
+    # The test may have restarted the daemon on its own; its pid file tells.
+    avahi-daemon --kill 2>/dev/null
     [ -n "$bus_pid" ] && kill "$bus_pid" 2>/dev/null
     if [ "$status" != 0 ] && [ "$status" != 77 ]; then
         echo "--- avahi-daemon log"
@@ -109,4 +111,4 @@ ready="$work/start-daemon"
 ) >"$work/avahi.log" 2>&1 &
 avahi_pid=$!
 
-JW_AVAHI_NETNS=1 JW_AVAHI_START_DAEMON="$ready" "$probe" "$@"
+JW_AVAHI_NETNS=1 JW_AVAHI_START_DAEMON="$ready" JW_AVAHI_CONFIG="$work/avahi.conf" "$probe" "$@"
