@@ -184,11 +184,16 @@ void ServiceDiscovery::dropDaemonObjects()
     m_resolver = nullptr;
     m_published = false;
     forgetFoundServices();
-    if (m_resolving) {
-        const DiscoveredService service = *m_resolving;
-        m_resolving.reset();
-        Q_EMIT resolveFailed(service, m_unavailableReason);
-    }
+    failResolution();
+}
+
+void ServiceDiscovery::failResolution()
+{
+    if (!m_resolving)
+        return;
+    const DiscoveredService service = *m_resolving;
+    m_resolving.reset();
+    Q_EMIT resolveFailed(service, m_unavailableReason);
 }
 
 void ServiceDiscovery::clientStateChanged(AvahiClient *client, int state)
@@ -222,9 +227,14 @@ void ServiceDiscovery::clientStateChanged(AvahiClient *client, int state)
         break;
     case AVAHI_CLIENT_FAILURE:
     default:
-        // Mostly the daemon went away. A new client waits for it to return;
-        // it is made once Avahi has finished with this one.
-        setAvailable(false, tr("The Avahi daemon stopped answering (%1).").arg(daemonError()));
+        // Mostly the daemon went away, and everything it did for us with it.
+        // A new client waits for it to return; it is made once Avahi has
+        // finished with this one.
+        m_unavailableReason = tr("The Avahi daemon stopped answering (%1).").arg(daemonError());
+        m_published = false;
+        forgetFoundServices();
+        failResolution();
+        setAvailable(false, m_unavailableReason);
         QMetaObject::invokeMethod(this, &ServiceDiscovery::restartClient, Qt::QueuedConnection);
         break;
     }

@@ -118,6 +118,7 @@ private:
     void serviceAppeared(const DiscoveredService &service);
     void serviceDisappeared(const DiscoveredService &service);
     void forgetFoundServices();
+    void failResolution();
 
     [[nodiscard]] QString daemonError() const;
     [[nodiscard]] bool isOwnName(const QString &name) const;

@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <QFile>
+#include <QProcess>
 #include <QSignalSpy>
 #include <QStringList>
 
@@ -22,8 +24,16 @@ bool waitFor(QSignalSpy &spy, int count = 1)
     return true;
 }
 
+// The script starts the daemon once this file exists.
+void startDaemon()
+{
+    QFile ready(qEnvironmentVariable("JW_AVAHI_START_DAEMON"));
+    EXPECT_TRUE(ready.exists() || ready.open(QIODevice::WriteOnly)) << "cannot ask for the daemon";
+}
+
 bool waitAvailable(ServiceDiscovery &discovery)
 {
+    startDaemon();
     QSignalSpy available(&discovery, &ServiceDiscovery::availabilityChanged);
     return discovery.isAvailable() || waitFor(available);
 }
@@ -45,16 +55,18 @@ TEST(AvahiNetwork, publishesBrowsesResolvesAndWithdraws)
     ASSERT_TRUE(type.ok());
     ASSERT_EQ(type.value(), QStringLiteral("_JotwellSync_Team notes v2\\.1._tcp"));
 
+    // A request made before the daemon runs is carried out when it appears.
     ServiceDiscovery desk;
-    ServiceDiscovery phone;
-    ASSERT_TRUE(waitAvailable(desk)) << desk.unavailableReason().toStdString();
-    ASSERT_TRUE(waitAvailable(phone)) << phone.unavailableReason().toStdString();
-
-    // An empty name stands for the computer's name.
+    EXPECT_FALSE(desk.isAvailable());
+    EXPECT_TRUE(desk.unavailableReason().contains(u"No Avahi daemon is running"));
     QSignalSpy deskPublished(&desk, &ServiceDiscovery::published);
     QSignalSpy deskFailed(&desk, &ServiceDiscovery::publicationFailed);
-    desk.publish(type.value(), QString(), 4242);
+    desk.publish(type.value(), QString(), 4242); // an empty name stands for the computer's name
+    startDaemon();
     ASSERT_TRUE(waitFor(deskPublished)) << deskFailed.value(0).value(0).toString().toStdString();
+    EXPECT_TRUE(desk.isAvailable());
+    ServiceDiscovery phone;
+    ASSERT_TRUE(waitAvailable(phone)) << phone.unavailableReason().toStdString();
     const QString deskName = deskPublished.at(0).at(0).toString();
     EXPECT_FALSE(deskName.isEmpty());
     EXPECT_EQ(desk.publishedName(), deskName);
@@ -111,6 +123,35 @@ TEST(AvahiNetwork, publishesBrowsesResolvesAndWithdraws)
     second.publish(type.value(), QStringLiteral("Phone of Ann"), 4444);
     ASSERT_TRUE(waitFor(secondPublished));
     EXPECT_EQ(second.publishedName(), QStringLiteral("Phone of Ann #2"));
+
+    // The daemon goes away: nothing is available, what was found is gone.
+    // When it returns, the service is announced and found again.
+    QSignalSpy phoneAvailability(&phone, &ServiceDiscovery::availabilityChanged);
+    deskPublished.clear();
+    phoneFound.clear();
+    phoneRemoved.clear();
+    ASSERT_EQ(QProcess::execute(QStringLiteral("avahi-daemon"), {QStringLiteral("--kill")}), 0);
+    ASSERT_TRUE(waitFor(phoneAvailability));
+    EXPECT_FALSE(phone.isAvailable());
+    EXPECT_FALSE(phone.unavailableReason().isEmpty());
+    EXPECT_FALSE(desk.isPublished());
+    EXPECT_TRUE(phone.services().isEmpty());
+    QStringList removed;
+    for (const QList<QVariant> &signal : phoneRemoved)
+        removed << signal.at(0).value<DiscoveredService>().name;
+    QStringList expected{deskName, QStringLiteral("Phone of Ann #2")};
+    removed.sort();
+    expected.sort();
+    EXPECT_EQ(removed, expected);
+
+    ASSERT_EQ(QProcess::execute(QStringLiteral("avahi-daemon"),
+                  {QStringLiteral("--daemonize"), QStringLiteral("--no-drop-root"), QStringLiteral("--no-chroot"),
+                      QStringLiteral("--no-rlimits"), QStringLiteral("-f"), qEnvironmentVariable("JW_AVAHI_CONFIG")}),
+        0);
+    ASSERT_TRUE(waitFor(deskPublished));
+    EXPECT_EQ(deskPublished.at(0).at(0).toString(), deskName);
+    for (int seen = 1; !names(phone.services()).contains(deskName); ++seen)
+        ASSERT_TRUE(waitFor(phoneFound, seen)) << "the desk is not found again";
 }
 
 TEST(AvahiNetwork, refusesATypeAvahiCannotPublish)

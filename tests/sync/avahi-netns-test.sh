@@ -36,6 +36,8 @@ avahi_pid=
 cleanup() {
     status=$?
     [ -n "$avahi_pid" ] && kill "$avahi_pid" 2>/dev/null && wait "$avahi_pid" 2>/dev/null
+    # The test may have restarted the daemon on its own; its pid file tells.
+    avahi-daemon --kill 2>/dev/null
     [ -n "$bus_pid" ] && kill "$bus_pid" 2>/dev/null
     if [ "$status" != 0 ] && [ "$status" != 77 ]; then
         echo "--- avahi-daemon log"
@@ -96,8 +98,17 @@ publish-workstation=no
 [reflector]
 enable-reflector=no
 EOF
-avahi-daemon -f "$work/avahi.conf" --no-drop-root --no-chroot --no-rlimits --no-proc-title \
-    >"$work/avahi.log" 2>&1 &
+# Started when the test asks for it (or after 30 s): the test must pick it
+# up when it appears.
+ready="$work/start-daemon"
+(
+    i=0
+    while [ ! -e "$ready" ] && [ "$i" -lt 300 ]; do
+        sleep 0.1
+        i=$((i + 1))
+    done
+    exec avahi-daemon -f "$work/avahi.conf" --no-drop-root --no-chroot --no-rlimits --no-proc-title
+) >"$work/avahi.log" 2>&1 &
 avahi_pid=$!
 
-JW_AVAHI_NETNS=1 "$probe" "$@"
+JW_AVAHI_NETNS=1 JW_AVAHI_START_DAEMON="$ready" JW_AVAHI_CONFIG="$work/avahi.conf" "$probe" "$@"
