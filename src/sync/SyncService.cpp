@@ -61,7 +61,8 @@ SyncService::Status SyncService::status() const
     if (!m_server)
         return status;
     status.groupName = m_server->groupName();
-    status.lastError = m_lastError.isEmpty() ? m_server->lastError() : m_lastError;
+    // Without a chosen page there is nothing to announce, which is no error.
+    status.lastError = m_lastError.isEmpty() && !status.groupName.isEmpty() ? m_server->lastError() : m_lastError;
     if (const Server *server = m_server->server()) {
         status.listening = server->isListening();
         status.port = server->port();

@@ -123,6 +123,8 @@ void SyncWindow::refresh()
         m_serviceLabel->setText(tr("Not running"));
     else if (status.published)
         m_serviceLabel->setText(tr("Announced on the network as %1").arg(status.serviceType));
+    else if (status.serviceType.isEmpty())
+        m_serviceLabel->setText(tr("Listening, not announced"));
     else
         m_serviceLabel->setText(tr("Listening, not announced (%1)").arg(status.serviceType));
 
