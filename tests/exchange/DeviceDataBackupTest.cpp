@@ -29,7 +29,8 @@ MemoPtr page(const QString &title, const QString &text)
     return memo;
 }
 
-// The entries of a .tar.gz by name, with their contents; "!unreadable" when reading fails.
+// The entries of a .tar.gz by name, with their contents; "!unreadable" when
+// reading fails, "!twice <name>" for a name that comes again.
 QMap<QString, QByteArray> entriesOf(const QString &path)
 {
     QMap<QString, QByteArray> entries;
@@ -42,7 +43,8 @@ QMap<QString, QByteArray> entriesOf(const QString &path)
         QByteArray contents(qsizetype(archive_entry_size(entry)), Qt::Uninitialized);
         if (archive_read_data(in.get(), contents.data(), size_t(contents.size())) != contents.size())
             read = ARCHIVE_FATAL;
-        entries.insert(QString::fromUtf8(archive_entry_pathname_utf8(entry)), contents);
+        const QString name = QString::fromUtf8(archive_entry_pathname_utf8(entry));
+        entries.insert(entries.contains(name) ? QStringLiteral("!twice ") + name : name, contents);
     }
     if (read != ARCHIVE_EOF)
         entries.insert(QStringLiteral("!unreadable"), {});
@@ -75,6 +77,9 @@ TEST_F(DeviceDataBackupTest, archivesTheSubtreeUnderTheBackupTitle)
 {
     MemoPtr trip = page(QStringLiteral("Trip"), QStringLiteral("Plans"));
     trip->appendChild(page(QStringLiteral("Caf\u00e9"), QStringLiteral("Espresso\n2 \u20ac")));
+    // Pages of one title share a file, as in the folder an export writes: the later one's.
+    trip->appendChild(page(QStringLiteral("Day"), QStringLiteral("first")));
+    trip->appendChild(page(QStringLiteral("Day"), QStringLiteral("second")));
     const DeviceDataBackup backup;
     EXPECT_EQ(backup.rootFolder(), iPhoneDataBackupRootFolderPath());
 
@@ -83,11 +88,12 @@ TEST_F(DeviceDataBackupTest, archivesTheSubtreeUnderTheBackupTitle)
     EXPECT_EQ(made.value(), backup.rootFolder() + QStringLiteral("/2026-03-29_01-30-05Z.tar.gz"));
     const QMap<QString, QByteArray> expected{{"2026-03-29_01-30-05Z/", {}},
         {"2026-03-29_01-30-05Z/Trip_backup.txt", "Plans"}, {"2026-03-29_01-30-05Z/Trip_backup/", {}},
-        {"2026-03-29_01-30-05Z/Trip_backup/Caf\u00e9.txt", "Espresso\n2 \xe2\x82\xac"}};
+        {"2026-03-29_01-30-05Z/Trip_backup/Caf\u00e9.txt", "Espresso\n2 \xe2\x82\xac"},
+        {"2026-03-29_01-30-05Z/Trip_backup/Day.txt", "second"}};
     EXPECT_EQ(entriesOf(made.value()), expected);
     EXPECT_EQ(trip->title(), QStringLiteral("Trip"));
 
-    // A second backup within the same second takes the next name; the folders are gone.
+    // A second backup within the same second takes the next name; nothing but the archives is left.
     const Result<QString> again = backup.backupJotwell3Data(*trip, m_time);
     ASSERT_TRUE(again.ok()) << qPrintable(again.errorMessage());
     EXPECT_EQ(namesIn(backup.rootFolder()),
