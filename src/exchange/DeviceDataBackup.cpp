@@ -11,7 +11,6 @@
 
 #include <QDir>
 #include <QFileInfo>
-#include <QHash>
 #include <QSet>
 
 #include <utility>
@@ -52,12 +51,17 @@ Result<QString> DeviceDataBackup::backupJotwell3Data(const JWMemo &memo, const Q
     // and delete them costs more than all the rest of the backup.
     const std::vector<HierarchyExport::Item> items
         = HierarchyExport::layout(memo, memo.title() + QStringLiteral("_backup"), QStringLiteral("txt"));
-    // Where the folder holds one file per name: the last page of that name.
-    QHash<QString, const JWMemo *> lastPageAt;
-    for (const HierarchyExport::Item &item : items) {
-        if (item.page)
-            lastPageAt.insert(item.path, item.page);
-    }
+    // An export to a folder keeps one file per name; a backup keeps every
+    // page, so a name already taken gets a number: "Notes 2.txt".
+    QSet<QString> taken;
+    const auto freeName = [&taken](const QString &path) {
+        QString name = path;
+        const qsizetype dot = path.lastIndexOf(u'.');
+        for (int n = 2; taken.contains(name); ++n)
+            name = path.first(dot) + QStringLiteral(" %1").arg(n) + path.sliced(dot);
+        taken.insert(name);
+        return name;
+    };
     QSet<QString> folders;
 
     TarGzWriter archive(folder + QStringLiteral(".tar.gz"));
@@ -68,8 +72,8 @@ Result<QString> DeviceDataBackup::backupJotwell3Data(const JWMemo &memo, const Q
         if (!item->page && !folders.contains(item->path)) {
             folders.insert(item->path);
             written = archive.addFolder(top + item->path);
-        } else if (item->page && lastPageAt.value(item->path) == item->page) {
-            written = archive.addFile(top + item->path, PlainTextHierarchy::pageText(*item->page).toUtf8());
+        } else if (item->page) {
+            written = archive.addFile(top + freeName(item->path), PlainTextHierarchy::pageText(*item->page).toUtf8());
         }
     }
     if (written)

@@ -12,8 +12,10 @@ class JWMemo;
  * phone companion are merged into it, so that a bad merge can be undone by
  * hand. Each backup is one archive "<date and time>.tar.gz" in the backup
  * folder ("iPhone Data Backup" of the data folder) holding the subtree as
- * plain text files (PlainTextHierarchy), the subtree's own page titled
- * "<title>_backup". The newest kKeptBackups entries of the folder are kept.
+ * plain text files laid out as PlainTextHierarchy lays them out (but a name
+ * two pages share is numbered for the second, so no page is left out), the
+ * subtree's own page titled "<title>_backup". The newest kKeptBackups
+ * entries of the folder are kept.
  */
 class DeviceDataBackup
 {

@@ -77,7 +77,7 @@ TEST_F(DeviceDataBackupTest, archivesTheSubtreeUnderTheBackupTitle)
 {
     MemoPtr trip = page(QStringLiteral("Trip"), QStringLiteral("Plans"));
     trip->appendChild(page(QStringLiteral("Caf\u00e9"), QStringLiteral("Espresso\n2 \u20ac")));
-    // Pages of one title share a file, as in the folder an export writes: the later one's.
+    // Pages of one title both stay: the later one's name takes a number.
     trip->appendChild(page(QStringLiteral("Day"), QStringLiteral("first")));
     trip->appendChild(page(QStringLiteral("Day"), QStringLiteral("second")));
     const DeviceDataBackup backup;
@@ -89,7 +89,8 @@ TEST_F(DeviceDataBackupTest, archivesTheSubtreeUnderTheBackupTitle)
     const QMap<QString, QByteArray> expected{{"2026-03-29_01-30-05Z/", {}},
         {"2026-03-29_01-30-05Z/Trip_backup.txt", "Plans"}, {"2026-03-29_01-30-05Z/Trip_backup/", {}},
         {"2026-03-29_01-30-05Z/Trip_backup/Caf\u00e9.txt", "Espresso\n2 \xe2\x82\xac"},
-        {"2026-03-29_01-30-05Z/Trip_backup/Day.txt", "second"}};
+        {"2026-03-29_01-30-05Z/Trip_backup/Day.txt", "first"},
+        {"2026-03-29_01-30-05Z/Trip_backup/Day 2.txt", "second"}};
     EXPECT_EQ(entriesOf(made.value()), expected);
     EXPECT_EQ(trip->title(), QStringLiteral("Trip"));
 
