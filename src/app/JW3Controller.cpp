@@ -375,8 +375,9 @@ void JW3Controller::askToAllowDevice(
     QPushButton *allow = question->addButton(tr("Allow"), QMessageBox::AcceptRole);
     question->addButton(tr("Don't Allow"), QMessageBox::RejectRole);
     question->setAttribute(Qt::WA_DeleteOnClose);
-    connect(question, &QMessageBox::finished, this,
-        [question, allow, answer = std::move(answer)] { answer(question->clickedButton() == static_cast<QAbstractButton *>(allow)); });
+    connect(question, &QMessageBox::finished, this, [question, allow, answer = std::move(answer)] {
+        answer(question->clickedButton() == static_cast<QAbstractButton *>(allow));
+    });
     question->open();
 }
 
