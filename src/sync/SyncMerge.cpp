@@ -1,11 +1,11 @@
 #include "SyncMerge.h"
 
+#include "SyncLog.h"
 #include "SyncPayload.h"
 
 #include "model/JWMemo.h"
 #include "model/MemoTree.h"
 
-#include <QLoggingCategory>
 #include <QTimeZone>
 
 #include <algorithm>
@@ -13,8 +13,6 @@
 #include <vector>
 
 namespace {
-
-Q_LOGGING_CATEGORY(lcSync, "jw.sync")
 
 QDateTime distantPast()
 {
