@@ -83,6 +83,8 @@ JW3Controller::~JW3Controller()
     // Windows tell us when they close; nothing is left to hear it.
     for (const auto &window : m_windows)
         window->disconnect(this);
+    // The sync window shows the service, which goes with the controller.
+    delete m_syncWindow;
 }
 
 void JW3Controller::startUp()

@@ -11,8 +11,16 @@
 #include "windows/NoteOutlineModel.h"
 #include "windows/NoteTextView.h"
 #include "windows/NoteTreeController.h"
+#include "windows/SyncWindow.h"
+#include "sync/JW3SyncServer.h"
+#include "sync/Server.h"
+#include "sync/SyncService.h"
 
 #include <QAction>
+#include <QApplication>
+#include <QComboBox>
+#include <QLabel>
+#include <QPushButton>
 #include <QTest>
 #include <QTextCursor>
 #include <QTextDocument>
@@ -128,3 +136,34 @@ TEST_F(EndToEndTest, aNotebookMadeInOneSessionIsFoundAsItWasInTheNext)
 }
 
 } // namespace
+
+// The sync window, from the File menu: the page chosen there names the
+// service, and a name the network cannot carry is refused with the reason.
+TEST_F(EndToEndTest, theSyncWindowChoosesThePageAndShowsWhereThePhoneConnects)
+{
+    qputenv("JW_SYNC_PORT", "0");
+    const auto application = start();
+    NoteWindowController &window = frontWindow(*application);
+    trigger(window, "syncWindowAction");
+    SyncWindow *sync = nullptr;
+    for (QWidget *widget : QApplication::topLevelWidgets())
+        sync = sync ? sync : qobject_cast<SyncWindow *>(widget);
+    ASSERT_NE(sync, nullptr);
+    auto *name = sync->findChild<QComboBox *>(QStringLiteral("groupNameBox"));
+    auto *apply = sync->findChild<QPushButton *>(QStringLiteral("applyGroupButton"));
+    auto *problem = sync->findChild<QLabel *>(QStringLiteral("groupProblemLabel"));
+    const quint16 port = application->syncService().server()->server()->port();
+    EXPECT_TRUE(
+        sync->findChild<QLabel *>(QStringLiteral("addressLabel"))->text().contains(QStringLiteral(":%1").arg(port)));
+
+    name->setCurrentText(QString(60, u'x'));
+    EXPECT_FALSE(apply->isEnabled());
+    EXPECT_TRUE(problem->text().contains(QStringLiteral("too long")));
+
+    const int restarts = application->serverRestarts();
+    name->setCurrentText(QStringLiteral("Phone.notes"));
+    ASSERT_TRUE(apply->isEnabled());
+    QTest::mouseClick(apply, Qt::LeftButton);
+    EXPECT_EQ(application->serverRestarts(), restarts + 1);
+    EXPECT_EQ(application->syncService().status().serviceType, QStringLiteral("_JotwellSync_Phone\\.notes._tcp"));
+}
