@@ -10,8 +10,10 @@
 #include <archive_entry.h>
 
 #include <cerrno>
+#include <clocale>
 #include <cstring>
 #include <fcntl.h>
+#include <locale.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -23,6 +25,34 @@
 // renamed, the folder synced), every step checked.
 
 namespace {
+
+// libarchive converts names through the C library's character set, and in
+// the "C" locale (a session without LANG) it fails, or crashes, on any name
+// beyond ASCII. Every call into it therefore runs with the thread's
+// LC_CTYPE set to UTF-8, whatever the process's locale.
+class Utf8CharacterSet
+{
+public:
+    Utf8CharacterSet()
+        : m_utf8(newlocale(LC_CTYPE_MASK, "C.UTF-8", locale_t(nullptr)))
+    {
+        if (m_utf8)
+            m_previous = uselocale(m_utf8);
+    }
+    ~Utf8CharacterSet()
+    {
+        if (m_utf8) {
+            uselocale(m_previous);
+            freelocale(m_utf8);
+        }
+    }
+    Utf8CharacterSet(const Utf8CharacterSet &) = delete;
+    Utf8CharacterSet &operator=(const Utf8CharacterSet &) = delete;
+
+private:
+    locale_t m_utf8;
+    locale_t m_previous = LC_GLOBAL_LOCALE;
+};
 
 QString systemError(int error)
 {
@@ -107,7 +137,11 @@ TarGzWriter::TarGzWriter(QString path)
     , d(std::make_unique<Private>())
 { }
 
-TarGzWriter::~TarGzWriter() = default;
+TarGzWriter::~TarGzWriter()
+{
+    const Utf8CharacterSet utf8;
+    d.reset();
+}
 
 Error TarGzWriter::failure(const QString &what) const
 {
@@ -116,6 +150,7 @@ Error TarGzWriter::failure(const QString &what) const
 
 Status TarGzWriter::open()
 {
+    const Utf8CharacterSet utf8;
     const QByteArray target = QFile::encodeName(m_path);
     for (int attempt = 0; attempt < 100 && d->fd < 0; ++attempt) {
         const QByteArray candidate = target + '.' + QByteArray::number(QRandomGenerator::global()->generate(), 36);
@@ -141,6 +176,7 @@ Status TarGzWriter::open()
 
 Status TarGzWriter::addPath(const QString &sourcePath, const QString &name)
 {
+    const Utf8CharacterSet utf8;
     if (!d->out)
         return failure(QStringLiteral("the archive is not open"));
     if (!d->disk) {
@@ -194,6 +230,7 @@ Status TarGzWriter::addPath(const QString &sourcePath, const QString &name)
 
 Status TarGzWriter::addFolder(const QString &name)
 {
+    const Utf8CharacterSet utf8;
     if (!d->out)
         return failure(QStringLiteral("the archive is not open"));
     const Entry entry = newEntry(name, AE_IFDIR, 0755);
@@ -204,6 +241,7 @@ Status TarGzWriter::addFolder(const QString &name)
 
 Status TarGzWriter::addFile(const QString &name, const QByteArray &bytes)
 {
+    const Utf8CharacterSet utf8;
     if (!d->out)
         return failure(QStringLiteral("the archive is not open"));
     const Entry entry = newEntry(name, AE_IFREG, 0644);
@@ -217,6 +255,7 @@ Status TarGzWriter::addFile(const QString &name, const QByteArray &bytes)
 
 Status TarGzWriter::finish()
 {
+    const Utf8CharacterSet utf8;
     if (!d->out || d->fd < 0)
         return failure(QStringLiteral("the archive is not open"));
     // Closing flushes the compressor and writes the archive's end.

@@ -14,7 +14,10 @@
 #include <QTemporaryDir>
 
 #include <algorithm>
+#include <clocale>
+#include <locale.h>
 #include <memory>
+#include <string>
 
 #include <archive.h>
 #include <archive_entry.h>
@@ -31,8 +34,26 @@ MemoPtr page(const QString &title, const QString &text)
 
 // The entries of a .tar.gz by name, with their contents; "!unreadable" when
 // reading fails, "!twice <name>" for a name that comes again.
+// Runs with the process's character set as a session without LANG has it.
+class PlainCLocale
+{
+public:
+    PlainCLocale()
+        : m_saved(std::setlocale(LC_ALL, nullptr))
+    {
+        std::setlocale(LC_ALL, "C");
+    }
+    ~PlainCLocale() { std::setlocale(LC_ALL, m_saved.c_str()); }
+
+private:
+    std::string m_saved;
+};
+
 QMap<QString, QByteArray> entriesOf(const QString &path)
 {
+    // Read with UTF-8 names, whatever locale the archive was written in.
+    locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", locale_t(nullptr));
+    const locale_t previous = uselocale(utf8);
     QMap<QString, QByteArray> entries;
     std::unique_ptr<archive, decltype(&archive_read_free)> in(archive_read_new(), archive_read_free);
     archive_read_support_filter_gzip(in.get());
@@ -48,6 +69,8 @@ QMap<QString, QByteArray> entriesOf(const QString &path)
     }
     if (read != ARCHIVE_EOF)
         entries.insert(QStringLiteral("!unreadable"), {});
+    uselocale(previous);
+    freelocale(utf8);
     return entries;
 }
 
@@ -76,19 +99,23 @@ protected:
 TEST_F(DeviceDataBackupTest, archivesTheSubtreeUnderTheBackupTitle)
 {
     MemoPtr trip = page(QStringLiteral("Trip"), QStringLiteral("Plans"));
-    trip->appendChild(page(QStringLiteral("Caf\u00e9"), QStringLiteral("Espresso\n2 \u20ac")));
+    trip->appendChild(page(QStringLiteral("Caf\u00e9 \u65e5\u672c"), QStringLiteral("Espresso\n2 \u20ac")));
     // Pages of one title both stay: the later one's name takes a number.
     trip->appendChild(page(QStringLiteral("Day"), QStringLiteral("first")));
     trip->appendChild(page(QStringLiteral("Day"), QStringLiteral("second")));
     const DeviceDataBackup backup;
     EXPECT_EQ(backup.rootFolder(), iPhoneDataBackupRootFolderPath());
 
-    const Result<QString> made = backup.backupJotwell3Data(*trip, m_time.toOffsetFromUtc(3600));
+    // Names beyond ASCII are written whatever the process's locale.
+    const Result<QString> made = [&] {
+        const PlainCLocale plain;
+        return backup.backupJotwell3Data(*trip, m_time.toOffsetFromUtc(3600));
+    }();
     ASSERT_TRUE(made.ok()) << qPrintable(made.errorMessage());
     EXPECT_EQ(made.value(), backup.rootFolder() + QStringLiteral("/2026-03-29_01-30-05Z.tar.gz"));
     const QMap<QString, QByteArray> expected{{"2026-03-29_01-30-05Z/", {}},
         {"2026-03-29_01-30-05Z/Trip_backup.txt", "Plans"}, {"2026-03-29_01-30-05Z/Trip_backup/", {}},
-        {"2026-03-29_01-30-05Z/Trip_backup/Caf\u00e9.txt", "Espresso\n2 \xe2\x82\xac"},
+        {"2026-03-29_01-30-05Z/Trip_backup/Caf\u00e9 \u65e5\u672c.txt", "Espresso\n2 \xe2\x82\xac"},
         {"2026-03-29_01-30-05Z/Trip_backup/Day.txt", "first"},
         {"2026-03-29_01-30-05Z/Trip_backup/Day 2.txt", "second"}};
     EXPECT_EQ(entriesOf(made.value()), expected);
