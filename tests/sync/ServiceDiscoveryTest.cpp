@@ -34,14 +34,12 @@ bool chooseSystemBus(const QByteArray &address)
 void expectRequestsWait(ServiceDiscovery &discovery)
 {
     QSignalSpy failed(&discovery, &ServiceDiscovery::publicationFailed);
-    QSignalSpy published(&discovery, &ServiceDiscovery::published);
     QElapsedTimer clock;
     clock.start();
     discovery.publish(QStringLiteral("_JotwellSync_Notes._tcp"), QString(), 4242);
     discovery.browse(QStringLiteral("_JotwellSync_Notes._tcp"));
     EXPECT_LT(clock.elapsed(), 1000) << "publish and browse must not block";
     EXPECT_FALSE(discovery.isPublished());
-    EXPECT_TRUE(discovery.publishedName().isEmpty());
 
     const DiscoveredService elsewhere{
         QStringLiteral("Phone"), QStringLiteral("_JotwellSync_Notes._tcp"), QStringLiteral("local")};
@@ -50,10 +48,8 @@ void expectRequestsWait(ServiceDiscovery &discovery)
     EXPECT_EQ(resolveFailed.count(), 0) << "the outcome of resolve() comes from the event loop";
     ASSERT_TRUE(resolveFailed.wait(2000));
     EXPECT_EQ(resolveFailed.at(0).at(0).value<DiscoveredService>(), elsewhere);
-    EXPECT_FALSE(resolveFailed.at(0).at(1).toString().isEmpty());
 
     EXPECT_EQ(failed.count(), 0) << "a publication waits for the daemon instead of failing";
-    EXPECT_EQ(published.count(), 0);
     discovery.withdraw();
     discovery.stopBrowsing();
 }
@@ -64,8 +60,6 @@ TEST(ServiceDiscovery, withoutSystemBusIsUnavailableAndSaysWhy)
     SKIP_UNLESS_BUS_CHOSEN("unix:path=" + nowhere.path().toUtf8() + "/no-bus");
     ServiceDiscovery discovery;
     EXPECT_FALSE(discovery.isAvailable());
-    EXPECT_TRUE(discovery.unavailableReason().contains(u"No Avahi daemon"))
-        << discovery.unavailableReason().toStdString();
     EXPECT_TRUE(discovery.unavailableReason().contains(u"message bus")) << discovery.unavailableReason().toStdString();
     expectRequestsWait(discovery);
 }
