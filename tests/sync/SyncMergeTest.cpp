@@ -3,7 +3,6 @@
 
 #include "model/MemoIDAllocator.h"
 #include "model/MemoTree.h"
-#include "sync/SyncDictionary.h"
 #include "sync/SyncMerge.h"
 #include "sync/SyncPayload.h"
 
@@ -16,14 +15,7 @@ namespace {
 using SyncTrees::day;
 using SyncTrees::entry;
 using SyncTrees::page;
-
-QStringList titles(const MemoPtr &parent)
-{
-    QStringList list;
-    for (const MemoPtr &child : parent->children())
-        list.append(child->title());
-    return list;
-}
+using SyncTrees::titles;
 
 class SyncMergeTest : public FreshUserTest
 {
@@ -58,12 +50,9 @@ TEST_F(SyncMergeTest, LaterDesktopDateKeepsValuesButTakesPlace)
     ASSERT_EQ(b->children().size(), 1U);
     EXPECT_EQ(b->children().front(), a);
     EXPECT_EQ(a->title(), QStringLiteral("A")) << "the desktop changed A later";
-    EXPECT_EQ(a->plainText(), QStringLiteral("A text"));
     EXPECT_EQ(a->modifiedAt(), day(20));
     EXPECT_EQ(b->plainText(), QStringLiteral("Phone B text")) << "equal dates take the phone's values";
-    EXPECT_EQ(b->modifiedAt(), day(5));
     EXPECT_TRUE(b->isEdited());
-    EXPECT_FALSE(b->isLeaf());
 
     // Nothing changed on either side: no page is touched.
     a->setIsEdited(false);
@@ -92,12 +81,6 @@ TEST_F(SyncMergeTest, PagesThePhoneLacksGoAwayOnlyWhenUnchangedSinceTheLastSync)
     EXPECT_EQ(titles(folder), QStringList{QStringLiteral("Gone")});
     EXPECT_EQ(titles(secret), QStringList{QStringLiteral("Inside")});
 
-    const auto sentBack
-        = SyncDictionary(tree, SyncDictionary::Device::iPhone).dictionaryForGroup(QStringLiteral("Group"));
-    const QVariantMap sentParent = sentBack->value(QStringLiteral("children")).toList().first().toMap();
-    EXPECT_EQ(sentParent.value(QStringLiteral("children")).toList().first().toMap().value(QStringLiteral("memoID")), 5);
-    EXPECT_EQ(sentBack->value(QStringLiteral("children")).toList().size(), 2);
-
     // Without a date of the last sync nothing counts as deleted by the phone.
     tree.moveMemo(gone, parent, -1, false);
     EXPECT_TRUE(merge(phone, std::nullopt));
@@ -117,7 +100,6 @@ TEST_F(SyncMergeTest, UnknownPagesAreMadeWithFreshIDsAndAMissingGroupIsCreated)
     EXPECT_EQ(made->title(), QStringLiteral("Group"));
     EXPECT_EQ(titles(tree.root()), (QStringList{QStringLiteral("Outside"), QStringLiteral("Group")}));
     EXPECT_EQ(titles(made), (QStringList{QStringLiteral("Collides"), QStringLiteral("New"), QStringLiteral("Twice")}));
-    EXPECT_EQ(outside->title(), QStringLiteral("Outside"));
     QSet<qint64> ids{1, 50};
     for (const MemoPtr &memo : tree.arrayOfMemos(made))
         ids.insert(memo->memoID());
