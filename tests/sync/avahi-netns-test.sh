@@ -7,17 +7,14 @@
 # (skipped) where namespaces, root or the daemons are missing.
 set -u
 
-skip() {
-    echo "SKIPPED: $*"
-    exit 77
-}
+skip() { echo "SKIPPED: $*"; exit 77; }
 
 probe=${1:?usage: $0 <test binary> [gtest arguments...]}
 shift
+PATH=$PATH:/usr/sbin:/sbin
 
 if [ "${JW_AVAHI_NETNS_INSIDE:-}" != 1 ]; then
     [ "$(id -u)" = 0 ] || skip "needs root to make network namespaces"
-    PATH=$PATH:/usr/sbin:/sbin
     for tool in unshare ip mount dbus-daemon avahi-daemon; do
         command -v "$tool" >/dev/null 2>&1 || skip "$tool is not installed"
     done
@@ -26,10 +23,8 @@ if [ "${JW_AVAHI_NETNS_INSIDE:-}" != 1 ]; then
 fi
 
 # From here on, inside the namespaces.
-PATH=$PATH:/usr/sbin:/sbin
 work=$(mktemp -d)
-bus_pid=
-avahi_pid=
+bus_pid= avahi_pid=
 
 cleanup() {
     status=$?
@@ -37,10 +32,7 @@ cleanup() {
     # The test may have restarted the daemon on its own; its pid file tells.
     avahi-daemon --kill 2>/dev/null
     [ -n "$bus_pid" ] && kill "$bus_pid" 2>/dev/null
-    if [ "$status" != 0 ] && [ "$status" != 77 ]; then
-        echo "--- avahi-daemon log"
-        cat "$work/avahi.log" 2>/dev/null
-    fi
+    [ "$status" != 0 ] && [ "$status" != 77 ] && echo "--- avahi-daemon log" && cat "$work/avahi.log" 2>/dev/null
     umount /run 2>/dev/null
     rm -rf "$work"
     exit "$status"
