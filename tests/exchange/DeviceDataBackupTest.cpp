@@ -107,28 +107,6 @@ TEST_F(DeviceDataBackupTest, archivesTheSubtreeUnderTheBackupTitle)
     EXPECT_TRUE(entriesOf(again.value()).contains(QStringLiteral("2026-03-29_01-30-05Z_2/Trip_backup.txt")));
 }
 
-TEST_F(DeviceDataBackupTest, compressFilePacksAFileOrFolderBesideItUnderItsName)
-{
-    QTemporaryDir data;
-    const QString folder = data.filePath(QStringLiteral("Note Data"));
-    ASSERT_TRUE(QDir().mkpath(folder + QStringLiteral("/Unused Files")));
-    QFile page(folder + QStringLiteral("/12.jw3page"));
-    ASSERT_TRUE(page.open(QIODevice::WriteOnly) && page.write("page twelve") == 11 && page.flush());
-    ASSERT_TRUE(QFile::link(QStringLiteral("12.jw3page"), folder + QStringLiteral("/link")));
-
-    const Result<QString> packed = compressFile(folder);
-    ASSERT_TRUE(packed.ok()) << qPrintable(packed.errorMessage());
-    EXPECT_EQ(packed.value(), data.filePath(QStringLiteral("Note Data.tar.gz")));
-    const QMap<QString, QByteArray> expected{{"Note Data/", {}}, {"Note Data/12.jw3page", "page twelve"},
-        {"Note Data/Unused Files/", {}}, {"Note Data/link", {}}};
-    EXPECT_EQ(entriesOf(packed.value()), expected);
-
-    EXPECT_EQ(entriesOf(compressFile(page.fileName()).valueOr({})),
-        (QMap<QString, QByteArray>{{"12.jw3page", "page twelve"}}));
-    EXPECT_TRUE(QFile::exists(folder + QStringLiteral("/12.tar.gz")));
-    EXPECT_FALSE(compressFile(data.filePath(QStringLiteral("missing"))).ok());
-}
-
 TEST_F(DeviceDataBackupTest, rotationKeepsTheNewestAndNeverRemovesDSStore)
 {
     for (const bool dsStore : {false, true}) {

@@ -1,8 +1,6 @@
 #include "common/FreshUserTest.h"
-#include "exchange/HierarchyExport.h"
 #include "exchange/PlainTextHierarchy.h"
 #include "model/JWMemo.h"
-#include "platform/base/AtomicFileWriter.h"
 
 #include <gtest/gtest.h>
 
@@ -63,16 +61,6 @@ TEST_F(PlainTextHierarchyTest, writesTheSubtreeAndReplacesItOnASecondExport)
     hotel->setMemoDataWithPlainText(QStringLiteral("Room 14 \u65e5\u672c"));
     ASSERT_TRUE(PlainTextHierarchy::exportMemosASPlainText(*trip, m_folder.path()).ok());
     expected["Trip/Day one/Hotel.txt"] = "Room 14 \xe6\x97\xa5\xe6\x9c\xac";
-    EXPECT_EQ(contentsOf(m_folder.path()), expected);
-
-    // With unique names, files are added beside the old ones and the child folders are reused.
-    HierarchyExport unique(QStringLiteral("txt"), [](const JWMemo &memo, const QString &path) {
-        return AtomicFileWriter::writeFile(path, memo.title().toUtf8());
-    });
-    unique.setUniqueFileNames(true);
-    ASSERT_TRUE(unique.exportMemo(*trip, m_folder.path()).ok());
-    expected.insert({{"Trip_1.txt", "Trip"}, {"Trip/Day one_1.txt", "Day one"}, {"Trip/Day one/Hotel_1.txt", "Hotel"},
-        {"Trip/Day two_1.txt", "Day two"}});
     EXPECT_EQ(contentsOf(m_folder.path()), expected);
 
     // A title passed in names the top page's file and folder.
