@@ -58,11 +58,11 @@ void makeEntries(const QString &folder, const QStringList &names)
         ASSERT_TRUE(QFile(folder + u'/' + name).open(QIODevice::WriteOnly));
 }
 
-// One backup a day from 2026-01-@p first on, @p count in all.
-QStringList dailyBackups(int first, int count)
+// One backup a day from 2026-01-01 on, @p count in all.
+QStringList dailyBackups(int count)
 {
     QStringList names;
-    for (int day = first; day < first + count; ++day)
+    for (int day = 1; day <= count; ++day)
         names.append(QStringLiteral("2026-01-%1_00-00-00Z.tar.gz").arg(day, 2, 10, QChar(u'0')));
     return names;
 }
@@ -114,7 +114,7 @@ TEST_F(DeviceDataBackupTest, rotationKeepsTheNewestAndNeverRemovesDSStore)
         QTemporaryDir folder;
         // The oldest entry is a folder that a failed clean-up left.
         ASSERT_TRUE(QDir(folder.path()).mkpath(QStringLiteral("2025-12-31_00-00-00Z/Trip")));
-        const QStringList backups = QStringList{QStringLiteral("2025-12-31_00-00-00Z")} + dailyBackups(1, 31);
+        const QStringList backups = QStringList{QStringLiteral("2025-12-31_00-00-00Z")} + dailyBackups(31);
         makeEntries(
             folder.path(), backups.mid(1) + (dsStore ? QStringList{QStringLiteral(".DS_Store")} : QStringList()));
 
@@ -135,7 +135,7 @@ TEST_F(DeviceDataBackupTest, aFailedBackupLeavesNothingAndRemovesNoOldBackup)
         page(QStringLiteral("Page %1").arg(i), text, trip);
     }
     const DeviceDataBackup backup;
-    const QStringList old = dailyBackups(1, DeviceDataBackup::kKeptBackups);
+    const QStringList old = dailyBackups(DeviceDataBackup::kKeptBackups);
     makeEntries(backup.rootFolder(), old);
     {
         FileSizeLimit full(8000);

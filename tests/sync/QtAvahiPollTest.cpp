@@ -1,7 +1,4 @@
-// Avahi's poll rules on the Qt event loop: events reported during the
-// callback only, watches and timeouts that free themselves in their callback,
-// a zero time that fires on the next pass and never at once, a null time that
-// disables.
+// Avahi's poll rules on the Qt event loop, which the daemon's client library relies on.
 #include "sync/QtAvahiPoll.h"
 
 #include <gtest/gtest.h>

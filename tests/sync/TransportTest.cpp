@@ -31,6 +31,8 @@ public:
         m_socket.write(bytes);
         m_socket.flush();
     }
+    void say(const QString &text) { write(message(text)); }
+    void hear(const QString &text) { expect(message(text)); }
 
     /** The next @p expected bytes the server writes, compared as they come. */
     void expect(const QByteArray &expected)
@@ -79,14 +81,14 @@ protected:
     {
         const int packets = qMax(1, int((payload.size() + Frames::sliceSize - 1) / Frames::sliceSize));
         if (announce) {
-            peer.write(message(QStringLiteral("BDSSendPacket_%1").arg(packets)));
-            peer.expect(message(QStringLiteral("BDSReadyToReceivePacket")));
+            peer.say(QStringLiteral("BDSSendPacket_%1").arg(packets));
+            peer.hear("BDSReadyToReceivePacket");
         }
         for (int n = 0; n < packets; ++n) {
             peer.write(Frames::frame(n, payload.mid(n * Frames::sliceSize, Frames::sliceSize)));
-            peer.expect(message(QStringLiteral("BDSReceivedPacket")));
+            peer.hear("BDSReceivedPacket");
         }
-        peer.write(message(QStringLiteral("BDSSendingPacketWasCompleted")));
+        peer.say("BDSSendingPacketWasCompleted");
     }
 
     BonjourDataServer m_server;
@@ -109,11 +111,11 @@ TEST_F(TransportTest, SendsShortPayloadsBareFirstAndEveryPayloadInAcknowledgedSl
         ASSERT_TRUE(m_server.sendData(payload));
         if (size <= 1020)
             peer.expect(Frames::frame(before, payload));
-        peer.expect(message(QStringLiteral("BDSSendPacket_%1").arg(packets)));
-        peer.write(message(QStringLiteral("BDSReadyToReceivePacket")));
+        peer.hear(QStringLiteral("BDSSendPacket_%1").arg(packets));
+        peer.say("BDSReadyToReceivePacket");
         for (int n = 0; n < packets; ++n) {
             peer.expect(Frames::frame(n, payload.mid(n * Frames::sliceSize, Frames::sliceSize)));
-            peer.write(message(QStringLiteral("BDSReceivedPacket")));
+            peer.say("BDSReceivedPacket");
         }
         peer.expect(message(QStringLiteral("BDSSendingPacketWasCompleted"), packets - 1));
     }
@@ -121,14 +123,14 @@ TEST_F(TransportTest, SendsShortPayloadsBareFirstAndEveryPayloadInAcknowledgedSl
     // A packet asked for again is sent again, and the transfer goes on from it.
     const QByteArray payload = letters(3000);
     ASSERT_TRUE(m_server.sendData(payload));
-    peer.expect(message(QStringLiteral("BDSSendPacket_3")));
-    peer.write(message(QStringLiteral("BDSReadyToReceivePacket")));
+    peer.hear("BDSSendPacket_3");
+    peer.say("BDSReadyToReceivePacket");
     peer.expect(Frames::frame(0, payload.first(1020)));
-    peer.write(message(QStringLiteral("BDSReceivedPacket")));
+    peer.say("BDSReceivedPacket");
     peer.expect(Frames::frame(1, payload.sliced(1020, 1020)));
-    peer.write(message(QStringLiteral("BDSRequestPacketNumber_1")));
+    peer.say("BDSRequestPacketNumber_1");
     peer.expect(Frames::frame(1, payload.sliced(1020, 1020)));
-    peer.write(message(QStringLiteral("BDSReceivedPacket")));
+    peer.say("BDSReceivedPacket");
     peer.expect(Frames::frame(2, payload.sliced(2040)));
 }
 
@@ -140,24 +142,24 @@ TEST_F(TransportTest, ReceivesPacketsInOrderAskingAgainForOneOutOfOrder)
     ASSERT_TRUE(waitForPeer());
 
     const QByteArray payload = letters(2100);
-    peer.write(message(QStringLiteral("BDSSendPacket_3")));
-    peer.expect(message(QStringLiteral("BDSReadyToReceivePacket")));
+    peer.say("BDSSendPacket_3");
+    peer.hear("BDSReadyToReceivePacket");
     peer.write(Frames::frame(1, payload.sliced(1020, 1020)));
-    peer.expect(message(QStringLiteral("BDSRequestPacketNumber_0")));
+    peer.hear("BDSRequestPacketNumber_0");
     peer.write(Frames::frame(0, payload.first(1020)));
-    peer.expect(message(QStringLiteral("BDSReceivedPacket")));
+    peer.hear("BDSReceivedPacket");
     // While packets are due, a message is a packet in the wrong place.
-    peer.write(message(QStringLiteral("hello")));
-    peer.expect(message(QStringLiteral("BDSRequestPacketNumber_1")));
+    peer.say("hello");
+    peer.hear("BDSRequestPacketNumber_1");
     // TCP may cut a whole packet frame in two: the halves make one packet.
     const QByteArray second = Frames::frame(1, payload.sliced(1020, 1020));
     peer.write(second.first(300));
     QTest::qWait(50);
     peer.write(second.sliced(300));
-    peer.expect(message(QStringLiteral("BDSReceivedPacket")));
+    peer.hear("BDSReceivedPacket");
     peer.write(Frames::frame(2, payload.sliced(2040)));
-    peer.expect(message(QStringLiteral("BDSReceivedPacket")));
-    peer.write(message(QStringLiteral("BDSSendingPacketWasCompleted")));
+    peer.hear("BDSReceivedPacket");
+    peer.say("BDSSendingPacketWasCompleted");
     ASSERT_TRUE(received.wait(5000));
     EXPECT_EQ(received.at(0).at(0).toByteArray(), payload);
     EXPECT_TRUE(messages.isEmpty());
@@ -180,7 +182,7 @@ TEST_F(TransportTest, SplitsABareFrameFromTheTransferThatFollowsIt)
         received.clear();
         messages.clear();
         peer.write(Frames::frame(-1, payload) + message(QStringLiteral("BDSSendPacket_1")));
-        peer.expect(message(QStringLiteral("BDSReadyToReceivePacket")));
+        peer.hear("BDSReadyToReceivePacket");
         ASSERT_EQ(messages.size(), 1);
         // An empty one is read as a message of its header alone.
         EXPECT_TRUE(payload.isEmpty() || messages.at(0).at(0).toString().toUtf8() == payload);
@@ -211,8 +213,8 @@ TEST_F(TransportTest, RefusesHostilePeersAndServesTheNextOne)
     // message, and it is served in full.
     WirePeer first(port());
     ASSERT_TRUE(waitForPeer());
-    first.write(message(QStringLiteral("BDSSendPacket_4")));
-    first.expect(message(QStringLiteral("BDSReadyToReceivePacket")));
+    first.say("BDSSendPacket_4");
+    first.hear("BDSReadyToReceivePacket");
     WirePeer peer(port());
     EXPECT_TRUE(first.waitForDisconnected());
     ASSERT_TRUE(waitForPeer());
