@@ -3,7 +3,6 @@
 #include "exchange/BackupFiles.h"
 #include "exchange/DeviceDataBackup.h"
 #include "model/JWMemo.h"
-#include "platform/settings/FolderPaths.h"
 
 #include <gtest/gtest.h>
 
@@ -24,11 +23,13 @@
 
 namespace {
 
-MemoPtr page(const QString &title, const QString &text)
+MemoPtr page(const QString &title, const QString &text, const MemoPtr &parent = nullptr)
 {
     MemoPtr memo = JWMemo::memo();
     memo->setTitle(title);
     memo->setMemoDataWithPlainText(text);
+    if (parent)
+        parent->appendChild(memo);
     return memo;
 }
 
@@ -76,10 +77,17 @@ QMap<QString, QByteArray> entriesOf(const QString &path)
 
 void makeEntries(const QString &folder, const QStringList &names)
 {
-    for (const QString &name : names) {
-        QFile file(folder + u'/' + name);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    }
+    for (const QString &name : names)
+        ASSERT_TRUE(QFile(folder + u'/' + name).open(QIODevice::WriteOnly));
+}
+
+// One backup a day from 2026-01-01 on, @p count in all.
+QStringList dailyBackups(int count)
+{
+    QStringList names;
+    for (int day = 1; day <= count; ++day)
+        names.append(QStringLiteral("2026-01-%1_00-00-00Z.tar.gz").arg(day, 2, 10, QChar(u'0')));
+    return names;
 }
 
 // Sorted by code points, as the rotation sorts, whatever the locale.
@@ -99,13 +107,11 @@ protected:
 TEST_F(DeviceDataBackupTest, archivesTheSubtreeUnderTheBackupTitle)
 {
     MemoPtr trip = page(QStringLiteral("Trip"), QStringLiteral("Plans"));
-    trip->appendChild(page(QStringLiteral("Caf\u00e9 \u65e5\u672c"), QStringLiteral("Espresso\n2 \u20ac")));
+    page(QStringLiteral("Caf\u00e9 \u65e5\u672c"), QStringLiteral("Espresso\n2 \u20ac"), trip);
     // Pages of one title both stay: the later one's name takes a number.
-    trip->appendChild(page(QStringLiteral("Day"), QStringLiteral("first")));
-    trip->appendChild(page(QStringLiteral("Day"), QStringLiteral("second")));
+    page(QStringLiteral("Day"), QStringLiteral("first"), trip);
+    page(QStringLiteral("Day"), QStringLiteral("second"), trip);
     const DeviceDataBackup backup;
-    EXPECT_EQ(backup.rootFolder(), iPhoneDataBackupRootFolderPath());
-
     // Names beyond ASCII are written whatever the process's locale.
     const Result<QString> made = [&] {
         const PlainCLocale plain;
@@ -113,72 +119,35 @@ TEST_F(DeviceDataBackupTest, archivesTheSubtreeUnderTheBackupTitle)
     }();
     ASSERT_TRUE(made.ok()) << qPrintable(made.errorMessage());
     EXPECT_EQ(made.value(), backup.rootFolder() + QStringLiteral("/2026-03-29_01-30-05Z.tar.gz"));
-    const QMap<QString, QByteArray> expected{{"2026-03-29_01-30-05Z/", {}},
-        {"2026-03-29_01-30-05Z/Trip_backup.txt", "Plans"}, {"2026-03-29_01-30-05Z/Trip_backup/", {}},
-        {"2026-03-29_01-30-05Z/Trip_backup/Caf\u00e9 \u65e5\u672c.txt", "Espresso\n2 \xe2\x82\xac"},
-        {"2026-03-29_01-30-05Z/Trip_backup/Day.txt", "first"},
-        {"2026-03-29_01-30-05Z/Trip_backup/Day 2.txt", "second"}};
+    const QString top = QStringLiteral("2026-03-29_01-30-05Z/");
+    const QMap<QString, QByteArray> expected{{top, {}}, {top + "Trip_backup.txt", "Plans"}, {top + "Trip_backup/", {}},
+        {top + "Trip_backup/Caf\u00e9 \u65e5\u672c.txt", "Espresso\n2 \xe2\x82\xac"},
+        {top + "Trip_backup/Day.txt", "first"}, {top + "Trip_backup/Day 2.txt", "second"}};
     EXPECT_EQ(entriesOf(made.value()), expected);
     EXPECT_EQ(trip->title(), QStringLiteral("Trip"));
 
     // A second backup within the same second takes the next name; nothing but the archives is left.
     const Result<QString> again = backup.backupJotwell3Data(*trip, m_time);
-    ASSERT_TRUE(again.ok()) << qPrintable(again.errorMessage());
+    ASSERT_TRUE(again.ok());
     EXPECT_EQ(namesIn(backup.rootFolder()),
         QStringList({QStringLiteral("2026-03-29_01-30-05Z.tar.gz"), QStringLiteral("2026-03-29_01-30-05Z_2.tar.gz")}));
     EXPECT_TRUE(entriesOf(again.value()).contains(QStringLiteral("2026-03-29_01-30-05Z_2/Trip_backup.txt")));
 }
 
-TEST_F(DeviceDataBackupTest, compressFilePacksAFileOrFolderBesideItUnderItsName)
-{
-    QTemporaryDir data;
-    const QString folder = data.filePath(QStringLiteral("Note Data"));
-    ASSERT_TRUE(QDir().mkpath(folder + QStringLiteral("/Unused Files")));
-    QFile page(folder + QStringLiteral("/12.jw3page"));
-    ASSERT_TRUE(page.open(QIODevice::WriteOnly) && page.write("page twelve") == 11);
-    page.close();
-    ASSERT_TRUE(QFile::link(QStringLiteral("12.jw3page"), folder + QStringLiteral("/link")));
-
-    const Result<QString> packed = compressFile(folder);
-    ASSERT_TRUE(packed.ok()) << qPrintable(packed.errorMessage());
-    EXPECT_EQ(packed.value(), data.filePath(QStringLiteral("Note Data.tar.gz")));
-    const QMap<QString, QByteArray> expected{{"Note Data/", {}}, {"Note Data/12.jw3page", "page twelve"},
-        {"Note Data/Unused Files/", {}}, {"Note Data/link", {}}};
-    EXPECT_EQ(entriesOf(packed.value()), expected);
-
-    const Result<QString> single = compressFile(page.fileName());
-    ASSERT_TRUE(single.ok()) << qPrintable(single.errorMessage());
-    EXPECT_EQ(single.value(), folder + QStringLiteral("/12.tar.gz"));
-    EXPECT_EQ(entriesOf(single.value()), (QMap<QString, QByteArray>{{"12.jw3page", "page twelve"}}));
-    EXPECT_FALSE(compressFile(data.filePath(QStringLiteral("missing"))).ok());
-}
-
 TEST_F(DeviceDataBackupTest, rotationKeepsTheNewestAndNeverRemovesDSStore)
 {
-    struct Case
-    {
-        int backups;
-        bool dsStore;
-        int removed;
-    };
-    // Entries besides .DS_Store, the oldest being a folder that a failed clean-up left.
-    for (const Case &c : {Case{31, false, 1}, Case{30, false, 0}, Case{30, true, 0}, Case{32, true, 2}}) {
-        SCOPED_TRACE(testing::Message() << c.backups << " backups, .DS_Store " << c.dsStore);
+    for (const bool dsStore : {false, true}) {
+        SCOPED_TRACE(dsStore ? "with .DS_Store" : "without .DS_Store");
         QTemporaryDir folder;
-        QStringList backups;
-        for (int day = 1; day < c.backups; ++day)
-            backups.append(QStringLiteral("2026-01-%1_00-00-00Z.tar.gz").arg(day, 2, 10, QChar(u'0')));
-        makeEntries(folder.path(), backups);
+        // The oldest entry is a folder that a failed clean-up left.
         ASSERT_TRUE(QDir(folder.path()).mkpath(QStringLiteral("2025-12-31_00-00-00Z/Trip")));
-        backups.prepend(QStringLiteral("2025-12-31_00-00-00Z"));
-        if (c.dsStore)
-            makeEntries(folder.path(), {QStringLiteral(".DS_Store")});
+        const QStringList backups = QStringList{QStringLiteral("2025-12-31_00-00-00Z")} + dailyBackups(31);
+        makeEntries(
+            folder.path(), backups.mid(1) + (dsStore ? QStringList{QStringLiteral(".DS_Store")} : QStringList()));
 
         removeOldFilesInDirectory(folder.path(), DeviceDataBackup::kKeptBackups);
-        QStringList kept = backups.mid(c.removed);
-        if (c.dsStore)
-            kept.prepend(QStringLiteral(".DS_Store"));
-        EXPECT_EQ(namesIn(folder.path()), kept);
+        EXPECT_EQ(namesIn(folder.path()),
+            (dsStore ? QStringList{QStringLiteral(".DS_Store")} : QStringList()) + backups.mid(2));
     }
 }
 
@@ -190,12 +159,10 @@ TEST_F(DeviceDataBackupTest, aFailedBackupLeavesNothingAndRemovesNoOldBackup)
         QString text;
         for (int c = 0; c < 3000; ++c)
             text += QChar(u'a' + QRandomGenerator::global()->bounded(26));
-        trip->appendChild(page(QStringLiteral("Page %1").arg(i), text));
+        page(QStringLiteral("Page %1").arg(i), text, trip);
     }
     const DeviceDataBackup backup;
-    QStringList old;
-    for (int day = 1; day <= DeviceDataBackup::kKeptBackups; ++day)
-        old.append(QStringLiteral("2026-01-%1_00-00-00Z.tar.gz").arg(day, 2, 10, QChar(u'0')));
+    const QStringList old = dailyBackups(DeviceDataBackup::kKeptBackups);
     makeEntries(backup.rootFolder(), old);
     {
         FileSizeLimit full(8000);

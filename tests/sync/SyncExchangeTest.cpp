@@ -1,9 +1,9 @@
 // The desktop's server and a companion speaking the phone's side, over
 // loopback, with a store built in the test.
+#include "SyncTrees.h"
 #include "TestCompanion.h"
 
 #include "common/FreshUserTest.h"
-#include "model/JWMemo.h"
 #include "model/MemoTree.h"
 #include "platform/base/Localization.h"
 #include "platform/base/PreferenceKeys.h"
@@ -20,32 +20,16 @@
 
 namespace {
 
-const QDateTime lastSync(QDate(2025, 1, 1), QTime(0, 0), Qt::UTC);
-const QDateTime before(QDate(2020, 1, 1), QTime(0, 0), Qt::UTC);
-const QDateTime after(QDate(2026, 6, 1), QTime(0, 0), Qt::UTC);
-const QDateTime onPhone(QDate(2027, 1, 1), QTime(0, 0), Qt::UTC);
+using SyncTrees::day;
+using SyncTrees::entry;
+using SyncTrees::page;
+using SyncTrees::titles;
 
-QStringList titles(const std::vector<MemoPtr> &memos)
+void writeFile(const QString &path, const QByteArray &bytes)
 {
-    QStringList list;
-    for (const MemoPtr &memo : memos)
-        list.append(memo->title());
-    return list;
-}
-
-QStringList titles(const QVariantMap &dictionary)
-{
-    QStringList list;
-    for (const QVariant &child : dictionary.value(QStringLiteral("children")).toList())
-        list.append(child.toMap().value(QStringLiteral("title")).toString());
-    return list;
-}
-
-QVariantMap phonePage(qint64 id, const QString &title, const QString &text, const QDateTime &date)
-{
-    return {{QStringLiteral("memoID"), id}, {QStringLiteral("title"), title}, {QStringLiteral("plainText"), text},
-        {QStringLiteral("createdAt"), date}, {QStringLiteral("modifiedAt"), date},
-        {QStringLiteral("children"), QVariantList()}};
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(bytes);
 }
 
 class SyncExchangeTest : public FreshUserTest, public SyncHost
@@ -57,34 +41,19 @@ protected:
         Localization::install();
         UserDefaults &defaults = UserDefaults::standardUserDefaults();
         defaults.setValue(PreferenceKeys::abGroupName, QStringLiteral("Phone"));
-        defaults.setValue(PreferenceKeys::LastSynchronizedDate, lastSync);
+        defaults.setValue(PreferenceKeys::LastSynchronizedDate, day(10));
         defaults.setValue(PreferenceKeys::SyncAskBeforeNewDevice, false);
         qputenv("JW_SYNC_PORT", "0");
 
-        root = page(QStringLiteral("root"), 1, nullptr, before);
-        tree.setRoot(root);
-        page(QStringLiteral("Elsewhere"), 2, root, before);
-        group = page(QStringLiteral("Phone"), 10, root, before);
-        page(QStringLiteral("A"), 11, group, before);
-        page(QStringLiteral("D"), 14, group, before);
-        page(QStringLiteral("B"), 12, group, after);
+        tree.setRoot(page(QStringLiteral("root"), 1, 0));
+        group = page(QStringLiteral("Phone"), 10, 0, tree.root());
+        page(QStringLiteral("A"), 11, 0, group);
+        page(QStringLiteral("D"), 14, 0, group);
+        page(QStringLiteral("B"), 12, 20, group);
 
         desktop = std::make_unique<JW3SyncServer>(*this);
         desktop->startServer();
         ASSERT_TRUE(desktop->server()->isListening());
-    }
-
-    static MemoPtr page(const QString &title, qint64 id, const MemoPtr &parent, const QDateTime &date)
-    {
-        MemoPtr memo = JWMemo::bareMemo();
-        memo->setTitle(title);
-        memo->setMemoID(id);
-        memo->setMemoDataWithPlainText(title + QStringLiteral(" on the desktop"));
-        memo->setCreatedAt(date);
-        memo->setModifiedAt(date);
-        if (parent)
-            parent->appendChild(memo);
-        return memo;
     }
 
     [[nodiscard]] quint16 port() const { return desktop->server()->port(); }
@@ -109,12 +78,9 @@ protected:
     }
 
     MemoTree tree;
-    MemoPtr root;
     MemoPtr group;
     std::unique_ptr<JW3SyncServer> desktop;
-    int saves = 0;
-    int backups = 0;
-    int merges = 0;
+    int saves = 0, backups = 0, merges = 0;
     QStringList questions;
     bool allowDevices = true;
 };
@@ -123,55 +89,42 @@ TEST_F(SyncExchangeTest, TwoWaySyncMergesThePhonesTreeAndSendsTheResultBack)
 {
     TestCompanion phone;
     ASSERT_TRUE(phone.connectTo(port()));
-    QVariantMap tree = phonePage(10, QStringLiteral("Phone"), QString(), before);
-    tree.insert(QStringLiteral("children"),
-        QVariantList{phonePage(11, QStringLiteral("A"), QStringLiteral("A from the phone"), onPhone),
-            phonePage(99, QStringLiteral("C"), QStringLiteral("new on the phone"), onPhone)});
-    phone.tree = tree;
+    phone.tree = entry(
+        10, QStringLiteral("Phone"), 0, {entry(11, QStringLiteral("A2"), 30), entry(99, QStringLiteral("C"), 30)});
 
     ASSERT_TRUE(phone.request(QStringLiteral("iPhoneRequestsSync")));
 
     EXPECT_EQ(saves, 1);
     EXPECT_EQ(backups, 1);
     EXPECT_EQ(merges, 1);
-    // A took the phone's later text; C is new; D, untouched since the last
+    // A took the phone's later title; C is new; D, untouched since the last
     // sync and unknown to the phone, was deleted there; B, made since, stays.
-    ASSERT_EQ(titles(group->children()), (QStringList{"A", "C", "Removed Memo", "B"}));
-    EXPECT_EQ(group->children()[0]->plainText(), QStringLiteral("A from the phone"));
-    EXPECT_EQ(titles(group->children()[2]->children()), QStringList{"D"});
-    EXPECT_EQ(titles(root->children()), (QStringList{"Elsewhere", "Phone"}));
-    EXPECT_GT(JW3SyncServer::lastSynchronizedDate(), lastSync);
+    ASSERT_EQ(titles(group), (QStringList{"A2", "C", "Removed Memo", "B"}));
+    EXPECT_EQ(titles(group->children()[2]), QStringList{"D"});
+    EXPECT_GT(JW3SyncServer::lastSynchronizedDate(), day(10));
     // The phone gets the merged tree without the removed pages.
-    EXPECT_EQ(titles(phone.received), (QStringList{"A", "C", "B"}));
-    EXPECT_EQ(
-        phone.received.value(QStringLiteral("children")).toList().at(2).toMap().value(QStringLiteral("plainText")),
-        QStringLiteral("B on the desktop"));
+    EXPECT_EQ(titles(phone.received), (QStringList{"A2", "C", "B"}));
 }
 
 TEST_F(SyncExchangeTest, OverwriteSendsTheDesktopsTreeWithEachDevicesWebArchive)
 {
-    const MemoPtr clip = page(QStringLiteral("Clip"), 15, group, before);
-    clip->setWebURLStr(QStringLiteral("http://example.org/"));
-    for (const auto &[path, bytes] : {std::pair{webarchivePathForID(15), QByteArray("desktop archive")},
-             std::pair{mobileWebarchivePathForID(15), QByteArray("mobile archive")}}) {
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(bytes);
-    }
-
+    page(QStringLiteral("Clip"), 15, 0, group)->setWebURLStr(QStringLiteral("http://example.org/"));
     TestCompanion phone;
     ASSERT_TRUE(phone.connectTo(port()));
-    for (const auto &[request, archive] : {std::pair{QStringLiteral("iPhoneRequestsOverwriteSync"), "mobile archive"},
-             std::pair{QStringLiteral("iPadRequestsOverwriteSync"), "desktop archive"}}) {
-        SCOPED_TRACE(request.toStdString());
-        ASSERT_TRUE(phone.request(request));
+    const auto clipArchiveFor = [&phone](const QString &request) {
+        EXPECT_TRUE(phone.request(request));
         EXPECT_EQ(titles(phone.received), (QStringList{"A", "D", "B", "Clip"}));
-        const QVariantMap sentClip = phone.received.value(QStringLiteral("children")).toList().at(3).toMap();
-        EXPECT_EQ(sentClip.value(QStringLiteral("webArchive")).toByteArray(), QByteArray(archive));
-        EXPECT_FALSE(sentClip.contains(QStringLiteral("plainText")));
-    }
+        const QVariantMap clip = phone.received.value(QStringLiteral("children")).toList().value(3).toMap();
+        EXPECT_FALSE(clip.contains(QStringLiteral("plainText")));
+        return clip.value(QStringLiteral("webArchive")).toByteArray();
+    };
+    writeFile(webarchivePathForID(15), "desktop archive");
+    EXPECT_EQ(clipArchiveFor(QStringLiteral("iPhoneRequestsOverwriteSync")), "desktop archive");
+    writeFile(mobileWebarchivePathForID(15), "mobile archive");
+    EXPECT_EQ(clipArchiveFor(QStringLiteral("iPhoneRequestsOverwriteSync")), "mobile archive");
+    EXPECT_EQ(clipArchiveFor(QStringLiteral("iPadRequestsOverwriteSync")), "desktop archive");
     EXPECT_EQ(merges, 0);
-    EXPECT_EQ(JW3SyncServer::lastSynchronizedDate(), lastSync);
+    EXPECT_EQ(JW3SyncServer::lastSynchronizedDate(), day(10));
 }
 
 TEST_F(SyncExchangeTest, AnswersWithoutTheGroupPageAndAsksAboutNewDevicesOnce)
@@ -199,7 +152,7 @@ TEST_F(SyncExchangeTest, AnswersWithoutTheGroupPageAndAsksAboutNewDevicesOnce)
 
 TEST_F(SyncExchangeTest, BrokenPhonesLeaveTheStoreAsItWas)
 {
-    const QStringList untouched = titles(group->children());
+    const QStringList untouched = titles(group);
     QSignalSpy refused(desktop.get(), &BonjourDataServer::transferRefused);
 
     // Bytes that are no page tree.
@@ -212,14 +165,14 @@ TEST_F(SyncExchangeTest, BrokenPhonesLeaveTheStoreAsItWas)
 
     // A tree nobody asked for.
     TestCompanion pushy;
-    pushy.tree = phonePage(10, QStringLiteral("Phone"), QString(), onPhone);
+    pushy.tree = entry(10, QStringLiteral("Phone"), 30);
     ASSERT_TRUE(pushy.connectTo(port()));
     ASSERT_TRUE(pushy.sendData(SyncPayload::encode(pushy.tree).value()));
     EXPECT_TRUE(pushy.waitForDisconnect());
 
     // A phone that goes away in the middle of its transfer.
     TestCompanion gone;
-    gone.tree = phonePage(10, QStringLiteral("Phone"), QString(), onPhone);
+    gone.tree = entry(10, QStringLiteral("Phone"), 30);
     gone.tree.insert(QStringLiteral("note"), QString(5000, u'x'));
     ASSERT_TRUE(gone.connectTo(port()));
     QObject::connect(&gone, &BonjourDataServer::packetSent, &gone, [&gone](int sent) {
@@ -231,11 +184,11 @@ TEST_F(SyncExchangeTest, BrokenPhonesLeaveTheStoreAsItWas)
     QTest::qWait(100);
 
     EXPECT_EQ(merges, 0);
-    EXPECT_EQ(titles(group->children()), untouched);
+    EXPECT_EQ(titles(group), untouched);
 
     // A well-behaved phone is served after all of them.
     TestCompanion phone;
-    phone.tree = phonePage(10, QStringLiteral("Phone"), QString(), before);
+    phone.tree = entry(10, QStringLiteral("Phone"), 0);
     ASSERT_TRUE(phone.connectTo(port()));
     ASSERT_TRUE(phone.request(QStringLiteral("iPhoneRequestsSync")));
     EXPECT_EQ(merges, 1);

@@ -3,7 +3,6 @@
 
 #include "model/MemoIDAllocator.h"
 #include "model/MemoTree.h"
-#include "sync/SyncDictionary.h"
 #include "sync/SyncMerge.h"
 #include "sync/SyncPayload.h"
 
@@ -16,14 +15,7 @@ namespace {
 using SyncTrees::day;
 using SyncTrees::entry;
 using SyncTrees::page;
-
-QStringList titles(const MemoPtr &parent)
-{
-    QStringList list;
-    for (const MemoPtr &child : parent->children())
-        list.append(child->title());
-    return list;
-}
+using SyncTrees::titles;
 
 class SyncMergeTest : public FreshUserTest
 {
@@ -55,19 +47,14 @@ TEST_F(SyncMergeTest, LaterDesktopDateKeepsValuesButTakesPlace)
     EXPECT_EQ(merge(entry(2, QStringLiteral("Group"), 0, {phoneB})), group);
 
     EXPECT_EQ(titles(group), QStringList{QStringLiteral("Phone B")});
-    ASSERT_EQ(b->children().size(), 1U);
-    EXPECT_EQ(b->children().front(), a);
+    EXPECT_EQ(b->children(), std::vector<MemoPtr>{a});
     EXPECT_EQ(a->title(), QStringLiteral("A")) << "the desktop changed A later";
-    EXPECT_EQ(a->plainText(), QStringLiteral("A text"));
     EXPECT_EQ(a->modifiedAt(), day(20));
     EXPECT_EQ(b->plainText(), QStringLiteral("Phone B text")) << "equal dates take the phone's values";
-    EXPECT_EQ(b->modifiedAt(), day(5));
     EXPECT_TRUE(b->isEdited());
-    EXPECT_FALSE(b->isLeaf());
 
     // Nothing changed on either side: no page is touched.
     a->setIsEdited(false);
-    a->setModifiedAt(day(20));
     EXPECT_TRUE(merge(entry(
         2, QStringLiteral("Group"), 0, {entry(4, QStringLiteral("Phone B"), 5, {entry(3, QStringLiteral("A"), 20)})})));
     EXPECT_FALSE(a->isEdited());
@@ -77,7 +64,7 @@ TEST_F(SyncMergeTest, PagesThePhoneLacksGoAwayOnlyWhenUnchangedSinceTheLastSync)
 {
     const MemoPtr parent = page(QStringLiteral("Parent"), 3, 2, group);
     const MemoPtr gone = page(QStringLiteral("Gone"), 4, 2, parent);
-    const MemoPtr fresh = page(QStringLiteral("Fresh"), 5, 12, parent);
+    page(QStringLiteral("Fresh"), 5, 12, parent);
     const MemoPtr secret = page(QStringLiteral("Secret"), 6, 2, group);
     page(QStringLiteral("Inside"), 7, 2, secret);
     secret->setProtectWithPassword(true);
@@ -91,12 +78,6 @@ TEST_F(SyncMergeTest, PagesThePhoneLacksGoAwayOnlyWhenUnchangedSinceTheLastSync)
         << "a protected page is neither removed nor lost";
     EXPECT_EQ(titles(folder), QStringList{QStringLiteral("Gone")});
     EXPECT_EQ(titles(secret), QStringList{QStringLiteral("Inside")});
-
-    const auto sentBack
-        = SyncDictionary(tree, SyncDictionary::Device::iPhone).dictionaryForGroup(QStringLiteral("Group"));
-    const QVariantMap sentParent = sentBack->value(QStringLiteral("children")).toList().first().toMap();
-    EXPECT_EQ(sentParent.value(QStringLiteral("children")).toList().first().toMap().value(QStringLiteral("memoID")), 5);
-    EXPECT_EQ(sentBack->value(QStringLiteral("children")).toList().size(), 2);
 
     // Without a date of the last sync nothing counts as deleted by the phone.
     tree.moveMemo(gone, parent, -1, false);
@@ -117,7 +98,6 @@ TEST_F(SyncMergeTest, UnknownPagesAreMadeWithFreshIDsAndAMissingGroupIsCreated)
     EXPECT_EQ(made->title(), QStringLiteral("Group"));
     EXPECT_EQ(titles(tree.root()), (QStringList{QStringLiteral("Outside"), QStringLiteral("Group")}));
     EXPECT_EQ(titles(made), (QStringList{QStringLiteral("Collides"), QStringLiteral("New"), QStringLiteral("Twice")}));
-    EXPECT_EQ(outside->title(), QStringLiteral("Outside"));
     QSet<qint64> ids{1, 50};
     for (const MemoPtr &memo : tree.arrayOfMemos(made))
         ids.insert(memo->memoID());

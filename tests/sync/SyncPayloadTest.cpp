@@ -88,7 +88,7 @@ TEST(SyncPayloadTest, TakesThePhonesFormsOfValues)
     root.insert(QStringLiteral("createdAt"), QVariant::fromValue(calendarDate));
     const auto decoded = SyncPayload::decode(archived(root, wrapped));
     ASSERT_TRUE(decoded.ok()) << decoded.errorMessage().toStdString();
-    EXPECT_EQ(decoded.value().value(QStringLiteral("title")).toString(), QStringLiteral("Group"));
+    EXPECT_EQ(decoded.value().value(QStringLiteral("title")).toString(), QStringLiteral("Group")) << "wrapped string";
     EXPECT_TRUE(decoded.value().value(QStringLiteral("locked")).toBool());
     EXPECT_EQ(decoded.value().value(QStringLiteral("createdAt")).toDateTime(),
         QDateTime(QDate(2020, 1, 6), QTime(10, 40), QTimeZone::utc()));
@@ -109,10 +109,8 @@ TEST(SyncPayloadTest, NestingIsBoundedAtTwoHundredFiftySixPages)
 
 TEST(SyncPayloadTest, LabelColourIsClearForPlainTitlesAndTranslucentOtherwise)
 {
-    const QString clear = SyncPayload::colorString(QColor(0, 0, 0, 0));
-    EXPECT_EQ(SyncPayload::labelColorString(Qt::black), clear);
-    EXPECT_EQ(SyncPayload::labelColorString(Qt::white), clear);
-    EXPECT_EQ(SyncPayload::labelColorString(QColor(255, 0, 0, 0)), clear);
+    for (const QColor &plain : {QColor(Qt::black), QColor(Qt::white), QColor(255, 0, 0, 0)})
+        EXPECT_EQ(SyncPayload::labelColorString(plain), SyncPayload::colorString(QColor(0, 0, 0, 0)));
     const auto red = SyncPayload::colorFromString(SyncPayload::labelColorString(Qt::red));
     ASSERT_TRUE(red);
     EXPECT_EQ(red->red(), 255);

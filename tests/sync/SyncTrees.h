@@ -37,4 +37,20 @@ inline QVariantMap entry(qint64 id, const QString &title, int dayNumber, QVarian
         {QStringLiteral("children"), children}};
 }
 
+inline QStringList titles(const MemoPtr &parent)
+{
+    QStringList list;
+    for (const MemoPtr &child : parent->children())
+        list.append(child->title());
+    return list;
+}
+
+inline QStringList titles(const QVariantMap &dictionary)
+{
+    QStringList list;
+    for (const QVariant &child : dictionary.value(QStringLiteral("children")).toList())
+        list.append(child.toMap().value(QStringLiteral("title")).toString());
+    return list;
+}
+
 } // namespace SyncTrees

@@ -37,9 +37,7 @@ void TestCompanion::receiveMessage(const QString &message)
 {
     BonjourDataServer::receiveMessage(message);
     if (message == u"requestSendingSyncData") {
-        Result<QByteArray> payload = rawPayload.isEmpty() ? SyncPayload::encode(tree) : Result<QByteArray>(rawPayload);
-        if (payload)
-            sendData(payload.value());
+        sendData(rawPayload.isEmpty() ? SyncPayload::encode(tree).valueOr({}) : rawPayload);
     } else if (message == u"syncMemoNotFoundError") {
         messages.append(message);
         m_answered = true;

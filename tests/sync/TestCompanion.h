@@ -5,9 +5,10 @@
 #include <QVariantMap>
 
 /**
- * The phone's side of the exchange, as the companion speaks it: it connects
- * to the desktop, asks for a sync or an overwrite, sends its tree when asked
- * ("requestSendingSyncData") and keeps the tree the desktop sends back.
+ * The phone's side of the exchange: it connects to the desktop, asks for a
+ * sync or an overwrite, sends @c tree (or @c rawPayload, what a broken phone
+ * might send, when not empty) when asked ("requestSendingSyncData") and keeps
+ * the tree the desktop sends back in @c received.
  */
 class TestCompanion final : public BonjourDataServer
 {
@@ -15,20 +16,16 @@ class TestCompanion final : public BonjourDataServer
 public:
     /** Connects to the desktop on @p port and waits until it is connected. */
     [[nodiscard]] bool connectTo(quint16 port);
-
-    /** The tree sent when the desktop asks for it. */
-    QVariantMap tree;
-    /** Sent instead of the tree when not empty: what a broken phone might send. */
-    QByteArray rawPayload;
-    /** The last tree the desktop sent; empty before one came. */
-    QVariantMap received;
-    /** Messages of the exchange that came from the desktop. */
-    QStringList messages;
-
     /** Sends @p request ("iPhoneRequestsSync"...) and waits for the desktop's tree or an answer. */
     [[nodiscard]] bool request(const QString &request);
     /** Waits until the desktop drops the connection. */
     [[nodiscard]] bool waitForDisconnect();
+
+    QVariantMap tree;
+    QByteArray rawPayload;
+    QVariantMap received;
+    /** Messages of the exchange that came from the desktop. */
+    QStringList messages;
 
 protected:
     void processReceivedPacketData() override;

@@ -1,25 +1,20 @@
 #!/bin/sh
-# Runs the Avahi network test against a private Avahi daemon on a private
-# system bus, in private mount and network namespaces, so that the machine's
-# own daemons and network never see it. A veth pair gives the daemon two
-# multicast-capable interfaces on one link (it ignores loopback), on which each
-# service is seen twice.
-#
-# Usage: avahi-netns-test.sh <test binary> [gtest arguments...]
-# Exits 77 (skipped) where namespaces, root or the daemons are missing.
+# Runs the Avahi network test against a private Avahi daemon and system bus in
+# private mount and network namespaces, unseen by the machine's own daemons.
+# A veth pair gives the daemon two multicast-capable interfaces on one link (it
+# ignores loopback), on which each service is seen twice.
+# Usage: avahi-netns-test.sh <test binary> [gtest arguments...]; exits 77
+# (skipped) where namespaces, root or the daemons are missing.
 set -u
 
-skip() {
-    echo "SKIPPED: $*"
-    exit 77
-}
+skip() { echo "SKIPPED: $*"; exit 77; }
 
 probe=${1:?usage: $0 <test binary> [gtest arguments...]}
 shift
+PATH=$PATH:/usr/sbin:/sbin
 
 if [ "${JW_AVAHI_NETNS_INSIDE:-}" != 1 ]; then
     [ "$(id -u)" = 0 ] || skip "needs root to make network namespaces"
-    PATH=$PATH:/usr/sbin:/sbin
     for tool in unshare ip mount dbus-daemon avahi-daemon; do
         command -v "$tool" >/dev/null 2>&1 || skip "$tool is not installed"
     done
@@ -28,10 +23,8 @@ if [ "${JW_AVAHI_NETNS_INSIDE:-}" != 1 ]; then
 fi
 
 # From here on, inside the namespaces.
-PATH=$PATH:/usr/sbin:/sbin
 work=$(mktemp -d)
-bus_pid=
-avahi_pid=
+bus_pid= avahi_pid=
 
 cleanup() {
     status=$?
@@ -39,10 +32,7 @@ cleanup() {
     # The test may have restarted the daemon on its own; its pid file tells.
     avahi-daemon --kill 2>/dev/null
     [ -n "$bus_pid" ] && kill "$bus_pid" 2>/dev/null
-    if [ "$status" != 0 ] && [ "$status" != 77 ]; then
-        echo "--- avahi-daemon log"
-        cat "$work/avahi.log" 2>/dev/null
-    fi
+    [ "$status" != 0 ] && [ "$status" != 77 ] && echo "--- avahi-daemon log" && cat "$work/avahi.log" 2>/dev/null
     umount /run 2>/dev/null
     rm -rf "$work"
     exit "$status"
@@ -57,26 +47,19 @@ mount -t tmpfs -o mode=755 jw-run /run || exit 1
 mkdir -p /run/dbus /run/avahi-daemon
 
 ip link set lo up
-if ! ip link add v0 type veth peer name v1 2>/dev/null; then
-    skip "cannot make a veth pair"
-fi
+ip link add v0 type veth peer name v1 2>/dev/null || skip "cannot make a veth pair"
 ip addr add 10.231.0.1/24 dev v0
 ip addr add 10.231.0.2/24 dev v1
 ip link set v0 up
 ip link set v1 up
 
 cat >"$work/bus.conf" <<'EOF'
-<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
- "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
 <busconfig>
   <type>system</type>
   <listen>unix:path=/run/dbus/system_bus_socket</listen>
   <auth>EXTERNAL</auth>
   <policy context="default">
-    <allow user="*"/>
-    <allow own="*"/>
-    <allow send_destination="*" eavesdrop="true"/>
-    <allow receive_sender="*"/>
+    <allow user="*"/> <allow own="*"/> <allow send_destination="*"/> <allow receive_sender="*"/>
   </policy>
 </busconfig>
 EOF
@@ -95,8 +78,6 @@ enable-wide-area=no
 [publish]
 publish-hinfo=no
 publish-workstation=no
-[reflector]
-enable-reflector=no
 EOF
 # Started when the test asks for it (or after 30 s): the test must pick it
 # up when it appears.
