@@ -22,6 +22,9 @@ QLabel *wrappingLabel(QWidget *parent)
 {
     auto *label = new QLabel(parent);
     label->setWordWrap(true);
+    label->setAlignment(Qt::AlignLeft | Qt::AlignTop);
+    // Wide enough that a wrapped paragraph is not laid out for a narrow column.
+    label->setMinimumWidth(320);
     label->setTextInteractionFlags(Qt::TextSelectableByMouse);
     return label;
 }
@@ -72,7 +75,7 @@ SyncWindow::SyncWindow(SyncService &service, const QStringList &pageTitles, QWid
     connect(m_askBeforeNewDevice, &QCheckBox::toggled, this,
         [](bool on) { UserDefaults::standardUserDefaults().setValue(PreferenceKeys::SyncAskBeforeNewDevice, on); });
 
-    auto *form = new QFormLayout;
+    auto *form = m_form = new QFormLayout;
     form->addRow(tr("Synchronised page:"), group);
     form->addRow(QString(), m_groupProblem);
     form->addRow(tr("Service:"), m_serviceLabel);
@@ -117,7 +120,7 @@ void SyncWindow::refresh()
         m_groupProblem->setText(tr("Choose the page whose sub-pages the phone keeps."));
     else
         m_groupProblem->clear();
-    m_groupProblem->setVisible(!m_groupProblem->text().isEmpty());
+    m_form->setRowVisible(m_groupProblem, !m_groupProblem->text().isEmpty());
 
     if (!status.listening)
         m_serviceLabel->setText(tr("Not running"));
@@ -138,13 +141,13 @@ void SyncWindow::refresh()
             : tr("The phone cannot find this computer by itself: %1 Enter the address and port above in the "
                  "companion by hand.")
                   .arg(status.discoveryProblem));
-    m_discovery->setVisible(!m_discovery->text().isEmpty());
+    m_form->setRowVisible(m_discovery, !m_discovery->text().isEmpty());
 
     m_device->setText(status.peer.isEmpty() ? tr("No device connected") : tr("Connected: %1").arg(status.peer));
-    m_progress->setVisible(status.progress >= 0);
+    m_form->setRowVisible(m_progress, status.progress >= 0);
     m_progress->setValue(int(qBound(0.0F, status.progress, 1.0F) * 1000));
     m_lastSync->setText(
         status.lastSync.isValid() ? locale.toString(status.lastSync.toLocalTime(), QLocale::LongFormat) : tr("Never"));
     m_lastError->setText(status.lastError);
-    m_lastError->setVisible(!status.lastError.isEmpty());
+    m_form->setRowVisible(m_lastError, !status.lastError.isEmpty());
 }

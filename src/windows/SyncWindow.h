@@ -4,6 +4,7 @@
 
 class QCheckBox;
 class QComboBox;
+class QFormLayout;
 class QLabel;
 class QProgressBar;
 class QPushButton;
@@ -32,6 +33,8 @@ private:
     void applyGroupName();
 
     SyncService &m_service;
+    // Rows without anything to say are hidden with their spacing.
+    QFormLayout *m_form = nullptr;
     QComboBox *m_groupName = nullptr;
     QPushButton *m_apply = nullptr;
     QLabel *m_groupProblem = nullptr;
