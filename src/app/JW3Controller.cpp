@@ -1,6 +1,7 @@
 #include "JW3Controller.h"
 
 #include "exchange/DeviceDataBackup.h"
+#include "exchange/QuitBackup.h"
 #include "exchange/SampleBook.h"
 #include "model/JWMemo.h"
 #include "platform/base/NotificationCenter.h"
@@ -8,6 +9,7 @@
 #include "platform/base/PreferenceKeys.h"
 #include "platform/richtext/PasteboardTypes.h"
 #include "platform/richtext/Rtfd.h"
+#include "platform/settings/FolderPaths.h"
 #include "platform/settings/UserDefaults.h"
 #include "sync/SyncService.h"
 #include "text/LinkClick.h"
@@ -268,6 +270,15 @@ void JW3Controller::applicationWillTerminate()
 {
     if (rootMemo())
         m_store.applicationWillTerminate();
+}
+
+void JW3Controller::backupData()
+{
+    // A backup after a failed save would keep data older than the user thinks.
+    if (!UserDefaults::standardUserDefaults().boolForKey(PreferenceKeys::autoBackupData) || !m_store.saveFailure().isEmpty())
+        return;
+    if (const Result<QString> backup = QuitBackup::backUp(dataFolderPath()); !backup)
+        qCWarning(lcController).noquote() << backup.errorMessage();
 }
 
 bool JW3Controller::isApplicationActive() const

@@ -116,6 +116,11 @@ public:
     void closeAllWindows() override;
     bool takeDeviceEdits() override;
     void reportProblem(const QString &message) override;
+    /**
+     * When "autoBackupData" is on and the save before it succeeded, backs the
+     * data folder up into its "Backups" (QuitBackup); a failure is logged.
+     */
+    void backupData() override;
     /** Locks @p folder for this process (see DataFolderLock), letting go of the one held before. */
     Status claimDataFolder(const QString &folder) override { return m_folderLock.lock(folder); }
 
