@@ -154,6 +154,23 @@ TEST_F(ControllerTest, windowsReopenOnTheirPagesAtTheNextStart)
     EXPECT_EQ(controller->windowControllers()[1]->rootMemo()->memoID(), chapterID);
 }
 
+TEST_F(ControllerTest, quittingBacksTheDataUpOnlyWhenAutoBackupDataIsOn)
+{
+    const QString backups = dataFolderPath() + QStringLiteral("/Backups");
+    auto controller = startController();
+    addPage(*controller, QStringLiteral("Kept"));
+    defaults().setValue(QStringLiteral("autoBackupData"), false);
+    controller->applicationWillTerminate();
+    EXPECT_FALSE(QFileInfo::exists(backups));
+
+    defaults().setValue(QStringLiteral("autoBackupData"), true);
+    controller->applicationWillTerminate();
+    const QStringList made = QDir(backups).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    ASSERT_EQ(made.size(), 1);
+    EXPECT_TRUE(QFileInfo::exists(backups + u'/' + made.first() + QStringLiteral("/JW3Data.jw3datastore")));
+    EXPECT_FALSE(QDir(backups + u'/' + made.first() + QStringLiteral("/Note Data")).isEmpty());
+}
+
 TEST_F(ControllerTest, switchingToAnEmptyFolderCopiesTheDataAndToOneWithDataShowsItsPages)
 {
     auto controller = startController();
