@@ -2,20 +2,27 @@
 // from the phone companion: 1,000 pages of about 1 KB of formatted text each,
 // read from their page files as after start-up, written as text files,
 // packed into a .tar.gz and rotated.
+#include "BenchFolder.h"
 #include "RealisticText.h"
 
 #include "exchange/DeviceDataBackup.h"
+#include "exchange/QuitBackup.h"
 #include "model/JWMemo.h"
 #include "platform/richtext/TextConverter.h"
+#include "platform/settings/FolderPaths.h"
 
 #include <benchmark/benchmark.h>
 
+#include <QDir>
+#include <QDirIterator>
 #include <QFileInfo>
 #include <QTextCharFormat>
 #include <QTextCursor>
 
 #include <algorithm>
 #include <vector>
+
+#include <sys/stat.h>
 
 namespace {
 
@@ -82,5 +89,44 @@ void BM_DeviceDataBackup1000(benchmark::State &state)
     state.counters["archive_KB"] = double(archiveBytes) / 1024;
 }
 BENCHMARK(BM_DeviceDataBackup1000)->Unit(benchmark::kMillisecond)->Iterations(10);
+
+// The backup made at quit of the 10,000-page bench folder, forty times so
+// that the last ones also remove the oldest: its page files linked, its data
+// store and settings file copied, "Backups" rotated. The disk use counts
+// what only the backups hold: folders and copies, not the links to files
+// the data folder still has.
+void BM_QuitBackup(benchmark::State &state)
+{
+    if (!useBenchFolder(state))
+        return;
+    const QString folder = dataFolderPath();
+    const QString backups = folder + u'/' + QuitBackup::kBackupsFolderName;
+    QDir(backups).removeRecursively();
+    for (auto _ : state) {
+        const Result<QString> made = QuitBackup::backUp(folder);
+        if (!made) {
+            state.SkipWithError(made.errorMessage().toUtf8().constData());
+            return;
+        }
+    }
+    qint64 ownBytes = 0;
+    qint64 entries = 0;
+    QDirIterator it(backups, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
+                    QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        struct stat status{};
+        if (::lstat(QFile::encodeName(it.next()).constData(), &status) != 0)
+            continue;
+        ++entries;
+        if (S_ISDIR(status.st_mode) || status.st_nlink == 1)
+            ownBytes += qint64(status.st_blocks) * 512;
+    }
+    const auto made = double(QDir(backups).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size());
+    state.counters["backups"] = made;
+    state.counters["entries_per_backup"] = double(entries) / std::max(made, 1.0);
+    state.counters["disk_MB_per_backup"] = double(ownBytes) / (1024 * 1024) / std::max(made, 1.0);
+    QDir(backups).removeRecursively();
+}
+BENCHMARK(BM_QuitBackup)->Unit(benchmark::kMillisecond)->Iterations(40);
 
 } // namespace
