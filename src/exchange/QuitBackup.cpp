@@ -32,7 +32,8 @@ QString systemError()
 
 Error fileError(const char *what, const QByteArray &path)
 {
-    return Error{QStringLiteral("Cannot %1 \"%2\": %3").arg(QLatin1StringView(what), QFile::decodeName(path), systemError())};
+    return Error{
+        QStringLiteral("Cannot %1 \"%2\": %3").arg(QLatin1StringView(what), QFile::decodeName(path), systemError())};
 }
 
 /**
@@ -62,10 +63,13 @@ Status mirrorFolder(const QByteArray &from, const QByteArray &to)
 
         unsigned char type = entry->d_type;
         if (type == DT_UNKNOWN) {
-            struct stat status{};
+            struct stat status = {};
             if (::lstat(source.constData(), &status) != 0)
                 return fileError("read", source);
-            type = S_ISDIR(status.st_mode) ? DT_DIR : S_ISREG(status.st_mode) ? DT_REG : S_ISLNK(status.st_mode) ? DT_LNK : DT_UNKNOWN;
+            type = S_ISDIR(status.st_mode) ? DT_DIR
+                : S_ISREG(status.st_mode)  ? DT_REG
+                : S_ISLNK(status.st_mode)  ? DT_LNK
+                                           : DT_UNKNOWN;
         }
 
         if (type == DT_DIR) {
@@ -148,7 +152,7 @@ Result<QString> QuitBackup::backUp(const QString &dataFolder, const QDateTime &t
     if (made && QFileInfo(noteData).isDir() && !QFileInfo(noteData).isSymLink()) {
         const QByteArray target = QFile::encodeName(partial.filePath(QStringLiteral("Note Data")));
         made = ::mkdir(target.constData(), 0755) == 0 ? mirrorFolder(QFile::encodeName(noteData), target)
-                                                       : Status(fileError("create the folder", target));
+                                                      : Status(fileError("create the folder", target));
     }
     if (made)
         made = syncFolder(partial.path());
@@ -156,15 +160,16 @@ Result<QString> QuitBackup::backUp(const QString &dataFolder, const QDateTime &t
         return Error{QStringLiteral("The backup of \"%1\" failed: %2").arg(dataFolder, made.errorMessage())};
 
     const QString base = backups + u'/' + DeviceDataBackup::folderNameForTime(time);
-    const QString final = FreeFileName::firstFree(
-        base, [&base](int n) -> QString { return base + u'_' + QString::number(n); });
+    const QString dated
+        = FreeFileName::firstFree(base, [&base](int n) -> QString { return base + u'_' + QString::number(n); });
     const QByteArray from = QFile::encodeName(partial.path());
-    const QByteArray to = QFile::encodeName(final);
+    const QByteArray to = QFile::encodeName(dated);
     if (::renameat2(AT_FDCWD, from.constData(), AT_FDCWD, to.constData(), RENAME_NOREPLACE) != 0)
-        return Error{QStringLiteral("The backup of \"%1\" failed: %2").arg(dataFolder, fileError("rename", from).message)};
+        return Error{
+            QStringLiteral("The backup of \"%1\" failed: %2").arg(dataFolder, fileError("rename", from).message)};
     partial.setAutoRemove(false);
     (void)syncFolder(backups);
 
     removeOldFilesInDirectory(backups, kKeptBackups);
-    return final;
+    return dated;
 }

@@ -6,9 +6,6 @@
 
 #include <QDir>
 #include <QDirIterator>
-#include <QFile>
-#include <QFileInfo>
-#include <QMap>
 #include <QTemporaryDir>
 
 namespace {
@@ -22,13 +19,11 @@ QMap<QString, QByteArray> contents(const QString &folder)
     QDirIterator it(folder, QDir::Files | QDir::System | QDir::Hidden, QDirIterator::Subdirectories);
     while (it.hasNext()) {
         const QFileInfo info(it.next());
-        const QString name = QDir(folder).relativeFilePath(info.filePath());
-        if (info.isSymLink()) {
-            files[name] = "-> " + QFile::encodeName(info.symLinkTarget());
-        } else {
-            QFile file(info.filePath());
-            files[name] = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("!unreadable");
-        }
+        QFile file(info.filePath());
+        files[QDir(folder).relativeFilePath(info.filePath())] = info.isSymLink()
+            ? "-> " + QFile::encodeName(info.symLinkTarget())
+            : file.open(QIODevice::ReadOnly) ? file.readAll()
+                                             : "!unreadable";
     }
     return files;
 }
@@ -39,79 +34,68 @@ protected:
     void SetUp() override
     {
         ASSERT_TRUE(QDir(m_dir.path()).mkpath(QStringLiteral("Note Data/Unused Files")));
-        write(QStringLiteral("JW3Data.jw3datastore"), "store");
-        write(QStringLiteral("JW3Data.jw3settings"), "settings");
-        write(QStringLiteral("Note Data/12.jw3page"), "page 12");
-        write(QStringLiteral("Note Data/12.webarchive"), "clip");
-        write(QStringLiteral("Note Data/Unused Files/7.jw3page"), "old page");
-        write(QStringLiteral("Outside.txt"), "outside");
-        ASSERT_TRUE(QFile::link(folder() + QStringLiteral("/Outside.txt"), folder() + QStringLiteral("/Note Data/out")));
+        for (const char *name : {"JW3Data.jw3datastore", "JW3Data.jw3settings", "Note Data/12.jw3page",
+                 "Note Data/12.webarchive", "Note Data/Unused Files/7.jw3page", "Outside.txt"})
+            write(QLatin1StringView(name), name);
+        ASSERT_TRUE(QFile::link(
+            m_dir.filePath(QStringLiteral("Outside.txt")), m_dir.filePath(QStringLiteral("Note Data/out"))));
     }
     void write(const QString &name, const QByteArray &bytes) const
     {
-        ASSERT_TRUE(AtomicFileWriter::writeFile(folder() + u'/' + name, bytes).ok());
+        ASSERT_TRUE(AtomicFileWriter::writeFile(m_dir.filePath(name), bytes).ok());
     }
-    [[nodiscard]] QString folder() const { return m_dir.path(); }
-    [[nodiscard]] QString backups() const { return folder() + QStringLiteral("/Backups"); }
+    [[nodiscard]] QStringList backups() const
+    {
+        return QDir(m_dir.filePath(QStringLiteral("Backups")))
+            .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name);
+    }
 
     QTemporaryDir m_dir;
 };
 
 TEST_F(QuitBackupTest, holdsTheDataAsItWasWhateverIsSavedLater)
 {
-    QMap<QString, QByteArray> expected = contents(folder());
+    QMap<QString, QByteArray> expected = contents(m_dir.path());
     expected.remove(QStringLiteral("Outside.txt"));
-
-    const Result<QString> made = QuitBackup::backUp(folder(), kTime);
+    const Result<QString> made = QuitBackup::backUp(m_dir.path(), kTime);
     ASSERT_TRUE(made.ok()) << made.errorMessage().toStdString();
-    EXPECT_EQ(made.value(), backups() + QStringLiteral("/2026-03-29_01-30-00Z"));
-    EXPECT_EQ(contents(made.value()), expected);
-    EXPECT_TRUE(QFileInfo(made.value() + QStringLiteral("/Note Data/out")).isSymLink());
-
-    write(QStringLiteral("Note Data/12.jw3page"), "page 12, edited");
-    write(QStringLiteral("JW3Data.jw3datastore"), "store, edited");
+    EXPECT_EQ(made.value(), m_dir.filePath(QStringLiteral("Backups/2026-03-29_01-30-00Z")));
     EXPECT_EQ(contents(made.value()), expected);
 
-    const Result<QString> second = QuitBackup::backUp(folder(), kTime);
-    ASSERT_TRUE(second.ok());
-    EXPECT_EQ(second.value(), made.value() + QStringLiteral("_2"));
-    EXPECT_EQ(contents(second.value()).value(QStringLiteral("Note Data/12.jw3page")), "page 12, edited");
+    write(QStringLiteral("Note Data/12.jw3page"), "edited");
+    write(QStringLiteral("JW3Data.jw3datastore"), "edited");
+    EXPECT_EQ(contents(made.value()), expected);
+    EXPECT_EQ(QuitBackup::backUp(m_dir.path(), kTime).valueOr({}), made.value() + QStringLiteral("_2"));
 }
 
 TEST_F(QuitBackupTest, keepsTheNewestThirtyAndClearsWhatACrashLeft)
 {
     for (int day = 1; day <= 30; ++day)
-        ASSERT_TRUE(QDir().mkpath(backups() + QStringLiteral("/2026-01-%1_00-00-00Z").arg(day, 2, 10, QChar(u'0'))));
-    ASSERT_TRUE(QDir().mkpath(backups() + QStringLiteral("/.partial-abc123/Note Data")));
+        ASSERT_TRUE(
+            QDir(m_dir.path()).mkpath(QStringLiteral("Backups/2026-01-%1_00-00-00Z").arg(day, 2, 10, QChar(u'0'))));
+    ASSERT_TRUE(QDir(m_dir.path()).mkpath(QStringLiteral("Backups/.partial-abc123/Note Data")));
 
-    ASSERT_TRUE(QuitBackup::backUp(folder(), kTime).ok());
-    const QStringList left = QDir(backups()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name);
-    ASSERT_EQ(left.size(), QuitBackup::kKeptBackups);
-    EXPECT_EQ(left.first(), QStringLiteral("2026-01-02_00-00-00Z"));
-    EXPECT_EQ(left.last(), QStringLiteral("2026-03-29_01-30-00Z"));
+    ASSERT_TRUE(QuitBackup::backUp(m_dir.path(), kTime).ok());
+    ASSERT_EQ(backups().size(), QuitBackup::kKeptBackups);
+    EXPECT_EQ(backups().first(), QStringLiteral("2026-01-02_00-00-00Z"));
+    EXPECT_EQ(backups().last(), QStringLiteral("2026-03-29_01-30-00Z"));
 }
 
 TEST_F(QuitBackupTest, aFailedBackupLeavesNothingAndRemovesNoOldOne)
 {
-    ASSERT_TRUE(QDir().mkpath(backups() + QStringLiteral("/2026-01-01_00-00-00Z")));
-    const QStringList before = QDir(backups()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+    ASSERT_TRUE(QDir(m_dir.path()).mkpath(QStringLiteral("Backups/2026-01-01_00-00-00Z")));
+    const QStringList before = backups();
+    const QByteArray unreadable = QFile::encodeName(m_dir.filePath(QStringLiteral("Note Data/Unused Files")));
+    ::chmod(unreadable.constData(), 0);
     {
-        WithoutWriteAccess readOnly({backups()}, {folder()});
-        ASSERT_TRUE(readOnly.active());
-        EXPECT_FALSE(QuitBackup::backUp(folder(), kTime).ok());
+        WithoutWriteAccess readOnly({m_dir.filePath(QStringLiteral("Backups"))}, {m_dir.path()});
+        EXPECT_FALSE(QuitBackup::backUp(m_dir.path(), kTime).ok());
+        // With "Backups" writable, the page folder that cannot be read fails it half way.
+        readOnly.giveAccessBack();
+        EXPECT_FALSE(QuitBackup::backUp(m_dir.path(), kTime).ok());
     }
-    EXPECT_EQ(QDir(backups()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot), before);
-
-    // A folder of page files that cannot be read fails the backup half way: what was built goes.
-    const QByteArray unused = QFile::encodeName(folder() + QStringLiteral("/Note Data/Unused Files"));
-    ::chmod(unused.constData(), 0);
-    {
-        WithoutWriteAccess writable({backups()}, {folder()});
-        writable.giveAccessBack();
-        EXPECT_FALSE(QuitBackup::backUp(folder(), kTime).ok());
-    }
-    ::chmod(unused.constData(), 0755);
-    EXPECT_EQ(QDir(backups()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot), before);
+    ::chmod(unreadable.constData(), 0755);
+    EXPECT_EQ(backups(), before);
 }
 
 } // namespace
