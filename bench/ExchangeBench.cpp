@@ -2,15 +2,19 @@
 // from the phone companion: 1,000 pages of about 1 KB of formatted text each,
 // read from their page files as after start-up, written as text files,
 // packed into a .tar.gz and rotated.
+#include "BenchFolder.h"
 #include "RealisticText.h"
 
 #include "exchange/DeviceDataBackup.h"
+#include "exchange/PlainTextHierarchy.h"
 #include "model/JWMemo.h"
 #include "platform/richtext/TextConverter.h"
 
 #include <benchmark/benchmark.h>
 
+#include <QDirIterator>
 #include <QFileInfo>
+#include <QTemporaryDir>
 #include <QTextCharFormat>
 #include <QTextCursor>
 
@@ -82,5 +86,39 @@ void BM_DeviceDataBackup1000(benchmark::State &state)
     state.counters["archive_KB"] = double(archiveBytes) / 1024;
 }
 BENCHMARK(BM_DeviceDataBackup1000)->Unit(benchmark::kMillisecond)->Iterations(10);
+
+// Every page of the bench folder (10,000) as a plain-text hierarchy, read
+// from the page files as after start-up: the export a user makes of the
+// whole outline.
+void BM_ExportAllText10k(benchmark::State &state)
+{
+    const std::unique_ptr<DataStore> store = loadedStore(state);
+    if (!store)
+        return;
+    const MemoPtr root = store->rootMemo();
+    const QList<MemoPtr> pages = pagesOf(*store);
+    qint64 files = 0;
+    for (auto _ : state) {
+        state.PauseTiming();
+        auto folder = std::make_unique<QTemporaryDir>();
+        state.ResumeTiming();
+        const Status written = PlainTextHierarchy::exportMemosASPlainText(*root, folder->path());
+        state.PauseTiming();
+        if (!written) {
+            state.SkipWithError(written.errorMessage().toUtf8().constData());
+            break;
+        }
+        files = 0;
+        for (QDirIterator it(folder->path(), QDir::Files, QDirIterator::Subdirectories); it.hasNext(); it.next())
+            ++files;
+        folder.reset();
+        for (const MemoPtr &page : pages)
+            page->setMemoData(QByteArray());
+        state.ResumeTiming();
+    }
+    state.counters["pages"] = double(pages.size());
+    state.counters["files"] = double(files);
+}
+BENCHMARK(BM_ExportAllText10k)->Unit(benchmark::kMillisecond)->Iterations(5);
 
 } // namespace

@@ -2,6 +2,8 @@
 #include "exchange/PageExport.h"
 #include "model/JWMemo.h"
 #include "platform/richtext/Rtfd.h"
+#include "platform/richtext/TextAttachment.h"
+#include "platform/richtext/TextConverter.h"
 #include "text/TextExport.h"
 
 #include <gtest/gtest.h>
@@ -10,6 +12,7 @@
 #include <QDirIterator>
 #include <QFile>
 #include <QTemporaryDir>
+#include <QTextCursor>
 #include <QTextDocument>
 
 namespace {
@@ -82,6 +85,18 @@ TEST_F(PageExportTest, joinedExportsHoldTheSubtreeDepthFirst)
 
     ASSERT_TRUE(PageExport::exportSingleMemoASPlainText(*m_trip, text).ok());
     EXPECT_EQ(readAll(text), QByteArray("Plans"));
+
+    // Each page's picture comes along under its own name.
+    for (const MemoPtr &child : m_trip->children()) {
+        TextConverter converter;
+        converter.setString(child->title());
+        QTextCursor cursor(&converter.document());
+        TextAttachments::insert(cursor, {QStringLiteral("a.png"), child->title().toUtf8(), {}});
+        child->setMemoData(converter.RTFDData());
+    }
+    ASSERT_TRUE(PageExport::exportMemoToJoinedRTFD(*m_trip, rtfd).ok());
+    EXPECT_EQ(readAll(rtfd + QStringLiteral("/a.png")), QByteArray("Day one"));
+    EXPECT_EQ(readAll(rtfd + QStringLiteral("/a 2.png")), QByteArray("Day two"));
 
     const QString pdf = m_folder.filePath(QStringLiteral("trip.pdf"));
     ASSERT_TRUE(PageExport::exportMemoToJoinedPDF(*m_trip, pdf).ok());
