@@ -7,6 +7,7 @@
 
 #include "exchange/DeviceDataBackup.h"
 #include "exchange/QuitBackup.h"
+#include "exchange/PlainTextHierarchy.h"
 #include "model/JWMemo.h"
 #include "platform/richtext/TextConverter.h"
 #include "platform/settings/FolderPaths.h"
@@ -16,6 +17,7 @@
 #include <QDir>
 #include <QDirIterator>
 #include <QFileInfo>
+#include <QTemporaryDir>
 #include <QTextCharFormat>
 #include <QTextCursor>
 
@@ -111,10 +113,11 @@ void BM_QuitBackup(benchmark::State &state)
     }
     qint64 ownBytes = 0;
     qint64 entries = 0;
-    QDirIterator it(backups, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
-                    QDirIterator::Subdirectories);
+    QDirIterator it(
+        backups, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
     while (it.hasNext()) {
-        struct stat status{};
+        struct stat status
+        { };
         if (::lstat(QFile::encodeName(it.next()).constData(), &status) != 0)
             continue;
         ++entries;
@@ -128,5 +131,39 @@ void BM_QuitBackup(benchmark::State &state)
     QDir(backups).removeRecursively();
 }
 BENCHMARK(BM_QuitBackup)->Unit(benchmark::kMillisecond)->Iterations(40);
+
+// Every page of the bench folder (10,000) as a plain-text hierarchy, read
+// from the page files as after start-up: the export a user makes of the
+// whole outline.
+void BM_ExportAllText10k(benchmark::State &state)
+{
+    const std::unique_ptr<DataStore> store = loadedStore(state);
+    if (!store)
+        return;
+    const MemoPtr root = store->rootMemo();
+    const QList<MemoPtr> pages = pagesOf(*store);
+    qint64 files = 0;
+    for (auto _ : state) {
+        state.PauseTiming();
+        auto folder = std::make_unique<QTemporaryDir>();
+        state.ResumeTiming();
+        const Status written = PlainTextHierarchy::exportMemosASPlainText(*root, folder->path());
+        state.PauseTiming();
+        if (!written) {
+            state.SkipWithError(written.errorMessage().toUtf8().constData());
+            break;
+        }
+        files = 0;
+        for (QDirIterator it(folder->path(), QDir::Files, QDirIterator::Subdirectories); it.hasNext(); it.next())
+            ++files;
+        folder.reset();
+        for (const MemoPtr &page : pages)
+            page->setMemoData(QByteArray());
+        state.ResumeTiming();
+    }
+    state.counters["pages"] = double(pages.size());
+    state.counters["files"] = double(files);
+}
+BENCHMARK(BM_ExportAllText10k)->Unit(benchmark::kMillisecond)->Iterations(5);
 
 } // namespace
