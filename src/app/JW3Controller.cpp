@@ -275,7 +275,8 @@ void JW3Controller::applicationWillTerminate()
 void JW3Controller::backupData()
 {
     // A backup after a failed save would keep data older than the user thinks.
-    if (!UserDefaults::standardUserDefaults().boolForKey(PreferenceKeys::autoBackupData) || !m_store.saveFailure().isEmpty())
+    if (!UserDefaults::standardUserDefaults().boolForKey(PreferenceKeys::autoBackupData)
+        || !m_store.saveFailure().isEmpty())
         return;
     if (const Result<QString> backup = QuitBackup::backUp(dataFolderPath()); !backup)
         qCWarning(lcController).noquote() << backup.errorMessage();

@@ -53,7 +53,8 @@ class PageExportTest : public FreshUserTest
 {
 protected:
     MemoPtr m_trip = page(QStringLiteral("Trip"), QStringLiteral("Plans"),
-        {page(QStringLiteral("Day one"), QStringLiteral("Museum"), {page(QStringLiteral("Hotel"), QStringLiteral("Room 12"))}),
+        {page(QStringLiteral("Day one"), QStringLiteral("Museum"),
+             {page(QStringLiteral("Hotel"), QStringLiteral("Room 12"))}),
             page(QStringLiteral("Day two"), QStringLiteral("Beach"))});
     QTemporaryDir m_folder;
 };
@@ -112,9 +113,9 @@ TEST_F(PageExportTest, badPagesAreNamedTogetherWhileTheRestIsWritten)
     for (int level = 0; level < 1000; ++level)
         deep = page(QString(200, u'd'), QString::number(level), {deep});
     MemoPtr top = page(QStringLiteral("Top"), QStringLiteral("t"),
-        {page(QString::fromUtf8("a/b\0c", 5), QStringLiteral("slash")), page(QString(2000, u'x'), QStringLiteral("long")),
-            page(QStringLiteral("Twin"), QStringLiteral("1")), page(QStringLiteral("Twin"), QStringLiteral("2")),
-            broken, blocked, deep});
+        {page(QString::fromUtf8("a/b\0c", 5), QStringLiteral("slash")),
+            page(QString(2000, u'x'), QStringLiteral("long")), page(QStringLiteral("Twin"), QStringLiteral("1")),
+            page(QStringLiteral("Twin"), QStringLiteral("2")), broken, blocked, deep});
     const QString out = m_folder.filePath(QStringLiteral("out"));
     ASSERT_TRUE(QDir().mkpath(out + QStringLiteral("/Top")));
     ASSERT_TRUE(QFile(out + QStringLiteral("/Top/Blocked")).open(QIODevice::WriteOnly)); // in the way of a folder
@@ -127,8 +128,8 @@ TEST_F(PageExportTest, badPagesAreNamedTogetherWhileTheRestIsWritten)
     EXPECT_FALSE(status.errorMessage().contains(QStringLiteral("Twin"))) << qPrintable(status.errorMessage());
 
     const QStringList entries = entriesBelow(out);
-    for (const char *name : {"Top.pdf", "Top/a-bc.pdf", "Top/Twin.pdf", "Top/Twin_1.pdf", "Top/Broken.pdf",
-             "Top/Blocked.pdf"})
+    for (const char *name :
+        {"Top.pdf", "Top/a-bc.pdf", "Top/Twin.pdf", "Top/Twin_1.pdf", "Top/Broken.pdf", "Top/Blocked.pdf"})
         EXPECT_TRUE(entries.contains(QLatin1String(name))) << name;
     EXPECT_TRUE(entries.contains(QStringLiteral("Top/") + QString(236, u'x') + QStringLiteral(".pdf")));
     for (const QString &entry : entries)
