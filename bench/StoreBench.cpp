@@ -192,6 +192,20 @@ void BM_SaveOneEdit(benchmark::State &state)
 }
 BENCHMARK(BM_SaveOneEdit)->Unit(benchmark::kMillisecond)->Iterations(10);
 
+// Times the part of a save the window waits for: the write on the worker
+// thread is waited for outside the timing. False, with the benchmark
+// stopped, when the save failed.
+bool timeMainThreadOfSave(benchmark::State &state, DataStore &store)
+{
+    const Status started = store.saveInBackground();
+    state.PauseTiming();
+    const Status written = store.finishWriting();
+    state.ResumeTiming();
+    if (!started || !written)
+        state.SkipWithError("the save failed");
+    return started && written;
+}
+
 // The part of saving one edit that the main thread waits for: the data
 // store's file is written on a worker thread, waited for outside the timing.
 void BM_SaveOneEditMainThread(benchmark::State &state)
@@ -208,13 +222,8 @@ void BM_SaveOneEditMainThread(benchmark::State &state)
         state.PauseTiming();
         typeInto(*page, ++edit);
         state.ResumeTiming();
-        const Status started = store->saveInBackground();
-        state.PauseTiming();
-        if (Status written = store->finishWriting(); !started || !written) {
-            state.SkipWithError("the save failed");
+        if (!timeMainThreadOfSave(state, *store))
             break;
-        }
-        state.ResumeTiming();
     }
 }
 BENCHMARK(BM_SaveOneEditMainThread)->Unit(benchmark::kMillisecond)->Iterations(10);
@@ -233,13 +242,8 @@ void BM_FirstSaveMainThread(benchmark::State &state)
         const QList<MemoPtr> pages = pagesOf(*store);
         typeInto(*pages.at(pages.size() / 2), 1);
         state.ResumeTiming();
-        const Status started = store->saveInBackground();
-        state.PauseTiming();
-        if (Status written = store->finishWriting(); !started || !written) {
-            state.SkipWithError("the save failed");
+        if (!timeMainThreadOfSave(state, *store))
             break;
-        }
-        state.ResumeTiming();
     }
 }
 BENCHMARK(BM_FirstSaveMainThread)->Unit(benchmark::kMillisecond)->Iterations(3);

@@ -25,6 +25,8 @@ void SyncService::restartServer()
     }
     m_progress = -1;
     m_lastError.clear();
+    // Read once per server, not at every progress report a transfer makes.
+    m_addresses = localAddresses();
     m_server = std::make_unique<JW3SyncServer>(m_host);
     JW3SyncServer *server = m_server.get();
     connect(server, &BonjourDataServer::stateChanged, this, &SyncService::statusChanged);
@@ -56,7 +58,7 @@ SyncService::Status SyncService::status() const
 {
     Status status;
     status.lastSync = JW3SyncServer::lastSynchronizedDate();
-    status.addresses = localAddresses();
+    status.addresses = m_addresses;
     status.progress = m_progress;
     if (!m_server)
         return status;

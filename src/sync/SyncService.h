@@ -60,4 +60,5 @@ private:
     int m_restarts = 0;
     float m_progress = -1;
     QString m_lastError;
+    QStringList m_addresses;
 };

@@ -1,3 +1,4 @@
+#include "ExportPages.h"
 #include "common/FreshUserTest.h"
 #include "exchange/PageExport.h"
 #include "model/JWMemo.h"
@@ -16,16 +17,6 @@
 #include <QTextDocument>
 
 namespace {
-
-MemoPtr page(const QString &title, const QString &text, std::initializer_list<MemoPtr> children = {})
-{
-    MemoPtr memo = JWMemo::memo();
-    memo->setTitle(title);
-    memo->setMemoDataWithPlainText(text);
-    for (const MemoPtr &child : children)
-        memo->appendChild(child);
-    return memo;
-}
 
 QStringList entriesBelow(const QString &folder)
 {

@@ -1,3 +1,4 @@
+#include "ExportPages.h"
 #include "common/FreshUserTest.h"
 #include "exchange/PlainTextHierarchy.h"
 #include "model/JWMemo.h"
@@ -10,16 +11,6 @@
 #include <QTemporaryDir>
 
 namespace {
-
-MemoPtr page(const QString &title, const QString &text, std::initializer_list<MemoPtr> children = {})
-{
-    MemoPtr memo = JWMemo::memo();
-    memo->setTitle(title);
-    memo->setMemoDataWithPlainText(text);
-    for (const MemoPtr &child : children)
-        memo->appendChild(child);
-    return memo;
-}
 
 // Every file below @p folder by its relative path, with its contents; folders end in "/".
 QMap<QString, QByteArray> contentsOf(const QString &folder)
