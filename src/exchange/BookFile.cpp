@@ -72,6 +72,9 @@ void takeText(JWMemo &page, qint64 oldID, const QVariant &entry, const QHash<qin
             // Texts without links to the book's pages stay byte for byte as they were.
             text = TextLinks::connvertLinkIDWithDicitonary(document, newIDs) > 0 ? TextExport::RTFDData(document)
                                                                                  : stored;
+            // The plain text archived with the tree may be older than the
+            // stored text; exports and search take the plain text as the page's.
+            page.setPlainText(TextExport::string(document));
         } else {
             qCWarning(lcExchange) << "The text of page" << oldID
                                   << "in the book cannot be read; its plain text is used";

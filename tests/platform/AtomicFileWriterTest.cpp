@@ -1,3 +1,4 @@
+#include "platform/base/AtomicFileBatch.h"
 #include "platform/base/AtomicFileWriter.h"
 
 #include <gtest/gtest.h>
@@ -96,6 +97,34 @@ TEST_F(AtomicFileWriterTest, aMissingFolderIsAnError)
     const Status status = AtomicFileWriter::writeFile(folder.filePath("no/such/page"), "x");
     EXPECT_FALSE(status.ok());
     EXPECT_FALSE(status.errorMessage().isEmpty());
+}
+
+} // namespace
+
+namespace {
+
+// A batch puts nothing under a final name before commit(), and a batch given
+// up leaves the targets and the folder as they were.
+TEST_F(AtomicFileWriterTest, batchRenamesOnlyOnCommitInTheOrderAdded)
+{
+    ASSERT_TRUE(AtomicFileWriter::writeFile(target(), "old").ok());
+    {
+        AtomicFileBatch batch;
+        ASSERT_TRUE(batch.add(target(), "given up").ok());
+        EXPECT_EQ(contents(), "old");
+    }
+    EXPECT_EQ(entries(), QStringList{"page.jw3page"});
+
+    AtomicFileBatch batch;
+    ASSERT_TRUE(batch.add(target(), "first").ok());
+    ASSERT_TRUE(batch.add(folder.filePath("other.txt"), "other").ok());
+    ASSERT_TRUE(batch.add(target(), "second").ok());
+    EXPECT_EQ(contents(), "old");
+    ASSERT_TRUE(batch.commit().ok());
+    EXPECT_EQ(contents(), "second");
+    EXPECT_EQ(entries(), (QStringList{"other.txt", "page.jw3page"}));
+
+    EXPECT_FALSE(batch.add(folder.filePath("missing/page.txt"), "x").ok());
 }
 
 } // namespace
