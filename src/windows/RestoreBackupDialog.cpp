@@ -205,9 +205,7 @@ void RestoreBackupDialog::restoreSelected()
         return;
     const BackupRestore::Backup backup = m_backups.at(row);
     const QString suggestion = suggestedFolder(backup);
-    const QString target = m_folderQuestion ? m_folderQuestion(suggestion)
-                                            : QFileDialog::getSaveFileName(this, tr("Restore Into a New Folder"),
-                                                suggestion, QString(), nullptr, QFileDialog::DontConfirmOverwrite);
+    const QString target = m_folderQuestion ? m_folderQuestion(suggestion) : askForFolder(suggestion);
     if (target.isEmpty())
         return;
 
@@ -217,6 +215,21 @@ void RestoreBackupDialog::restoreSelected()
     }).then(this, [this, backup, target](const Outcome<QByteArray> &read) {
         checked(backup, target, read.error, read.value);
     });
+}
+
+QString RestoreBackupDialog::askForFolder(const QString &suggestion)
+{
+    // A name typed for a folder that does not exist yet, or an empty folder:
+    // a save dialog takes both, and restore() refuses anything else.
+    QFileDialog dialog(this, tr("Restore Into a New Folder"), suggestion);
+    dialog.setAcceptMode(QFileDialog::AcceptSave);
+    dialog.setFileMode(QFileDialog::AnyFile);
+    dialog.setOption(QFileDialog::DontConfirmOverwrite);
+    dialog.setLabelText(QFileDialog::FileName, tr("New folder:"));
+    dialog.setLabelText(QFileDialog::Accept, tr("Restore"));
+    if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty())
+        return {};
+    return dialog.selectedFiles().front();
 }
 
 void RestoreBackupDialog::checked(

@@ -63,6 +63,7 @@ private:
     void addRow(const BackupRestore::Backup &backup, int at);
     void chooseArchive();
     void restoreSelected();
+    QString askForFolder(const QString &suggestion);
     void checked(
         const BackupRestore::Backup &backup, const QString &target, const QString &error, const QByteArray &dataStore);
     void restored(const QString &error, const QString &folder);

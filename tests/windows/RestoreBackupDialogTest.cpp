@@ -32,8 +32,9 @@ protected:
     static void waitUntilIdle(RestoreBackupDialog &dialog)
     {
         QSignalSpy finished(&dialog, &RestoreBackupDialog::finishedWork);
-        if (dialog.isBusy())
+        if (dialog.isBusy()) {
             ASSERT_TRUE(finished.wait(10000));
+        }
         ASSERT_FALSE(dialog.isBusy());
     }
 };
