@@ -16,6 +16,7 @@
 #include "util/StringUtility.h"
 #include "windows/NoteTreeController.h"
 #include "windows/NoteWindow.h"
+#include "windows/RestoreBackupDialog.h"
 #include "windows/SyncWindow.h"
 
 #include <QDBusConnection>
@@ -357,6 +358,17 @@ void JW3Controller::showSyncWindow()
     m_syncWindow->show();
     m_syncWindow->raise();
     m_syncWindow->activateWindow();
+}
+
+void JW3Controller::showRestoreBackupWindow()
+{
+    if (!m_restoreWindow) {
+        m_restoreWindow = new RestoreBackupDialog(dataFolderPath());
+        m_restoreWindow->setAttribute(Qt::WA_DeleteOnClose);
+    }
+    m_restoreWindow->show();
+    m_restoreWindow->raise();
+    m_restoreWindow->activateWindow();
 }
 
 Status JW3Controller::backUpBeforeMerge(const MemoPtr &group)

@@ -19,6 +19,7 @@
 
 class QMimeData;
 class SyncService;
+class RestoreBackupDialog;
 class SyncWindow;
 
 /**
@@ -144,6 +145,8 @@ public:
     /** Runs DataStore::recoverPagesFromPageFiles() and shows the new pages. */
     Result<QString> recoverPagesFromPageFiles() override;
     void showSyncWindow() override;
+    /** Shows the one restore window, over the data folder in use. */
+    void showRestoreBackupWindow() override;
 
     // --- SyncHost -------------------------------------------------------------------------
     [[nodiscard]] MemoTree &syncMemoTree() override { return tree(); }
@@ -204,6 +207,7 @@ private:
     int m_serverRestarts = 0;
     std::unique_ptr<SyncService> m_sync;
     QPointer<SyncWindow> m_syncWindow;
+    QPointer<RestoreBackupDialog> m_restoreWindow;
     DeviceQuestion m_deviceQuestion;
     bool m_started = false;
     bool m_closingAll = false;

@@ -50,4 +50,6 @@ public:
     virtual Result<QString> recoverPagesFromPageFiles() { return Error{QStringLiteral("Recovery is not available")}; }
     /** Shows the window of the sync with the phone. */
     virtual void showSyncWindow() { }
+    /** Shows the window that restores a backup of the data folder into a new folder. */
+    virtual void showRestoreBackupWindow() { }
 };

@@ -115,6 +115,7 @@ void NoteWindowController::buildMenus()
             save();
     });
     add(file, "recoverPagesAction", tr("Recover Pages From Page Files"), {}, [this] { recoverPagesFromPageFiles(); });
+    add(file, "restoreBackupAction", tr("Restore From Backup..."), {}, [this] { m_host.showRestoreBackupWindow(); });
     file->addSeparator();
     add(file, "syncWindowAction", tr("Sync with Phone..."), {}, [this] { m_host.showSyncWindow(); });
     file->addSeparator();
