@@ -140,4 +140,57 @@
         </translation>
     </message>
 </context>
+<context>
+    <name>iPodWriter</name>
+    <!--
+      One card of a vCard file (version 3.0, CR LF line ends). The format
+      takes twelve arguments, in this order: %1 vCardDefaultHeader, %2 the
+      status, %3 the title, %4 vCardTitleBottom, %5 vCardDateTop, %6 the
+      date, %7 ReturnChar3, %8 extra vCard lines (each ending in CR LF, or
+      nothing), %9 vCardMemoTop, %10 the note with its line breaks escaped,
+      %11 vCardBottom, %12 vCardFooterB. %7 is a bare line feed, so the CR
+      before it ends the date line properly.
+    -->
+    <message>
+        <source>vCardFormat</source>
+        <translation>%1&#13;&#10;N:%2%3%4&#13;&#10;FN:%2%3&#13;&#10;%5%6&#13;%7%8%9%10%11%12</translation>
+    </message>
+    <message>
+        <source>vCardDefaultHeader</source>
+        <translation>BEGIN:VCARD&#13;&#10;VERSION:3.0</translation>
+    </message>
+    <message>
+        <source>vCardTitleBottom</source>
+        <translation>;;;;</translation>
+    </message>
+    <message>
+        <source>vCardDateTop</source>
+        <translation>X-NOTE-DATE:</translation>
+    </message>
+    <message>
+        <source>vCardMemoTop</source>
+        <translation>NOTE:</translation>
+    </message>
+    <message>
+        <source>vCardBottom</source>
+        <translation>&#13;&#10;</translation>
+    </message>
+    <message>
+        <source>vCardFooterB</source>
+        <translation>END:VCARD&#13;&#10;</translation>
+    </message>
+    <!-- The line breaks a note may hold, escaped in this order: CR LF first, so that it becomes one escape. -->
+    <message>
+        <source>ReturnChar1</source>
+        <translation>&#13;&#10;</translation>
+    </message>
+    <message>
+        <source>ReturnChar2</source>
+        <translation>&#13;</translation>
+    </message>
+    <message>
+        <source>ReturnChar3</source>
+        <translation>&#10;</translation>
+    </message>
+</context>
 </TS>
