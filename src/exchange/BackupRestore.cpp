@@ -1,5 +1,7 @@
 #include "BackupRestore.h"
 
+#include "Utf8CharacterSet.h"
+
 #include "QuitBackup.h"
 
 #include "model/JWMemo.h"
@@ -42,34 +44,6 @@ constexpr QLatin1StringView kNoteDataName{"Note Data"};
 constexpr QLatin1StringView kPageFileSuffix{".jw3page"};
 constexpr QLatin1StringView kArchiveSuffix{".tar.gz"};
 constexpr qsizetype kBufferSize = 1 << 16;
-
-// libarchive converts names through the C library's character set, and in
-// the "C" locale (a session without LANG) it fails, or crashes, on any name
-// beyond ASCII; every call into it runs with the thread's LC_CTYPE set to
-// UTF-8, as the archive writer's do.
-class Utf8CharacterSet
-{
-public:
-    Utf8CharacterSet()
-        : m_utf8(newlocale(LC_CTYPE_MASK, "C.UTF-8", locale_t(nullptr)))
-    {
-        if (m_utf8)
-            m_previous = uselocale(m_utf8);
-    }
-    ~Utf8CharacterSet()
-    {
-        if (m_utf8) {
-            uselocale(m_previous);
-            freelocale(m_utf8);
-        }
-    }
-    Utf8CharacterSet(const Utf8CharacterSet &) = delete;
-    Utf8CharacterSet &operator=(const Utf8CharacterSet &) = delete;
-
-private:
-    locale_t m_utf8;
-    locale_t m_previous = LC_GLOBAL_LOCALE;
-};
 
 class FileDescriptor
 {

@@ -1,5 +1,7 @@
 #include "TarGzWriter.h"
 
+#include "Utf8CharacterSet.h"
+
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
@@ -25,34 +27,6 @@
 // renamed, the folder synced), every step checked.
 
 namespace {
-
-// libarchive converts names through the C library's character set, and in
-// the "C" locale (a session without LANG) it fails, or crashes, on any name
-// beyond ASCII. Every call into it therefore runs with the thread's
-// LC_CTYPE set to UTF-8, whatever the process's locale.
-class Utf8CharacterSet
-{
-public:
-    Utf8CharacterSet()
-        : m_utf8(newlocale(LC_CTYPE_MASK, "C.UTF-8", locale_t(nullptr)))
-    {
-        if (m_utf8)
-            m_previous = uselocale(m_utf8);
-    }
-    ~Utf8CharacterSet()
-    {
-        if (m_utf8) {
-            uselocale(m_previous);
-            freelocale(m_utf8);
-        }
-    }
-    Utf8CharacterSet(const Utf8CharacterSet &) = delete;
-    Utf8CharacterSet &operator=(const Utf8CharacterSet &) = delete;
-
-private:
-    locale_t m_utf8;
-    locale_t m_previous = LC_GLOBAL_LOCALE;
-};
 
 QString systemError(int error)
 {
