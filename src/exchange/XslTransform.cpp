@@ -22,10 +22,11 @@
 #include <limits>
 #include <memory>
 #include <mutex>
+#include <utility>
 
 namespace {
 
-// Beyond this a hostile source only floods the log; the count of the rest is kept.
+// Beyond this a hostile source only floods the log; the rest are counted.
 constexpr int kLoggedMessages = 20;
 
 /**
@@ -43,8 +44,12 @@ public:
     void add(const QString &message)
     {
         const QString line = message.trimmed();
-        if (!line.isEmpty())
+        if (line.isEmpty())
+            return;
+        if (m_messages.size() < kLoggedMessages)
             m_messages.append(line);
+        else
+            ++m_unlogged;
     }
     /** Generic messages arrive in pieces; a line is complete at its newline. */
     void addFragment(const QByteArray &fragment)
@@ -62,16 +67,17 @@ public:
     {
         add(QString::fromUtf8(m_pending));
         m_pending.clear();
-        for (qsizetype i = 0; i < m_messages.size() && i < kLoggedMessages; ++i)
-            qCWarning(lcExchange).noquote() << context << m_messages.at(i);
-        if (m_messages.size() > kLoggedMessages)
-            qCWarning(lcExchange).noquote()
-                << context << QStringLiteral("(%1 more messages)").arg(m_messages.size() - kLoggedMessages);
+        for (const QString &message : std::as_const(m_messages))
+            qCWarning(lcExchange).noquote() << context << message;
+        if (m_unlogged > 0)
+            qCWarning(lcExchange).noquote() << context << QStringLiteral("(%1 more messages)").arg(m_unlogged);
         m_messages.clear();
+        m_unlogged = 0;
     }
 
 private:
     QStringList m_messages;
+    qsizetype m_unlogged = 0;
     QByteArray m_pending;
     bool m_failed = false;
 };

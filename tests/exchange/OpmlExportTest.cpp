@@ -61,17 +61,17 @@ protected:
     {
         return QDir(m_folder.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
     }
-    QString sheetFile(const QByteArray &templateBody)
+    QString sheetFile(const QByteArray &templateBody, const QByteArray &topLevel = {})
     {
         const QString path = m_folder.filePath(QStringLiteral("sheet.xsl"));
         writeFile(path,
             "<xsl:stylesheet version=\"1.0\" xmlns:xsl=\"http://www.w3.org/1999/XSL/Transform\""
             " xmlns:exsl=\"http://exslt.org/common\" extension-element-prefixes=\"exsl\">"
-            "<xsl:template match=\"/\">"
-                + templateBody + "</xsl:template></xsl:stylesheet>");
+                + topLevel + "<xsl:template match=\"/\">" + templateBody + "</xsl:template></xsl:stylesheet>");
         return path;
     }
 
+    // The form feed is one of the characters XML cannot hold: the outline goes without it.
     MemoPtr m_trip = page(kTitle, QStringLiteral("Line one\nLine two"),
         {page(QStringLiteral("Day one"), QStringLiteral("Museum & lunch"), {page(QStringLiteral("Hotel"), QString())}),
             page(QStringLiteral("Day two"), QStringLiteral("Beach\f"))});
@@ -116,10 +116,8 @@ TEST_F(OpmlExportTest, textResultsAreWrittenAsTheyAre)
 {
     const QString source = m_folder.filePath(QStringLiteral("in.xml"));
     writeFile(source, "<list><item>a &amp; b</item><item>ü</item></list>");
-    const QString sheet = sheetFile("<xsl:for-each select=\"list/item\"><xsl:value-of select=\".\"/>;</xsl:for-each>");
-    const QByteArray withOutput
-        = readAll(sheet).replace("<xsl:template", "<xsl:output method=\"text\" encoding=\"UTF-8\"/><xsl:template");
-    writeFile(sheet, withOutput);
+    const QString sheet = sheetFile("<xsl:for-each select=\"list/item\"><xsl:value-of select=\".\"/>;</xsl:for-each>",
+        "<xsl:output method=\"text\" encoding=\"UTF-8\"/>");
 
     const QString target = m_folder.filePath(QStringLiteral("out.txt"));
     ASSERT_TRUE(XslTransform::xslTransform(source, target, sheet));
