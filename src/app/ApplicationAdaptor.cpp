@@ -1,6 +1,9 @@
 #include "ApplicationAdaptor.h"
 
+#include "CommandLineExport.h"
 #include "JW3Controller.h"
+#include "platform/base/NotificationCenter.h"
+#include "platform/base/NotificationNames.h"
 #include "windows/NoteWindow.h"
 
 #include <QDeadlineTimer>
@@ -20,6 +23,10 @@ const QString kLinksKey = QStringLiteral("links");
 const QString kClipTextKey = QStringLiteral("clipText");
 const QString kClipURLKey = QStringLiteral("clipURL");
 const QString kClipFileKey = QStringLiteral("clipFile");
+const QString kExportFormatKey = QStringLiteral("exportFormat");
+const QString kExportPageKey = QStringLiteral("exportPage");
+const QString kExportAllKey = QStringLiteral("exportAll");
+const QString kExportPathKey = QStringLiteral("exportPath");
 
 } // namespace
 
@@ -52,6 +59,14 @@ QString ApplicationAdaptor::perform(JW3Controller &controller, const Application
     // A page link that leads nowhere does nothing visible: the controller logs it.
     for (const QString &link : request.linksToOpen)
         (void)controller.openLink(link);
+    if (!request.exportFormat.isEmpty()) {
+        // What the windows and pages have not stored yet goes into the export too.
+        NotificationCenter &center = NotificationCenter::defaultCenter();
+        center.post(NotificationNames::JW3SaveData, &controller);
+        center.post(NotificationNames::JW3SaveMemoContent, &controller);
+        if (const QString exported = CommandLineExport::perform(controller.tree(), request); !exported.isEmpty())
+            problems << exported;
+    }
     return problems.join(u'\n');
 }
 
@@ -117,6 +132,12 @@ QVariantMap ApplicationAdaptor::requestToMap(const ApplicationRequest &request)
         map.insert(kClipURLKey, request.clipURL);
     if (!request.clipFile.isEmpty())
         map.insert(kClipFileKey, request.clipFile);
+    if (!request.exportFormat.isEmpty()) {
+        map.insert(kExportFormatKey, request.exportFormat);
+        map.insert(kExportPageKey, request.exportPageID);
+        map.insert(kExportAllKey, request.exportAll);
+        map.insert(kExportPathKey, request.exportPath);
+    }
     return map;
 }
 
@@ -131,6 +152,10 @@ ApplicationRequest ApplicationAdaptor::requestFromMap(const QVariantMap &map)
     }
     request.clipURL = map.value(kClipURLKey).toString();
     request.clipFile = map.value(kClipFileKey).toString();
+    request.exportFormat = map.value(kExportFormatKey).toString();
+    request.exportPageID = map.value(kExportPageKey).toLongLong();
+    request.exportAll = map.value(kExportAllKey).toBool();
+    request.exportPath = map.value(kExportPathKey).toString();
     return request;
 }
 
@@ -151,7 +176,11 @@ uint ApplicationAdaptor::Submit(const QVariantMap &request, qlonglong answerBy)
     const uint ticket = m_lastTicket;
     QTimer::singleShot(0, this, [this, ticket, taken = requestFromMap(request)] {
         const QString problems = perform(*m_controller, taken);
-        (void)Activate();
+        // An export alone is a script's errand: the windows stay where they are.
+        ApplicationRequest besidesExport = taken;
+        besidesExport.exportFormat.clear();
+        if (!besidesExport.isEmpty() || taken.exportFormat.isEmpty())
+            (void)Activate();
         // The caller prints the problems; the user at the screen sees them here.
         if (!problems.isEmpty())
             m_controller->reportProblem(problems);

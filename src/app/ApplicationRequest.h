@@ -4,7 +4,7 @@
 
 /**
  * What one start of the program asks of the running application, besides
- * starting it: files to open, text, a URL or a file to clip. A second start
+ * starting it: files to open, text, a URL or a file to clip, an export. A second start
  * hands this to the first one; the first one carries it out itself.
  */
 struct ApplicationRequest
@@ -15,9 +15,15 @@ struct ApplicationRequest
     QString clipURL;         ///< clipped when not empty
     QString clipFile;        ///< absolute path; clipped when not empty
 
+    /** An export (see ExportFormat::names()), carried out when not empty. */
+    QString exportFormat;
+    qint64 exportPageID = 0; ///< the page to export, with its subtree
+    bool exportAll = false;  ///< every page, instead of one
+    QString exportPath;      ///< absolute; the file or folder to write
+
     [[nodiscard]] bool isEmpty() const
     {
         return filesToOpen.isEmpty() && linksToOpen.isEmpty() && clipText.isNull() && clipURL.isEmpty()
-            && clipFile.isEmpty();
+            && clipFile.isEmpty() && exportFormat.isEmpty();
     }
 };

@@ -1,8 +1,13 @@
 #include "CommandLine.h"
 
+#include "exchange/ExportFormat.h"
+
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QFileInfo>
+#include <QTextStream>
+
+#include <cstdlib>
 
 namespace {
 
@@ -110,7 +115,16 @@ CommandLine CommandLine::parse(const QStringList &arguments)
     const QCommandLineOption clipUrl(QStringLiteral("clip-url"), tr("Make a web clip of URL."), QStringLiteral("URL"));
     const QCommandLineOption clipFile(QStringLiteral("clip-file"),
         tr("Make a clipping page of FILE (plain text, RTF or RTFD)."), QStringLiteral("FILE"));
-    parser.addOptions({selfTest, measureStartup, clipText, clipUrl, clipFile});
+    const QCommandLineOption exportFormat(QStringLiteral("export"),
+        tr("Write pages to OUT in FORMAT, one of: %1. Without a running application the data folder is "
+           "read and nothing is shown.")
+            .arg(ExportFormat::names().join(QLatin1String(", "))),
+        QStringLiteral("FORMAT"));
+    const QCommandLineOption exportPage(
+        QStringLiteral("page"), tr("With --export: the page, with its subtree, to write."), QStringLiteral("ID"));
+    const QCommandLineOption exportAll(
+        QStringLiteral("all"), tr("With --export: every page, into the folder OUT (the formats ending in \"-tree\")."));
+    parser.addOptions({selfTest, measureStartup, clipText, clipUrl, clipFile, exportFormat, exportPage, exportAll});
     parser.addPositionalArgument(QStringLiteral("files"), tr("Files or page links (Jotwell3://pageid/ID/) to open."),
         QStringLiteral("[files or links...]"));
     parser.process(withoutToolkitOptions(arguments));
@@ -122,6 +136,32 @@ CommandLine CommandLine::parse(const QStringList &arguments)
         options.request.clipText = parser.value(clipText).isNull() ? QStringLiteral("") : parser.value(clipText);
     options.request.clipURL = parser.value(clipUrl);
     options.request.clipFile = absolute(parser.value(clipFile));
+    if (parser.isSet(exportFormat)) {
+        const auto refuse = [](const QString &message) {
+            QTextStream(stderr) << message << Qt::endl;
+            std::exit(2);
+        };
+        if (!options.request.isEmpty() || options.selfTest || options.measureStartup)
+            refuse(tr("--export is given alone, with --page or --all and the path to write."));
+        options.request.exportFormat = parser.value(exportFormat);
+        if (!ExportFormat::fromName(options.request.exportFormat)) {
+            refuse(tr("Unknown export format \"%1\"; the formats are: %2")
+                       .arg(options.request.exportFormat, ExportFormat::names().join(QLatin1String(", "))));
+        }
+        bool number = false;
+        options.request.exportPageID = parser.value(exportPage).toLongLong(&number);
+        options.request.exportAll = parser.isSet(exportAll);
+        if (parser.isSet(exportPage) == options.request.exportAll || (parser.isSet(exportPage) && !number))
+            refuse(tr("--export needs either --page ID (a number) or --all."));
+        if (parser.positionalArguments().size() != 1)
+            refuse(tr("--export needs one path to write to, after the options."));
+        options.request.exportPath = absolute(parser.positionalArguments().constFirst());
+        return options;
+    }
+    if (parser.isSet(exportPage) || parser.isSet(exportAll)) {
+        QTextStream(stderr) << tr("--page and --all go with --export.") << Qt::endl;
+        std::exit(2);
+    }
     for (const QString &argument : parser.positionalArguments()) {
         if (isPageLinkArgument(argument))
             options.request.linksToOpen << argument;

@@ -1,10 +1,12 @@
 #include "app/ApplicationAdaptor.h"
 #include "app/CommandLine.h"
+#include "app/CommandLineExport.h"
 #include "app/DataFolderLock.h"
 #include "app/JW3Controller.h"
 #include "app/RegisteredDefaults.h"
 #include "app/SingleInstance.h"
 #include "app/StartupMeasurement.h"
+#include "model/DataStore.h"
 #include "platform/settings/FolderPaths.h"
 #include "platform/base/Localization.h"
 #include "platform/base/TerminationSignals.h"
@@ -31,6 +33,24 @@ int refuseToStart(const QString &message)
 {
     QTextStream(stderr) << message << Qt::endl;
     return 1;
+}
+
+// An export asked for on the command line when no application runs on the
+// folder: the folder is read, the pages written, and nothing is shown.
+int exportWithoutWindows(const QString &folder, const ApplicationRequest &request)
+{
+    DataFolderLock lock;
+    if (Status locked = lock.lock(folder); !locked)
+        return refuseToStart(locked.errorMessage());
+    DataStore store;
+    store.loadNoteData();
+    for (const QString &problem : store.problems())
+        QTextStream(stderr) << problem << Qt::endl;
+    if (!store.rootMemo())
+        return refuseToStart(QCoreApplication::translate("main", "The data folder \"%1\" cannot be read").arg(folder));
+    if (const QString problems = CommandLineExport::perform(store.tree(), request); !problems.isEmpty())
+        return refuseToStart(problems);
+    return 0;
 }
 
 void showProblem(const QString &message)
@@ -98,6 +118,8 @@ int main(int argc, char *argv[])
         case SingleInstance::HandOver::NoneRunning:
             break;
         }
+        if (!options.request.exportFormat.isEmpty())
+            return exportWithoutWindows(folder, options.request);
 
         JW3Controller controller([](NoteTreeHost &host) { return std::make_unique<NoteWindowController>(host); });
         // Taking the bus name is what decides between two starts at once:

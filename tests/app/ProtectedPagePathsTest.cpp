@@ -64,7 +64,11 @@ TEST_F(ProtectedPagePathsTest, linksNewWindowsClippingsAndOpenedFilesAskFirst)
     reach("link", [&] { application->openLink(link); });
     reach("link to a new window", [&] { application->openLink(PageLinks::pageLink(monday->memoID(), true)); });
     reach("new window", [&] { application->openWindowAndShowMemo(monday); });
-    reach("session bus link", [&] { ApplicationAdaptor::perform(*application, {{}, {link}, {}, {}, {}}); });
+    reach("session bus link", [&] {
+        ApplicationRequest request;
+        request.linksToOpen = {link};
+        ApplicationAdaptor::perform(*application, request);
+    });
 
     // Clippings land below a protected page too.
     application->tree().parentOfClippingMemo()->setProtectWithPassword(true);
@@ -74,7 +78,9 @@ TEST_F(ProtectedPagePathsTest, linksNewWindowsClippingsAndOpenedFilesAskFirst)
     QFile file(folder.filePath(QStringLiteral("opened.txt")));
     ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write("Opened secret") > 0);
     file.close();
-    EXPECT_EQ(ApplicationAdaptor::perform(*application, {{file.fileName()}, {}, {}, {}, {}}), QString());
+    ApplicationRequest opening;
+    opening.filesToOpen = {file.fileName()};
+    EXPECT_EQ(ApplicationAdaptor::perform(*application, opening), QString());
     expectAsked(QStringLiteral("Opened secret"));
 }
 

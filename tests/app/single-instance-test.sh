@@ -49,6 +49,16 @@ if [ "${2:-}" != "--on-private-bus" ]; then
     [ ! -e "$folder/.jotwell3.lock" ] || fail "the lock outlived the application"
     grep -aq "refused" "$folder/JW3Data.jw3datastore" && fail "the refused start wrote the data folder"
 
+    # With no application running, an export reads the folder itself and shows nothing.
+    env -u DBUS_SESSION_BUS_ADDRESS QT_QPA_PLATFORM=minimal timeout -k 5 30 "$binary" --export text-tree --all "$home/out" \
+        || fail "the export without a running application failed"
+    [ -n "$(find "$home/out" -name '*.txt')" ] || fail "the export without a running application wrote no text files"
+    status=0
+    out=$(env -u DBUS_SESSION_BUS_ADDRESS QT_QPA_PLATFORM=minimal timeout -k 5 20 "$binary" --export text --page 987654321 "$home/none.txt" 2>&1) || status=$?
+    [ "$status" -eq 1 ] && grep -q "no page with the ID 987654321" <<<"$out" \
+        || fail "an export of a missing page exited with $status: $out"
+    [ ! -e "$folder/.jotwell3.lock" ] || fail "the export left its lock behind"
+
     status=0
     timeout -k 5 150 dbus-run-session -- "$0" "$binary" --on-private-bus || status=$?
     exit "$status"
@@ -70,6 +80,11 @@ status=0
 out=$(run_failing --clip-file "$HOME/missing.txt" 2>&1 >/dev/null) || status=$?
 [ "$status" -eq 1 ] || fail "a failed hand-over exited with $status (waited on a dialog?)"
 grep -q "missing.txt cannot be clipped" <<<"$out" || fail "no clear message on stderr for a missing file: $out"
+
+# An export is carried out by the running application, which holds the
+# clipping just handed to it.
+run --export text-tree --all "$HOME/exported" || fail "the hand-over of an export failed"
+grep -rq "Milk and honey" "$HOME/exported" || fail "the running application's export lacks the clipping"
 
 # A page link clicked in another program reaches the running application.
 run "jotwell3://pageid/1/" || fail "the hand-over of a page link failed"
