@@ -1,5 +1,7 @@
 #include "HierarchyExport.h"
 
+#include "ExportProgress.h"
+
 #include "model/JWMemo.h"
 #include "platform/base/Localization.h"
 #include "util/PathUtility.h"
@@ -34,6 +36,8 @@ Status HierarchyExport::exportMemo(
             if (Status written = m_writer(*item.page, m_uniqueFileNames ? PathUtility::uniqueFileName(path) : path);
                 !written)
                 return written;
+            if (!ExportProgress::pageDone())
+                return ExportProgress::cancelledError();
         } else if (!QFileInfo(path).isDir() && !QDir().mkdir(path)) {
             // mkdir rather than mkpath: a file of that name must fail here, not later.
             return Error{QStringLiteral("Cannot create the folder \"%1\"").arg(path)};

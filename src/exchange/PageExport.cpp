@@ -1,5 +1,6 @@
 #include "PageExport.h"
 
+#include "ExportProgress.h"
 #include "HierarchyExport.h"
 
 #include "model/JWMemo.h"
@@ -153,6 +154,8 @@ Status writeJoined(const JWMemo &memo, const QString &path, const DocumentWriter
         unreadable.append(pageName(memo));
     for (const MemoPtr &child : memo.children())
         PageExport::appendMemo(*child, document, unreadable);
+    if (ExportProgress::cancelled())
+        return ExportProgress::cancelledError();
     for (const QString &name : unreadable)
         problems.addUnreadable(name);
     if (Status written = write(document, path); !written)
@@ -183,6 +186,8 @@ Status writeHierarchy(
             problems.addUnreadable(pageName(page));
         if (Status written = write(document, PathUtility::uniqueFileName(base + u'.' + extension)); !written)
             problems.add(pageName(page) + QStringLiteral(": ") + written.errorMessage());
+        if (!ExportProgress::pageDone())
+            return ExportProgress::cancelledError();
 
         if (page.children().empty())
             continue;
@@ -268,6 +273,8 @@ void appendMemo(const JWMemo &memo, QTextDocument &document, QStringList &unread
     QTextCursor cursor(&document);
     cursor.movePosition(QTextCursor::End);
     forEachPage(memo, [&](const JWMemo &page) {
+        if (ExportProgress::cancelled() || !ExportProgress::pageDone())
+            return;
         QTextDocument text;
         if (!loadPage(page, text))
             unreadable.append(pageName(page));

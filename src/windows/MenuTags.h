@@ -9,10 +9,14 @@
 enum class MenuTag : int
 {
     None = 0,
+    /** Copies the selected pages to the music player's folder, which must exist. */
+    IPodExport = 13,
     /** Back through the pages shown. */
     Back = 101,
     /** Forward through the pages shown. */
     Forward = 102,
+    /** Copies every page of the window to the music player's folder, which must exist. */
+    IPodExportAll = 210,
     /** Opens the selected pages in windows of their own, children included. */
     OpenWithChildren = 207,
     /** The first of the commands that act on exactly one selected page. */

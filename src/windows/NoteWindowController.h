@@ -1,5 +1,6 @@
 #pragma once
 
+#include "exchange/ExportFormat.h"
 #include "NoteTreeWindow.h"
 #include "NoteWindow.h"
 #include "text/LinkClick.h"
@@ -152,6 +153,19 @@ public:
     /** File > Recover Pages From Page Files: rebuilds the pages and says what was done. */
     void recoverPagesFromPageFiles();
 
+    // --- Export ----------------------------------------------------------------------------
+    /** File > Export...: the export sheet for each selected page in turn. */
+    void exportSelectedPages();
+    /**
+     * Writes @p memo in @p format to @p path, showing progress with Cancel
+     * for more than a hundred pages; says what failed in a message.
+     */
+    void exportMemo(const MemoPtr &memo, ExportFormat::Format format, const QString &path);
+    /** Copies the selected pages, or with @p wholeWindow every page of the window, to the player's folder. */
+    void exportToIPod(bool wholeWindow);
+    /** Asks for the player's Notes (or vCard) folder. */
+    void chooseIPodFolder();
+
     /** The actions of the menus, by their object names; for tests and the toolbar. */
     [[nodiscard]] QAction *action(const QString &name) const;
 
@@ -173,6 +187,7 @@ private:
     void showLineNumbers(bool show);
     void fillMemoMenu(QMenu &menu, const QString &heading, const QList<MemoPtr> &memos);
     void windowWillClose();
+    void exportNextMemoFromQueue();
     void validateActions();
     void editLink();
     void chooseTextBackgroundColor();
@@ -207,6 +222,11 @@ private:
     QWidget *m_dismissButton = nullptr;
     // The note on the kept-aside data file was closed in this window.
     bool m_setAsideNoteDismissed = false;
+    // The export sheet's pages still to come, and its last choices.
+    QList<MemoPtr> m_exportQueue;
+    int m_exportTag = 0;
+    bool m_hidesExtension = false;
+    QString m_exportFolder;
     QToolBar *m_formatBar = nullptr;
     QLabel *m_charsCounter = nullptr;
     QLabel *m_wordsCounter = nullptr;

@@ -2,6 +2,7 @@
 // and the text offer, with the usual shortcuts, enabled as the outline's
 // state allows.
 
+#include "exchange/JW3iPodWriter.h"
 #include "NoteWindowController.h"
 
 #include "LinkPanelController.h"
@@ -116,6 +117,15 @@ void NoteWindowController::buildMenus()
     });
     add(file, "recoverPagesAction", tr("Recover Pages From Page Files"), {}, [this] { recoverPagesFromPageFiles(); });
     add(file, "restoreBackupAction", tr("Restore From Backup..."), {}, [this] { m_host.showRestoreBackupWindow(); });
+    file->addSeparator();
+    add(file, "exportAction", tr("Export..."), QKeySequence(tr("Ctrl+Shift+E")), [this] { exportSelectedPages(); });
+    add(
+        file, "exportToIPodAction", tr("Copy to Music Player"), {}, [this] { exportToIPod(false); },
+        MenuTag::IPodExport);
+    add(
+        file, "exportAllToIPodAction", tr("Copy Window's Pages to Music Player"), {}, [this] { exportToIPod(true); },
+        MenuTag::IPodExportAll);
+    add(file, "chooseIPodAction", tr("Choose Music Player Folder..."), {}, [this] { chooseIPodFolder(); });
     file->addSeparator();
     add(file, "syncWindowAction", tr("Sync with Phone..."), {}, [this] { m_host.showSyncWindow(); });
     file->addSeparator();
@@ -344,7 +354,9 @@ void NoteWindowController::validateActions()
 {
     for (QAction *item : m_window->findChildren<QAction *>()) {
         const auto tag = static_cast<MenuTag>(item->data().toInt());
-        if (tag != MenuTag::None)
+        if (tag == MenuTag::IPodExport || tag == MenuTag::IPodExportAll)
+            item->setEnabled(JW3iPodWriter().isiPodReady());
+        else if (tag != MenuTag::None)
             item->setEnabled(m_treeController->validateMenuItem(tag));
     }
     if (QAction *undoItem = action(QStringLiteral("undoAction")))

@@ -1,6 +1,7 @@
 #include "ExportPages.h"
 #include "common/FreshUserTest.h"
 #include "exchange/ExportFormat.h"
+#include "exchange/ExportProgress.h"
 
 #include <gtest/gtest.h>
 
@@ -40,6 +41,25 @@ TEST_F(ExportFormatTest, folderFormatsMakeTheirFolderAndFilesNeedTheirs)
     const auto joined = ExportFormat::exportMemo(Format::TextJoined, trip, folder.filePath("missing/joined.txt"));
     EXPECT_FALSE(joined.ok());
     EXPECT_FALSE(QFile::exists(folder.filePath("missing")));
+}
+
+} // namespace
+
+namespace {
+
+// A watcher that says stop ends the export there, with a message that says so.
+TEST_F(ExportFormatTest, aCancelledExportStopsAfterThePageItWasOn)
+{
+    QTemporaryDir folder;
+    const MemoPtr trip = page(
+        QStringLiteral("Trip"), QStringLiteral("Plans"), {page("One", "1"), page("Two", "2"), page("Three", "3")});
+    int pages = 0;
+    const ExportProgress watch([&] { return ++pages < 2; });
+    const auto written = ExportFormat::exportMemo(Format::RtfdTree, trip, folder.path());
+    ASSERT_FALSE(written.ok());
+    EXPECT_EQ(written.errorMessage(), ExportProgress::cancelledError().message);
+    EXPECT_TRUE(QFile::exists(folder.filePath(QStringLiteral("Trip/One.rtfd"))));
+    EXPECT_FALSE(QFile::exists(folder.filePath(QStringLiteral("Trip/Two.rtfd"))));
 }
 
 } // namespace

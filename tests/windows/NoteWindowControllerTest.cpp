@@ -6,13 +6,17 @@
 #include "util/GeometryStrings.h"
 #include "util/PagePassword.h"
 #include "windows/ConfirmPassPanelController.h"
+#include "windows/ExportDialog.h"
 #include "windows/NoteMainWindow.h"
 #include "windows/WindowFrames.h"
 
+#include <QComboBox>
 #include <QDockWidget>
 #include <QGuiApplication>
 #include <QLabel>
 #include <QScreen>
+#include <QLineEdit>
+#include <QTemporaryDir>
 #include <QTest>
 
 namespace {
@@ -160,6 +164,35 @@ TEST_F(NoteWindowControllerTest, webClipsShowTheirPlaceholderAndUnreadableTextIt
     EXPECT_FALSE(notice->isVisible());
     EXPECT_EQ(broken->memoData(), QByteArrayLiteral("this is not rich text"));
     EXPECT_FALSE(broken->isEdited());
+}
+
+} // namespace
+
+namespace {
+
+// Each selected page gets a sheet of its own in turn, and the format chosen
+// decides the written name's extension.
+TEST_F(NoteWindowControllerTest, exportAsksForEachSelectedPageInTurn)
+{
+    QTemporaryDir folder;
+    auto window = open(root);
+    window->treeController().selectMemos({recipes, ideas});
+    window->action(QStringLiteral("exportAction"))->trigger();
+    for (const QString &name : {QStringLiteral("Recipes"), QStringLiteral("Ideas")}) {
+        ExportDialog *dialog = nullptr;
+        ASSERT_TRUE(QTest::qWaitFor([&] {
+            dialog = window->mainWindow().findChild<ExportDialog *>();
+            return dialog && dialog->isVisible();
+        })) << name.toStdString();
+        EXPECT_EQ(dialog->windowTitle(), QStringLiteral("Export \"%1\"").arg(name));
+        dialog->findChild<QComboBox *>(QStringLiteral("exportFormat"))->setCurrentIndex(7);
+        dialog->findChild<QLineEdit *>(QStringLiteral("exportPath"))->setText(folder.filePath(name + ".txt"));
+        dialog->accept();
+    }
+    QFile outline(folder.filePath(QStringLiteral("Recipes.opml")));
+    ASSERT_TRUE(outline.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(outline.readAll().contains("Bread: flour"));
+    EXPECT_TRUE(QFile::exists(folder.filePath(QStringLiteral("Ideas.opml"))));
 }
 
 } // namespace
