@@ -5,6 +5,7 @@
 #include "BenchFolder.h"
 #include "RealisticText.h"
 
+#include "exchange/BookFile.h"
 #include "exchange/DeviceDataBackup.h"
 #include "exchange/QuitBackup.h"
 #include "exchange/PlainTextHierarchy.h"
@@ -165,5 +166,32 @@ void BM_ExportAllText10k(benchmark::State &state)
     state.counters["files"] = double(files);
 }
 BENCHMARK(BM_ExportAllText10k)->Unit(benchmark::kMillisecond)->Iterations(5);
+
+// The whole tree as one book file, each page's rich text read from its page
+// file as after start-up.
+void BM_ExportBook10k(benchmark::State &state)
+{
+    const std::unique_ptr<DataStore> store = loadedStore(state);
+    if (!store)
+        return;
+    const QList<MemoPtr> pages = pagesOf(*store);
+    QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("All.jw3book"));
+    for (auto _ : state) {
+        const Status written = BookFile::write(store->rootMemo(), path);
+        state.PauseTiming();
+        if (!written) {
+            state.SkipWithError(written.errorMessage().toUtf8().constData());
+            break;
+        }
+        state.counters["MB"] = double(QFileInfo(path).size()) / 1e6;
+        for (const MemoPtr &page : pages)
+            page->setMemoData(QByteArray());
+        state.ResumeTiming();
+    }
+    state.counters["pages"] = double(pages.size());
+    reportPeakMemory(state);
+}
+BENCHMARK(BM_ExportBook10k)->Unit(benchmark::kMillisecond)->Iterations(3);
 
 } // namespace
