@@ -98,9 +98,9 @@ void NoteWindowController::exportToIPod(bool wholeWindow)
     JW3iPodWriter writer;
     if (!writer.isiPodReady())
         return;
-    const QList<MemoPtr> memos = wholeWindow && m_rootMemo ? QList<MemoPtr>(m_rootMemo->children().begin(),
-                                                                 m_rootMemo->children().end())
-                                                           : m_treeController->selectedMemos();
+    const QList<MemoPtr> memos = wholeWindow && m_rootMemo
+        ? QList<MemoPtr>(m_rootMemo->children().begin(), m_rootMemo->children().end())
+        : m_treeController->selectedMemos();
     for (const MemoPtr &memo : memos)
         writer.writeData(memo->dictionaryRepresentation());
 }
