@@ -16,6 +16,7 @@
 #include "platform/base/NotificationNames.h"
 #include "platform/base/StandardFolders.h"
 
+#include <QDir>
 #include <QFileInfo>
 #include <QMainWindow>
 #include <QMessageBox>
@@ -43,8 +44,10 @@ void NoteWindowController::exportNextMemoFromQueue()
     if (m_exportQueue.isEmpty())
         return;
     const MemoPtr memo = m_exportQueue.takeFirst();
-    if (m_exportFolder.isEmpty())
-        m_exportFolder = StandardFolders::documentsFolder();
+    if (m_exportFolder.isEmpty()) {
+        const QString documents = StandardFolders::documentsFolder();
+        m_exportFolder = QFileInfo(documents).isDir() ? documents : QDir::homePath();
+    }
     auto *dialog = new ExportDialog(memo->title(), m_exportFolder, m_exportTag, m_hidesExtension, m_window.get());
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->setWindowModality(Qt::WindowModal);

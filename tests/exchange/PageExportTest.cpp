@@ -12,6 +12,7 @@
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
+#include <QProcess>
 #include <QTemporaryDir>
 #include <QTextCursor>
 #include <QTextDocument>
@@ -93,6 +94,25 @@ TEST_F(PageExportTest, joinedExportsHoldTheSubtreeDepthFirst)
     const QString pdf = m_folder.filePath(QStringLiteral("trip.pdf"));
     ASSERT_TRUE(PageExport::exportMemoToJoinedPDF(*m_trip, pdf).ok());
     EXPECT_TRUE(readAll(pdf).startsWith("%PDF-"));
+}
+
+// The joined PDF holds the pages' texts depth first, as a reader extracts them.
+TEST_F(PageExportTest, joinedPdfTextReadsInTreeOrder)
+{
+    const QString pdf = m_folder.filePath(QStringLiteral("trip.pdf"));
+    ASSERT_TRUE(PageExport::exportMemoToJoinedPDF(*m_trip, pdf).ok());
+    QProcess extract;
+    extract.start(QStringLiteral("pdftotext"), {pdf, QStringLiteral("-")});
+    if (!extract.waitForStarted())
+        GTEST_SKIP() << "pdftotext (poppler-utils) is not installed";
+    ASSERT_TRUE(extract.waitForFinished());
+    const QString text = QString::fromUtf8(extract.readAllStandardOutput());
+    qsizetype at = 0;
+    for (const char *expected : {"Plans", "Museum", "Room 12", "Beach"}) {
+        const qsizetype found = text.indexOf(QLatin1String(expected), at);
+        EXPECT_GE(found, at) << expected << " in " << text.toStdString();
+        at = std::max(found, at);
+    }
 }
 
 TEST_F(PageExportTest, badPagesAreNamedTogetherWhileTheRestIsWritten)
