@@ -4,9 +4,11 @@
 
 #include "model/JWMemo.h"
 #include "model/MemoCoding.h"
+#include "model/PageFile.h"
 #include "platform/base/AtomicFileWriter.h"
 #include "platform/base/FileContents.h"
 #include "platform/archive/PropertyList.h"
+#include "platform/settings/FolderPaths.h"
 #include "platform/typedstream/TypedStreamDecoder.h"
 #include "platform/typedstream/TypedStreamWriter.h"
 #include "text/TextExport.h"
@@ -19,6 +21,7 @@
 #include <QSet>
 #include <QTextDocument>
 #include <QVariantMap>
+#include <QtConcurrent/QtConcurrentMap>
 
 #include <optional>
 #include <vector>
@@ -93,6 +96,40 @@ void takeText(JWMemo &page, qint64 oldID, const QVariant &entry, const QHash<qin
     page.setIsEdited(true);
 }
 
+struct PageText
+{
+    const JWMemo *memo;
+    QString path; ///< the page file to read, when the text is not in memory
+    QByteArray text;
+};
+
+// The pages' rich texts. Those not in memory are read from their page files
+// on every core and not kept: for a whole tree, reading and parsing the
+// files is most of the time a book takes, and the texts would otherwise stay
+// in memory after it. What a page file does not give is asked of the page.
+std::vector<PageText> textsOf(const QList<MemoPtr> &pages)
+{
+    std::vector<PageText> texts;
+    texts.reserve(size_t(pages.size()));
+    for (const MemoPtr &page : pages) {
+        if (page->isMemoDataLoaded())
+            texts.push_back({page.get(), QString(), page->memoData()});
+        else
+            texts.push_back({page.get(), notePathForID(page->memoID()), QByteArray()});
+    }
+    QtConcurrent::blockingMap(texts, [](PageText &page) {
+        if (page.path.isEmpty())
+            return;
+        if (auto loaded = PageFile::loadPath(page.path); loaded && loaded.value())
+            page.text = PageFile::memoDataIn(*loaded.value());
+    });
+    for (PageText &page : texts) {
+        if (page.text.isNull())
+            page.text = page.memo->memoData();
+    }
+    return texts;
+}
+
 } // namespace
 
 Result<QByteArray> data(const MemoPtr &memo)
@@ -110,10 +147,9 @@ Result<QByteArray> data(const MemoPtr &memo)
 
     QVariantMap dictionary;
     dictionary.insert(kRootMemoKey, archived.value());
-    for (const MemoPtr &page : *pages) {
-        const QByteArray text = page->memoData();
-        if (!text.isNull())
-            dictionary.insert(QString::number(page->memoID()), text);
+    for (const PageText &page : textsOf(*pages)) {
+        if (!page.text.isNull())
+            dictionary.insert(QString::number(page.memo->memoID()), page.text);
     }
     auto bytes = PropertyList::toData(dictionary, PropertyList::Format::Xml);
     if (!bytes)

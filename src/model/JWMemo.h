@@ -238,6 +238,8 @@ public:
      * or, when the file has none, is made from the plain text and kept.
      */
     [[nodiscard]] QByteArray memoData() const;
+    /** Whether memoData() answers from memory, without reading the page file. */
+    [[nodiscard]] bool isMemoDataLoaded() const { return !m_memoData.isNull(); }
     /** Stores the rich text as given (a null array drops it, so it is read again from the page file). */
     void setMemoData(const QByteArray &data);
     /** Makes @p text the page's plain text and its rich text; a null string is ignored. */
