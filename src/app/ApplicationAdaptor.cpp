@@ -60,10 +60,8 @@ QString ApplicationAdaptor::perform(JW3Controller &controller, const Application
     for (const QString &link : request.linksToOpen)
         (void)controller.openLink(link);
     if (!request.exportFormat.isEmpty()) {
-        // What the windows and pages have not stored yet goes into the export too.
-        NotificationCenter &center = NotificationCenter::defaultCenter();
-        center.post(NotificationNames::JW3SaveData, &controller);
-        center.post(NotificationNames::JW3SaveMemoContent, &controller);
+        // What the windows have not stored in their pages yet goes into the export too.
+        NotificationCenter::defaultCenter().post(NotificationNames::JW3SaveData, &controller);
         if (const QString exported = CommandLineExport::perform(controller.tree(), request); !exported.isEmpty())
             problems << exported;
     }
