@@ -29,8 +29,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     const QString text = QString::fromUtf8(reinterpret_cast<const char *>(data), qsizetype(size));
     const MemoPtr root = NewNotePadImport::newMemoFrom_NewNotePad(text);
-    require(bool(root) || !NewNotePadImport::isNewNotePad(text) || text.count(u'\n') >= NewNotePadImport::kMaxGroupDepth,
-            "an outline without deep nesting was refused");
+    require(
+        bool(root) || !NewNotePadImport::isNewNotePad(text) || text.count(u'\n') >= NewNotePadImport::kMaxGroupDepth,
+        "an outline without deep nesting was refused");
     if (!root)
         return 0;
 

@@ -2,6 +2,7 @@
 
 #include "CommandLineExport.h"
 #include "JW3Controller.h"
+#include "model/MemoTree.h"
 #include "platform/base/NotificationCenter.h"
 #include "platform/base/NotificationNames.h"
 #include "windows/NoteWindow.h"
@@ -27,6 +28,8 @@ const QString kExportFormatKey = QStringLiteral("exportFormat");
 const QString kExportPageKey = QStringLiteral("exportPage");
 const QString kExportAllKey = QStringLiteral("exportAll");
 const QString kExportPathKey = QStringLiteral("exportPath");
+const QString kImportPathsKey = QStringLiteral("importPaths");
+const QString kImportParentKey = QStringLiteral("importParent");
 
 } // namespace
 
@@ -50,15 +53,18 @@ QString ApplicationAdaptor::perform(JW3Controller &controller, const Application
         if (auto clipped = controller.clipFile(request.clipFile); !clipped)
             problems << clipped.errorMessage();
     }
-    // Until files have importers of their own, a file that is opened becomes
-    // a page the way a clipped file does.
-    for (const QString &path : request.filesToOpen) {
-        if (auto opened = controller.clipFile(path); !opened)
-            problems << opened.errorMessage();
-    }
+    if (!request.filesToOpen.isEmpty())
+        problems << controller.openFiles(request.filesToOpen);
     // A page link that leads nowhere does nothing visible: the controller logs it.
     for (const QString &link : request.linksToOpen)
         (void)controller.openLink(link);
+    if (!request.importPaths.isEmpty()) {
+        MemoPtr parent;
+        if (request.importParentID != 0 && !(parent = controller.tree().noteDataWithID(request.importParentID)))
+            problems << tr("There is no page with the ID %1 to import into.").arg(request.importParentID);
+        else
+            problems << controller.importFiles(request.importPaths, parent, -1).problems;
+    }
     if (!request.exportFormat.isEmpty()) {
         // What the windows have not stored in their pages yet goes into the export too.
         NotificationCenter::defaultCenter().post(NotificationNames::JW3SaveData, &controller);
@@ -136,6 +142,10 @@ QVariantMap ApplicationAdaptor::requestToMap(const ApplicationRequest &request)
         map.insert(kExportAllKey, request.exportAll);
         map.insert(kExportPathKey, request.exportPath);
     }
+    if (!request.importPaths.isEmpty()) {
+        map.insert(kImportPathsKey, request.importPaths);
+        map.insert(kImportParentKey, request.importParentID);
+    }
     return map;
 }
 
@@ -154,6 +164,8 @@ ApplicationRequest ApplicationAdaptor::requestFromMap(const QVariantMap &map)
     request.exportPageID = map.value(kExportPageKey).toLongLong();
     request.exportAll = map.value(kExportAllKey).toBool();
     request.exportPath = map.value(kExportPathKey).toString();
+    request.importPaths = map.value(kImportPathsKey).toStringList();
+    request.importParentID = map.value(kImportParentKey).toLongLong();
     return request;
 }
 
@@ -174,10 +186,8 @@ uint ApplicationAdaptor::Submit(const QVariantMap &request, qlonglong answerBy)
     const uint ticket = m_lastTicket;
     QTimer::singleShot(0, this, [this, ticket, taken = requestFromMap(request)] {
         const QString problems = perform(*m_controller, taken);
-        // An export alone is a script's errand: the windows stay where they are.
-        ApplicationRequest besidesExport = taken;
-        besidesExport.exportFormat.clear();
-        if (!besidesExport.isEmpty() || taken.exportFormat.isEmpty())
+        // An export or import alone is a script's errand: the windows stay where they are.
+        if (!taken.isErrandOnly())
             (void)Activate();
         // The caller prints the problems; the user at the screen sees them here.
         if (!problems.isEmpty())

@@ -4,8 +4,9 @@
 
 /**
  * What one start of the program asks of the running application, besides
- * starting it: files to open, text, a URL or a file to clip, an export. A second start
- * hands this to the first one; the first one carries it out itself.
+ * starting it: files to open, text, a URL or a file to clip, an export, an
+ * import. A second start hands this to the first one; the first one carries
+ * it out itself.
  */
 struct ApplicationRequest
 {
@@ -21,9 +22,20 @@ struct ApplicationRequest
     bool exportAll = false;  ///< every page, instead of one
     QString exportPath;      ///< absolute; the file or folder to write
 
+    /** Files and folders to import (absolute paths), below importParentID or at the top level when 0. */
+    QStringList importPaths;
+    qint64 importParentID = 0;
+
     [[nodiscard]] bool isEmpty() const
     {
         return filesToOpen.isEmpty() && linksToOpen.isEmpty() && clipText.isNull() && clipURL.isEmpty()
-            && clipFile.isEmpty() && exportFormat.isEmpty();
+            && clipFile.isEmpty() && exportFormat.isEmpty() && importPaths.isEmpty();
+    }
+
+    /** Whether the request only writes or reads files, with nothing to show. */
+    [[nodiscard]] bool isErrandOnly() const
+    {
+        return filesToOpen.isEmpty() && linksToOpen.isEmpty() && clipText.isNull() && clipURL.isEmpty()
+            && clipFile.isEmpty() && (!exportFormat.isEmpty() || !importPaths.isEmpty());
     }
 };

@@ -124,8 +124,15 @@ CommandLine CommandLine::parse(const QStringList &arguments)
         QStringLiteral("page"), tr("With --export: the page, with its subtree, to write."), QStringLiteral("ID"));
     const QCommandLineOption exportAll(
         QStringLiteral("all"), tr("With --export: every page, into the folder OUT (the formats ending in \"-tree\")."));
-    parser.addOptions({selfTest, measureStartup, clipText, clipUrl, clipFile, exportFormat, exportPage, exportAll});
-    parser.addPositionalArgument(QStringLiteral("files"), tr("Files or page links (Jotwell3://pageid/ID/) to open."),
+    const QCommandLineOption import(QStringLiteral("import"),
+        tr("Import the files and folders given as arguments into the data folder. Without a running "
+           "application nothing is shown."));
+    const QCommandLineOption importParent(QStringLiteral("parent"),
+        tr("With --import: the page to import below, instead of the top level."), QStringLiteral("ID"));
+    parser.addOptions({selfTest, measureStartup, clipText, clipUrl, clipFile, exportFormat, exportPage, exportAll,
+        import, importParent});
+    parser.addPositionalArgument(QStringLiteral("files"),
+        tr("Files or folders to import, or page links (Jotwell3://pageid/ID/) to open."),
         QStringLiteral("[files or links...]"));
     parser.process(withoutToolkitOptions(arguments));
 
@@ -141,7 +148,7 @@ CommandLine CommandLine::parse(const QStringList &arguments)
             QTextStream(stderr) << message << Qt::endl;
             std::exit(2);
         };
-        if (!options.request.isEmpty() || options.selfTest || options.measureStartup)
+        if (!options.request.isEmpty() || options.selfTest || options.measureStartup || parser.isSet(import))
             refuse(tr("--export is given alone, with --page or --all and the path to write."));
         options.request.exportFormat = parser.value(exportFormat);
         if (!ExportFormat::fromName(options.request.exportFormat)) {
@@ -157,6 +164,30 @@ CommandLine CommandLine::parse(const QStringList &arguments)
             refuse(tr("--export needs one path to write to, after the options."));
         options.request.exportPath = absolute(parser.positionalArguments().constFirst());
         return options;
+    }
+    if (parser.isSet(import)) {
+        const auto refuse = [](const QString &message) {
+            QTextStream(stderr) << message << Qt::endl;
+            std::exit(2);
+        };
+        if (!options.request.isEmpty() || options.selfTest || options.measureStartup || parser.isSet(exportPage)
+            || parser.isSet(exportAll))
+            refuse(tr("--import is given alone, with --parent and the paths to import."));
+        if (parser.positionalArguments().isEmpty())
+            refuse(tr("--import needs the files or folders to import, after the options."));
+        if (parser.isSet(importParent)) {
+            bool number = false;
+            options.request.importParentID = parser.value(importParent).toLongLong(&number);
+            if (!number || options.request.importParentID <= 0)
+                refuse(tr("--parent needs the ID of a page (a positive number)."));
+        }
+        for (const QString &argument : parser.positionalArguments())
+            options.request.importPaths << absolute(argument);
+        return options;
+    }
+    if (parser.isSet(importParent)) {
+        QTextStream(stderr) << tr("--parent goes with --import.") << Qt::endl;
+        std::exit(2);
     }
     if (parser.isSet(exportPage) || parser.isSet(exportAll)) {
         QTextStream(stderr) << tr("--page and --all go with --export.") << Qt::endl;

@@ -546,38 +546,6 @@ Result<MemoPtr> JW3Controller::clipFile(const QString &path)
     return memo;
 }
 
-Result<MemoPtr> JW3Controller::importFile(const QString &path, const MemoPtr &parent, qsizetype index)
-{
-    QMimeData data;
-    if (Status read = readPageFile(path, data, tr("%1 cannot be imported: %2")); !read)
-        return Error{read.errorMessage()};
-    const QString title = QFileInfo(path).completeBaseName();
-    MemoPtr memo;
-    if (data.hasFormat(PasteboardTypes::RTFD))
-        memo = tree().makeNewMemoWithData(
-            data.data(PasteboardTypes::RTFD), MemoTree::MemoDataType::RTFD, title, parent, index);
-    else if (data.hasFormat(PasteboardTypes::RTF))
-        memo = tree().makeNewMemoWithData(
-            data.data(PasteboardTypes::RTF), MemoTree::MemoDataType::RTF, title, parent, index);
-    else
-        memo = tree().makeNewMemoWithData(data.text(), MemoTree::MemoDataType::String, title, parent, index);
-    if (!memo)
-        return Error{tr("%1 cannot be imported: no page could be made from it").arg(path)};
-    showMemoInWindow(memo);
-    return memo;
-}
-
-QStringList JW3Controller::importableFileTypes() const
-{
-    // What importFile reads today: rich text and the plain-text kinds.
-    return {QStringLiteral("rtf"), QStringLiteral("rtfd"), QStringLiteral("txt"), QStringLiteral("h"),
-        QStringLiteral("m"), QStringLiteral("c"), QStringLiteral("mm"), QStringLiteral("cpp"), QStringLiteral("c++"),
-        QStringLiteral("cxx"), QStringLiteral("cp"), QStringLiteral("cc"), QStringLiteral("hh"), QStringLiteral("h++"),
-        QStringLiteral("hpp"), QStringLiteral("hp"), QStringLiteral("hxx"), QStringLiteral("java"),
-        QStringLiteral("jav"), QStringLiteral("css"), QStringLiteral("js"), QStringLiteral("php"),
-        QStringLiteral("php3"), QStringLiteral("cgi"), QStringLiteral("rb"), QStringLiteral("sh")};
-}
-
 Result<QString> JW3Controller::recoverPagesFromPageFiles()
 {
     auto recovered = m_store.recoverPagesFromPageFiles();

@@ -134,12 +134,24 @@ public:
     [[nodiscard]] MemoTree &memoTree() override { return tree(); }
     /** Closes every window rooted at @p memo, which has left the tree. */
     void handleMemoRemoval(const MemoPtr &memo) override;
-    /**
-     * Makes a page titled after the file at @p path (RTF, RTFD or text) and
-     * inserts it into @p parent at @p index; the reason when it cannot be read.
-     */
+    /** importFiles() of @p path alone: its page, or what kept it out. */
     Result<MemoPtr> importFile(const QString &path, const MemoPtr &parent, qsizetype index) override;
+    /**
+     * Reads every file and folder of @p paths (FileImport) and only then
+     * inserts the pages into @p parent from @p index on, saves and shows the
+     * last one. A large import (more than 200 files or 20 MB) shows its
+     * progress with a Cancel button; cancelling inserts nothing. The
+     * problems name each file left out and why.
+     */
+    ImportedFiles importFiles(const QStringList &paths, const MemoPtr &parent, qsizetype index) override;
     [[nodiscard]] QStringList importableFileTypes() const override;
+    /**
+     * Files opened from the desktop, the command line or File > Import: a
+     * page file whose name is the ID of a page of the tree shows that page;
+     * anything else is imported at the end of the top level. Answers the
+     * problems, for the caller to show once.
+     */
+    QStringList openFiles(const QStringList &paths) override;
     [[nodiscard]] QString saveFailure() const override { return m_store.saveFailure(); }
     [[nodiscard]] QString setAsideDataFile() const override { return m_store.setAsideDataFile(); }
     /** Runs DataStore::recoverPagesFromPageFiles() and shows the new pages. */

@@ -1,6 +1,7 @@
 #include "app/ApplicationAdaptor.h"
 #include "app/CommandLine.h"
 #include "app/CommandLineExport.h"
+#include "app/CommandLineImport.h"
 #include "app/DataFolderLock.h"
 #include "app/JW3Controller.h"
 #include "app/RegisteredDefaults.h"
@@ -50,6 +51,31 @@ int exportWithoutWindows(const QString &folder, const ApplicationRequest &reques
         return refuseToStart(QCoreApplication::translate("main", "The data folder \"%1\" cannot be read").arg(folder));
     if (const QString problems = CommandLineExport::perform(store.tree(), request); !problems.isEmpty())
         return refuseToStart(problems);
+    return 0;
+}
+
+// An import asked for on the command line when no application runs on the
+// folder: the folder is read, the files imported, the folder saved.
+int importWithoutWindows(const QString &folder, const ApplicationRequest &request)
+{
+    DataFolderLock lock;
+    if (Status locked = lock.lock(folder); !locked)
+        return refuseToStart(locked.errorMessage());
+    DataStore store;
+    store.loadNoteData();
+    for (const QString &problem : store.problems())
+        QTextStream(stderr) << problem << Qt::endl;
+    if (!store.rootMemo())
+        return refuseToStart(QCoreApplication::translate("main", "The data folder \"%1\" cannot be read").arg(folder));
+    const CommandLineImport::Outcome imported = CommandLineImport::perform(store.tree(), request);
+    if (imported.pages > 0) {
+        if (Status saved = store.save(); !saved)
+            return refuseToStart(saved.errorMessage());
+    }
+    QTextStream(stdout) << QCoreApplication::translate("main", "%n page(s) imported.", nullptr, int(imported.pages))
+                        << Qt::endl;
+    if (!imported.problems.isEmpty())
+        return refuseToStart(imported.problems.join(u'\n'));
     return 0;
 }
 
@@ -120,6 +146,8 @@ int main(int argc, char *argv[])
         }
         if (!options.request.exportFormat.isEmpty())
             return exportWithoutWindows(folder, options.request);
+        if (!options.request.importPaths.isEmpty())
+            return importWithoutWindows(folder, options.request);
 
         JW3Controller controller([](NoteTreeHost &host) { return std::make_unique<NoteWindowController>(host); });
         // Taking the bus name is what decides between two starts at once:

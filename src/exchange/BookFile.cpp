@@ -1,6 +1,7 @@
 #include "BookFile.h"
 
 #include "ExchangeLog.h"
+#include "ImportIdentifiers.h"
 
 #include "model/JWMemo.h"
 #include "model/MemoCoding.h"
@@ -207,8 +208,7 @@ Result<MemoPtr> readData(const QByteArray &bytes)
     oldIDs.reserve(pages->size());
     for (const MemoPtr &page : *pages)
         oldIDs.append(page->memoID());
-    QHash<qint64, qint64> newIDs;
-    root->assignNewIDWithConvertDictionary(newIDs);
+    const QHash<qint64, qint64> newIDs = ImportIdentifiers::assignNewIDForMemo(*root);
     for (qsizetype i = 0; i < pages->size(); ++i)
         takeText(*pages->at(i), oldIDs.at(i), dictionary.value(QString::number(oldIDs.at(i))), newIDs);
     return root;

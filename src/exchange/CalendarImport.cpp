@@ -73,6 +73,16 @@ MemoPtr newMemoFrom_ics(const QString &path)
     return memo;
 }
 
+MemoPtr memoFromHtml(const QByteArray &html)
+{
+    QStringDecoder decoder = QStringDecoder::decoderForHtml(html);
+    if (!decoder.isValid())
+        decoder = QStringDecoder(QStringDecoder::Utf8);
+    QTextDocument document;
+    document.setHtml(decoder.decode(html));
+    return MemoCreation::initWithRTFD(TextExport::RTFDData(document));
+}
+
 MemoPtr newMemoFrom_html(const QString &path)
 {
     const Result<QByteArray> data = FileContents::read(path);
@@ -80,14 +90,7 @@ MemoPtr newMemoFrom_html(const QString &path)
         qCWarning(lcExchange) << "Cannot read the HTML file:" << data.errorMessage();
         return nullptr;
     }
-    QStringDecoder decoder = QStringDecoder::decoderForHtml(data.value());
-    if (!decoder.isValid())
-        decoder = QStringDecoder(QStringDecoder::Utf8);
-    const QString html = decoder.decode(data.value());
-
-    QTextDocument document;
-    document.setHtml(html);
-    MemoPtr memo = MemoCreation::initWithRTFD(TextExport::RTFDData(document));
+    MemoPtr memo = memoFromHtml(data.value());
     if (!memo)
         return nullptr;
     memo->setMemoTitleIfNeeded(QFileInfo(path).completeBaseName());

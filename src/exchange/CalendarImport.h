@@ -58,4 +58,10 @@ struct CalendarEvent
  */
 [[nodiscard]] MemoPtr newMemoFrom_html(const QString &path);
 
+/**
+ * A rich-text page from the HTML @p html, as newMemoFrom_html() reads a
+ * file, without a title of its own. Null when no rich text results.
+ */
+[[nodiscard]] MemoPtr memoFromHtml(const QByteArray &html);
+
 } // namespace CalendarImport

@@ -19,7 +19,13 @@ const QString kGroupMarker = QStringLiteral(">>GROUP============================
 const QString kGroupEndMarker = QStringLiteral(">>GROUPEND-------------------------------------");
 const QString kHeaderEndMarker = QStringLiteral(">>---------------------------------------------");
 
-enum class LineKind { Note, Group, GroupEnd, Other };
+enum class LineKind
+{
+    Note,
+    Group,
+    GroupEnd,
+    Other
+};
 
 LineKind kindOf(QStringView line)
 {
@@ -54,7 +60,9 @@ std::optional<QString> titleIn(QStringView text)
 class GroupReader
 {
 public:
-    explicit GroupReader(QStringView text) : m_text(text) {}
+    explicit GroupReader(QStringView text)
+        : m_text(text)
+    { }
 
     MemoPtr read(const QString &title)
     {
@@ -213,8 +221,7 @@ MemoPtr newMemoFrom_NewNotePad(const QString &text)
 {
     if (!isNewNotePad(text))
         return nullptr;
-    const QString prepared
-        = StringUtility::replaceReturnCode(StringUtility::removeString(text, kSignature + u'\n'));
+    const QString prepared = StringUtility::replaceReturnCode(StringUtility::removeString(text, kSignature + u'\n'));
     return memoWithNNPGroup(prepared, QStringLiteral("ImportedMemo"));
 }
 

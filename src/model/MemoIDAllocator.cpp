@@ -16,7 +16,7 @@ qint64 MemoIDAllocator::storedCounter()
     return UserDefaults::standardUserDefaults().integerForKey(PreferenceKeys::memoID);
 }
 
-qint64 MemoIDAllocator::next()
+void MemoIDAllocator::followStoredCounter()
 {
     // Looked up each time: the counter is a preference anyone may change
     // (and tests and folder switches replace the preferences altogether).
@@ -24,6 +24,18 @@ qint64 MemoIDAllocator::next()
         m_next = stored + 1;
         m_reserved = stored;
     }
+}
+
+void MemoIDAllocator::reserve(qint64 count)
+{
+    followStoredCounter();
+    if (count > 0 && m_next + count - 1 > m_reserved)
+        store(m_next + count - 1 + kBatchSize);
+}
+
+qint64 MemoIDAllocator::next()
+{
+    followStoredCounter();
     if (m_next > m_reserved)
         store(m_next + kBatchSize - 1);
     return m_next++;

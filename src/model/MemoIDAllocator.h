@@ -30,6 +30,13 @@ public:
     [[nodiscard]] qint64 next();
 
     /**
+     * Makes sure the next @p count IDs are reserved with at most one write of
+     * the preference, so that a large import does not save the preferences
+     * once per batch.
+     */
+    void reserve(qint64 count);
+
+    /**
      * Makes @p last the counter, so that the next ID is @p last + 1, and
      * saves the preferences at once. The batch reserved so far is dropped.
      */
@@ -42,6 +49,7 @@ public:
     [[nodiscard]] static qint64 storedCounter();
 
 private:
+    void followStoredCounter();
     void store(qint64 counter);
 
     // The next ID to hand out, and the last one the preference reserves.

@@ -140,8 +140,10 @@ int connvertLinkIDWithDicitonary(QTextDocument &document, const QHash<qint64, qi
             const auto found = oldID ? idMap.constFind(*oldID) : idMap.constEnd();
             if (found == idMap.constEnd())
                 return true;
-            QString rewritten = href;
-            rewritten.replace(*idText, QString::number(*found));
+            // Only the ID field changes: the old ID's digits may occur elsewhere
+            // in the address, in the scheme's own name among others.
+            const qsizetype idStart = PageLinks::memoLinkHeader().size();
+            const QString rewritten = href.left(idStart) + QString::number(*found) + href.mid(idStart + idText->size());
             if (rewritten == href)
                 return true;
             // A link runs on across a paragraph break, as the break carries its format.

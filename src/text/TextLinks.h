@@ -64,11 +64,11 @@ void setAutoLink(QTextDocument &document, const TextRange &range);
  * Gives the page links of @p document the new IDs that @p idMap gives their
  * old ones, as one undo step.
  *
- * For each link whose page ID is a key of @p idMap, every occurrence of the
- * ID as written in the link, not only the ID part, becomes the new ID: with
- * 3 to 5, "Jotwell3://pageid/3/" becomes "Jotwell5://pageid/5/", which no
- * longer is a page link. Other links stay as they are. When no link changes,
- * the document is not touched (nor marked modified).
+ * For each link whose page ID is a key of @p idMap, the link's ID field
+ * becomes the new ID and the rest of the address stays: with 3 to 5,
+ * "Jotwell3://pageid/3/OpenWithNewWindow" becomes
+ * "Jotwell3://pageid/5/OpenWithNewWindow". Other links stay as they are.
+ * When no link changes, the document is not touched (nor marked modified).
  *
  * @return the number of links rewritten; a link is a run of text with one link text.
  */

@@ -228,18 +228,14 @@ bool NoteTreeController::acceptDrop(
             return false;
         }
     } else if (const QStringList files = localFiles(data); !files.isEmpty()) {
-        QStringList problems;
-        for (const QString &file : files) {
-            const Result<MemoPtr> imported = m_host.importFile(file, parent, index);
-            if (!imported) {
-                // The status bar shows this only for a moment; the log keeps which file and why.
-                qCWarning(lcWindows).noquote() << "A dropped file was not imported:" << imported.errorMessage();
-                problems.append(imported.errorMessage());
-            }
+        const NoteTreeHost::ImportedFiles imported = m_host.importFiles(files, parent, index);
+        if (!imported.problems.isEmpty()) {
+            // The status bar shows this only for a moment; the log keeps which file and why.
+            const QString problems = imported.problems.join(QLatin1Char('\n'));
+            qCWarning(lcWindows).noquote() << "Dropped files were not all imported:" << problems;
+            m_window.showStatus(problems);
         }
-        if (!problems.isEmpty())
-            m_window.showStatus(problems.join(QLatin1Char('\n')));
-        return problems.size() < files.size();
+        return !imported.pages.isEmpty();
     } else if (data.hasUrls()) {
         const QUrl url = firstRemoteUrl(data);
         if (!url.isValid() || !tree().makeNewMemoWithURL(url, parent, index)) {

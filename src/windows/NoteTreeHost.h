@@ -2,6 +2,7 @@
 
 #include "platform/base/Result.h"
 
+#include <QList>
 #include <QStringList>
 
 #include <memory>
@@ -39,6 +40,39 @@ public:
      * file cannot be read.
      */
     virtual Result<MemoPtr> importFile(const QString &path, const MemoPtr &parent, qsizetype index) = 0;
+    /** What importFiles() added, and what it could not, in words for the user. */
+    struct ImportedFiles
+    {
+        QList<MemoPtr> pages;
+        QStringList problems;
+    };
+    /**
+     * Imports each of @p paths as importFile() does, into @p parent from
+     * @p index on (appended when negative). The application overrides this
+     * to read everything before inserting anything, with a progress dialog
+     * and a way to cancel for large imports.
+     */
+    virtual ImportedFiles importFiles(const QStringList &paths, const MemoPtr &parent, qsizetype index)
+    {
+        ImportedFiles imported;
+        for (const QString &path : paths) {
+            Result<MemoPtr> page = importFile(path, parent, index);
+            if (!page) {
+                imported.problems.append(page.errorMessage());
+                continue;
+            }
+            imported.pages.append(std::move(page).value());
+            if (index >= 0)
+                ++index;
+        }
+        return imported;
+    }
+    /**
+     * Files the user chose to open: imported at the end of the top level,
+     * or, for the application, a page file of a page in the tree shows it.
+     * Answers the problems, to be shown once.
+     */
+    virtual QStringList openFiles(const QStringList &paths) { return importFiles(paths, nullptr, -1).problems; }
     /** The lower-case file extensions importFile() reads. */
     [[nodiscard]] virtual QStringList importableFileTypes() const = 0;
 

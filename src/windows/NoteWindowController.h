@@ -153,6 +153,14 @@ public:
     /** File > Recover Pages From Page Files: rebuilds the pages and says what was done. */
     void recoverPagesFromPageFiles();
 
+    // --- Import ----------------------------------------------------------------------------
+    /**
+     * File > Import... (files) and File > Import Folder... (with @p folder):
+     * asks for what to import, hands it to the application and says once
+     * what could not be imported.
+     */
+    void openFile(bool folder);
+
     // --- Export ----------------------------------------------------------------------------
     /** File > Export...: the export sheet for each selected page in turn. */
     void exportSelectedPages();
@@ -227,6 +235,7 @@ private:
     int m_exportTag = 0;
     bool m_hidesExtension = false;
     QString m_exportFolder;
+    QString m_importFolder;
     QToolBar *m_formatBar = nullptr;
     QLabel *m_charsCounter = nullptr;
     QLabel *m_wordsCounter = nullptr;

@@ -118,6 +118,8 @@ void NoteWindowController::buildMenus()
     add(file, "recoverPagesAction", tr("Recover Pages From Page Files"), {}, [this] { recoverPagesFromPageFiles(); });
     add(file, "restoreBackupAction", tr("Restore From Backup..."), {}, [this] { m_host.showRestoreBackupWindow(); });
     file->addSeparator();
+    add(file, "importAction", tr("Import..."), QKeySequence(tr("Ctrl+Shift+I")), [this] { openFile(false); });
+    add(file, "importFolderAction", tr("Import Folder..."), {}, [this] { openFile(true); });
     add(file, "exportAction", tr("Export..."), QKeySequence(tr("Ctrl+Shift+E")), [this] { exportSelectedPages(); });
     add(
         file, "exportToIPodAction", tr("Copy to Music Player"), {}, [this] { exportToIPod(false); },

@@ -66,8 +66,7 @@ protected:
     void SetUp() override
     {
         FreshUserTest::SetUp();
-        // Pages of a folder in use. (Not page 3: rewriting a link replaces
-        // the old ID wherever it occurs in the link, the "3" of the header too.)
+        // Pages of a folder in use.
         UserDefaults::standardUserDefaults().setValue(QStringLiteral("memoID"), 40);
         m_trip = page(QStringLiteral("Trip"), QStringLiteral("Plans for the trip"));
         m_dayOne = page(QStringLiteral("Day one"), QString());

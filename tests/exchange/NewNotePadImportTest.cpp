@@ -65,23 +65,23 @@ TEST_F(NewNotePadImportTest, ReadsNestedNotesAndGroupsAsATree)
     const QString text = kSignature + QStringLiteral("dropped before the first note\n")
         + note(QStringLiteral("First"), QStringLiteral("one\r\ntwo\r\n")) + group(QStringLiteral("Trip"))
         + note(QStringLiteral("Day 1"), QStringLiteral("sun\n")) + group(QStringLiteral("Inner"))
-        + note(QStringLiteral("Deep"), QStringLiteral("x>>NOTE-----------------------------------------\n"))
-        + kGroupEnd + note(QStringLiteral("Day 2"), QStringLiteral("rain\r")) + kGroupEnd
+        + note(QStringLiteral("Deep"), QStringLiteral("x>>NOTE-----------------------------------------\n")) + kGroupEnd
+        + note(QStringLiteral("Day 2"), QStringLiteral("rain\r")) + kGroupEnd
         + note(QStringLiteral("Last"), QStringLiteral("end\n"));
     const MemoPtr root = newMemoFrom_NewNotePad(text);
     ASSERT_NE(root, nullptr);
     // A title runs from the colon to the header end marker, its line end included.
     EXPECT_EQ(tree(root),
-              QStringList({
-                  QStringLiteral("0 ImportedMemo | "),
-                  QStringLiteral("1 First/ | one/two/"),
-                  QStringLiteral("1 Trip/ | "),
-                  QStringLiteral("2 Day 1/ | sun/"),
-                  QStringLiteral("2 Inner/ | "),
-                  QStringLiteral("3 Deep/ | x>>NOTE-----------------------------------------/"),
-                  QStringLiteral("2 Day 2/ | rain/"),
-                  QStringLiteral("1 Last/ | end//"),
-              }));
+        QStringList({
+            QStringLiteral("0 ImportedMemo | "),
+            QStringLiteral("1 First/ | one/two/"),
+            QStringLiteral("1 Trip/ | "),
+            QStringLiteral("2 Day 1/ | sun/"),
+            QStringLiteral("2 Inner/ | "),
+            QStringLiteral("3 Deep/ | x>>NOTE-----------------------------------------/"),
+            QStringLiteral("2 Day 2/ | rain/"),
+            QStringLiteral("1 Last/ | end//"),
+        }));
     EXPECT_FALSE(root->isLeaf());
     EXPECT_FALSE(root->children()[1]->isLeaf());
 }
@@ -108,25 +108,25 @@ TEST_F(NewNotePadImportTest, UnbalancedGroupMarkers)
 {
     // An unclosed group ends with the text; each open group passes its last line on.
     EXPECT_EQ(tree(newMemoFrom_NewNotePad(kSignature + group(QStringLiteral("Open")) + group(QStringLiteral("Inner"))
-                                          + note(QStringLiteral("n"), QStringLiteral("body")))),
-              QStringList({
-                  QStringLiteral("0 ImportedMemo | "),
-                  QStringLiteral("1 Open/ | "),
-                  QStringLiteral("2 Inner/ | "),
-                  QStringLiteral("3 n/ | body///"),
-              }));
+                  + note(QStringLiteral("n"), QStringLiteral("body")))),
+        QStringList({
+            QStringLiteral("0 ImportedMemo | "),
+            QStringLiteral("1 Open/ | "),
+            QStringLiteral("2 Inner/ | "),
+            QStringLiteral("3 n/ | body///"),
+        }));
 
     // After an unmatched end, lines are dropped up to the next group marker,
     // which makes an empty group of its own.
     EXPECT_EQ(tree(newMemoFrom_NewNotePad(kSignature + note(QStringLiteral("a"), QStringLiteral("x\n")) + kGroupEnd
-                                          + QStringLiteral("lost\n") + note(QStringLiteral("b"), QStringLiteral("y\n"))
-                                          + group(QStringLiteral("g")) + note(QStringLiteral("c"), QStringLiteral("z\n")))),
-              QStringList({
-                  QStringLiteral("0 ImportedMemo | "),
-                  QStringLiteral("1 a/ | x/"),
-                  QStringLiteral("1 %1 | ").arg(m_untitled),
-                  QStringLiteral("1 c/ | z//"),
-              }));
+                  + QStringLiteral("lost\n") + note(QStringLiteral("b"), QStringLiteral("y\n"))
+                  + group(QStringLiteral("g")) + note(QStringLiteral("c"), QStringLiteral("z\n")))),
+        QStringList({
+            QStringLiteral("0 ImportedMemo | "),
+            QStringLiteral("1 a/ | x/"),
+            QStringLiteral("1 %1 | ").arg(m_untitled),
+            QStringLiteral("1 c/ | z//"),
+        }));
 }
 
 TEST_F(NewNotePadImportTest, DeepNesting)

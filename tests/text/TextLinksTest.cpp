@@ -124,7 +124,7 @@ TEST(TextLinksTest, theSelectionDescribesTheLinkAtItsStart)
     EXPECT_FALSE(TextLinks::linkForSelection(document, {9, 5}));
 }
 
-TEST(TextLinksTest, rewritingPageIDsReplacesTheOldIDTextEverywhereInOneStep)
+TEST(TextLinksTest, rewritingPageIDsChangesOnlyTheIDFieldInOneStep)
 {
     QTextDocument document;
     appendLink(document, QStringLiteral("Jotwell3://pageid/3/"), QStringLiteral("three"));
@@ -150,7 +150,7 @@ TEST(TextLinksTest, rewritingPageIDsReplacesTheOldIDTextEverywhereInOneStep)
 
     EXPECT_EQ(TextLinks::connvertLinkIDWithDicitonary(document, {{3, 5}, {12, 7}}), 3);
     EXPECT_TRUE(document.isModified());
-    EXPECT_EQ(hrefAt(document, 0), QStringLiteral("Jotwell5://pageid/5/"));
+    EXPECT_EQ(hrefAt(document, 0), QStringLiteral("Jotwell3://pageid/5/"));
     EXPECT_EQ(hrefAt(document, 6), QStringLiteral("Jotwell3://pageid/7/OpenWithNewWindow"));
     EXPECT_EQ(hrefAt(document, 10), QStringLiteral("Jotwell3://pageid/7/OpenWithNewWindow"));
     EXPECT_EQ(formatOf(document, 8).fontWeight(), QFont::Bold);
