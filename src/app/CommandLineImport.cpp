@@ -15,9 +15,9 @@ Outcome perform(MemoTree &tree, const ApplicationRequest &request)
     if (request.importParentID != 0) {
         parent = tree.noteDataWithID(request.importParentID);
         if (!parent) {
-            outcome.problems.append(QCoreApplication::translate("CommandLineImport",
-                "There is no page with the ID %1 to import into.")
-                                        .arg(request.importParentID));
+            outcome.problems.append(
+                QCoreApplication::translate("CommandLineImport", "There is no page with the ID %1 to import into.")
+                    .arg(request.importParentID));
             return outcome;
         }
     }

@@ -56,9 +56,10 @@ Result<QByteArray> htmlOfDocument(const QString &path)
     if (isLibreOffice(program)) {
         // A profile of its own: a running LibreOffice of the user would
         // otherwise take the job, or block it.
-        arguments = {QStringLiteral("-env:UserInstallation=") + QUrl::fromLocalFile(work.filePath(QStringLiteral("profile"))).toString(),
-            QStringLiteral("--headless"), QStringLiteral("--convert-to"), QStringLiteral("html"), QStringLiteral("--outdir"),
-            work.path(), source};
+        arguments = {QStringLiteral("-env:UserInstallation=")
+                + QUrl::fromLocalFile(work.filePath(QStringLiteral("profile"))).toString(),
+            QStringLiteral("--headless"), QStringLiteral("--convert-to"), QStringLiteral("html"),
+            QStringLiteral("--outdir"), work.path(), source};
         output = work.filePath(QFileInfo(source).completeBaseName() + QStringLiteral(".html"));
     } else {
         arguments = {QStringLiteral("--targetdir=") + work.path(), source, QStringLiteral("document.html")};

@@ -17,19 +17,20 @@ QString tr(const char *text, int n = -1)
     return QCoreApplication::translate("FileImport", text, nullptr, n);
 }
 
-// The entries of a folder in listing order: by name, hidden ones left out
-// (a ".git" or ".cache" folder holds no notes of the user's).
+// The entries of a folder in listing order: by name as a file manager sorts
+// them, without regard to case; hidden ones left out (a ".git" or ".cache"
+// folder holds no notes of the user's).
 QFileInfoList entriesOf(const QString &folder)
 {
-    return QDir(folder).entryInfoList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::System, QDir::Name);
+    return QDir(folder).entryInfoList(
+        QDir::AllEntries | QDir::NoDotAndDotDot | QDir::System, QDir::Name | QDir::IgnoreCase);
 }
 
 } // namespace
 
 FileImport::FileImport(Watcher watcher)
     : m_watcher(std::move(watcher))
-{
-}
+{ }
 
 bool FileImport::isPackage(const QString &path)
 {
@@ -165,8 +166,8 @@ MemoPtr FileImport::importFolder(const QString &path, int depth)
         // below it. When the file gives no page, the folder stays in the
         // list and is imported on its own, so its pages are not lost.
         const QString base = file.completeBaseName();
-        const auto pair = std::find_if(folders.cbegin(), folders.cend(),
-            [&](const QFileInfo &folder) { return folder.fileName() == base; });
+        const auto pair = std::find_if(
+            folders.cbegin(), folders.cend(), [&](const QFileInfo &folder) { return folder.fileName() == base; });
         if (pair != folders.cend()) {
             if (MemoPtr below = importFolder(file.dir().filePath(base), depth + 1)) {
                 for (const MemoPtr &grandchild : std::vector<MemoPtr>(below->children()))

@@ -14,12 +14,12 @@ const QStringList &fixedFileTypes()
 
 const QStringList &plaintextFileTypes()
 {
-    static const QStringList types{QStringLiteral("txt"), QStringLiteral("h"), QStringLiteral("m"),
-        QStringLiteral("c"), QStringLiteral("mm"), QStringLiteral("cpp"), QStringLiteral("c++"), QStringLiteral("cxx"),
-        QStringLiteral("cp"), QStringLiteral("cc"), QStringLiteral("hh"), QStringLiteral("h++"), QStringLiteral("hpp"),
-        QStringLiteral("hp"), QStringLiteral("hxx"), QStringLiteral("java"), QStringLiteral("jav"),
-        QStringLiteral("css"), QStringLiteral("js"), QStringLiteral("php"), QStringLiteral("php3"),
-        QStringLiteral("cgi"), QStringLiteral("rb"), QStringLiteral("sh")};
+    static const QStringList types{QStringLiteral("txt"), QStringLiteral("h"), QStringLiteral("m"), QStringLiteral("c"),
+        QStringLiteral("mm"), QStringLiteral("cpp"), QStringLiteral("c++"), QStringLiteral("cxx"), QStringLiteral("cp"),
+        QStringLiteral("cc"), QStringLiteral("hh"), QStringLiteral("h++"), QStringLiteral("hpp"), QStringLiteral("hp"),
+        QStringLiteral("hxx"), QStringLiteral("java"), QStringLiteral("jav"), QStringLiteral("css"),
+        QStringLiteral("js"), QStringLiteral("php"), QStringLiteral("php3"), QStringLiteral("cgi"),
+        QStringLiteral("rb"), QStringLiteral("sh")};
     return types;
 }
 

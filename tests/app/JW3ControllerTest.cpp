@@ -290,8 +290,19 @@ TEST_F(ControllerTest, droppedFilesAreImportedWhereTheyFellAndDeletedRootsCloseT
     EXPECT_EQ(imported.value()->plainText(), QStringLiteral("Agenda\nMinutes"));
 
     const auto missing = controller->importFile(home() + QStringLiteral("/gone.txt"), folder, 0);
-    EXPECT_TRUE(!missing.ok() && missing.errorMessage().contains(QStringLiteral("gone.txt cannot be imported")));
+    EXPECT_TRUE(!missing.ok() && missing.errorMessage().contains(QStringLiteral("gone.txt: there is no such file")));
     EXPECT_EQ(folder->children().size(), 2u);
+
+    // A page file of a page in the tree shows that page instead of copying it;
+    // any other is imported at the top level.
+    const QString ownPage = write(QString::number(imported.value()->memoID()) + QStringLiteral(".jw3page"), "");
+    EXPECT_TRUE(controller->openFiles({ownPage}).isEmpty());
+    EXPECT_EQ(controller->frontWindowController()->selectedMemo(), imported.value());
+    EXPECT_EQ(folder->children().size(), 2u);
+    const qsizetype topLevel = controller->tree().root()->children().size();
+    EXPECT_TRUE(controller->openFiles({write(QStringLiteral("Other.txt"), "Other")}).isEmpty());
+    EXPECT_EQ(controller->tree().root()->children().size(), topLevel + 1);
+    EXPECT_EQ(controller->tree().root()->children().back()->title(), QStringLiteral("Other"));
 
     // A window rooted at a page that leaves the tree closes; the others stay.
     NoteWindow *onFolder = controller->openWindowWithMemo(folder);

@@ -431,8 +431,8 @@ TEST_F(NoteTreeControllerTest, filesAreCopiedInBetweenRowsOnlyWhenOneCanBeImport
 
     ASSERT_TRUE(controller->acceptDrop(*files({note, picture}), kAny, nullptr, 1));
     EXPECT_EQ(host.imported, (QStringList{note, picture}));
-    // Both went to index 1, one after the other: the later file stands first.
-    EXPECT_EQ(titles(root), (QStringList{"A", "picture", "note", "B", "C", "D"}));
+    // Both went in at index 1, in the order they were dropped.
+    EXPECT_EQ(titles(root), (QStringList{"A", "note", "picture", "B", "C", "D"}));
 }
 
 TEST_F(NoteTreeControllerTest, richTextAndLinksBecomePagesWhereTheyAreDropped)
