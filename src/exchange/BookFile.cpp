@@ -22,6 +22,9 @@
 #include <QSet>
 #include <QTextDocument>
 #include <QVariantMap>
+
+#include <numeric>
+#include <vector>
 #include <QtConcurrent/QtConcurrentMap>
 
 #include <optional>
@@ -62,36 +65,54 @@ std::optional<QList<MemoPtr>> pagesOfTree(const MemoPtr &root)
     return pages;
 }
 
-// Gives @p page the text the book stored for it, its links rewritten to the
-// new IDs. Without a usable entry the plain text stored with the tree is the
-// text: asking the page for its rich text instead would read the page file
-// that happens to carry its ID in this data folder, which is another page's.
-void takeText(JWMemo &page, qint64 oldID, const QVariant &entry, const QHash<qint64, qint64> &newIDs)
+// A page's text as the book stored it, its links rewritten to the new IDs,
+// with the plain string it gives; text stays null when the entry is missing
+// or unreadable.
+struct StoredText
 {
     QByteArray text;
+    QString plain;
+    QString problem;
+};
+
+StoredText readStoredText(qint64 oldID, const QVariant &entry, const QHash<qint64, qint64> &newIDs)
+{
+    StoredText stored;
     if (entry.typeId() == QMetaType::QByteArray) {
-        const QByteArray stored = entry.toByteArray();
+        const QByteArray bytes = entry.toByteArray();
         QTextDocument document;
-        if (!stored.isEmpty() && TextExport::setRTFDData(document, stored)) {
+        if (!bytes.isEmpty() && TextExport::setRTFDData(document, bytes)) {
             // Texts without links to the book's pages stay byte for byte as they were.
-            text = TextLinks::connvertLinkIDWithDicitonary(document, newIDs) > 0 ? TextExport::RTFDData(document)
-                                                                                 : stored;
-            // The plain text archived with the tree may be older than the
-            // stored text; exports and search take the plain text as the page's.
-            page.setPlainText(TextExport::string(document));
+            stored.text = TextLinks::connvertLinkIDWithDicitonary(document, newIDs) > 0 ? TextExport::RTFDData(document)
+                                                                                        : bytes;
+            stored.plain = TextExport::string(document);
         } else {
-            qCWarning(lcExchange) << "The text of page" << oldID
-                                  << "in the book cannot be read; its plain text is used";
+            stored.problem
+                = QStringLiteral("The text of page %1 in the book cannot be read; its plain text is used").arg(oldID);
         }
     } else if (entry.isValid()) {
-        qCWarning(lcExchange) << "The text of page" << oldID << "in the book is not data; its plain text is used";
+        stored.problem
+            = QStringLiteral("The text of page %1 in the book is not data; its plain text is used").arg(oldID);
     }
+    return stored;
+}
 
-    if (text.isNull()) {
+// Gives @p page its text from the book. Without a usable entry the plain
+// text stored with the tree is the text: asking the page for its rich text
+// instead would read the page file that happens to carry its ID in this data
+// folder, which is another page's. The plain text archived with the tree may
+// be older than the stored text; exports and search take the plain text as
+// the page's, so it follows the stored text.
+void takeText(JWMemo &page, const StoredText &stored)
+{
+    if (!stored.problem.isEmpty())
+        qCWarning(lcExchange).noquote() << stored.problem;
+    if (stored.text.isNull()) {
         const QString plain = page.plainText();
         page.setMemoDataWithPlainText(plain.isNull() ? QStringLiteral("") : plain);
     } else {
-        page.setMemoData(text);
+        page.setPlainText(stored.plain);
+        page.setMemoData(stored.text);
     }
     page.setIsPlainTextMemo(false);
     page.setIsEdited(true);
@@ -209,8 +230,16 @@ Result<MemoPtr> readData(const QByteArray &bytes)
     for (const MemoPtr &page : *pages)
         oldIDs.append(page->memoID());
     const QHash<qint64, qint64> newIDs = ImportIdentifiers::assignNewIDForMemo(*root);
+    // Reading the texts is most of the time a book takes: it runs on every
+    // core, and only the pages themselves are touched on this thread.
+    std::vector<StoredText> texts(size_t(pages->size()));
+    std::vector<qsizetype> order(texts.size());
+    std::iota(order.begin(), order.end(), 0);
+    QtConcurrent::blockingMap(order, [&](qsizetype i) {
+        texts[size_t(i)] = readStoredText(oldIDs.at(i), dictionary.value(QString::number(oldIDs.at(i))), newIDs);
+    });
     for (qsizetype i = 0; i < pages->size(); ++i)
-        takeText(*pages->at(i), oldIDs.at(i), dictionary.value(QString::number(oldIDs.at(i))), newIDs);
+        takeText(*pages->at(i), texts[size_t(i)]);
     return root;
 }
 
