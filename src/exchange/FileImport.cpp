@@ -130,11 +130,18 @@ MemoPtr FileImport::importFolder(const QString &path, int depth)
         skip(path, tr("it leads back into a folder that holds it"));
         return nullptr;
     }
+    // Links can reach one folder many ways, and a few folders linking to
+    // each other many times over: each folder is read once per import.
+    if (m_walkedFolders.contains(canonical)) {
+        skip(path, tr("it was imported already, through another link"));
+        return nullptr;
+    }
     if (depth > kMaximumFolderDepth) {
         skip(path, tr("it lies more than %1 folders deep").arg(kMaximumFolderDepth));
         return nullptr;
     }
     m_openFolders.insert(canonical);
+    m_walkedFolders.insert(canonical);
     const QString name = folderInfo.completeBaseName();
     const QFileInfoList entries = entriesOf(path);
 

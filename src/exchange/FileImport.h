@@ -98,7 +98,8 @@ private:
 
     Watcher m_watcher;
     QList<Skipped> m_skipped;
-    QSet<QString> m_openFolders; // canonical paths of the folders being walked
+    QSet<QString> m_openFolders;   // canonical paths of the folders being walked
+    QSet<QString> m_walkedFolders; // and of every folder walked so far
     qint64 m_files = 0;
     qint64 m_bytes = 0;
     bool m_cancelled = false;
