@@ -59,6 +59,15 @@ if [ "${2:-}" != "--on-private-bus" ]; then
         || fail "an export of a missing page exited with $status: $out"
     [ ! -e "$folder/.jotwell3.lock" ] || fail "the export left its lock behind"
 
+    # So does an import, which saves the folder and names what it left out.
+    mkdir -p "$home/in/Trip" && printf 'Imported alone\n' > "$home/in/Trip/Trip.txt" && printf '%%PDF' > "$home/in/Trip/x.pdf"
+    status=0
+    out=$(env -u DBUS_SESSION_BUS_ADDRESS QT_QPA_PLATFORM=minimal timeout -k 5 30 "$binary" --import "$home/in/Trip" 2>&1) \
+        || status=$?
+    [ "$status" -eq 1 ] && grep -q "x.pdf: this kind of file cannot be imported" <<<"$out" \
+        || fail "an import with a file left out exited with $status: $out"
+    grep -aq "Trip" "$folder/JW3Data.jw3datastore" || fail "the import without a running application was not saved"
+
     status=0
     timeout -k 5 150 dbus-run-session -- "$0" "$binary" --on-private-bus || status=$?
     exit "$status"
@@ -86,6 +95,10 @@ grep -q "missing.txt cannot be clipped" <<<"$out" || fail "no clear message on s
 run --export text-tree --all "$HOME/exported" || fail "the hand-over of an export failed"
 grep -rq "Milk and honey" "$HOME/exported" || fail "the running application's export lacks the clipping"
 
+# An import handed over lands in the running application's tree.
+printf 'Handed-over import\n' > "$HOME/handed.txt"
+run --import "$HOME/handed.txt" || fail "the hand-over of an import failed"
+
 # A page link clicked in another program reaches the running application.
 run "jotwell3://pageid/1/" || fail "the hand-over of a page link failed"
 
@@ -96,7 +109,7 @@ out=$(XDG_CONFIG_HOME="$other/config" XDG_DATA_HOME="$other/data" run --self-tes
 [ -d "$other/data/Jotwell3" ] || fail "the other start did not use its own folder"
 
 quit_first
-for text in "Milk and honey" "Notes from a file" "Wide notes"; do
+for text in "Milk and honey" "Notes from a file" "Wide notes" "Handed-over import"; do
     grep -aq "$text" "$folder/JW3Data.jw3datastore" || fail "\"$text\" was not saved by the running application"
 done
 echo "single-instance test passed"
