@@ -53,7 +53,7 @@ protected:
     MemoPtr diary, monday;
 };
 
-TEST_F(ProtectedPagePathsTest, linksNewWindowsClippingsAndOpenedFilesAskFirst)
+TEST_F(ProtectedPagePathsTest, linksNewWindowsClippingsAndImportedFilesAskFirst)
 {
     const QString link = PageLinks::pageLink(monday->memoID(), false);
     const auto reach = [&](const char *path, const std::function<void()> &go) {
@@ -78,9 +78,11 @@ TEST_F(ProtectedPagePathsTest, linksNewWindowsClippingsAndOpenedFilesAskFirst)
     QFile file(folder.filePath(QStringLiteral("opened.txt")));
     ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write("Opened secret") > 0);
     file.close();
-    ApplicationRequest opening;
-    opening.filesToOpen = {file.fileName()};
-    EXPECT_EQ(ApplicationAdaptor::perform(*application, opening), QString());
+    // So do files imported below a protected page.
+    ApplicationRequest importing;
+    importing.importPaths = {file.fileName()};
+    importing.importParentID = diary->memoID();
+    EXPECT_EQ(ApplicationAdaptor::perform(*application, importing), QString());
     expectAsked(QStringLiteral("Opened secret"));
 }
 
