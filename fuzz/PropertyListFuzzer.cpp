@@ -1,10 +1,12 @@
 // Property lists come from outside: settings files, page files, web archives,
 // files dropped on the application and the companion's sync payloads.
 //
-// Every input goes to both readers (not only the one the signature picks),
+// Every input goes to every reader (not only the one the signature picks,
+// and the libplist one books take too),
 // and whatever reads must write in both forms and reach a fixed point: the
 // bytes written for what was read back are the bytes written before.
 #include "platform/archive/BinaryPropertyList.h"
+#include "platform/archive/FlatXmlPropertyList.h"
 #include "platform/archive/PropertyList.h"
 #include "platform/archive/XmlPropertyListReader.h"
 
@@ -58,5 +60,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         checkRoundTrips(binary.value());
     if (const auto xml = XmlPropertyListReader::read(bytes); xml.ok())
         checkRoundTrips(xml.value());
+    if (const auto flat = FlatXmlPropertyList::read(bytes); flat.ok())
+        checkRoundTrips(flat.value());
     return 0;
 }

@@ -8,6 +8,7 @@
 #include "model/PageFile.h"
 #include "platform/base/AtomicFileWriter.h"
 #include "platform/base/FileContents.h"
+#include "platform/archive/FlatXmlPropertyList.h"
 #include "platform/archive/PropertyList.h"
 #include "platform/settings/FolderPaths.h"
 #include "platform/typedstream/TypedStreamDecoder.h"
@@ -200,7 +201,7 @@ Result<MemoPtr> read(const QString &path)
 
 Result<MemoPtr> readData(const QByteArray &bytes)
 {
-    const Result<QVariant> parsed = PropertyList::fromData(bytes);
+    const Result<QVariant> parsed = FlatXmlPropertyList::read(bytes);
     if (!parsed)
         return Error{tr("This is not a book file (%1)").arg(parsed.errorMessage())};
     if (parsed.value().typeId() != QMetaType::QVariantMap)
