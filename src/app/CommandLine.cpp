@@ -6,6 +6,7 @@
 #include <QCoreApplication>
 #include <QFileInfo>
 #include <QTextStream>
+#include <QUrl>
 
 #include <cstdlib>
 
@@ -19,6 +20,14 @@ QString tr(const char *text)
 QString absolute(const QString &path)
 {
     return path.isEmpty() ? path : QFileInfo(path).absoluteFilePath();
+}
+
+// The desktop hands files over as "file://" URLs (the menu entry's %U).
+QString localPath(const QString &argument)
+{
+    if (argument.startsWith(QLatin1String("file:"), Qt::CaseInsensitive))
+        return QUrl(argument).toLocalFile();
+    return absolute(argument);
 }
 
 // Page links arrive from the desktop's URL handler; the scheme's case is
@@ -182,7 +191,7 @@ CommandLine CommandLine::parse(const QStringList &arguments)
                 refuse(tr("--parent needs the ID of a page (a positive number)."));
         }
         for (const QString &argument : parser.positionalArguments())
-            options.request.importPaths << absolute(argument);
+            options.request.importPaths << localPath(argument);
         return options;
     }
     if (parser.isSet(importParent)) {
@@ -197,7 +206,7 @@ CommandLine CommandLine::parse(const QStringList &arguments)
         if (isPageLinkArgument(argument))
             options.request.linksToOpen << argument;
         else
-            options.request.filesToOpen << absolute(argument);
+            options.request.filesToOpen << localPath(argument);
     }
     return options;
 }

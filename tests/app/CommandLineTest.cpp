@@ -26,6 +26,14 @@ TEST(CommandLineTest, theToolkitsOwnOptionsArePassedOverWithTheirValues)
     // The values of the toolkit's options are not taken for files to open.
     EXPECT_EQ(options.request.filesToOpen, QStringList{QDir::current().absoluteFilePath(QStringLiteral("notes.txt"))});
 
+    // The desktop hands files over as URLs; an import takes its parent page.
+    const CommandLine imported
+        = CommandLine::parse(arguments({"--import", "--parent", "42", "file:///home/me/My%20notes", "b.txt"}));
+    EXPECT_EQ(imported.request.importPaths,
+        QStringList({QStringLiteral("/home/me/My notes"), QDir::current().absoluteFilePath(QStringLiteral("b.txt"))}));
+    EXPECT_EQ(imported.request.importParentID, 42);
+    EXPECT_TRUE(imported.request.isErrandOnly());
+
     // After "--" everything is a file, even what looks like the toolkit's.
     EXPECT_EQ(
         CommandLine::withoutToolkitOptions(arguments({"-reverse", "--", "-reverse"})), arguments({"--", "-reverse"}));
@@ -47,12 +55,16 @@ TEST(CommandLineTest, aRequestCrossesTheBusWhole)
     request.linksToOpen = {QStringLiteral("jotwell3://pageid/4/")};
     request.clipText = QStringLiteral(""); // an empty text is still a clipping
     request.clipFile = QStringLiteral("/c.txt");
+    request.importPaths = {QStringLiteral("/d")};
+    request.importParentID = 7;
     const ApplicationRequest back = ApplicationAdaptor::requestFromMap(ApplicationAdaptor::requestToMap(request));
     EXPECT_EQ(back.filesToOpen, request.filesToOpen);
     EXPECT_EQ(back.linksToOpen, request.linksToOpen);
     EXPECT_FALSE(back.clipText.isNull());
     EXPECT_TRUE(back.clipURL.isEmpty());
     EXPECT_EQ(back.clipFile, request.clipFile);
+    EXPECT_EQ(back.importPaths, request.importPaths);
+    EXPECT_EQ(back.importParentID, 7);
     EXPECT_TRUE(ApplicationAdaptor::requestFromMap(ApplicationAdaptor::requestToMap({})).isEmpty());
 }
 
