@@ -172,13 +172,18 @@ void DataStore::loadNoteData()
         SettingsFile::copyPreferencesTo(*settings, defaults);
     }
 
+    MemoPtr converted;
     if (!defaults.objectForKey(PreferenceKeys::ApplicationVersion).isValid() && m_host)
-        m_host->importOldUserDefaults();
+        converted = m_host->importOldUserDefaults();
 
     MemoPtr root = readDataStore();
     if (root) {
         setRootMemo(root);
         defaults.removeObjectForKey(PreferenceKeys::rootMemo);
+    } else if ((root = converted)) {
+        // The previous version's pages carry their texts in memory only.
+        setRootMemo(root);
+        (void)save();
     } else if ((root = readTreeFromOlderPreferences())) {
         setRootMemo(root);
         (void)save();

@@ -5,6 +5,10 @@
 #include <QList>
 #include <QString>
 
+#include <memory>
+
+class JWMemo;
+
 /**
  * What the data store needs from the rest of the application: the note
  * windows, whether the application is in front, and the steps around loading
@@ -42,12 +46,13 @@ public:
      */
     virtual bool takeDeviceEdits() { return false; }
     /**
-     * Brings over the previous versions' preferences and tree, once: loading
-     * asks for it while the preferences hold no "ApplicationVersion". By
-     * default nothing is brought over, and loading goes on with the
-     * preferences as they are.
+     * Brings over the previous version's preferences and answers its page
+     * tree, once: loading asks for it while the preferences hold no
+     * "ApplicationVersion", and takes the tree (saving it at once) when the
+     * data folder holds no data store of its own. By default nothing is
+     * brought over: null.
      */
-    virtual void importOldUserDefaults() { }
+    virtual std::shared_ptr<JWMemo> importOldUserDefaults() { return nullptr; }
     /**
      * Makes the backups the user asked for ("autoBackupData") at quit, after
      * the save. By default none is made: quitting only saves.

@@ -25,7 +25,11 @@ public:
         open.clear();
         ++closedAll;
     }
-    void importOldUserDefaults() override { ++oldDefaultsImports; }
+    MemoPtr importOldUserDefaults() override
+    {
+        ++oldDefaultsImports;
+        return olderVersionTree;
+    }
     void revealInFileManager(const QString &path) override { revealed.append(path); }
     void reportProblem(const QString &message) override { problems.append(message); }
 
@@ -35,6 +39,7 @@ public:
     int mainWindowShown = 0;
     int closedAll = 0;
     int oldDefaultsImports = 0;
+    MemoPtr olderVersionTree; ///< what importOldUserDefaults() answers
     bool edited = true;
     bool active = false;
 };

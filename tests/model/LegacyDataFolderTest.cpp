@@ -358,3 +358,35 @@ TEST_F(LegacyDataFolderTest, TakesAVersion2TreeKeptInThePreferencesAndWritesTheD
 }
 
 } // namespace
+
+namespace {
+
+// The previous version's pages, converted by the application, become the
+// tree of a folder without a data store, texts included, and only once.
+TEST_F(LegacyDataFolderTest, TakesThePreviousVersionsConvertedTreeOnce)
+{
+    StandInWindows host;
+    host.olderVersionTree = JWMemo::memo();
+    const MemoPtr page = JWMemo::memo();
+    page->setTitle(QStringLiteral("Converted"));
+    page->setMemoDataWithPlainText(QStringLiteral("Text from the old version"));
+    host.olderVersionTree->appendChild(page);
+    {
+        const std::unique_ptr<DataStore> store = loadedStore(&host);
+        EXPECT_EQ(store->rootMemo(), host.olderVersionTree);
+    }
+    EXPECT_EQ(host.oldDefaultsImports, 1);
+
+    StandInWindows again;
+    again.olderVersionTree = JWMemo::memo();
+    const std::unique_ptr<DataStore> reloaded = loadedStore(&again);
+    EXPECT_EQ(again.oldDefaultsImports, 0) << "the first load recorded the application version";
+    ASSERT_EQ(reloaded->rootMemo()->children().size(), 1u);
+    const MemoPtr back = reloaded->rootMemo()->children().front();
+    EXPECT_EQ(back->title(), QStringLiteral("Converted"));
+    TextConverter converter;
+    ASSERT_TRUE(converter.setRTFDData(back->memoData()));
+    EXPECT_EQ(converter.plainString(), QStringLiteral("Text from the old version"));
+}
+
+} // namespace
