@@ -223,6 +223,15 @@ TEST_F(LegacyImportTest, importsOutlines)
     ASSERT_TRUE(text.setRTFDData(bistro->memoData()));
     EXPECT_EQ(text.plainString(), QStringLiteral("Line one\nLine two"));
     EXPECT_NE(bistro->memoID(), bistro->children().at(0)->memoID());
+
+    // An outline without text is titled by its title attribute; the declared encoding is honoured.
+    const MemoPtr feeds = OpmlImport::memoFromOpmlData(
+        "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><opml><head><title>Feeds</title></head><body>"
+        "<outline title=\"Caf\xe9\"/><outline text=\"wins\" title=\"loses\"/></body></opml>");
+    ASSERT_TRUE(feeds);
+    ASSERT_EQ(feeds->children().size(), 2u);
+    EXPECT_EQ(feeds->children().at(0)->title(), QStringLiteral("Café"));
+    EXPECT_EQ(feeds->children().at(1)->title(), QStringLiteral("wins"));
 }
 
 TEST_F(LegacyImportTest, importsTheOldestVersionsPages)
