@@ -46,8 +46,8 @@ QByteArray oldText(qint64 id)
     QTextCharFormat bold;
     bold.setFontWeight(QFont::Bold);
     cursor.mergeCharFormat(bold);
-    return PropertyList::toData(QVariantMap{{QStringLiteral("Note"), converter.RTFDData()}},
-        PropertyList::Format::Binary)
+    return PropertyList::toData(
+        QVariantMap{{QStringLiteral("Note"), converter.RTFDData()}}, PropertyList::Format::Binary)
         .valueOr(QByteArray());
 }
 

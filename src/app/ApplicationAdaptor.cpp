@@ -30,6 +30,8 @@ const QString kExportAllKey = QStringLiteral("exportAll");
 const QString kExportPathKey = QStringLiteral("exportPath");
 const QString kImportPathsKey = QStringLiteral("importPaths");
 const QString kImportParentKey = QStringLiteral("importParent");
+const QString kLegacyPreferencesKey = QStringLiteral("legacyPreferences");
+const QString kLegacyTextFolderKey = QStringLiteral("legacyTextFolder");
 
 } // namespace
 
@@ -65,6 +67,8 @@ QString ApplicationAdaptor::perform(JW3Controller &controller, const Application
         else
             problems << controller.importFiles(request.importPaths, parent, -1).problems;
     }
+    if (!request.legacyPreferencesPath.isEmpty())
+        problems << controller.importEarlierVersion(request.legacyPreferencesPath, request.legacyTextFolder);
     if (!request.exportFormat.isEmpty()) {
         // What the windows have not stored in their pages yet goes into the export too.
         NotificationCenter::defaultCenter().post(NotificationNames::JW3SaveData, &controller);
@@ -146,6 +150,10 @@ QVariantMap ApplicationAdaptor::requestToMap(const ApplicationRequest &request)
         map.insert(kImportPathsKey, request.importPaths);
         map.insert(kImportParentKey, request.importParentID);
     }
+    if (!request.legacyPreferencesPath.isEmpty()) {
+        map.insert(kLegacyPreferencesKey, request.legacyPreferencesPath);
+        map.insert(kLegacyTextFolderKey, request.legacyTextFolder);
+    }
     return map;
 }
 
@@ -166,6 +174,8 @@ ApplicationRequest ApplicationAdaptor::requestFromMap(const QVariantMap &map)
     request.exportPath = map.value(kExportPathKey).toString();
     request.importPaths = map.value(kImportPathsKey).toStringList();
     request.importParentID = map.value(kImportParentKey).toLongLong();
+    request.legacyPreferencesPath = map.value(kLegacyPreferencesKey).toString();
+    request.legacyTextFolder = map.value(kLegacyTextFolderKey).toString();
     return request;
 }
 

@@ -25,17 +25,21 @@ struct ApplicationRequest
     /** Files and folders to import (absolute paths), below importParentID or at the top level when 0. */
     QStringList importPaths;
     qint64 importParentID = 0;
+    /** The previous version's preferences file (absolute) whose pages to import, and its folder of texts. */
+    QString legacyPreferencesPath;
+    QString legacyTextFolder;
 
     [[nodiscard]] bool isEmpty() const
     {
         return filesToOpen.isEmpty() && linksToOpen.isEmpty() && clipText.isNull() && clipURL.isEmpty()
-            && clipFile.isEmpty() && exportFormat.isEmpty() && importPaths.isEmpty();
+            && clipFile.isEmpty() && exportFormat.isEmpty() && importPaths.isEmpty() && legacyPreferencesPath.isEmpty();
     }
 
     /** Whether the request only writes or reads files, with nothing to show. */
     [[nodiscard]] bool isErrandOnly() const
     {
         return filesToOpen.isEmpty() && linksToOpen.isEmpty() && clipText.isNull() && clipURL.isEmpty()
-            && clipFile.isEmpty() && (!exportFormat.isEmpty() || !importPaths.isEmpty());
+            && clipFile.isEmpty()
+            && (!exportFormat.isEmpty() || !importPaths.isEmpty() || !legacyPreferencesPath.isEmpty());
     }
 };

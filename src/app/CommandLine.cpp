@@ -138,8 +138,11 @@ CommandLine CommandLine::parse(const QStringList &arguments)
            "application nothing is shown."));
     const QCommandLineOption importParent(QStringLiteral("parent"),
         tr("With --import: the page to import below, instead of the top level."), QStringLiteral("ID"));
+    const QCommandLineOption importLegacy(QStringLiteral("import-legacy"),
+        tr("Import the pages of the earlier version from its preferences file PREFS and its folder of texts "
+           "FOLDER, given as arguments (FOLDER may be left out)."));
     parser.addOptions({selfTest, measureStartup, clipText, clipUrl, clipFile, exportFormat, exportPage, exportAll,
-        import, importParent});
+        import, importParent, importLegacy});
     parser.addPositionalArgument(QStringLiteral("files"),
         tr("Files or folders to import, or page links (Jotwell3://pageid/ID/) to open."),
         QStringLiteral("[files or links...]"));
@@ -157,7 +160,8 @@ CommandLine CommandLine::parse(const QStringList &arguments)
             QTextStream(stderr) << message << Qt::endl;
             std::exit(2);
         };
-        if (!options.request.isEmpty() || options.selfTest || options.measureStartup || parser.isSet(import))
+        if (!options.request.isEmpty() || options.selfTest || options.measureStartup || parser.isSet(import)
+            || parser.isSet(importLegacy))
             refuse(tr("--export is given alone, with --page or --all and the path to write."));
         options.request.exportFormat = parser.value(exportFormat);
         if (!ExportFormat::fromName(options.request.exportFormat)) {
@@ -172,6 +176,21 @@ CommandLine CommandLine::parse(const QStringList &arguments)
         if (parser.positionalArguments().size() != 1)
             refuse(tr("--export needs one path to write to, after the options."));
         options.request.exportPath = absolute(parser.positionalArguments().constFirst());
+        return options;
+    }
+    if (parser.isSet(importLegacy)) {
+        const QStringList given = parser.positionalArguments();
+        if (!options.request.isEmpty() || options.selfTest || options.measureStartup || parser.isSet(import)
+            || parser.isSet(exportPage) || parser.isSet(exportAll) || parser.isSet(importParent) || given.isEmpty()
+            || given.size() > 2) {
+            QTextStream(stderr) << tr("--import-legacy is given alone, with the preferences file and, if there is "
+                                      "one, the folder of texts.")
+                                << Qt::endl;
+            std::exit(2);
+        }
+        options.request.legacyPreferencesPath = localPath(given.constFirst());
+        if (given.size() == 2)
+            options.request.legacyTextFolder = localPath(given.constLast());
         return options;
     }
     if (parser.isSet(import)) {

@@ -1,6 +1,8 @@
 #include "CommandLineImport.h"
 
 #include "exchange/FileImport.h"
+#include "exchange/ImportIdentifiers.h"
+#include "exchange/LegacyImport.h"
 #include "model/JWMemo.h"
 #include "model/MemoTree.h"
 
@@ -21,6 +23,14 @@ Outcome perform(MemoTree &tree, const ApplicationRequest &request)
             return outcome;
         }
     }
+    if (!request.legacyPreferencesPath.isEmpty()) {
+        Result<MemoPtr> older
+            = LegacyImport::importEarlierVersionPages(request.legacyPreferencesPath, request.legacyTextFolder);
+        if (!older)
+            outcome.problems.append(older.errorMessage());
+        else if (tree.insertNewMemo(older.value(), parent, -1))
+            outcome.pages += qsizetype(ImportIdentifiers::pagesOf(older.value()).size());
+    }
     FileImport import;
     QList<MemoPtr> pages;
     for (const QString &path : request.importPaths) {
@@ -29,7 +39,7 @@ Outcome perform(MemoTree &tree, const ApplicationRequest &request)
     }
     for (const MemoPtr &page : pages) {
         if (tree.insertNewMemo(page, parent, -1))
-            ++outcome.pages;
+            outcome.pages += qsizetype(ImportIdentifiers::pagesOf(page).size());
     }
     if (const QString skipped = import.skippedSummary(); !skipped.isEmpty())
         outcome.problems.append(skipped);

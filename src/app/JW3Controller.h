@@ -122,6 +122,13 @@ public:
      * data folder up into its "Backups" (QuitBackup); a failure is logged.
      */
     void backupData() override;
+    /**
+     * The previous version's preferences and tree, converted on the first
+     * start of this one (LegacyImport: "Jotwell2.plist" beside the
+     * preferences, the texts in "Jotwell2" of the data home); a failure is
+     * reported and the start goes on without it.
+     */
+    MemoPtr importOldUserDefaults() override;
     /** Locks @p folder for this process (see DataFolderLock), letting go of the one held before. */
     Status claimDataFolder(const QString &folder) override { return m_folderLock.lock(folder); }
 
@@ -152,6 +159,10 @@ public:
      * problems, for the caller to show once.
      */
     QStringList openFiles(const QStringList &paths) override;
+    /** LegacyImport::importEarlierVersionPages() added at the end of the top level, saved and shown. */
+    QStringList importEarlierVersion(const QString &preferencesPath, const QString &textFolder) override;
+    /** LegacyImport::importJotwellData() with new IDs, added at the end of the top level, saved and shown. */
+    QStringList importJotwellData() override;
     [[nodiscard]] QString saveFailure() const override { return m_store.saveFailure(); }
     [[nodiscard]] QString setAsideDataFile() const override { return m_store.setAsideDataFile(); }
     /** Runs DataStore::recoverPagesFromPageFiles() and shows the new pages. */

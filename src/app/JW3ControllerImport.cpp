@@ -4,10 +4,13 @@
 
 #include "exchange/FileImport.h"
 #include "exchange/ImportFileTypes.h"
+#include "exchange/ImportIdentifiers.h"
+#include "exchange/LegacyImport.h"
 #include "model/JWMemo.h"
 #include "model/MemoTree.h"
 #include "windows/NoteWindow.h"
 
+#include <QDir>
 #include <QFileInfo>
 #include <QProgressDialog>
 
@@ -111,4 +114,48 @@ QStringList JW3Controller::openFiles(const QStringList &paths)
     if (toImport.isEmpty())
         return {};
     return importFiles(toImport, nullptr, -1).problems;
+}
+
+namespace {
+
+// Adds @p page, read from an earlier version's files, at the end of the top level.
+QStringList addOlderPages(JW3Controller &controller, const Result<MemoPtr> &page, const QString &none)
+{
+    if (!page)
+        return {page.errorMessage()};
+    if (!page.value())
+        return {none};
+    if (!controller.tree().insertNewMemo(page.value(), controller.tree().root(), -1))
+        return {JW3Controller::tr("The pages could not be added to the tree")};
+    (void)controller.save();
+    controller.showMemoInWindow(page.value());
+    return {};
+}
+
+} // namespace
+
+QStringList JW3Controller::importEarlierVersion(const QString &preferencesPath, const QString &textFolder)
+{
+    return addOlderPages(*this, LegacyImport::importEarlierVersionPages(preferencesPath, textFolder), QString());
+}
+
+QStringList JW3Controller::importJotwellData()
+{
+    Result<MemoPtr> data = LegacyImport::importJotwellData();
+    if (data && data.value())
+        ImportIdentifiers::giveNewIDs(data.value());
+    return addOlderPages(*this, data,
+        tr("No data of the first version was found: it would be in %1")
+            .arg(QDir::toNativeSeparators(LegacyImport::defaultJotwellDataPath())));
+}
+
+MemoPtr JW3Controller::importOldUserDefaults()
+{
+    Result<MemoPtr> converted = LegacyImport::importOldUserDefaults();
+    if (!converted) {
+        reportProblem(
+            tr("The data of the earlier version could not be brought over: %1").arg(converted.errorMessage()));
+        return nullptr;
+    }
+    return converted.value();
 }

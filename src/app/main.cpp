@@ -146,7 +146,7 @@ int main(int argc, char *argv[])
         }
         if (!options.request.exportFormat.isEmpty())
             return exportWithoutWindows(folder, options.request);
-        if (!options.request.importPaths.isEmpty())
+        if (!options.request.importPaths.isEmpty() || !options.request.legacyPreferencesPath.isEmpty())
             return importWithoutWindows(folder, options.request);
 
         JW3Controller controller([](NoteTreeHost &host) { return std::make_unique<NoteWindowController>(host); });

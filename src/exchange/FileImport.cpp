@@ -103,6 +103,10 @@ Result<MemoPtr> FileImport::importFileByExtension(const QString &path)
         return FormatImport::newMemoFrom_jw3page(path);
     if (type == QLatin1String("jw2note"))
         return FormatImport::newMemoFrom_jw2note(path);
+    if (type == QLatin1String("jw2"))
+        return FormatImport::newMemoFrom_jw2(path);
+    if (type == QLatin1String("opml"))
+        return FormatImport::newMemoFrom_opml(path);
     if (ImportFileTypes::htmlFileTypes().contains(type))
         return FormatImport::newMemoFrom_html(path);
     if (ImportFileTypes::plaintextFileTypes().contains(type))

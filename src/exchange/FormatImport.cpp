@@ -3,7 +3,10 @@
 #include "BookFile.h"
 #include "CalendarImport.h"
 #include "DocConverter.h"
+#include "ImportIdentifiers.h"
 #include "NewNotePadImport.h"
+#include "OldDataConverter.h"
+#include "OpmlImport.h"
 
 #include "model/JWMemo.h"
 #include "model/MemoCreation.h"
@@ -117,6 +120,32 @@ Result<MemoPtr> newMemoFrom_jw2note(const QString &path)
         memo->setTitle(title.toString());
     memo->setIsEdited(true);
     return memo;
+}
+
+Result<MemoPtr> newMemoFrom_jw2(const QString &path)
+{
+    const Result<QVariantMap> dictionary = readDictionary(path);
+    if (!dictionary)
+        return Error{dictionary.errorMessage()};
+    OldDataConverter::Context context = OldDataConverter::context();
+    Result<MemoPtr> memo = OldDataConverter::memoWithOldDictionary(dictionary.value(), context);
+    if (!memo)
+        return memo;
+    OldDataConverter::finish(context);
+    const QList<MemoPtr> pages = ImportIdentifiers::pagesOf(memo.value());
+    for (const MemoPtr &page : pages)
+        page->setIsPlainTextMemo(false);
+    ImportIdentifiers::giveNewIDs(memo.value());
+    return memo;
+}
+
+Result<MemoPtr> newMemoFrom_opml(const QString &path)
+{
+    if (QFileInfo(path).size() > kMaximumTextFileSize)
+        return Error{tr("it is larger than %1 MB").arg(kMaximumTextFileSize / (1024 * 1024))};
+    if (MemoPtr memo = OpmlImport::newMemoFrom_opml(path))
+        return memo;
+    return Error{tr("it is no OPML outline this application can read")};
 }
 
 Result<MemoPtr> newMemoFrom_txt(const QString &path)

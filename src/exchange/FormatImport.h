@@ -31,6 +31,16 @@ inline constexpr qint64 kMaximumTextFileSize = 64 * 1024 * 1024;
 [[nodiscard]] Result<MemoPtr> newMemoFrom_jw2note(const QString &path);
 
 /**
+ * A page tree of the previous version (its memo dictionary, as OPML import
+ * writes it too), with new IDs and the links between its pages following
+ * them; rich text throughout.
+ */
+[[nodiscard]] Result<MemoPtr> newMemoFrom_jw2(const QString &path);
+
+/** An OPML outline, one page per outline. */
+[[nodiscard]] Result<MemoPtr> newMemoFrom_opml(const QString &path);
+
+/**
  * Plain text or source code, its encoding guessed: an NTP2 outline when it
  * starts with the outline's signature, else one page with the text.
  */

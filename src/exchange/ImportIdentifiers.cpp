@@ -62,4 +62,12 @@ void convertLinkIDOfMemos(const QList<MemoPtr> &memos, const QHash<qint64, qint6
     }
 }
 
+void giveNewIDs(const MemoPtr &root)
+{
+    if (!root)
+        return;
+    const QHash<qint64, qint64> newIDs = assignNewIDForMemo(*root);
+    convertLinkIDOfMemos(pagesOf(root), newIDs);
+}
+
 } // namespace ImportIdentifiers

@@ -28,6 +28,12 @@ namespace ImportIdentifiers {
  */
 void convertLinkIDOfMemos(const QList<MemoPtr> &memos, const QHash<qint64, qint64> &newIDs);
 
+/**
+ * assignNewIDForMemo() and then convertLinkIDOfMemos() for the whole tree of
+ * @p root: what a tree read from a file needs before it joins this one.
+ */
+void giveNewIDs(const MemoPtr &root);
+
 /** The pages of @p root's tree in pre-order, without recursion. */
 [[nodiscard]] QList<MemoPtr> pagesOf(const MemoPtr &root);
 

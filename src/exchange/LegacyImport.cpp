@@ -1,6 +1,7 @@
 #include "LegacyImport.h"
 
 #include "ExchangeLog.h"
+#include "ImportIdentifiers.h"
 #include "OldDataConverter.h"
 
 #include "platform/archive/PropertyList.h"
@@ -9,6 +10,8 @@
 #include "platform/settings/FolderPaths.h"
 #include "platform/settings/UserDefaults.h"
 
+#include <QCoreApplication>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 
@@ -116,8 +119,8 @@ const QStringList &carriedPreferenceKeys()
         QStringLiteral("AutoSave"), QStringLiteral("AutoSaveAtBG"), QStringLiteral("AutoSavePeriod"),
         QStringLiteral("BGColor"), QStringLiteral("DefaultFont"), QStringLiteral("DefaultFontSize"),
         QStringLiteral("DeleteCheck"), QStringLiteral("IconAtBackGround"), QStringLiteral("iPodPath"),
-        QStringLiteral("Password"), QStringLiteral("QuitApp"), QStringLiteral("se-XCMD"),
-        QStringLiteral("TabBarStyle"), QStringLiteral("TitleSize"), QStringLiteral("UseTopLineAsTitle")};
+        QStringLiteral("Password"), QStringLiteral("QuitApp"), QStringLiteral("se-XCMD"), QStringLiteral("TabBarStyle"),
+        QStringLiteral("TitleSize"), QStringLiteral("UseTopLineAsTitle")};
     return keys;
 }
 
@@ -141,15 +144,18 @@ Result<MemoPtr> importOldUserDefaults()
     return importOldUserDefaults(defaultPreferencesPath(), defaultTextFolder());
 }
 
-Result<MemoPtr> importOldUserDefaults(const QString &preferencesPath, const QString &textFolder)
+Result<MemoPtr> importOldUserDefaults(
+    const QString &preferencesPath, const QString &textFolder, Preferences preferences)
 {
     const Result<std::optional<QVariantMap>> old = readDictionary(preferencesPath);
     if (!old)
         return Error{old.errorMessage()};
     if (!old.value())
         return MemoPtr();
-    copyPreferences(*old.value());
-    (void)UserDefaults::standardUserDefaults().synchronize();
+    if (preferences == Preferences::CarryOver) {
+        copyPreferences(*old.value());
+        (void)UserDefaults::standardUserDefaults().synchronize();
+    }
 
     const Result<std::optional<QVariantMap>> tree = oldTree(*old.value());
     if (!tree)
@@ -162,6 +168,20 @@ Result<MemoPtr> importOldUserDefaults(const QString &preferencesPath, const QStr
         return root;
     root.value()->setTitle(appName());
     OldDataConverter::finish(context);
+    return root;
+}
+
+Result<MemoPtr> importEarlierVersionPages(const QString &preferencesPath, const QString &textFolder)
+{
+    Result<MemoPtr> root = importOldUserDefaults(preferencesPath, textFolder, Preferences::Leave);
+    if (!root)
+        return root;
+    if (!root.value()) {
+        return Error{QCoreApplication::translate("LegacyImport", "%1 holds no pages of the earlier version")
+                         .arg(QDir::toNativeSeparators(preferencesPath))};
+    }
+    root.value()->setTitle(QCoreApplication::translate("LegacyImport", "Data of the Earlier Version"));
+    ImportIdentifiers::giveNewIDs(root.value());
     return root;
 }
 

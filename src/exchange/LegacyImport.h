@@ -15,6 +15,17 @@
  */
 namespace LegacyImport {
 
+/**
+ * Whether a conversion copies the old preferences: on the first start it
+ * does; importing the old pages into a tree in use leaves the preferences
+ * (the page password among them) as they are.
+ */
+enum class Preferences
+{
+    CarryOver,
+    Leave
+};
+
 /** The preference keys carried over unchanged, in the order they are copied. */
 [[nodiscard]] const QStringList &carriedPreferenceKeys();
 
@@ -34,7 +45,7 @@ namespace LegacyImport {
  * Converts the previous version's preferences file @p preferencesPath and
  * the text files in @p textFolder (none are read when it is empty).
  *
- * Each key of carriedPreferenceKeys() that the file holds is copied into
+ * With Preferences::CarryOver, each key of carriedPreferenceKeys() that the file holds is copied into
  * the standard defaults, in order, unless its value is of another kind than
  * the one the defaults hold. The page tree is "MainNoteData" (property-list
  * data) or, without it, "MainNoteDict"; it is converted with its IDs
@@ -45,7 +56,17 @@ namespace LegacyImport {
  * (the preferences are copied all the same). An error when the file cannot
  * be read or is no dictionary, or when the tree cannot be converted.
  */
-[[nodiscard]] Result<MemoPtr> importOldUserDefaults(const QString &preferencesPath, const QString &textFolder);
+[[nodiscard]] Result<MemoPtr> importOldUserDefaults(
+    const QString &preferencesPath, const QString &textFolder, Preferences preferences = Preferences::CarryOver);
+
+/**
+ * The previous version's pages, to join a tree in use: converted from
+ * @p preferencesPath and @p textFolder without touching the preferences,
+ * under a top page titled "Data of the Earlier Version", with new IDs and
+ * the links between them following. An error also when the file does not
+ * exist or holds no pages.
+ */
+[[nodiscard]] Result<MemoPtr> importEarlierVersionPages(const QString &preferencesPath, const QString &textFolder);
 
 /** importJotwellData(defaultJotwellDataPath()). */
 [[nodiscard]] Result<MemoPtr> importJotwellData();

@@ -223,9 +223,9 @@ Frame openMemo(const QVariantMap &dictionary, OldDataConverter::Context &context
         memo.setWindowAttribute(OldDataConverter::windowAttributeWithOldDictionary(it->toMap(), context.windowTable));
     }
     if (const auto red = dictionary.constFind(kTitleColorRed); red != dictionary.cend() && isNumber(*red)) {
-        memo.setTitleColor(QColor::fromRgbF(float(colourComponent(*red)),
-            float(colourComponent(dictionary.value(kTitleColorGreen))),
-            float(colourComponent(dictionary.value(kTitleColorBlue))), 1.0f));
+        memo.setTitleColor(
+            QColor::fromRgbF(float(colourComponent(*red)), float(colourComponent(dictionary.value(kTitleColorGreen))),
+                float(colourComponent(dictionary.value(kTitleColorBlue))), 1.0f));
     }
     if (const auto it = dictionary.constFind(kChildren);
         it != dictionary.cend() && it->typeId() == QMetaType::QVariantList) {

@@ -73,6 +73,20 @@ public:
      * Answers the problems, to be shown once.
      */
     virtual QStringList openFiles(const QStringList &paths) { return importFiles(paths, nullptr, -1).problems; }
+    /**
+     * File > Import Data of an Earlier Version...: the previous version's
+     * pages from its preferences file @p preferencesPath and its folder of
+     * text files @p textFolder (may be empty), added at the end of the top
+     * level. Answers the problems.
+     */
+    virtual QStringList importEarlierVersion(const QString &preferencesPath, const QString &textFolder)
+    {
+        Q_UNUSED(preferencesPath)
+        Q_UNUSED(textFolder)
+        return {QStringLiteral("Importing an earlier version's data is not available here")};
+    }
+    /** File > Import Data of the First Version: its page list, if there is one. Answers the problems. */
+    virtual QStringList importJotwellData() { return {QStringLiteral("Not available here")}; }
     /** The lower-case file extensions importFile() reads. */
     [[nodiscard]] virtual QStringList importableFileTypes() const = 0;
 

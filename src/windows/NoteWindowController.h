@@ -160,6 +160,14 @@ public:
      * what could not be imported.
      */
     void openFile(bool folder);
+    /**
+     * File > Import Data of an Earlier Version...: asks for the previous
+     * version's preferences file and then for its folder of text files
+     * (which may be left out), and imports its pages.
+     */
+    void importEarlierVersion();
+    /** File > Import Data of the First Version. */
+    void importFirstVersion();
 
     // --- Export ----------------------------------------------------------------------------
     /** File > Export...: the export sheet for each selected page in turn. */

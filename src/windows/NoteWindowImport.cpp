@@ -35,3 +35,22 @@ void NoteWindowController::openFile(bool folder)
     if (const QStringList problems = m_host.openFiles(paths); !problems.isEmpty())
         QMessageBox::warning(m_window.get(), tr("Import"), problems.join(u'\n'));
 }
+
+void NoteWindowController::importEarlierVersion()
+{
+    const QString preferences = QFileDialog::getOpenFileName(m_window.get(),
+        tr("The Earlier Version's Preferences File"), QDir::homePath(), tr("Preferences (*.plist);;All files (*)"));
+    if (preferences.isEmpty())
+        return;
+    // The texts lie in a folder of their own; without it the pages come without text.
+    const QString texts = QFileDialog::getExistingDirectory(
+        m_window.get(), tr("The Earlier Version's Folder of Texts"), QFileInfo(preferences).absolutePath());
+    if (const QStringList problems = m_host.importEarlierVersion(preferences, texts); !problems.isEmpty())
+        QMessageBox::warning(m_window.get(), tr("Import"), problems.join(u'\n'));
+}
+
+void NoteWindowController::importFirstVersion()
+{
+    if (const QStringList problems = m_host.importJotwellData(); !problems.isEmpty())
+        QMessageBox::information(m_window.get(), tr("Import"), problems.join(u'\n'));
+}

@@ -120,6 +120,9 @@ void NoteWindowController::buildMenus()
     file->addSeparator();
     add(file, "importAction", tr("Import..."), QKeySequence(tr("Ctrl+Shift+I")), [this] { openFile(false); });
     add(file, "importFolderAction", tr("Import Folder..."), {}, [this] { openFile(true); });
+    add(file, "importEarlierVersionAction", tr("Import Data of an Earlier Version..."), {},
+        [this] { importEarlierVersion(); });
+    add(file, "importFirstVersionAction", tr("Import Data of the First Version"), {}, [this] { importFirstVersion(); });
     add(file, "exportAction", tr("Export..."), QKeySequence(tr("Ctrl+Shift+E")), [this] { exportSelectedPages(); });
     add(
         file, "exportToIPodAction", tr("Copy to Music Player"), {}, [this] { exportToIPod(false); },

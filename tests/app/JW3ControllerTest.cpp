@@ -1,10 +1,13 @@
 #include "app/JW3Controller.h"
 #include "app/RegisteredDefaults.h"
 #include "common/FreshUserTest.h"
+#include "exchange/LegacyImport.h"
 #include "exchange/SampleBook.h"
 #include "model/MemoCreation.h"
+#include "platform/archive/PropertyList.h"
 #include "platform/settings/FolderPaths.h"
 #include "platform/settings/UserDefaults.h"
+#include "text/TextExport.h"
 #include "windows/NoteWindow.h"
 
 #include <QDir>
@@ -13,6 +16,8 @@
 #include <QLockFile>
 #include <QSignalSpy>
 #include <QStringEncoder>
+#include <QTextCursor>
+#include <QTextDocument>
 #include <QUndoStack>
 
 #include <algorithm>
@@ -320,6 +325,37 @@ TEST_F(ControllerTest, closingEveryWindowForAFolderSwitchLetsGoOfWindowsThatDoNo
     controller->closeAllWindows();
     EXPECT_TRUE(controller->windowControllers().empty());
     EXPECT_EQ(terminate.count(), 0);
+}
+
+} // namespace
+
+namespace {
+
+// The first start after the previous version brings its preferences and
+// pages over, texts and links included.
+TEST_F(ControllerTest, theFirstStartBringsTheEarlierVersionsPagesOver)
+{
+    QTextDocument old;
+    QTextCursor(&old).insertText(QStringLiteral("see <a JW2Link PageID=\"57\">Budget</a> now"));
+    const QVariantMap note{{QStringLiteral("Note"), TextExport::RTFDData(old)}};
+    QDir().mkpath(LegacyImport::defaultTextFolder());
+    write(LegacyImport::defaultTextFolder().mid(home().size() + 1) + QStringLiteral("/57.JW2Note"),
+        PropertyList::toData(note, PropertyList::Format::Xml).value());
+    const QVariantMap page{{QStringLiteral("ID"), 57}, {QStringLiteral("Title"), QStringLiteral("Budget")}};
+    const QVariantMap root{{QStringLiteral("ID"), 0}, {QStringLiteral("Children"), QVariantList{page}}};
+    const QVariantMap preferences{{QStringLiteral("MainNoteDict"), root}, {QStringLiteral("AutoSavePeriod"), 7}};
+    QDir().mkpath(QFileInfo(LegacyImport::defaultPreferencesPath()).absolutePath());
+    write(LegacyImport::defaultPreferencesPath().mid(home().size() + 1),
+        PropertyList::toData(preferences, PropertyList::Format::Xml).value());
+
+    auto controller = startController();
+    const MemoPtr budget = controller->tree().noteDataWithID(57);
+    ASSERT_TRUE(budget);
+    EXPECT_EQ(budget->plainText(), QStringLiteral("see Budget now"));
+    EXPECT_EQ(defaults().integerForKey(QStringLiteral("AutoSavePeriod")), 7);
+    EXPECT_GE(defaults().integerForKey(QStringLiteral("memoID")), 58);
+    // Saved at once, in the new format.
+    EXPECT_TRUE(QFile::exists(notePathForID(57)));
 }
 
 } // namespace

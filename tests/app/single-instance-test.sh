@@ -67,6 +67,13 @@ if [ "${2:-}" != "--on-private-bus" ]; then
     [ "$status" -eq 1 ] && grep -q "x.pdf: this kind of file cannot be imported" <<<"$out" \
         || fail "an import with a file left out exited with $status: $out"
     grep -aq "Trip" "$folder/JW3Data.jw3datastore" || fail "the import without a running application was not saved"
+    mkdir -p "$home/legacy"
+    printf '<?xml version="1.0" encoding="UTF-8"?>\n<plist version="1.0"><dict><key>MainNoteDict</key><dict>
+<key>ID</key><integer>0</integer><key>Children</key><array><dict><key>ID</key><integer>57</integer>
+<key>Title</key><string>Old budget</string></dict></array></dict></dict></plist>\n' > "$home/legacy/Jotwell2.plist"
+    env -u DBUS_SESSION_BUS_ADDRESS QT_QPA_PLATFORM=minimal timeout -k 5 30 "$binary" --import-legacy "$home/legacy/Jotwell2.plist" \
+        || fail "the import of the earlier version's data failed"
+    grep -aq "Old budget" "$folder/JW3Data.jw3datastore" || fail "the earlier version's pages were not saved"
 
     status=0
     timeout -k 5 150 dbus-run-session -- "$0" "$binary" --on-private-bus || status=$?

@@ -10,6 +10,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QTextCursor>
 #include <QTextDocument>
 
 namespace {
@@ -140,6 +141,40 @@ TEST_F(FileImportTest, folderArraysAreAllOrNothingAndCancellingStopsEverything)
     EXPECT_TRUE(cancelled.wasCancelled());
     EXPECT_EQ(seen, 3);
     EXPECT_EQ(FileImport::measure({home() + QStringLiteral("/in/many")}).files, 10);
+}
+
+} // namespace
+
+namespace {
+
+// A tree of the previous version takes new IDs; its page links follow them
+// and keep their scheme, which holds a "3" of its own.
+TEST_F(FileImportTest, earlierVersionTreesTakeNewIDsAndTheirLinksFollow)
+{
+    QTextDocument text;
+    QTextCursor cursor(&text);
+    QTextCharFormat link;
+    link.setAnchor(true);
+    link.setAnchorHref(QStringLiteral("Jotwell3://pageid/3/"));
+    cursor.insertText(QStringLiteral("See the child"), link);
+    const QVariantMap child{{QStringLiteral("ID"), 3}, {QStringLiteral("Title"), QStringLiteral("Child")},
+        {QStringLiteral("NoteString"), QStringLiteral("child text")}};
+    const QVariantMap parent{{QStringLiteral("ID"), 2}, {QStringLiteral("Title"), QStringLiteral("Parent")},
+        {QStringLiteral("NoteData"), TextExport::RTFDData(text)}, {QStringLiteral("Children"), QVariantList{child}}};
+
+    FileImport import;
+    const MemoPtr memo = import.newMemoWithContentOfFile(
+        write(QStringLiteral("tree.jw2"), PropertyList::toData(parent, PropertyList::Format::Xml).value()));
+    ASSERT_TRUE(memo) << reasons(import).toStdString();
+    ASSERT_EQ(titles(memo), QStringList{QStringLiteral("Child")});
+    const MemoPtr imported = memo->children()[0];
+    EXPECT_NE(imported->memoID(), 3);
+    EXPECT_FALSE(memo->isPlainTextMemo());
+    QTextDocument back;
+    ASSERT_TRUE(TextExport::setRTFDData(back, memo->memoData()).ok());
+    QTextCursor at(&back);
+    at.setPosition(2);
+    EXPECT_EQ(at.charFormat().anchorHref(), QStringLiteral("Jotwell3://pageid/%1/").arg(imported->memoID()));
 }
 
 } // namespace
