@@ -6,6 +6,7 @@
 
 #include "exchange/BookFile.h"
 #include "exchange/FileImport.h"
+#include "exchange/ImportIdentifiers.h"
 #include "exchange/NewNotePadImport.h"
 #include "model/DataStore.h"
 #include "model/JWMemo.h"
@@ -145,15 +146,7 @@ void BM_ImportBook10k(benchmark::State &state)
             state.SkipWithError("the book cannot be read");
             break;
         }
-        pages = 0;
-        std::vector<const JWMemo *> pending{memo.get()};
-        while (!pending.empty()) {
-            const JWMemo *page = pending.back();
-            pending.pop_back();
-            ++pages;
-            for (const MemoPtr &child : page->children())
-                pending.push_back(child.get());
-        }
+        pages = ImportIdentifiers::pagesOf(memo).size();
         memo.reset();
         state.ResumeTiming();
     }

@@ -2,6 +2,7 @@
 // must be an error, never a crash, a hang or a tree that breaks later. A book
 // that was read must hold a tree of distinct pages with their texts, and
 // write back as a book that reads again.
+#include "FuzzSupport.h"
 #include "exchange/BookFile.h"
 #include "model/JWMemo.h"
 
@@ -18,34 +19,7 @@
 
 namespace {
 
-void require(bool condition, const char *what)
-{
-    if (!condition) {
-        std::fprintf(stderr, "book file fuzzer: %s\n", what);
-        std::abort();
-    }
-}
-
-// Texts need fonts, and fonts need a GUI application. Reading a book takes
-// page IDs from the preferences, so the fuzzer runs as a user of its own,
-// in memory where there is a place for it: every ID is written at once.
-void ensureApplication()
-{
-    static int argc = 1;
-    static char name[] = "fuzz-book-file";
-    static char *argv[] = {name, nullptr};
-    if (QCoreApplication::instance())
-        return;
-    static QTemporaryDir home(
-        QDir(QStringLiteral("/dev/shm")).exists() ? QStringLiteral("/dev/shm/fuzz-book-XXXXXX") : QString());
-    for (const char *variable : {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME"})
-        qputenv(variable, home.path().toLocal8Bit());
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    new QGuiApplication(argc, argv);
-    // Every unreadable text writes a line; thousands of runs would drown the fuzzer's own output.
-    QLoggingCategory::setFilterRules(QStringLiteral("jw.*.warning=false"));
-}
+const FuzzSupport::Requirement require{"book file"};
 
 // The pages from @p root down; each must be met once.
 QList<MemoPtr> pagesOf(const MemoPtr &root)
@@ -59,7 +33,7 @@ QList<MemoPtr> pagesOf(const MemoPtr &root)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    ensureApplication();
+    FuzzSupport::ensureApplication("fuzz-book-file");
     const QByteArray bytes(reinterpret_cast<const char *>(data), qsizetype(size));
     const Result<MemoPtr> book = BookFile::readData(bytes);
     if (!book)

@@ -1,6 +1,7 @@
 // Calendar files come from anyone. Any bytes must either be refused as not
 // UTF-8 or give an event whose title is one line and whose body holds no
 // backslash, and that body must go through the HTML reader without a crash.
+#include "FuzzSupport.h"
 #include "exchange/CalendarImport.h"
 
 #include <QGuiApplication>
@@ -13,32 +14,13 @@
 
 namespace {
 
-void require(bool condition, const char *what)
-{
-    if (!condition) {
-        std::fprintf(stderr, "calendar fuzzer: %s\n", what);
-        std::abort();
-    }
-}
-
-// The HTML reader lays out text, which needs fonts and so a GUI application.
-void ensureApplication()
-{
-    static int argc = 1;
-    static char name[] = "fuzz-calendar";
-    static char *argv[] = {name, nullptr};
-    if (QCoreApplication::instance())
-        return;
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    new QGuiApplication(argc, argv);
-}
+const FuzzSupport::Requirement require{"calendar"};
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    ensureApplication();
+    FuzzSupport::ensureApplication("fuzz-calendar");
     const QByteArray bytes = QByteArray::fromRawData(reinterpret_cast<const char *>(data), qsizetype(size));
     QStringDecoder decoder(QStringDecoder::Utf8);
     const QString text = decoder.decode(bytes);

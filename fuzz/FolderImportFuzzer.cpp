@@ -4,6 +4,7 @@
 //
 // The input describes a folder, one entry per line: "path" makes a file (its
 // contents are the path), "path/" a folder, "path>target" a symbolic link.
+#include "FuzzSupport.h"
 #include "exchange/FileImport.h"
 #include "model/JWMemo.h"
 
@@ -24,30 +25,7 @@ namespace {
 
 constexpr int kMaximumEntries = 48;
 
-void require(bool condition, const char *what)
-{
-    if (!condition) {
-        std::fprintf(stderr, "folder import fuzzer: %s\n", what);
-        std::abort();
-    }
-}
-
-void ensureApplication()
-{
-    static int argc = 1;
-    static char name[] = "fuzz-folder-import";
-    static char *argv[] = {name, nullptr};
-    if (QCoreApplication::instance())
-        return;
-    static QTemporaryDir home(
-        QDir(QStringLiteral("/dev/shm")).exists() ? QStringLiteral("/dev/shm/fuzz-folder-XXXXXX") : QString());
-    for (const char *variable : {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME"})
-        qputenv(variable, home.path().toLocal8Bit());
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    new QGuiApplication(argc, argv);
-    QLoggingCategory::setFilterRules(QStringLiteral("jw.*.warning=false"));
-}
+const FuzzSupport::Requirement require{"folder import"};
 
 // @p path cut into names that stay inside the folder: no empty, "." or ".." parts.
 QString safeRelativePath(const QString &path)
@@ -78,7 +56,7 @@ qsizetype countPages(const MemoPtr &root)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    ensureApplication();
+    FuzzSupport::ensureApplication("fuzz-folder-import");
     QTemporaryDir work;
     require(work.isValid(), "no temporary folder");
     const QString root = work.filePath(QStringLiteral("Imported"));

@@ -2,6 +2,7 @@
 // or damaged: any bytes read as a property list must convert to a page tree
 // or be refused, never crash or hang. Bytes that are no property list are
 // taken as a text with link markup, which must only ever get shorter.
+#include "FuzzSupport.h"
 #include "exchange/LinkMarkupConverter.h"
 #include "exchange/OldDataConverter.h"
 #include "platform/archive/PropertyList.h"
@@ -19,39 +20,13 @@
 
 namespace {
 
-void require(bool condition, const char *what)
-{
-    if (!condition) {
-        std::fprintf(stderr, "legacy dictionary fuzzer: %s\n", what);
-        std::abort();
-    }
-}
-
-// Texts need fonts, and fonts need a GUI application. A conversion raises
-// the page ID counter in the preferences, so the fuzzer runs as a user of
-// its own, in memory where there is a place for it.
-void ensureApplication()
-{
-    static int argc = 1;
-    static char name[] = "fuzz-legacy-dictionary";
-    static char *argv[] = {name, nullptr};
-    if (QCoreApplication::instance())
-        return;
-    static QTemporaryDir home(
-        QDir(QStringLiteral("/dev/shm")).exists() ? QStringLiteral("/dev/shm/fuzz-legacy-XXXXXX") : QString());
-    for (const char *variable : {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME"})
-        qputenv(variable, home.path().toLocal8Bit());
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    new QGuiApplication(argc, argv);
-    QLoggingCategory::setFilterRules(QStringLiteral("jw.*.warning=false"));
-}
+const FuzzSupport::Requirement require{"legacy dictionary"};
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    ensureApplication();
+    FuzzSupport::ensureApplication("fuzz-legacy-dictionary");
     const QByteArray bytes(reinterpret_cast<const char *>(data), qsizetype(size));
     const Result<QVariant> parsed = PropertyList::fromData(bytes);
     if (!parsed) {

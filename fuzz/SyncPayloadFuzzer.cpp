@@ -1,6 +1,7 @@
 // The phone's page tree comes over the network from any device that finds
 // the service: a damaged or forged tree must be refused or merged, never a
 // crash, a hang, a lost page or a page in two places.
+#include "FuzzSupport.h"
 #include "model/JWMemo.h"
 #include "model/MemoIDAllocator.h"
 #include "model/MemoTree.h"
@@ -21,31 +22,13 @@
 
 namespace {
 
-void require(bool condition, const char *what)
-{
-    if (!condition) {
-        std::fprintf(stderr, "sync payload fuzzer: %s\n", what);
-        std::abort();
-    }
-}
+const FuzzSupport::Requirement require{"sync payload"};
 
-// New pages take IDs from the preferences, so the fuzzer runs as a user of
-// its own, in memory where there is a place for it.
 void ensureApplication()
 {
-    static int argc = 1;
-    static char name[] = "fuzz-sync-payload";
-    static char *argv[] = {name, nullptr};
     if (QCoreApplication::instance())
         return;
-    static QTemporaryDir home(
-        QDir(QStringLiteral("/dev/shm")).exists() ? QStringLiteral("/dev/shm/fuzz-sync-XXXXXX") : QString());
-    for (const char *variable : {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME"})
-        qputenv(variable, home.path().toLocal8Bit());
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    new QGuiApplication(argc, argv);
-    QLoggingCategory::setFilterRules(QStringLiteral("jw.*.warning=false"));
+    FuzzSupport::ensureApplication("fuzz-sync-payload");
     MemoIDAllocator::shared().resetCounter(1000);
 }
 

@@ -20,6 +20,8 @@
 #include <QTextStream>
 #include <QTimer>
 
+#include <memory>
+
 namespace {
 
 bool hasScreenForDialogs()
@@ -36,20 +38,35 @@ int refuseToStart(const QString &message)
     return 1;
 }
 
+// The data folder, locked and loaded without a host, for a command that
+// shows no window; null, with the reason on standard error, when it cannot
+// be locked or read.
+std::unique_ptr<DataStore> loadWithoutWindows(const QString &folder, DataFolderLock &lock)
+{
+    if (Status locked = lock.lock(folder); !locked) {
+        refuseToStart(locked.errorMessage());
+        return nullptr;
+    }
+    auto store = std::make_unique<DataStore>();
+    store->loadNoteData();
+    for (const QString &problem : store->problems())
+        QTextStream(stderr) << problem << Qt::endl;
+    if (!store->rootMemo()) {
+        refuseToStart(QCoreApplication::translate("main", "The data folder \"%1\" cannot be read").arg(folder));
+        return nullptr;
+    }
+    return store;
+}
+
 // An export asked for on the command line when no application runs on the
 // folder: the folder is read, the pages written, and nothing is shown.
 int exportWithoutWindows(const QString &folder, const ApplicationRequest &request)
 {
     DataFolderLock lock;
-    if (Status locked = lock.lock(folder); !locked)
-        return refuseToStart(locked.errorMessage());
-    DataStore store;
-    store.loadNoteData();
-    for (const QString &problem : store.problems())
-        QTextStream(stderr) << problem << Qt::endl;
-    if (!store.rootMemo())
-        return refuseToStart(QCoreApplication::translate("main", "The data folder \"%1\" cannot be read").arg(folder));
-    if (const QString problems = CommandLineExport::perform(store.tree(), request); !problems.isEmpty())
+    const std::unique_ptr<DataStore> store = loadWithoutWindows(folder, lock);
+    if (!store)
+        return 1;
+    if (const QString problems = CommandLineExport::perform(store->tree(), request); !problems.isEmpty())
         return refuseToStart(problems);
     return 0;
 }
@@ -59,17 +76,12 @@ int exportWithoutWindows(const QString &folder, const ApplicationRequest &reques
 int importWithoutWindows(const QString &folder, const ApplicationRequest &request)
 {
     DataFolderLock lock;
-    if (Status locked = lock.lock(folder); !locked)
-        return refuseToStart(locked.errorMessage());
-    DataStore store;
-    store.loadNoteData();
-    for (const QString &problem : store.problems())
-        QTextStream(stderr) << problem << Qt::endl;
-    if (!store.rootMemo())
-        return refuseToStart(QCoreApplication::translate("main", "The data folder \"%1\" cannot be read").arg(folder));
-    const CommandLineImport::Outcome imported = CommandLineImport::perform(store.tree(), request);
+    const std::unique_ptr<DataStore> store = loadWithoutWindows(folder, lock);
+    if (!store)
+        return 1;
+    const CommandLineImport::Outcome imported = CommandLineImport::perform(store->tree(), request);
     if (imported.pages > 0) {
-        if (Status saved = store.save(); !saved)
+        if (Status saved = store->save(); !saved)
             return refuseToStart(saved.errorMessage());
     }
     QTextStream(stdout) << QCoreApplication::translate("main", "%n page(s) imported.", nullptr, int(imported.pages))
